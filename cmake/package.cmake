@@ -1,0 +1,16 @@
+# Installation: libraries, header, a relocatable CMake package (target tarnsql::tarnsql) and a pkg-config file.
+include(CMakePackageConfigHelpers)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tarnsql)
+install(TARGETS tarnsql tarnsql_static EXPORT tarnsql)
+install(FILES include/tarnsql.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(EXPORT tarnsql NAMESPACE tarnsql:: FILE tarnsql-targets.cmake DESTINATION ${package_dir})
+configure_package_config_file(cmake/tarnsql-config.cmake.in tarnsql-config.cmake INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(tarnsql-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tarnsql-config.cmake ${CMAKE_CURRENT_BINARY_DIR}/tarnsql-config-version.cmake
+        DESTINATION ${package_dir})
+
+# The prefix in tarnsql.pc is relative to the file itself, so that the installed tree can be moved.
+file(RELATIVE_PATH pc_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+configure_file(cmake/tarnsql.pc.in tarnsql.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tarnsql.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

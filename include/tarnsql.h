@@ -1,0 +1,490 @@
+/*
+ * tarnsql.h - the public interface of tarnsql, the native client driver of the TARNDBMS database server.
+ *
+ * The header compiles alone as C99, C11 and C++11 and needs only <stdint.h>.
+ *
+ * CONVENTIONS, stated once:
+ *
+ * 1. Handles. A handle is a TRN_HANDLE variable of the application's; every call takes the variable's
+ * ADDRESS, so that a call can fill, move or clear it. The record behind a handle belongs to the library.
+ * Kinds: TRN_KIND_*.
+ *
+ * 2. Statuses. Every call but TRN_Drop returns an int32_t. A failure is negative (TRN_ERR_*, TRN_TRUNCATED,
+ * ...). Success is 0 for most calls; some return a count or a kind, and four values differ on purpose:
+ *        TRN_OpenConn returns 2 when it succeeds, TRN_END (100) means "no further row / item / text",
+ *        a statement whose reply ends in a warning returns 1, and TRN_GetErrorInfo returns 2 for a long text.
+ *
+ * 3. Bad arguments. A null handle variable, a variable that holds null, a handle of the wrong kind or a null
+ * required pointer gives a status and touches nothing: TRN_ERR_ARGUMENT (-3) unless the call says otherwise.
+ * Out-pointers for counts, lengths and results may be null unless the call says otherwise. What cannot be
+ * checked is the application's duty: a handle variable must hold null or a live handle, and a buffer must
+ * have the size that its call states.
+ *
+ * 4. Who frees what. The library owns what lies behind a handle and releases it in the matching close, drop
+ * or free call, which also sets the application's variable to null. A result outlives neither TRN_FreeRowset
+ * nor TRN_Drop, but it does outlive its connection (only large-object fetches still need the connection).
+ * Memory that the library hands over (TRN_Execute_query_with_one, handed-over form) is released with
+ * TRN_FreePtr, never with the application's free().
+ *
+ * 5. Texts. Texts given to the library are NUL-terminated. Several calls copy texts out WITHOUT a terminator;
+ * each such call says so. Lengths and capacities count bytes.
+ *
+ * 6. Errors. A failure that the library can put into words replaces the error text of the handle it happened
+ * on; a later success does not clear it. TRN_GetErrorLen, TRN_GetError and TRN_GetErrorInfo read it. Texts of
+ * the library begin with a bracketed code such as "[EC011]"; texts of the server are kept as they arrived.
+ *
+ * 7. Printed lines. Server errors, warnings and notices and network failures are also printed on the standard
+ * output of the process, one flushed line each ("Server Error %s \n", "Server Warning %s \n", "Server Message
+ * %s \n", "Net Error %s \n").
+ *
+ * 8. Threads. The library starts no thread. Calls that talk to the server hold their connection's lock for
+ * the whole request and reply, so several threads may execute on one connection and run one after another.
+ * Everything else (results, error texts, opening, closing) takes no lock: a handle must not be closed, freed
+ * or read while another thread uses it. Different connections share nothing.
+ *
+ * 9. Waiting. A read from the server waits at most 30 minutes for the next bytes, and at most three such
+ * waits in a row end it.
+ *
+ * 10. Linking. One calling convention, the platform's own. Define TARNSQL_STATIC before including this header
+ * when linking the static library on Windows.
+ */
+#ifndef TARNSQL_H
+#define TARNSQL_H
+
+#include <stdint.h>
+
+#if defined(_WIN32) && !defined(TARNSQL_STATIC) && !defined(TARNSQL_BUILD)
+#define TRN_API __declspec(dllimport)
+#elif defined(__GNUC__) && !defined(_WIN32)
+#define TRN_API __attribute__((visibility("default")))
+#else
+#define TRN_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The version of this header; the library's soname follows the major number. */
+#define TARNSQL_VERSION_MAJOR 1
+#define TARNSQL_VERSION_MINOR 0
+#define TARNSQL_VERSION_PATCH 0
+
+/* A handle variable. Initialise it with null. */
+typedef void* TRN_HANDLE;
+
+/* -------------------------------------------------------------------------------------- connection */
+
+/*
+ * Opens a connection: parses conn_string, connects a TCP socket and logs in.
+ *
+ * conn_string  "key=value" segments separated by ";" (or, when it holds no ";", by ","). A string of one single
+ *              segment without separator sets nothing. Keys are compared without regard to letter case, blanks
+ *              around keys and values are dropped, unknown keys are ignored, a segment of 128 bytes or more
+ *              repeats the segment before it. The keys, with their synonyms:
+ *
+ *   server, ip                                  dotted IPv4 address, at most 31 bytes; names are not resolved
+ *   port                                        decimal
+ *   db, database                                at most 127 bytes
+ *   user, uid, user id, userid                  at most 63 bytes, as every following text
+ *   pwd, password
+ *   char_set, character_set, charset, character set
+ *   iso_level, iso level, isolevel              isolation level
+ *   current_schema                              schema to make current
+ *   keyword_filter
+ *   auto_commit, auto commit, autocommit        "off" or "false" turn it off
+ *   use_ssl, ssl, usessl, use ssl               "on", "yes" or "true" ask for an enciphered channel
+ *   lock_timeout, locktimeout, lock timeout     seconds, 300 when absent; 0 leaves the server's own
+ *   lob_ret, lob ret, lobret                    any value: large objects arrive as descriptors
+ *   return_rowid, return rowid, return row_id, return_row_id        "on" or "true"
+ *   return_cursor_id, return cursor_id, return_cursorid             "off" or "false" turn it off
+ *   use_srvcursor                               "off" or "false" turn it off
+ *   time_zone, time zone, timezone              accepted and ignored
+ *
+ *              A segment that holds "IPS=" or "ips=" is a list of addresses separated by ",".
+ * out_handle   receives the connection at once, before anything can fail; required.
+ *
+ * Returns 2 (TRN_OPENED) logged in; -1 conn_string null, or no memory for the record (*out_handle
+ * is then untouched); -3 out_handle null; -8 the socket could not be connected ([EC011]); -9 the server refused the
+ * login or did not answer ([EC012]). After -8 and -9 the handle is valid for the error calls and must still
+ * be closed.
+ *
+ * Wire: the login is one text without frame; the server answers "K" (older protocol) or "N", four bytes and
+ * "K".
+ */
+TRN_API int32_t TRN_OpenConn(const char* conn_string, TRN_HANDLE* out_handle);
+
+/*
+ * Closes a connection, releases everything it holds and sets the variable to null. The socket is reset at
+ * once (linger time 0). Must not run while another call uses the connection. Results received earlier stay
+ * valid. Returns 0; -1 when handle or *handle is null; -3 when it is not a connection.
+ */
+TRN_API int32_t TRN_CloseConn(TRN_HANDLE* handle);
+
+/*
+ * Releases a handle of any kind and sets the variable to null: a connection as TRN_CloseConn, a result as
+ * TRN_FreeRowset. Null and unknown handles are left alone.
+ */
+TRN_API void TRN_Drop(TRN_HANDLE* handle);
+
+/*
+ * Copies the identifier of the last inserted row, as the server sent it, into out_text with its terminator.
+ * out_text  at least 32 bytes; required. Empty when no insert has been reported.
+ * Returns 0; -3 for a null argument or another kind of handle. Takes no lock.
+ */
+TRN_API int32_t TRN_GetLastInsertId(TRN_HANDLE* handle, char* out_text);
+
+/*
+ * Tells the type of the last function's return value as an API type code (TRN_TYPE_*).
+ * Returns 0; -1 when no function result has arrived on this connection; -3 for a null argument or another
+ * kind of handle.
+ */
+TRN_API int32_t TRN_GetFunReturnType(TRN_HANDLE* handle, int32_t* out_type);
+
+/*
+ * Reserved entries: they do nothing and return 0, whatever arguments they are given.
+ */
+#ifdef __cplusplus
+TRN_API int32_t GetConnStr(...);
+TRN_API int32_t SetConnStr(...);
+TRN_API int32_t TRN_LobWrite_SetPos(...);
+TRN_API int32_t TRN_GetErrorInfoOption(...);
+#else
+TRN_API int32_t GetConnStr();
+TRN_API int32_t SetConnStr();
+TRN_API int32_t TRN_LobWrite_SetPos();
+TRN_API int32_t TRN_GetErrorInfoOption();
+#endif
+
+/* ------------------------------------------------------------------------------------------ errors */
+
+/*
+ * Copies the handle's error text, without a terminator, into out_text and its length into out_len.
+ * handle    a connection, a result or a large object.
+ * out_text  at least TRN_GetErrorLen bytes.
+ * Returns 0 always; with no error text, another kind of handle or a null out_text nothing is written.
+ */
+TRN_API int32_t TRN_GetError(TRN_HANDLE* handle, char* out_text, int32_t* out_len);
+
+/* Returns the length of the handle's error text in bytes; 0 when there is none or the handle carries none. */
+TRN_API int32_t TRN_GetErrorLen(TRN_HANDLE* handle);
+
+/*
+ * Splits the handle's error text into a code and a message.
+ * out_code     receives exactly 6 bytes: "EC0195", or "EC011" and a zero byte; "EC0100" for a text without a
+ * bracketed code. out_message  receives up to 255 bytes, without a terminator: clear the buffer beforehand.
+ *              A text without a code is preceded by "common error\n".
+ * Returns 0; 100 (TRN_END) when the handle has no error text; 2 when the text is too long for the message
+ * (263 bytes or more with a six-character code, 262 with a five-character one: no message is written; 243
+ * without a code: only "common error\n"): read it with TRN_GetError. A null argument or a handle without
+ * error texts gives 0 and writes nothing.
+ */
+TRN_API int32_t TRN_GetErrorInfo(TRN_HANDLE* handle, char* out_code, char* out_message);
+
+/* --------------------------------------------------------------------------------------- execution */
+
+/*
+ * Runs a statement and reports a count.
+ *
+ * Returns the rows affected of the last update or delete, or the number of inserts reported, 0 when the reply
+ * holds neither; 1 when a warning or notice came last; -1 after a server error (its text is the error text);
+ * -3 for a null argument or another kind of handle, with nothing sent; -4 when the reply could not be read
+ * ([EC004] when it broke inside a count or an insert identifier); -5 out of memory; -56 ([EC0056]) when the
+ * statement returned output values. The status is that of the last message of the reply: a warning after an
+ * error gives 1. A query sent this way returns at its result set; the next call passes over the rows.
+ */
+TRN_API int32_t TRN_Execute_no_query(TRN_HANDLE* handle, const char* sql);
+
+/*
+ * Runs a query and hands back the first column of the first row as one value.
+ *
+ * value_area  at least 64 bytes, zeroed by the caller; required. It receives
+ *             - text form: the value's characters (or raw bytes) without a terminator, or
+ *             - handed-over form: a 4-byte length and, at byte 4 (unaligned), an 8-byte pointer to a
+ * NUL-terminated copy of the value, to be released with TRN_FreePtr. Used for CLOB, BINARY and BLOB values of
+ * any length and for CHAR values of 64 bytes or more. A null value, or a result without rows, clears the
+ * first 4 bytes. type_word   receives the wire type of the column (TRN_WIRE_*), plus 100 (TRN_HANDED_OVER)
+ * for the handed-over form; 0 for a result without rows; required.
+ *
+ * Returns 0; 1 after a warning or notice or an insert; 2 after an update; 3 after a delete; -1 after a server
+ * error; -3 for a null argument or another kind of handle, with nothing sent; -4 when the reply could not be
+ * read; -5 out of memory.
+ */
+TRN_API int32_t TRN_Execute_query_with_one(TRN_HANDLE* handle, const char* sql, void* value_area,
+                                           uint32_t* type_word);
+
+/*
+ * Runs any statement, or several separated by ";", and hands over everything the server returned.
+ *
+ * result_out      receives the first result item of the reply, or null when the reply held none; required.
+ * Walk the items with TRN_NextResult and release the last with TRN_FreeRowset. column_count    receives the
+ * columns of the first item; may be null, as the following two. They are written only when there is an item.
+ * row_count       receives its rows.
+ * affected_count  receives its affected rows.
+ *
+ * Returns the rows of the last batch of rows received (a batch holds up to 20,000), 0 when the reply held no
+ * rows; -1 after a server error, warning or notice, whose text is then the error text: items that arrived are
+ * handed over all the same; -3 for a null argument or another kind of handle, with nothing sent; -4 when the
+ * reply could not be read and -5 when memory ran out: no item is then handed over and *result_out is null.
+ */
+TRN_API int32_t TRN_ExecwithDataReader(TRN_HANDLE* handle, const char* sql, TRN_HANDLE* result_out,
+                                       int32_t* column_count, int64_t* row_count, int32_t* affected_count);
+
+/* ----------------------------------------------------------------------------------------- results */
+
+/*
+ * Makes the next row current; the first call gives the first row. There is no way back.
+ * Returns 0; 100 (TRN_END) when no row is left; -1 when the handle is null or not a result.
+ */
+TRN_API int32_t TRN_ReadNext(TRN_HANDLE* result);
+
+/*
+ * Moves the handle to the next item of the reply and releases the item it leaves.
+ * Returns 0; 100 (TRN_END) when there is none: the handle keeps its item. A null handle or another kind gives
+ * 0 and nothing happens.
+ */
+TRN_API int32_t TRN_NextResult(TRN_HANDLE* result);
+
+/*
+ * Releases one result item and sets the variable to null. Items further on are released only by walking to
+ * them with TRN_NextResult first. Returns 0 always.
+ */
+TRN_API int32_t TRN_FreeRowset(TRN_HANDLE* result);
+
+/* Releases memory that the library handed over and sets the variable to null. Null is accepted. Returns 0
+ * always. */
+TRN_API int32_t TRN_FreePtr(void** pointer);
+
+/*
+ * Clears what a handle holds, by its kind: the parameters attached to a connection are detached (and released
+ * unless the application made them). Other kinds are left alone. Returns 0; -3 when handle or *handle is
+ * null.
+ */
+TRN_API int32_t TRN_Reset(TRN_HANDLE* handle);
+
+/* The number of columns of a result item (0 unless it is a query's). Returns 0; -3 for a null argument or
+ * another kind. */
+TRN_API int32_t TRN_getResultColumnsnum(TRN_HANDLE* result, int32_t* count);
+
+/* The number of rows of a result item, cut to 32 bits. Returns 0; -3 for a null argument or another kind. */
+TRN_API int32_t TRN_getResultRecordnum(TRN_HANDLE* result, int32_t* count);
+
+/*
+ * Describes a result item. Each out-pointer may be null.
+ * kind            TRN_ITEM_*, always written.
+ * column_count    written for a query.
+ * row_count       written for a query, cut to 32 bits.
+ * affected_count  written for an update or delete.
+ * identifier      at least 32 bytes; written for an insert: its first 25 bytes are cleared, then the
+ * identifier of the inserted row (up to 31 bytes) is copied without a terminator. Returns 0; -3 when the
+ * handle is null or not a result.
+ */
+TRN_API int32_t TRN_getResultRet(TRN_HANDLE* result, int32_t* kind, int32_t* column_count, int32_t* row_count,
+                                 int32_t* affected_count, char* identifier);
+
+/* --------------------------------------------------------------------------------- column metadata */
+/* Column numbers begin at 1. All five calls return -3 for a null argument or a handle that is not a result.
+ */
+
+/*
+ * Everything known about a column.
+ * table, name, label  each at least 128 bytes, and 1,025 to be safe with every server (a name travels in at
+ * most 1,024 bytes); the first 128 bytes are cleared, then the text, when there is one, is copied without a
+ *                     terminator. Each may be null.
+ * type                API type code (TRN_TYPE_*); modifier and flags as the server sent them. Each may be
+ * null. Returns 0; -1 when the column is out of range. Wire: one name "table.name%label"; the table ends at
+ * the first ".", the label begins after the first "%".
+ */
+TRN_API int32_t TRN_getResultColInfo(TRN_HANDLE* result, int32_t column, char* table, char* name, char* label,
+                                     int32_t* type, int32_t* modifier, int32_t* flags);
+
+/* The column's API type code. Returns 0; -15 when the column is out of range. */
+TRN_API int32_t TRN_getResultcolType(TRN_HANDLE* result, int32_t column, int32_t* type);
+
+/* The column's type modifier as the server sent it. Returns 0; -15 when the column is out of range. */
+TRN_API int32_t TRN_getResultcolmodi(TRN_HANDLE* result, int32_t column, int32_t* modifier);
+
+/*
+ * The column's label, or its name when it has no label, copied without a terminator: clear the buffer (at
+ * least 128 bytes, 1,025 to be safe with every server) beforehand. Returns 0; -1 when the column is out of
+ * range.
+ */
+TRN_API int32_t TRN_getResultcolname(TRN_HANDLE* result, int32_t column, char* name);
+
+/*
+ * The number of the first column whose label (or name, when it has no label) equals name without regard to
+ * ASCII letter case. Returns the number, 0 when no column matches.
+ */
+TRN_API int32_t TRN_getResultcolseq(TRN_HANDLE* result, const char* name);
+
+/* ----------------------------------------------------------------------------------- values, dates */
+
+/*
+ * Converts one value of the current row.
+ *
+ * column              from 1.
+ * target              the API type code wanted (TRN_TYPE_*), see below.
+ * destination         buffer of the application's, of the size that the target needs; required.
+ * destination_length  its size in bytes; consulted by the text and byte targets only.
+ * length              receives the bytes delivered (or left out, with -12); may be null. For target 18 it is
+ * also an input.
+ *
+ *   target         destination  sources, and what is delivered
+ *   1, 5           int32_t      BOOLEAN, TINYINT, SMALLINT, INTEGER; NUMERIC (leading integer of its text)
+ *   4              int16_t      BOOLEAN, TINYINT, SMALLINT
+ *   6              int64_t      the sources of 5, and BIGINT; NUMERIC within 32 bits only
+ *   7              float        TINYINT to BIGINT, NUMERIC, FLOAT, DOUBLE; other sources: 0, nothing written
+ *   8              double       TINYINT to BIGINT, NUMERIC, FLOAT, DOUBLE
+ *   3, 63          1 byte       any source: the first byte stored
+ *   9              bytes        any source: all bytes stored; destination_length is NOT consulted
+ *   23             int64_t      DATETIME: milliseconds since 1970-01-01
+ *   28             int64_t      INTEGER and BIGINT widened, 8 bytes; INTERVAL YEAR TO MONTH: months, 4 bytes
+ *   31             int64_t      INTEGER and BIGINT widened; INTERVAL DAY TO SECOND: microseconds
+ *   21             nothing      0 for INTERVAL YEAR TO MONTH and DAY TO SECOND, else -13
+ *   2, 10 to 14    text         every known source. The destination is cleared first. A text made from a number,
+ *                               date or interval keeps room for its terminator; CHAR, CLOB, BINARY and BLOB
+ *                               bytes that fill the destination exactly have none
+ *   15             bytes        CHAR, CLOB, BINARY, BLOB; no terminator
+ *   18             bytes        the same sources, piecewise: *length holds the offset to read from and receives
+ *                               the bytes copied; 0 bytes at the end
+ *
+ * Returns 0; -3 no result or destination; -11 no current row or a null value (*length is 0); -12 truncated:
+ * *length is the number of bytes left out; -13 this source does not convert to this target, or target
+ * outside 1..63 (*length is 0 but for target 21); -15 column out of range; -18 the offset of a piecewise read
+ * is negative or past the end. The row is never changed: a call may be repeated with another target or a
+ * larger buffer.
+ */
+TRN_API int32_t TRN_GetData(TRN_HANDLE* result, int32_t column, int32_t target, void* destination,
+                            int32_t destination_length, int32_t* length);
+
+/*
+ * Writes a moment, given in milliseconds since 1970-01-01 00:00:00, as "YYYY-MM-DD hh:mm:ss" (proleptic
+ * Gregorian calendar, no time zone, milliseconds dropped). text: at least 20 bytes; required. A year beyond four
+ * digits cuts the end of the text. Returns 0; -3 when text is null.
+ */
+TRN_API int32_t dt2dtm_Api(int64_t milliseconds, char* text);
+
+/*
+ * Tells from the first word of a statement what it is; the server is not asked.
+ * Returns TRN_SQL_*: 1 INSERT, MERGE, REPLACE; 2 UPDATE; 3 DELETE; 4 a single SELECT, or a prepared
+ * statement's name (STC...); 5 CREATE; 6 ALTER; 9 SELECT followed by further statements, and everything else;
+ * 10 EXEC, EXECUTE; -3 when sql is null. Only blanks, carriage returns and line feeds are skipped before the
+ * word: a tab, a comment or a parenthesis gives 9.
+ */
+TRN_API int32_t fun_sql_type(const char* sql);
+
+/* --------------------------------------------------------------------------------------- constants */
+
+/* Handle kinds: the first 32 bits of every record. */
+#define TRN_KIND_CONNECTION 1
+#define TRN_KIND_PARAMETERS 2
+#define TRN_KIND_RESULT 4
+#define TRN_KIND_LOB 5
+#define TRN_KIND_RESERVED 6 /* accepted by several calls as a kind without content; never made */
+
+/* Statuses. */
+#define TRN_OK 0
+#define TRN_WARNING 1            /* a warning or notice ended the reply */
+#define TRN_OPENED 2             /* TRN_OpenConn succeeded */
+#define TRN_ERROR_TEXT_LONG 2 /* TRN_GetErrorInfo: the text did not fit the message */
+#define TRN_END 100              /* no further row, item or text */
+#define TRN_ERR_SERVER (-1)      /* the server refused; its text is the error text */
+#define TRN_ERR_ARGUMENT (-3)    /* null argument or wrong kind of handle */
+#define TRN_ERR_NETWORK (-4)     /* the reply could not be read */
+#define TRN_ERR_MEMORY (-5)      /* out of memory */
+#define TRN_ERR_CONNECT (-8)     /* the socket could not be connected */
+#define TRN_ERR_LOGIN (-9)       /* the login failed */
+#define TRN_NULL_VALUE (-11)     /* null value, or no current row */
+#define TRN_TRUNCATED (-12)      /* the destination was too small */
+#define TRN_ERR_CONVERSION (-13) /* no conversion between these types */
+#define TRN_ERR_COLUMN (-15)     /* column out of range */
+#define TRN_ERR_OFFSET (-18)     /* piecewise offset past the end */
+#define TRN_ERR_OUTPUTS (-56)    /* output values arrived, but no parameters were bound for them */
+
+/* Kinds of a result item (TRN_getResultRet). */
+#define TRN_ITEM_INSERT 1
+#define TRN_ITEM_UPDATE 2
+#define TRN_ITEM_DELETE 3
+#define TRN_ITEM_QUERY 4
+
+/* Statement classes (fun_sql_type). */
+#define TRN_SQL_INSERT 1
+#define TRN_SQL_UPDATE 2
+#define TRN_SQL_DELETE 3
+#define TRN_SQL_SELECT 4
+#define TRN_SQL_CREATE 5
+#define TRN_SQL_ALTER 6
+#define TRN_SQL_OTHER 9
+#define TRN_SQL_EXECUTE 10
+
+/* Directions of a parameter. */
+#define TRN_DIRECTION_IN 1
+#define TRN_DIRECTION_OUT 2
+#define TRN_DIRECTION_INOUT 3
+#define TRN_DIRECTION_RETURN 6
+
+/* Wire type codes: how a value travels and is stored (TRN_Execute_query_with_one reports them). */
+#define TRN_WIRE_BOOLEAN 2
+#define TRN_WIRE_TINYINT 3
+#define TRN_WIRE_SMALLINT 4
+#define TRN_WIRE_INTEGER 5
+#define TRN_WIRE_BIGINT 6
+#define TRN_WIRE_NUMERIC 7
+#define TRN_WIRE_FLOAT 8
+#define TRN_WIRE_DOUBLE 9
+#define TRN_WIRE_DATE 10
+#define TRN_WIRE_TIME 11
+#define TRN_WIRE_TIME_TZ 12
+#define TRN_WIRE_DATETIME 13
+#define TRN_WIRE_DATETIME_TZ 14
+#define TRN_WIRE_INTERVAL_YEAR 15
+#define TRN_WIRE_INTERVAL_YEAR_TO_MONTH 16
+#define TRN_WIRE_INTERVAL_MONTH 17
+#define TRN_WIRE_INTERVAL_DAY 18
+#define TRN_WIRE_INTERVAL_DAY_TO_HOUR 19
+#define TRN_WIRE_INTERVAL_HOUR 20
+#define TRN_WIRE_INTERVAL_DAY_TO_MINUTE 21
+#define TRN_WIRE_INTERVAL_HOUR_TO_MINUTE 22
+#define TRN_WIRE_INTERVAL_MINUTE 23
+#define TRN_WIRE_INTERVAL_DAY_TO_SECOND 24
+#define TRN_WIRE_INTERVAL_HOUR_TO_SECOND 25
+#define TRN_WIRE_INTERVAL_MINUTE_TO_SECOND 26
+#define TRN_WIRE_INTERVAL_SECOND 27
+#define TRN_WIRE_OPAQUE 29
+#define TRN_WIRE_CHAR 30
+#define TRN_WIRE_CLOB 32
+#define TRN_WIRE_BINARY 33
+#define TRN_WIRE_BLOB 34
+#define TRN_HANDED_OVER 100 /* added to the wire type by TRN_Execute_query_with_one */
+
+/* API type codes: what a column is reported as, and what TRN_GetData is asked for. */
+#define TRN_TYPE_BOOLEAN 1 /* int32_t */
+#define TRN_TYPE_TEXT 2
+#define TRN_TYPE_TINYINT 3  /* 1 byte */
+#define TRN_TYPE_SMALLINT 4 /* int16_t */
+#define TRN_TYPE_INTEGER 5  /* int32_t */
+#define TRN_TYPE_BIGINT 6   /* int64_t */
+#define TRN_TYPE_FLOAT 7    /* float */
+#define TRN_TYPE_DOUBLE 8   /* double */
+#define TRN_TYPE_NUMERIC 9  /* the bytes as stored */
+#define TRN_TYPE_DATE 10    /* text, as the following four */
+#define TRN_TYPE_TIME 11
+#define TRN_TYPE_TIME_TZ 12
+#define TRN_TYPE_DATETIME 13
+#define TRN_TYPE_DATETIME_TZ 14
+#define TRN_TYPE_BYTES 15
+#define TRN_TYPE_BYTES_PIECEWISE 18
+#define TRN_TYPE_INTERVAL 21
+#define TRN_TYPE_DATETIME_RAW 23           /* int64_t milliseconds */
+#define TRN_TYPE_INTERVAL_YEAR_TO_MONTH 28 /* months */
+#define TRN_TYPE_INTERVAL_DAY_TO_SECOND 31 /* microseconds */
+#define TRN_TYPE_CLOB 41
+#define TRN_TYPE_BLOB 42
+#define TRN_TYPE_BYTE 63
+#define TRN_TYPE_OPAQUE 69 /* reported only */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,38 @@
+// Loads and stores of integers in memory that need not be aligned: host order inside stored rows, big-endian on the wire.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+namespace tarn {
+
+template <class T> T load(const void* from) noexcept {
+    T value;
+    std::memcpy(&value, from, sizeof value);
+    return value;
+}
+
+template <class T> void store(void* to, T value) noexcept {
+    std::memcpy(to, &value, sizeof value);
+}
+
+inline uint16_t wire_order(uint16_t value) noexcept {
+    return std::endian::native == std::endian::big ? value : __builtin_bswap16(value);
+}
+inline uint32_t wire_order(uint32_t value) noexcept {
+    return std::endian::native == std::endian::big ? value : __builtin_bswap32(value);
+}
+inline uint64_t wire_order(uint64_t value) noexcept {
+    return std::endian::native == std::endian::big ? value : __builtin_bswap64(value);
+}
+
+// T is uint16_t, uint32_t or uint64_t.
+template <class T> T load_wire(const void* from) noexcept {
+    return wire_order(load<T>(from));
+}
+template <class T> void store_wire(void* to, T value) noexcept {
+    store(to, wire_order(value));
+}
+
+} // namespace tarn

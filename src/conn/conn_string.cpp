@@ -1,0 +1,196 @@
+#include "conn/conn_string.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <initializer_list>
+#include <string_view>
+
+#include "base/memory.h"
+#include "base/text.h"
+#include "conn/messages.h"
+
+namespace tarn {
+
+// How a value is stored.
+enum class Setting {
+    text,       // cut to the field
+    number,     // leading decimal number
+    port,       // the same in 16 bits
+    on_flag,    // 1 for "on", "yes" and "true"
+    rowid_flag, // 1 for "on" and "true"; "yes" is not among its words
+    off_flag,   // 1 for "off" and "false"
+    always_one, // 1 whatever the value
+    not_kept,   // accepted without effect
+};
+
+struct Key {
+    std::string_view name;
+    Setting setting;
+    size_t offset; // of the field in Conn
+    size_t size;   // of a text field
+};
+
+#define TARN_TEXT(field) Setting::text, offsetof(Conn, field), sizeof(Conn::field)
+#define TARN_FIELD(setting, field) Setting::setting, offsetof(Conn, field), sizeof(Conn::field)
+
+static constexpr Key keys[] = {
+    {"DB", TARN_TEXT(database)},
+    {"DataBase", TARN_TEXT(database)},
+    {"USER", TARN_TEXT(user)},
+    {"UID", TARN_TEXT(user)},
+    {"USER ID", TARN_TEXT(user)},
+    {"USERID", TARN_TEXT(user)},
+    {"PWD", TARN_TEXT(password)},
+    {"PASSWORD", TARN_TEXT(password)},
+    {"PORT", TARN_FIELD(port, port)},
+    {"SERVER", TARN_TEXT(server)},
+    {"IP", TARN_TEXT(server)},
+    {"AUTO_COMMIT", TARN_FIELD(off_flag, auto_commit_off)},
+    {"auto commit", TARN_FIELD(off_flag, auto_commit_off)},
+    {"autocommit", TARN_FIELD(off_flag, auto_commit_off)},
+    {"use_ssl", TARN_FIELD(on_flag, use_ssl)},
+    {"ssl", TARN_FIELD(on_flag, use_ssl)},
+    {"USESSL", TARN_FIELD(on_flag, use_ssl)},
+    {"USE SSL", TARN_FIELD(on_flag, use_ssl)},
+    {"CHAR_SET", TARN_TEXT(char_set)},
+    {"CHARACTER_SET", TARN_TEXT(char_set)},
+    {"CHARSET", TARN_TEXT(char_set)},
+    {"CHARACTER SET", TARN_TEXT(char_set)},
+    {"CURRENT_SCHEMA", TARN_TEXT(current_schema)},
+    {"KEYWORD_FILTER", TARN_TEXT(keyword_filter)},
+    {"TIME_ZONE", Setting::not_kept, 0, 0},
+    {"time zone", Setting::not_kept, 0, 0},
+    {"timezone", Setting::not_kept, 0, 0},
+    {"ISO_LEVEL", TARN_TEXT(iso_level)},
+    {"ISO LEVEL", TARN_TEXT(iso_level)},
+    {"ISOLEVEL", TARN_TEXT(iso_level)},
+    {"RETURN_ROWID", TARN_FIELD(rowid_flag, return_rowid)},
+    {"RETURN ROWID", TARN_FIELD(rowid_flag, return_rowid)},
+    {"RETURN ROW_ID", TARN_FIELD(rowid_flag, return_rowid)},
+    {"RETURN_ROW_ID", TARN_FIELD(rowid_flag, return_rowid)},
+    {"LOB_RET", TARN_FIELD(always_one, lob_descriptor)},
+    {"LOB RET", TARN_FIELD(always_one, lob_descriptor)},
+    {"LOBRET", TARN_FIELD(always_one, lob_descriptor)},
+    {"LOCKTIMEOUT", TARN_FIELD(number, lock_timeout)},
+    {"LOCK TIMEOUT", TARN_FIELD(number, lock_timeout)},
+    {"LOCK_TIMEOUT", TARN_FIELD(number, lock_timeout)},
+    {"RETURN_CURSOR_ID", TARN_FIELD(off_flag, cursor_id_off)},
+    {"RETURN CURSOR_ID", TARN_FIELD(off_flag, cursor_id_off)},
+    {"RETURN_CURSORID", TARN_FIELD(off_flag, cursor_id_off)},
+    {"USE_SRVCURSOR", TARN_FIELD(off_flag, srv_cursor_off)},
+};
+
+#undef TARN_TEXT
+#undef TARN_FIELD
+
+static bool is_one_of(std::string_view value, std::initializer_list<std::string_view> words) noexcept {
+    for (std::string_view word : words)
+        if (equal_ignoring_case(value, word)) return true;
+    return false;
+}
+
+static void store_setting(Conn& conn, const Key& key, std::string_view value) noexcept {
+    char* field = reinterpret_cast<char*>(&conn) + key.offset;
+    const auto store_number = [field](int32_t number) { std::memcpy(field, &number, sizeof number); };
+    switch (key.setting) {
+    case Setting::text: copy_to_field(field, key.size, value); break;
+    case Setting::number: store_number(leading_int32(value)); break;
+    case Setting::port: conn.port = static_cast<uint16_t>(leading_int32(value)); break;
+    case Setting::on_flag: store_number(is_one_of(value, {"on", "yes", "true"})); break;
+    case Setting::rowid_flag: store_number(is_one_of(value, {"on", "true"})); break;
+    case Setting::off_flag: store_number(is_one_of(value, {"off", "false"})); break;
+    case Setting::always_one: store_number(1); break;
+    case Setting::not_kept: break;
+    }
+}
+
+// Blanks only: a tab belongs to the text.
+static std::string_view without_blanks(std::string_view text) noexcept {
+    while (!text.empty() && text.front() == ' ')
+        text.remove_prefix(1);
+    while (!text.empty() && text.back() == ' ')
+        text.remove_suffix(1);
+    return text;
+}
+
+static void parse_setting(Conn& conn, std::string_view segment) noexcept {
+    const size_t equals = segment.find('=');
+    if (equals == std::string_view::npos) return;
+    const std::string_view name = without_blanks(segment.substr(0, equals));
+    for (const Key& key : keys)
+        if (equal_ignoring_case(name, key.name))
+            return store_setting(conn, key, without_blanks(segment.substr(equals + 1)));
+}
+
+void release_address_list(IpsAttrs* list) noexcept {
+    if (!list) return;
+    for (int32_t i = 0; list->addresses && i < list->count; ++i)
+        release(list->addresses[i]);
+    release(list->addresses);
+    release(list->states);
+    release(list);
+}
+
+namespace {
+
+struct ListReleaser {
+    void operator()(IpsAttrs* list) const noexcept { release_address_list(list); }
+};
+
+} // namespace
+
+// The pieces between commas as written, blanks included. The 100th comma ends the list with 99 addresses and no states.
+static bool parse_address_list(Conn& conn, std::string_view text) noexcept {
+    constexpr int32_t limit = 100;
+    std::unique_ptr<IpsAttrs, ListReleaser> list(allocate_record<IpsAttrs>());
+    if (!list) return false;
+    list->addresses = allocate_array<char*>(limit).release();
+    if (!list->addresses) return false;
+    bool too_long = false;
+    for (size_t comma = 0; comma != std::string_view::npos;) {
+        comma = text.find(',');
+        too_long = comma != std::string_view::npos && list->count == limit - 1;
+        if (too_long) break;
+        list->addresses[list->count] = copy_text(text.data(), std::min(comma, text.size())).release();
+        if (!list->addresses[list->count++]) return false;
+        if (comma != std::string_view::npos) text.remove_prefix(comma + 1);
+    }
+    if (too_long) {
+        print_line(message::print_address_list_too_long);
+    } else {
+        list->states = allocate_array<uint64_t>(static_cast<size_t>(list->count)).release();
+        if (!list->states) return false;
+    }
+    release_address_list(conn.ips_attrs);
+    conn.ips_attrs = list.release();
+    conn.multi_address = 1;
+    return true;
+}
+
+bool parse_conn_string(const char* text, Conn& conn) noexcept {
+    const std::string_view whole(text);
+    if (whole.size() < 5) return false;
+    const char separator = whole.find(';') != std::string_view::npos ? ';' : ',';
+    if (whole.find(separator) == std::string_view::npos) return false;
+
+    constexpr size_t work_area_size = 128;
+    std::string_view work; // the last segment that fitted the work area: a longer one repeats it
+    for (size_t start = 0; start < whole.size();) {
+        size_t end = whole.find(separator, start);
+        if (end == std::string_view::npos) end = whole.size();
+        const std::string_view segment = whole.substr(start, end - start);
+        start = end + 1;
+        if (segment.find("IPS=") != std::string_view::npos ||
+            segment.find("ips=") != std::string_view::npos) {
+            // The list is taken to begin behind four bytes, wherever "IPS=" stands in the segment.
+            if (!parse_address_list(conn, segment.substr(4))) return false;
+            continue;
+        }
+        if (segment.size() < work_area_size) work = segment;
+        parse_setting(conn, work);
+    }
+    return true;
+}
+
+} // namespace tarn

@@ -1,0 +1,38 @@
+// What the library needs of the operating system: a blocking TCP stream, a lock that any thread may give back, and the
+// start of the sockets layer. One implementation lives in posix/, one in win32/; no other source includes a system header.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace tarn::platform {
+
+// Starts the sockets layer once for the process; further calls do nothing.
+void start_sockets() noexcept;
+
+// A connected stream; 0 means none.
+using Socket = uintptr_t;
+
+// The address in network order that a dotted text stands for; no_address for anything else.
+inline constexpr uint32_t no_address = 0xFFFFFFFF;
+uint32_t parse_address(const char* dotted) noexcept;
+
+// Connects with address reuse, no delay, keep-alive, the receive time-out (when above 0) and linger time 0: closing resets
+// the connection at once. Gives 0 on any failure.
+Socket connect_stream(uint32_t address, uint16_t port, int32_t recv_timeout_ms) noexcept;
+
+// One system call each. The bytes moved, 0 at the end of the stream, -1 on failure or time-out; an interrupted call
+// that moved nothing is repeated.
+ptrdiff_t send_some(Socket socket, const void* data, size_t size) noexcept;
+ptrdiff_t receive_some(Socket socket, void* data, size_t size) noexcept;
+
+void close_stream(Socket socket) noexcept;
+
+// Admits one holder at a time; created free. acquire waits without limit.
+struct Lock;
+Lock* create_lock() noexcept;
+void destroy_lock(Lock* lock) noexcept;
+void acquire(Lock* lock) noexcept;
+void give_back(Lock* lock) noexcept;
+
+} // namespace tarn::platform

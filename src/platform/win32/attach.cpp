@@ -1,0 +1,10 @@
+// The DLL's entry point; part of the DLL only. A program that links the static library starts the sockets layer by its
+// first open.
+#include "platform/platform.h"
+
+#include <windows.h>
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
+    if (reason == DLL_PROCESS_ATTACH || reason == DLL_THREAD_ATTACH) tarn::platform::start_sockets();
+    return TRUE;
+}

@@ -1,0 +1,31 @@
+// The lock is a semaphore and not a mutex: the thread that gives it back need not be the one that took it.
+#include "platform/platform.h"
+
+#include <windows.h>
+
+namespace tarn::platform {
+
+// A Lock is never looked into: its address is the system's semaphore handle.
+static HANDLE handle(Lock* lock) {
+    return reinterpret_cast<HANDLE>(lock);
+}
+
+Lock* create_lock() noexcept {
+    const HANDLE semaphore = CreateSemaphoreA(nullptr, 0, 2000000000, nullptr);
+    if (semaphore) ReleaseSemaphore(semaphore, 1, nullptr);
+    return reinterpret_cast<Lock*>(semaphore);
+}
+
+void destroy_lock(Lock* lock) noexcept {
+    if (lock) CloseHandle(handle(lock));
+}
+
+void acquire(Lock* lock) noexcept {
+    WaitForSingleObject(handle(lock), INFINITE);
+}
+
+void give_back(Lock* lock) noexcept {
+    ReleaseSemaphore(handle(lock), 1, nullptr);
+}
+
+} // namespace tarn::platform

@@ -1,0 +1,104 @@
+#include "result/reply.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/text.h"
+#include "result/rows.h"
+#include "wire/receive.h"
+
+namespace tarn {
+
+static bool pass_over_string(Conn& conn) noexcept {
+    int32_t length;
+    return read_i32(conn, length) && (length < 0 || skip_bytes(conn, static_cast<size_t>(length)));
+}
+
+// Rows are read as usual, because their widths follow the columns, and dropped batch by batch.
+static bool pass_over_result(Conn& conn) noexcept {
+    constexpr int32_t batch_size = 200;
+    OwnedResult scratch(create_result(conn, TRN_ITEM_QUERY));
+    if (!scratch) {
+        break_link(conn);
+        return false;
+    }
+    read_columns(conn, *scratch);
+    for (;;) {
+        const RowBatch batch = read_rows(conn, *scratch, batch_size);
+        if (batch.status != TRN_OK) return false;
+        if (batch.stored < batch_size) return true;
+        release_rows(*scratch);
+    }
+}
+
+static bool pass_over_message(Conn& conn, uint8_t type) noexcept {
+    switch (type) {
+    case 'A': return pass_over_result(conn);
+    case 'U':
+    case 'D': return skip_bytes(conn, 4);
+    case 'I':
+    case 'E':
+    case 'F':
+    case 'M':
+    case 'W': return pass_over_string(conn);
+    case 'O': return skip_bytes(conn, 4) && pass_over_string(conn);
+    case 'P': return skip_bytes(conn, 8) && pass_over_string(conn);
+    default: return true; // a separator
+    }
+}
+
+static bool pass_over_rest(Conn& conn) noexcept {
+    uint8_t type;
+    do {
+        if (!read_u8(conn, type) || !pass_over_message(conn, type)) return false;
+    } while (type != end_of_reply);
+    conn.reply_rest = ReplyRest::none;
+    return true;
+}
+
+bool begin_reply(Conn& conn, uint8_t& type) noexcept {
+    if (conn.reply_rest != ReplyRest::none && !pass_over_rest(conn)) return false;
+    return read_u8(conn, type);
+}
+
+bool next_item(Conn& conn, uint8_t& type) noexcept {
+    if (!read_u8(conn, type)) return false;
+    // memchr sees no NUL in its eight bytes: a zero byte is a separator too.
+    if (type == end_of_reply || std::memchr("AUDIEFMW", type, 8)) return true;
+    return read_u8(conn, type);
+}
+
+bool look_for_end(Conn& conn, bool& ended) noexcept {
+    uint8_t type;
+    if (!read_u8(conn, type)) return false;
+    ended = type == end_of_reply;
+    if (!ended) push_back(conn, type);
+    return true;
+}
+
+void leave_reply(Conn& conn, uint8_t type) noexcept {
+    if (type == end_of_reply) return;
+    push_back(conn, type);
+    conn.reply_rest = ReplyRest::messages;
+}
+
+int32_t take_server_text(Conn& conn, const char* print_form) noexcept {
+    Owned<char> text;
+    const int32_t status = read_string(conn, text);
+    if (status != TRN_OK) return status;
+    print_line(print_form, text.get());
+    set_error_text(conn.head, std::move(text));
+    return TRN_OK;
+}
+
+bool read_insert_id(Conn& conn, char (&id)[32]) noexcept {
+    int32_t length;
+    if (!read_i32(conn, length) || length < 0) return false;
+    const size_t kept = std::min(static_cast<size_t>(length), sizeof id - 1);
+    std::memset(id, 0, sizeof id);
+    if (!read_bytes(conn, id, kept) || !skip_bytes(conn, static_cast<size_t>(length) - kept)) return false;
+    std::memcpy(conn.last_insert_id, id, sizeof id);
+    return true;
+}
+
+} // namespace tarn

@@ -1,0 +1,58 @@
+#include "result/result_set.h"
+
+#include "base/text.h"
+#include "conn/messages.h"
+
+namespace tarn {
+
+ResultSet* create_result(Conn& conn, int32_t kind) noexcept {
+    ResultSet* result = allocate_record<ResultSet>();
+    if (!result) return nullptr;
+    result->head.kind = TRN_KIND_RESULT;
+    result->kind = kind;
+    result->conn = &conn;
+    return result;
+}
+
+void release_columns(ResultSet& result) noexcept {
+    for (int32_t i = 0; result.columns && i < result.column_count; ++i) {
+        const ColumnDesc& column = result.columns[i];
+        release(column.table ? column.table : column.name);
+    }
+    release(result.columns);
+    result.columns = nullptr;
+    result.column_count = 0;
+}
+
+void release_rows(ResultSet& result) noexcept {
+    release_directory(result.directory);
+    release_pool(result.pool);
+    result.directory = nullptr;
+    result.pool = nullptr;
+    result.row_count = result.current = 0;
+    result.current_row = nullptr;
+}
+
+void release_result(ResultSet* result) noexcept {
+    if (!result) return;
+    release_rows(*result);
+    release_columns(*result);
+    release(result->head.error_text);
+    release(result);
+}
+
+int32_t append_row(ResultSet& result, uint8_t* row) noexcept {
+    if (!result.directory) result.directory = allocate_record<RowDirectory>();
+    if (!result.directory) return TRN_ERR_MEMORY;
+    switch (store_row(*result.directory, result.row_count, row)) {
+    case DirectoryOutcome::stored: ++result.row_count; return TRN_OK;
+    case DirectoryOutcome::full:
+        print_line("%s\n", message::result_too_large);
+        set_error_message(result.head, message::result_too_large);
+        return TRN_ERR_SERVER;
+    case DirectoryOutcome::out_of_memory: break;
+    }
+    return TRN_ERR_MEMORY;
+}
+
+} // namespace tarn

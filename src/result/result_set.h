@@ -1,0 +1,92 @@
+// One result item of a reply: its columns, its stored rows, the row being read. Items of one reply form a chain.
+//
+// A stored row is one block of row_size bytes of the pool: a header of 24 bytes, then the data area: the flag bitmap with
+// two bits a column (null, held), then the column slots back to back. A fixed value lies in its slot in host order; a held
+// value's slot holds a 32-bit length and, 8 bytes in, a pointer to the value's zero-terminated bytes in the pool.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "conn/conn.h"
+#include "conn/handle.h"
+#include "result/row_directory.h"
+#include "result/row_pool.h"
+
+namespace tarn {
+
+inline constexpr int32_t row_header_size = 24;
+inline constexpr int32_t row_identifier_offset = 4; // inside the header
+inline constexpr int32_t row_identifier_size = 20;
+inline constexpr int32_t held_pointer_offset = 8; // inside a held value's slot
+
+struct ColumnDesc {
+    char* table; // null: the name carries none
+    char* name;  // table and name are cut out of one owned block, which begins at the first of them
+    char* label; // null: none; in the same block
+    int32_t wire_type;
+    int32_t api_type;
+    int32_t modifier; // as sent
+    int32_t flags;    // as sent
+    int32_t slot_size;
+    int32_t offset; // of the slot inside the data area
+};
+
+struct ResultSet {
+    Handle head;  // TRN_KIND_RESULT; its error text joins the server's texts that arrived between rows
+    int32_t kind; // TRN_ITEM_*
+    int32_t column_count;
+    ColumnDesc* columns;
+    int32_t row_size;
+    int32_t affected;        // rows of an update or delete
+    int64_t current;         // index of the next row to hand out
+    int64_t row_count;       // rows stored
+    uint8_t* current_row;    // the row handed out last, or null
+    RowDirectory* directory; // null until a row is stored
+    RowPool* pool;
+    Conn* conn;      // the connection that received it
+    ResultSet* next; // the next item of the same reply
+    char insert_id[32];
+};
+
+// A zeroed item; null when memory is short.
+ResultSet* create_result(Conn& conn, int32_t kind) noexcept;
+
+// Releases one item with everything it holds, not the rest of its chain; null is accepted.
+void release_result(ResultSet* result) noexcept;
+
+// Releases the column descriptions, or the rows with their pool and directory, and leaves the item without them.
+void release_columns(ResultSet& result) noexcept;
+void release_rows(ResultSet& result) noexcept;
+
+struct ResultReleaser {
+    void operator()(ResultSet* result) const noexcept { release_result(result); }
+};
+using OwnedResult = std::unique_ptr<ResultSet, ResultReleaser>;
+
+// The result behind a handle variable; null when there is none or it is of another kind.
+inline ResultSet* result_of(const TRN_HANDLE* handle) noexcept {
+    return kind_of(handle) == TRN_KIND_RESULT ? static_cast<ResultSet*>(*handle) : nullptr;
+}
+
+// The column of a 1-based number; null when out of range.
+inline const ColumnDesc* column_of(const ResultSet& result, int32_t column) noexcept {
+    return column >= 1 && column <= result.column_count ? &result.columns[column - 1] : nullptr;
+}
+
+// The flag bitmap.
+inline constexpr uint8_t null_flag = 1;
+inline constexpr uint8_t held_flag = 2;
+inline constexpr uint8_t all_null_flags = 0x55; // four columns
+inline int32_t bitmap_size(int32_t column_count) noexcept {
+    return (2 * column_count + 7) / 8;
+}
+inline uint8_t flags_of(const uint8_t* data, int32_t column_index) noexcept {
+    return static_cast<uint8_t>(data[column_index / 4] >> (2 * (column_index % 4)) & 3);
+}
+
+// Stores a row, making the directory when it is the first. TRN_OK; TRN_ERR_SERVER at the row limit, which the item's
+// error text then names; TRN_ERR_MEMORY.
+int32_t append_row(ResultSet& result, uint8_t* row) noexcept;
+
+} // namespace tarn

@@ -1,0 +1,47 @@
+// Memory for the rows and values of one result: blocks carved back to back from chunks of 64 KiB and freed together.
+// Blocks are zero from birth and not aligned. A large block gets a chunk of its own, so that it wastes no rest.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace tarn {
+
+struct PoolChunk {
+    PoolChunk* next;
+    uint32_t used;
+    uint32_t left;
+    uint8_t* buffer;
+};
+
+struct RowPool {
+    PoolChunk* first;
+    PoolChunk* current; // blocks are carved from here
+};
+
+inline constexpr uint32_t pool_chunk_size = 65536;
+
+// A pool with one empty chunk; null when memory is short.
+RowPool* create_pool() noexcept;
+
+void release_pool(RowPool* pool) noexcept;
+
+// The slow half of take_block: a new chunk, or one of the block's own.
+uint8_t* take_block_from_new_chunk(RowPool& pool, size_t size) noexcept;
+
+// A zeroed block of size bytes with a zero byte behind it; null when memory is short.
+inline uint8_t* take_block(RowPool& pool, size_t size) noexcept {
+    PoolChunk& chunk = *pool.current;
+    if (chunk.left <= size) [[unlikely]]
+        return take_block_from_new_chunk(pool, size);
+    uint8_t* block = chunk.buffer + chunk.used;
+    chunk.used += static_cast<uint32_t>(size) + 1;
+    chunk.left -= static_cast<uint32_t>(size) + 1;
+    return block;
+}
+
+// Makes a heap block part of the pool, which releases it with the rest. False when memory is short: the block stays the
+// caller's.
+bool adopt_block(RowPool& pool, uint8_t* block) noexcept;
+
+} // namespace tarn

@@ -1,0 +1,70 @@
+#include "result/working_text.h"
+
+#include <cmath>
+
+namespace tarn {
+
+void WorkingText::add_padded(int64_t value, int width) noexcept {
+    char digits[24];
+    const bool negative = value < 0;
+    const uint64_t magnitude = negative ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
+    const auto count = std::to_chars(digits, digits + sizeof digits, magnitude).ptr - digits;
+    if (negative) add('-');
+    for (auto zeros = width - negative - count; zeros > 0; --zeros)
+        add('0');
+    add({digits, static_cast<size_t>(count)});
+}
+
+void WorkingText::add_number(double value, std::chars_format format, int precision) noexcept {
+    const auto [end, error] = std::to_chars(area_ + length_, area_ + capacity, value, format, precision);
+    if (error == std::errc{}) {
+        length_ = static_cast<size_t>(end - area_);
+        return;
+    }
+    // Longer than the working text: the largest double has 309 digits before its point.
+    char whole[400];
+    add({whole, static_cast<size_t>(std::to_chars(whole, whole + sizeof whole, value, format, precision).ptr -
+                                    whole)});
+}
+
+// The digits of "%.0f", the sign not counted. Only 1 to 15 matter: any other count may come out as any number beyond.
+static int whole_digits(double value) noexcept {
+    const double magnitude = std::fabs(value);
+    if (!(magnitude < 1e15)) return std::isfinite(value) ? 16 : 3; // "inf" and "nan" have three characters
+    uint64_t whole = static_cast<uint64_t>(magnitude);
+    const double fraction = magnitude - static_cast<double>(whole);
+    whole += fraction > 0.5 || (fraction == 0.5 && whole % 2 == 1);
+    int digits = 1;
+    for (; whole >= 10; whole /= 10)
+        ++digits;
+    return digits;
+}
+
+void WorkingText::add_double(double value) noexcept {
+    const int digits = whole_digits(value);
+    add_fixed(value, digits <= 15 ? 16 - digits : 6);
+}
+
+void WorkingText::add_date(const Date& date) noexcept {
+    add_padded(date.year, 4);
+    add('-');
+    add_padded(date.month, 2);
+    add('-');
+    add_padded(date.day, 2);
+}
+
+void WorkingText::add_time(const TimeOfDay& time) noexcept {
+    add_padded(time.hour, 2);
+    add(':');
+    add_padded(time.minute, 2);
+    add(':');
+    add_padded(time.second, 2);
+}
+
+void WorkingText::add_date_time(const DateTime& when) noexcept {
+    add_date(when.date);
+    add(' ');
+    add_time(when.time);
+}
+
+} // namespace tarn

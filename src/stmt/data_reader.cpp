@@ -1,0 +1,21 @@
+// TRN_ExecwithDataReader: any statement, its whole reply handed over.
+#include "result/reply.h"
+#include "stmt/submit.h"
+
+using namespace tarn;
+
+int32_t TRN_ExecwithDataReader(TRN_HANDLE* handle, const char* sql, TRN_HANDLE* result_out,
+                               int32_t* column_count, int64_t* row_count, int32_t* affected_count) {
+    Conn* conn = conn_of(handle);
+    if (!conn || !sql || !fits_command(sql) || !result_out) return TRN_ERR_ARGUMENT;
+    const ConnLock lock(*conn);
+    submit(*conn, sql);
+    ResultSet* result;
+    const int32_t status = receive_results(*conn, result);
+    *result_out = result;
+    if (!result) return status;
+    if (column_count) *column_count = result->column_count;
+    if (row_count) *row_count = result->row_count;
+    if (affected_count) *affected_count = result->affected;
+    return status;
+}

@@ -1,0 +1,14 @@
+// Sending statements. All exchanges run under the connection's lock.
+#pragma once
+
+#include "conn/conn.h"
+
+namespace tarn {
+
+// Whether a text fits a command frame, whose length field is a signed 32-bit count.
+bool fits_command(const char* sql) noexcept;
+
+// Sends a statement as one flushed command. A failed send shows itself when the reply cannot be read.
+void submit(Conn& conn, const char* sql) noexcept;
+
+} // namespace tarn

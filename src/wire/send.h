@@ -1,0 +1,29 @@
+// Sending: small writes gather in the connection's send buffer, writes of more than 2,048 bytes go out by themselves, and a
+// request ends with a flush. Each send is one system call: a partial send is not continued.
+//
+// All writes need the connection's lock. Their results are those of the underlying send; a lost connection shows itself when
+// the reply cannot be read, so most callers do not look at them.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "conn/conn.h"
+
+namespace tarn {
+
+// 0 when the bytes only entered the buffer, else the result of the send that made room or carried them.
+ptrdiff_t put_bytes(Conn& conn, const void* data, size_t size) noexcept;
+ptrdiff_t put_u16(Conn& conn, uint16_t value) noexcept;
+ptrdiff_t put_u32(Conn& conn, uint32_t value) noexcept;
+ptrdiff_t put_u64(Conn& conn, uint64_t value) noexcept;
+
+// 0, or -1 when the send failed; the buffer is empty afterwards in any case.
+int32_t flush_send(Conn& conn) noexcept;
+
+// The command frame: "?", the text's length, the text with its NUL, the parameter word. Not flushed: parameter entries may
+// follow. The word's low 16 bits count the entries, its high 16 bits the rows of a batch; 0 for a plain command.
+// length is below 2^31.
+void put_command(Conn& conn, const char* text, size_t length, uint32_t parameter_word) noexcept;
+
+} // namespace tarn
