@@ -1,0 +1,78 @@
+// The command line of tarnlite.
+
+#include "net.h"
+#include "server.h"
+#include "settings.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+constexpr const char* footer =
+    "SQL is SQLite's. Of the login, user, password, lock_timeout and auto_commit are honoured;\n"
+    "database, char_set, iso_level, current_schema, keyword_filter, return_cursor_id, lob_ret and\n"
+    "version are read and have no effect. An enciphered login and commands with parameters are refused.\n"
+    "SIGTERM or SIGINT ends the server.";
+
+// Whoever waits for the file never sees it without its content.
+void write_port_file(const std::string& path, std::uint16_t port) {
+    const std::string unfinished = path + ".new";
+    std::ofstream out(unfinished, std::ios::trunc);
+    out << port << '\n';
+    out.close();
+    if (!out) throw std::runtime_error(fmt::format("cannot write {}", unfinished));
+    std::filesystem::rename(unfinished, path);
+}
+
+void serve_until_stopped(const tarnlite::Settings& settings, const std::string& port_file) {
+    tarnlite::hold_stop_signals();
+    tarnlite::Server server(settings);
+    fmt::print("tarnlite: listening on {}:{}\n", settings.listen_address, server.port());
+    std::fflush(stdout);
+    if (!port_file.empty()) write_port_file(port_file, server.port());
+    tarnlite::wait_for_stop_signal();
+    server.stop();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    tarnlite::Settings settings;
+    tarnlite::Credentials credentials;
+    std::string port_file;
+
+    CLI::App app("tarnlite, the development server: SQLite behind the TARNDBMS wire protocol");
+    app.footer(footer);
+    app.add_option("--listen", settings.listen_address, "IPv4 address to listen on")->capture_default_str();
+    app.add_option("--port", settings.port, "TCP port; 0 lets the system pick one")->capture_default_str();
+    app.add_option("--database", settings.database_file, "database file; without it the data is in memory")
+        ->type_name("FILE");
+    auto* const user =
+        app.add_option("--user", credentials.user, "the only user to admit; without it anyone is");
+    auto* const password = app.add_option("--password", credentials.password, "that user's password");
+    user->needs(password);
+    password->needs(user);
+    app.add_option("--port-file", port_file, "file to write the port number to once listening")
+        ->type_name("FILE");
+    app.add_option("--protocol", settings.protocol, "form of the login answer")
+        ->check(CLI::IsMember({201, 301}))
+        ->capture_default_str();
+    CLI11_PARSE(app, argc, argv);
+    if (*user) settings.credentials = credentials;
+
+    try {
+        serve_until_stopped(settings, port_file);
+    } catch (const std::exception& error) {
+        fmt::print(stderr, "tarnlite: {}\n", error.what());
+        return 1;
+    }
+    return 0;
+}

@@ -1,0 +1,70 @@
+#include "protocol.h"
+
+#include "bytes.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <limits>
+
+namespace tarnlite {
+
+namespace {
+
+constexpr std::uint32_t longest_text = 64U * 1024 * 1024;
+
+} // namespace
+
+std::optional<Command> read_command(Transport& transport) {
+    char opening = transport.read_byte();
+    while (opening == '.')
+        opening = transport.read_byte();
+    if (opening != '?') return std::nullopt;
+
+    const std::uint32_t length = transport.read_u32();
+    if (length > longest_text) {
+        throw ProtocolError(fmt::format("command text of {} bytes is longer than {}", length, longest_text));
+    }
+    Command command;
+    command.text = transport.read_bytes(length);
+    if (transport.read_byte() != '\0') throw ProtocolError("command text without its terminator");
+    command.parameter_word = transport.read_u32();
+    return command;
+}
+
+void Reply::columns(const std::vector<ColumnDescription>& columns) {
+    std::string message(1, 'A');
+    put_integer(message, static_cast<std::uint32_t>(columns.size()));
+    for (const ColumnDescription& column : columns) {
+        put_text(message, column.name);
+        put_integer(message, static_cast<std::uint32_t>(column.type.wire));
+        put_integer(message, column.type.modifier);
+        put_integer(message, column.flags);
+    }
+    transport_.write(message);
+}
+
+void Reply::row(std::string_view values) {
+    transport_.write("R");
+    transport_.write(values);
+}
+
+void Reply::count(char letter, std::int64_t rows) {
+    std::string message(1, letter);
+    put_integer(message, static_cast<std::int32_t>(
+                             std::min<std::int64_t>(rows, std::numeric_limits<std::int32_t>::max())));
+    transport_.write(message);
+}
+
+void Reply::text(char letter, std::string_view content) {
+    std::string message(1, letter);
+    put_text(message, content);
+    transport_.write(message);
+}
+
+void Reply::end() {
+    transport_.write("K");
+    transport_.flush();
+}
+
+} // namespace tarnlite

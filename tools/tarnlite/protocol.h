@@ -1,0 +1,64 @@
+// The messages: commands as they come in, and replies as they go out. A reply is a row of result items without
+// anything between them, ended by "K".
+#pragma once
+
+#include "transport.h"
+#include "types.h"
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tarnlite {
+
+// The client's bytes leave no way to stay in step: the text is the last answer, then the connection ends.
+class ProtocolError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+struct Command {
+    std::string text;
+    // Entries that follow in the low 16 bits, array size in the high ones.
+    std::uint32_t parameter_word = 0;
+};
+
+// Waits for the next command; a lone "." before it is passed over. Nothing when the byte there opens no command.
+// Throws ProtocolError for a frame that cannot be accepted.
+std::optional<Command> read_command(Transport& transport);
+
+struct ColumnDescription {
+    std::string name; // table.column%label, or %label alone
+    ColumnType type;
+    std::uint32_t flags = 0;
+};
+
+constexpr std::uint32_t flag_not_null = 1;
+constexpr std::uint32_t flag_primary_key = 2;
+constexpr std::size_t longest_column_name = 1024;
+
+class Reply {
+  public:
+    explicit Reply(Transport& transport) : transport_(transport) {}
+
+    void columns(const std::vector<ColumnDescription>& columns);
+    // The wire forms of all the row's values, one behind the other.
+    void row(std::string_view values);
+    void updated(std::int64_t rows) { count('U', rows); }
+    void deleted(std::int64_t rows) { count('D', rows); }
+    void inserted(std::string_view identifier) { text('I', identifier); }
+    void error(std::string_view message) { text('E', message); }
+    // Ends the reply and sends what the buffer holds.
+    void end();
+
+  private:
+    void count(char letter, std::int64_t rows);
+    void text(char letter, std::string_view content);
+
+    Transport& transport_;
+};
+
+} // namespace tarnlite

@@ -1,0 +1,199 @@
+#include "rows.h"
+
+#include "engine.h"
+#include "values.h"
+
+#include <fmt/format.h>
+
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tarnlite {
+
+namespace {
+
+constexpr std::size_t look_ahead_rows = 64;
+constexpr std::size_t look_ahead_bytes = 256 * 1024;
+
+struct ResultColumn {
+    ColumnDescription description;
+    bool typed_by_values = false;
+};
+
+// A row whose texts are copies, so that it outlives the next step of its statement.
+struct HeldRow {
+    std::vector<Value> values;
+    std::deque<std::string> texts;
+};
+
+std::string_view text_or_empty(const char* text) {
+    return text == nullptr ? std::string_view() : std::string_view(text);
+}
+
+void cut_to_wire(std::string& name) {
+    if (name.size() <= longest_column_name) return;
+    std::size_t length = longest_column_name;
+    while (length > 0 && (static_cast<unsigned char>(name[length]) & 0xC0) == 0x80)
+        --length;
+    name.resize(length);
+}
+
+// A table or column name that holds one of the wire name's own separators cannot stand in it; the label then
+// stands alone.
+std::string wire_name(std::string_view table, std::string_view column, std::string_view label) {
+    const bool spellable = !table.empty() && table.find_first_of(".%") == std::string_view::npos &&
+                           column.find('%') == std::string_view::npos &&
+                           table.size() + column.size() < longest_column_name;
+    std::string name = spellable ? fmt::format("{}.{}%{}", table, column, label) : fmt::format("%{}", label);
+    cut_to_wire(name);
+    return name;
+}
+
+std::uint32_t flags_of(sqlite3* database, sqlite3_stmt* statement, int index) {
+    int not_null = 0;
+    int primary_key = 0;
+    const int found = sqlite3_table_column_metadata(
+        database, sqlite3_column_database_name(statement, index), sqlite3_column_table_name(statement, index),
+        sqlite3_column_origin_name(statement, index), nullptr, nullptr, &not_null, &primary_key, nullptr);
+    if (found != SQLITE_OK) return 0;
+    return (not_null != 0 ? flag_not_null : 0U) | (primary_key != 0 ? flag_primary_key : 0U);
+}
+
+ResultColumn describe(sqlite3* database, sqlite3_stmt* statement, int index) {
+    const std::string_view table = text_or_empty(sqlite3_column_table_name(statement, index));
+    ResultColumn column;
+    column.description.name = wire_name(table, text_or_empty(sqlite3_column_origin_name(statement, index)),
+                                        text_or_empty(sqlite3_column_name(statement, index)));
+    if (!table.empty()) column.description.flags = flags_of(database, statement, index);
+    const auto type = declared_type(text_or_empty(sqlite3_column_decltype(statement, index)));
+    column.typed_by_values = !type;
+    if (type) column.description.type = *type;
+    return column;
+}
+
+Value column_value(sqlite3_stmt* statement, int index) {
+    const auto size = [&] { return static_cast<std::size_t>(sqlite3_column_bytes(statement, index)); };
+    Value value;
+    switch (sqlite3_column_type(statement, index)) {
+    case SQLITE_INTEGER:
+        value.kind = Value::Kind::integer;
+        value.integer = sqlite3_column_int64(statement, index);
+        break;
+    case SQLITE_FLOAT:
+        value.kind = Value::Kind::real;
+        value.real = sqlite3_column_double(statement, index);
+        break;
+    case SQLITE_TEXT: {
+        value.kind = Value::Kind::text;
+        const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(statement, index));
+        value.bytes = std::string_view(text, text == nullptr ? 0 : size());
+        break;
+    }
+    case SQLITE_BLOB: {
+        value.kind = Value::Kind::bytes;
+        const auto* const bytes = static_cast<const char*>(sqlite3_column_blob(statement, index));
+        value.bytes = std::string_view(bytes, bytes == nullptr ? 0 : size());
+        break;
+    }
+    default: break;
+    }
+    return value;
+}
+
+bool step(sqlite3* database, sqlite3_stmt* statement) {
+    switch (sqlite3_step(statement)) {
+    case SQLITE_ROW: return true;
+    case SQLITE_DONE: return false;
+    default: throw SqlError(sqlite3_errmsg(database));
+    }
+}
+
+// Copies the current row and returns the bytes that its texts take.
+std::size_t hold_row(sqlite3_stmt* statement, HeldRow& row) {
+    std::size_t bytes = 0;
+    for (int i = 0; i < sqlite3_column_count(statement); ++i) {
+        Value value = column_value(statement, i);
+        value.bytes = row.texts.emplace_back(value.bytes);
+        bytes += value.bytes.size();
+        row.values.push_back(value);
+    }
+    return bytes;
+}
+
+// The type that holds what the column held so far and this value too; null changes nothing.
+std::optional<WireType> widened(std::optional<WireType> type, const Value& value) {
+    WireType own = WireType::character;
+    switch (value.kind) {
+    case Value::Kind::null: return type;
+    case Value::Kind::integer: own = WireType::bigint; break;
+    case Value::Kind::real: own = WireType::double_; break;
+    case Value::Kind::text: own = WireType::character; break;
+    case Value::Kind::bytes: own = WireType::binary; break;
+    }
+    if (!type || *type == own) return own;
+    const auto is_number = [](WireType t) { return t == WireType::bigint || t == WireType::double_; };
+    return is_number(*type) && is_number(own) ? WireType::double_ : WireType::character;
+}
+
+void decide_types(std::vector<ResultColumn>& columns, const std::deque<HeldRow>& rows) {
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        if (!columns[i].typed_by_values) continue;
+        std::optional<WireType> type;
+        for (const HeldRow& row : rows)
+            type = widened(type, row.values[i]);
+        columns[i].description.type = ColumnType{type.value_or(WireType::character), 0};
+    }
+}
+
+void append_checked(std::string& row, const ColumnDescription& column, const Value& value) {
+    if (append_value(row, column.type, value)) return;
+    const std::string_view label = std::string_view(column.name).substr(column.name.find('%') + 1);
+    throw SqlError(fmt::format("column {}: {} cannot be given as {}", label, shown_value(value),
+                               type_name(column.type.wire)));
+}
+
+} // namespace
+
+void reply_rows(sqlite3* database, sqlite3_stmt* statement, Reply& reply) {
+    // The first step comes before the columns are asked for: it prepares the statement anew, perhaps with other
+    // columns, when another connection has changed the table meanwhile.
+    bool more = step(database, statement);
+    std::vector<ResultColumn> columns;
+    bool look_ahead = false;
+    for (int i = 0; i < sqlite3_column_count(statement); ++i) {
+        columns.push_back(describe(database, statement, i));
+        look_ahead = look_ahead || columns.back().typed_by_values;
+    }
+
+    std::deque<HeldRow> held;
+    for (std::size_t bytes = 0;
+         more && look_ahead && held.size() < look_ahead_rows && bytes < look_ahead_bytes;
+         more = step(database, statement)) {
+        bytes += hold_row(statement, held.emplace_back());
+    }
+    decide_types(columns, held);
+
+    std::vector<ColumnDescription> descriptions;
+    for (const ResultColumn& column : columns)
+        descriptions.push_back(column.description);
+    reply.columns(descriptions);
+
+    std::string row;
+    for (const HeldRow& kept : held) {
+        row.clear();
+        for (std::size_t i = 0; i < columns.size(); ++i)
+            append_checked(row, descriptions[i], kept.values[i]);
+        reply.row(row);
+    }
+    for (; more; more = step(database, statement)) {
+        row.clear();
+        for (std::size_t i = 0; i < columns.size(); ++i) {
+            append_checked(row, descriptions[i], column_value(statement, static_cast<int>(i)));
+        }
+        reply.row(row);
+    }
+}
+
+} // namespace tarnlite

@@ -1,0 +1,126 @@
+#include "session.h"
+
+#include "bytes.h"
+#include "engine.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace tarnlite {
+
+namespace {
+
+constexpr std::chrono::seconds login_time{10};
+constexpr std::size_t longest_login = 4096;
+constexpr std::string_view enciphered_opening = "~ssl~";
+constexpr std::chrono::seconds default_lock_timeout{5};
+constexpr std::chrono::seconds longest_lock_timeout{3600};
+
+EngineSettings engine_settings(const Login& login, const std::string& database) {
+    EngineSettings result;
+    result.database = database;
+    result.auto_commit = login.auto_commit;
+    result.lock_timeout =
+        login.lock_timeout > 0
+            ? std::min<std::chrono::seconds>(std::chrono::seconds(login.lock_timeout), longest_lock_timeout)
+            : default_lock_timeout;
+    return result;
+}
+
+} // namespace
+
+void Session::run() {
+    try {
+        const auto login = read_login();
+        if (!login) return;
+        if (const auto reason = reason_to_refuse(*login)) return refuse(*reason);
+        serve(*login);
+    } catch (const ConnectionLost&) {
+        // The usual end of a session.
+    } catch (const ProtocolError& error) {
+        try {
+            Reply reply(transport_);
+            reply.error(error.what());
+            reply.end();
+            transport_.finish();
+        } catch (const ConnectionLost&) {
+            // The client did not wait for its answer.
+        }
+    }
+}
+
+std::optional<Login> Session::read_login() {
+    const auto deadline = Transport::Clock::now() + login_time;
+    Login login;
+    for (;;) {
+        const std::string_view text = transport_.arrived();
+        if (text.starts_with(enciphered_opening)) {
+            refuse("the enciphered channel is not offered");
+            return std::nullopt;
+        }
+        // The enciphered opening in part is no plain login's beginning, and not wrong either.
+        const bool undecided = enciphered_opening.starts_with(text);
+        const LoginState state = undecided ? LoginState::incomplete : parse_login(text, login);
+        if (state == LoginState::complete) {
+            transport_.consume(login.length);
+            return login;
+        }
+        if (state == LoginState::malformed || text.size() > longest_login) {
+            refuse("this is no login");
+            return std::nullopt;
+        }
+        if (!transport_.wait_for_more(deadline)) return std::nullopt;
+    }
+}
+
+std::optional<std::string> Session::reason_to_refuse(const Login& login) const {
+    const auto& wanted = settings_.credentials;
+    if (wanted && (login.user != wanted->user || login.password != wanted->password)) {
+        return "wrong user or password";
+    }
+    return std::nullopt;
+}
+
+// "N", four bytes (the protocol's number) and "K" in protocol 301; "K" alone in 201.
+void Session::accept() {
+    std::string answer;
+    if (settings_.protocol == 301) {
+        answer.push_back('N');
+        put_integer(answer, static_cast<std::uint32_t>(settings_.protocol));
+    }
+    answer.push_back('K');
+    transport_.write(answer);
+    transport_.flush();
+}
+
+void Session::refuse(std::string_view reason) {
+    Reply(transport_).error(reason);
+    transport_.finish();
+}
+
+void Session::serve(const Login& login) {
+    std::optional<Engine> engine;
+    try {
+        engine.emplace(engine_settings(login, database_), stopping_);
+    } catch (const SqlError& error) {
+        return refuse(error.what());
+    }
+    accept();
+    while (const auto command = read_command(transport_)) {
+        answer(*command, *engine);
+    }
+}
+
+void Session::answer(const Command& command, Engine& engine) {
+    // Parameter entries have no overall length: one that is not decoded cannot be passed over.
+    if (command.parameter_word != 0) throw ProtocolError("commands with parameters are not served");
+    Reply reply(transport_);
+    try {
+        engine.run(command.text, reply);
+    } catch (const SqlError& error) {
+        reply.error(error.what());
+    }
+    reply.end();
+}
+
+} // namespace tarnlite

@@ -1,0 +1,23 @@
+// What the command line decides, handed unchanged to the server and to every session.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace tarnlite {
+
+struct Credentials {
+    std::string user;
+    std::string password;
+};
+
+struct Settings {
+    std::string listen_address = "127.0.0.1";
+    std::uint16_t port = 5139;              // 0: the system picks one
+    std::string database_file;              // empty: in memory, shared by all connections of this server
+    std::optional<Credentials> credentials; // none: every user is admitted
+    int protocol = 301;                     // 201 or 301: the form of the login answer
+};
+
+} // namespace tarnlite

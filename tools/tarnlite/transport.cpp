@@ -1,0 +1,82 @@
+#include "transport.h"
+
+#include <algorithm>
+#include <array>
+
+namespace tarnlite {
+
+namespace {
+
+constexpr std::size_t receive_size = 16 * 1024;
+constexpr std::size_t output_limit = 64 * 1024;
+constexpr std::chrono::seconds longest_farewell{1};
+
+} // namespace
+
+void Transport::receive_more() {
+    if (consumed_ > 0) {
+        input_.erase(0, consumed_);
+        consumed_ = 0;
+    }
+    std::array<char, receive_size> chunk;
+    const std::size_t got = socket_.receive(chunk.data(), chunk.size());
+    if (got == 0) throw ConnectionLost();
+    input_.append(chunk.data(), got);
+}
+
+bool Transport::wait_for_more(Clock::time_point deadline) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+    if (left.count() <= 0 || !socket_.wait_readable(left)) return false;
+    receive_more();
+    return true;
+}
+
+char Transport::read_byte() {
+    if (arrived().empty()) receive_more();
+    return input_[consumed_++];
+}
+
+std::uint32_t Transport::read_u32() {
+    std::uint32_t value = 0;
+    for (int i = 0; i < 4; ++i) {
+        value = (value << 8) | static_cast<unsigned char>(read_byte());
+    }
+    return value;
+}
+
+std::string Transport::read_bytes(std::size_t count) {
+    std::string bytes;
+    while (bytes.size() < count) {
+        if (arrived().empty()) receive_more();
+        const std::string_view part = arrived().substr(0, count - bytes.size());
+        bytes.append(part);
+        consume(part.size());
+    }
+    return bytes;
+}
+
+void Transport::write(std::string_view bytes) {
+    while (!bytes.empty()) {
+        const std::size_t part = std::min(bytes.size(), output_limit - output_.size());
+        output_.append(bytes.substr(0, part));
+        bytes.remove_prefix(part);
+        if (output_.size() == output_limit) flush();
+    }
+}
+
+void Transport::flush() {
+    if (!socket_.send_all(output_)) throw ConnectionLost();
+    output_.clear();
+}
+
+void Transport::finish() {
+    flush();
+    socket_.shut_sending();
+    const auto deadline = Clock::now() + longest_farewell;
+    for (;;) {
+        consume(arrived().size());
+        if (!wait_for_more(deadline)) return;
+    }
+}
+
+} // namespace tarnlite
