@@ -6,47 +6,47 @@
  * CONVENTIONS, stated once:
  *
  * 1. Handles. A handle is a TRN_HANDLE variable of the application's; every call takes the variable's
- * ADDRESS, so that a call can fill, move or clear it. The record behind a handle belongs to the library.
- * Kinds: TRN_KIND_*.
+ *    ADDRESS, so that a call can fill, move or clear it. The record behind a handle belongs to the library.
+ *    Kinds: TRN_KIND_*.
  *
  * 2. Statuses. Every call but TRN_Drop returns an int32_t. A failure is negative (TRN_ERR_*, TRN_TRUNCATED,
- * ...). Success is 0 for most calls; some return a count or a kind, and four values differ on purpose:
+ *    ...). Success is 0 for most calls; some return a count or a kind, and four values differ on purpose:
  *        TRN_OpenConn returns 2 when it succeeds, TRN_END (100) means "no further row / item / text",
  *        a statement whose reply ends in a warning returns 1, and TRN_GetErrorInfo returns 2 for a long text.
  *
  * 3. Bad arguments. A null handle variable, a variable that holds null, a handle of the wrong kind or a null
- * required pointer gives a status and touches nothing: TRN_ERR_ARGUMENT (-3) unless the call says otherwise.
- * Out-pointers for counts, lengths and results may be null unless the call says otherwise. What cannot be
- * checked is the application's duty: a handle variable must hold null or a live handle, and a buffer must
- * have the size that its call states.
+ *    required pointer gives a status and touches nothing: TRN_ERR_ARGUMENT (-3) unless the call says otherwise.
+ *    Out-pointers for counts, lengths and results may be null unless the call says otherwise. What cannot be
+ *    checked is the application's duty: a handle variable must hold null or a live handle, and a buffer must
+ *    have the size that its call states.
  *
  * 4. Who frees what. The library owns what lies behind a handle and releases it in the matching close, drop
- * or free call, which also sets the application's variable to null. A result outlives neither TRN_FreeRowset
- * nor TRN_Drop, but it does outlive its connection (only large-object fetches still need the connection).
- * Memory that the library hands over (TRN_Execute_query_with_one, handed-over form) is released with
- * TRN_FreePtr, never with the application's free().
+ *    or free call, which also sets the application's variable to null. A result outlives neither TRN_FreeRowset
+ *    nor TRN_Drop, but it does outlive its connection (only large-object fetches still need the connection).
+ *    Memory that the library hands over (TRN_Execute_query_with_one, handed-over form) is released with
+ *    TRN_FreePtr, never with the application's free().
  *
  * 5. Texts. Texts given to the library are NUL-terminated. Several calls copy texts out WITHOUT a terminator;
- * each such call says so. Lengths and capacities count bytes.
+ *    each such call says so. Lengths and capacities count bytes.
  *
  * 6. Errors. A failure that the library can put into words replaces the error text of the handle it happened
- * on; a later success does not clear it. TRN_GetErrorLen, TRN_GetError and TRN_GetErrorInfo read it. Texts of
- * the library begin with a bracketed code such as "[EC011]"; texts of the server are kept as they arrived.
+ *    on; a later success does not clear it. TRN_GetErrorLen, TRN_GetError and TRN_GetErrorInfo read it. Texts of
+ *    the library begin with a bracketed code such as "[EC011]"; texts of the server are kept as they arrived.
  *
  * 7. Printed lines. Server errors, warnings and notices and network failures are also printed on the standard
- * output of the process, one flushed line each ("Server Error %s \n", "Server Warning %s \n", "Server Message
- * %s \n", "Net Error %s \n").
+ *    output of the process, one flushed line each ("Server Error %s \n", "Server Warning %s \n", "Server Message
+ *    %s \n", "Net Error %s \n").
  *
  * 8. Threads. The library starts no thread. Calls that talk to the server hold their connection's lock for
- * the whole request and reply, so several threads may execute on one connection and run one after another.
- * Everything else (results, error texts, opening, closing) takes no lock: a handle must not be closed, freed
- * or read while another thread uses it. Different connections share nothing.
+ *    the whole request and reply, so several threads may execute on one connection and run one after another.
+ *    Everything else (results, error texts, opening, closing) takes no lock: a handle must not be closed, freed
+ *    or read while another thread uses it. Different connections share nothing.
  *
  * 9. Waiting. A read from the server waits at most 30 minutes for the next bytes, and at most three such
- * waits in a row end it.
+ *    waits in a row end it.
  *
  * 10. Linking. One calling convention, the platform's own. Define TARNSQL_STATIC before including this header
- * when linking the static library on Windows.
+ *     when linking the static library on Windows.
  */
 #ifndef TARNSQL_H
 #define TARNSQL_H
@@ -144,7 +144,7 @@ TRN_API int32_t TRN_GetFunReturnType(TRN_HANDLE* handle, int32_t* out_type);
 /*
  * Reserved entries: they do nothing and return 0, whatever arguments they are given.
  */
-#ifdef __cplusplus
+#if defined(__cplusplus) || (defined(__STDC_VERSION__) && __STDC_VERSION__ >= 202311L)
 TRN_API int32_t GetConnStr(...);
 TRN_API int32_t SetConnStr(...);
 TRN_API int32_t TRN_LobWrite_SetPos(...);
@@ -172,8 +172,9 @@ TRN_API int32_t TRN_GetErrorLen(TRN_HANDLE* handle);
 /*
  * Splits the handle's error text into a code and a message.
  * out_code     receives exactly 6 bytes: "EC0195", or "EC011" and a zero byte; "EC0100" for a text without a
- * bracketed code. out_message  receives up to 255 bytes, without a terminator: clear the buffer beforehand.
- *              A text without a code is preceded by "common error\n".
+ *              bracketed code.
+ * out_message  receives up to 255 bytes, without a terminator: clear the buffer beforehand. A text without a code
+ *              is preceded by "common error\n".
  * Returns 0; 100 (TRN_END) when the handle has no error text; 2 when the text is too long for the message
  * (263 bytes or more with a six-character code, 262 with a five-character one: no message is written; 243
  * without a code: only "common error\n"): read it with TRN_GetError. A null argument or a handle without
@@ -200,11 +201,12 @@ TRN_API int32_t TRN_Execute_no_query(TRN_HANDLE* handle, const char* sql);
  *
  * value_area  at least 64 bytes, zeroed by the caller; required. It receives
  *             - text form: the value's characters (or raw bytes) without a terminator, or
- *             - handed-over form: a 4-byte length and, at byte 4 (unaligned), an 8-byte pointer to a
- * NUL-terminated copy of the value, to be released with TRN_FreePtr. Used for CLOB, BINARY and BLOB values of
- * any length and for CHAR values of 64 bytes or more. A null value, or a result without rows, clears the
- * first 4 bytes. type_word   receives the wire type of the column (TRN_WIRE_*), plus 100 (TRN_HANDED_OVER)
- * for the handed-over form; 0 for a result without rows; required.
+ *             - handed-over form: a 4-byte length and, at byte 4 (unaligned), an 8-byte pointer to a NUL-terminated
+ *               copy of the value, to be released with TRN_FreePtr. Used for CLOB, BINARY and BLOB values of any
+ *               length and for CHAR values of 64 bytes or more.
+ *             A null value, or a result without rows, clears the first 4 bytes.
+ * type_word   receives the wire type of the column (TRN_WIRE_*), plus 100 (TRN_HANDED_OVER) for the handed-over
+ *             form; 0 for a result without rows; required.
  *
  * Returns 0; 1 after a warning or notice or an insert; 2 after an update; 3 after a delete; -1 after a server
  * error; -3 for a null argument or another kind of handle, with nothing sent; -4 when the reply could not be
@@ -216,9 +218,11 @@ TRN_API int32_t TRN_Execute_query_with_one(TRN_HANDLE* handle, const char* sql, 
 /*
  * Runs any statement, or several separated by ";", and hands over everything the server returned.
  *
- * result_out      receives the first result item of the reply, or null when the reply held none; required.
- * Walk the items with TRN_NextResult and release the last with TRN_FreeRowset. column_count    receives the
- * columns of the first item; may be null, as the following two. They are written only when there is an item.
+ * result_out      receives the first result item of the reply, or null when the reply held none. Walk the items with
+ *                 TRN_NextResult and release the last with TRN_FreeRowset. May be null: the items are then
+ *                 released at once.
+ * column_count    receives the columns of the first item; may be null, as the following two. They are written only
+ *                 when there is an item.
  * row_count       receives its rows.
  * affected_count  receives its affected rows.
  *
@@ -251,8 +255,7 @@ TRN_API int32_t TRN_NextResult(TRN_HANDLE* result);
  */
 TRN_API int32_t TRN_FreeRowset(TRN_HANDLE* result);
 
-/* Releases memory that the library handed over and sets the variable to null. Null is accepted. Returns 0
- * always. */
+/* Releases memory that the library handed over and sets the variable to null; null is accepted. Returns 0 always. */
 TRN_API int32_t TRN_FreePtr(void** pointer);
 
 /*
@@ -262,8 +265,10 @@ TRN_API int32_t TRN_FreePtr(void** pointer);
  */
 TRN_API int32_t TRN_Reset(TRN_HANDLE* handle);
 
-/* The number of columns of a result item (0 unless it is a query's). Returns 0; -3 for a null argument or
- * another kind. */
+/*
+ * The number of columns of a result item (0 unless it is a query's). Returns 0; -3 for a null argument or another kind
+ * of handle. A handle of the reserved kind gives 0 and nothing is written, here, in the next call and in TRN_GetData.
+ */
 TRN_API int32_t TRN_getResultColumnsnum(TRN_HANDLE* result, int32_t* count);
 
 /* The number of rows of a result item, cut to 32 bits. Returns 0; -3 for a null argument or another kind. */
@@ -275,25 +280,26 @@ TRN_API int32_t TRN_getResultRecordnum(TRN_HANDLE* result, int32_t* count);
  * column_count    written for a query.
  * row_count       written for a query, cut to 32 bits.
  * affected_count  written for an update or delete.
- * identifier      at least 32 bytes; written for an insert: its first 25 bytes are cleared, then the
- * identifier of the inserted row (up to 31 bytes) is copied without a terminator. Returns 0; -3 when the
- * handle is null or not a result.
+ * identifier      at least 32 bytes; written for an insert: its first 25 bytes are cleared, then the identifier of
+ *                 the inserted row (up to 31 bytes) is copied without a terminator.
+ *
+ * Returns 0; -3 when the handle is null or not a result.
  */
 TRN_API int32_t TRN_getResultRet(TRN_HANDLE* result, int32_t* kind, int32_t* column_count, int32_t* row_count,
                                  int32_t* affected_count, char* identifier);
 
 /* --------------------------------------------------------------------------------- column metadata */
-/* Column numbers begin at 1. All five calls return -3 for a null argument or a handle that is not a result.
- */
+/* Column numbers begin at 1. All five calls return -3 for a null argument or a handle that is not a result. */
 
 /*
  * Everything known about a column.
- * table, name, label  each at least 128 bytes, and 1,025 to be safe with every server (a name travels in at
- * most 1,024 bytes); the first 128 bytes are cleared, then the text, when there is one, is copied without a
- *                     terminator. Each may be null.
- * type                API type code (TRN_TYPE_*); modifier and flags as the server sent them. Each may be
- * null. Returns 0; -1 when the column is out of range. Wire: one name "table.name%label"; the table ends at
- * the first ".", the label begins after the first "%".
+ * table, name, label      each at least 128 bytes, and 1,025 to be safe with every server (a name travels in at most
+ *                         1,024 bytes); the first 128 bytes are cleared, then the text, when there is one, is
+ *                         copied without a terminator. Each may be null.
+ * type, modifier, flags   the API type code (TRN_TYPE_*), the others as the server sent them. Each may be null.
+ *
+ * Returns 0; -1 when the column is out of range.
+ * Wire: one name "table.name%label"; the table ends at the first ".", the label begins after the first "%".
  */
 TRN_API int32_t TRN_getResultColInfo(TRN_HANDLE* result, int32_t column, char* table, char* name, char* label,
                                      int32_t* type, int32_t* modifier, int32_t* flags);
@@ -326,8 +332,8 @@ TRN_API int32_t TRN_getResultcolseq(TRN_HANDLE* result, const char* name);
  * target              the API type code wanted (TRN_TYPE_*), see below.
  * destination         buffer of the application's, of the size that the target needs; required.
  * destination_length  its size in bytes; consulted by the text and byte targets only.
- * length              receives the bytes delivered (or left out, with -12); may be null. For target 18 it is
- * also an input.
+ * length              receives the bytes delivered (or left out, with -12); may be null. For target 18 it is also
+ *                     an input.
  *
  *   target         destination  sources, and what is delivered
  *   1, 5           int32_t      BOOLEAN, TINYINT, SMALLINT, INTEGER; NUMERIC (leading integer of its text)

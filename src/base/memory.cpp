@@ -9,6 +9,10 @@ void* allocate_zeroed(size_t size) noexcept {
     return std::calloc(1, size ? size : 1);
 }
 
+void* allocate_raw(size_t size) noexcept {
+    return std::malloc(size ? size : 1);
+}
+
 void* resize_zeroed(void* block, size_t old_size, size_t new_size) noexcept {
     void* resized = std::realloc(block, new_size ? new_size : 1);
     if (resized && new_size > old_size)

@@ -1,4 +1,4 @@
-// Heap memory of the library: every record and buffer comes from allocate_zeroed and goes back through release.
+// Heap memory of the library: every record and buffer comes from here and goes back through release.
 // A failed allocation yields null; nothing here throws.
 #pragma once
 
@@ -9,6 +9,9 @@
 namespace tarn {
 
 void* allocate_zeroed(size_t size) noexcept;
+
+// For buffers whose every byte is written before it is read.
+void* allocate_raw(size_t size) noexcept;
 
 // Resizes a block, keeping its content up to the smaller size; bytes beyond old_size are zero. On failure the block stays.
 void* resize_zeroed(void* block, size_t old_size, size_t new_size) noexcept;

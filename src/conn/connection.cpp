@@ -8,6 +8,7 @@
 #include "conn/messages.h"
 #include "result/result_set.h"
 #include "result/type_codes.h"
+#include "wire/receive.h"
 
 namespace tarn {
 
@@ -31,7 +32,7 @@ static int32_t open_connection(Conn& conn, const char* conn_string) noexcept {
 }
 
 static void release_connection(Conn* conn) noexcept {
-    close_socket(*conn);
+    break_link(*conn);
     platform::destroy_lock(conn->lock);
     release(conn->head.error_text);
     release_address_list(conn->ips_attrs);

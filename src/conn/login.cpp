@@ -11,17 +11,8 @@
 
 namespace tarn {
 
-void close_socket(Conn& conn) noexcept {
-    platform::close_stream(conn.sock);
-    conn.sock = 0;
-}
-
 bool connect_server(Conn& conn) noexcept {
-    close_socket(conn);
-    // What the old link still held has no meaning on the new one.
-    conn.recv_fill = conn.recv_pos = conn.send_fill = 0;
-    conn.pushed_back_byte = 0;
-    conn.reply_rest = ReplyRest::none;
+    break_link(conn);
     conn.server_addr = platform::parse_address(conn.server);
     if (conn.server_addr == platform::no_address) return false;
     conn.sock = platform::connect_stream(conn.server_addr, conn.port, conn.recv_timeout_ms);
@@ -84,7 +75,7 @@ static void build_login_text(const Conn& conn, ClauseText& text) noexcept {
 
 static bool refuse(Conn& conn, const char* error) noexcept {
     set_error_message(conn.head, error);
-    close_socket(conn);
+    break_link(conn);
     return false;
 }
 

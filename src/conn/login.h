@@ -12,6 +12,4 @@ bool connect_server(Conn& conn) noexcept;
 // not in use yet, or the caller holds it.
 bool login(Conn& conn) noexcept;
 
-void close_socket(Conn& conn) noexcept;
-
 } // namespace tarn

@@ -40,8 +40,11 @@ static int32_t read_column(Conn& conn, ColumnDesc& column) noexcept {
 static void lay_out_row(ResultSet& result) noexcept {
     int32_t offset = bitmap_size(result.column_count);
     for (int32_t i = 0; i < result.column_count; ++i) {
-        result.columns[i].offset = offset;
-        offset += result.columns[i].slot_size;
+        ColumnDesc& column = result.columns[i];
+        column.null_offset = i / 8;
+        column.null_bit = static_cast<uint8_t>(1 << i % 8);
+        column.offset = offset;
+        offset += column.slot_size;
     }
     result.row_size = row_header_size + offset;
 }

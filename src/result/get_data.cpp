@@ -181,12 +181,13 @@ int32_t TRN_GetData(TRN_HANDLE* handle, int32_t column, int32_t target, void* de
     const ResultSet* result = result_of(handle);
     if (!result) return kind_of(handle) == TRN_KIND_RESERVED ? TRN_OK : TRN_ERR_ARGUMENT;
     if (!destination) return TRN_ERR_ARGUMENT;
-    if (!column_of(*result, column)) return TRN_ERR_COLUMN;
+    const ColumnDesc* described = column_of(*result, column);
+    if (!described) return TRN_ERR_COLUMN;
     int32_t scratch_length = 0;
     const Destination to{destination, static_cast<size_t>(std::max(destination_length, 0)),
                          length ? length : &scratch_length};
     Value value;
-    if (!result->current_row || !locate_value(result->current_row, *result, column - 1, value)) {
+    if (!result->current_row || !locate_value(result->current_row, *described, value)) {
         *to.length = 0;
         return TRN_NULL_VALUE;
     }

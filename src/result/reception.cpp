@@ -13,13 +13,7 @@ namespace {
 // A chain under construction; whatever is not handed out is released.
 class Chain {
   public:
-    ~Chain() {
-        while (head_) {
-            ResultSet* next = head_->next;
-            release_result(head_);
-            head_ = next;
-        }
-    }
+    ~Chain() { release_chain(head_); }
     // A new last item; null when memory is short.
     ResultSet* add(Conn& conn, int32_t kind) noexcept {
         ResultSet* item = create_result(conn, kind);
@@ -77,9 +71,7 @@ static Step receive_insert(Conn& conn, Chain& chain, int32_t outcome) noexcept {
 }
 
 static Step receive_text(Conn& conn, const char* print_form) noexcept {
-    const int32_t status = take_server_text(conn, print_form);
-    if (status == TRN_ERR_MEMORY) leave_reply(conn, 0);
-    return {status, TRN_ERR_SERVER};
+    return {take_server_text(conn, print_form), TRN_ERR_SERVER};
 }
 
 int32_t receive_results(Conn& conn, ResultSet*& head) noexcept {

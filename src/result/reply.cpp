@@ -9,9 +9,18 @@
 
 namespace tarn {
 
-static bool pass_over_string(Conn& conn) noexcept {
+// The count of a run of bytes.
+static bool read_count(Conn& conn, size_t& count) noexcept {
     int32_t length;
-    return read_i32(conn, length) && (length < 0 || skip_bytes(conn, static_cast<size_t>(length)));
+    if (!read_i32(conn, length)) return false;
+    if (length < 0) leave_reply(conn, 0);
+    count = static_cast<size_t>(length);
+    return length >= 0;
+}
+
+bool skip_counted(Conn& conn) noexcept {
+    size_t count;
+    return read_count(conn, count) && skip_bytes(conn, count);
 }
 
 // Rows are read as usual, because their widths follow the columns, and dropped batch by batch.
@@ -40,9 +49,9 @@ static bool pass_over_message(Conn& conn, uint8_t type) noexcept {
     case 'E':
     case 'F':
     case 'M':
-    case 'W': return pass_over_string(conn);
-    case 'O': return skip_bytes(conn, 4) && pass_over_string(conn);
-    case 'P': return skip_bytes(conn, 8) && pass_over_string(conn);
+    case 'W': return skip_counted(conn);
+    case 'O': return skip_bytes(conn, 4) && skip_counted(conn);
+    case 'P': return skip_bytes(conn, 8) && skip_counted(conn);
     default: return true; // a separator
     }
 }
@@ -85,6 +94,7 @@ void leave_reply(Conn& conn, uint8_t type) noexcept {
 int32_t take_server_text(Conn& conn, const char* print_form) noexcept {
     Owned<char> text;
     const int32_t status = read_string(conn, text);
+    if (status == TRN_ERR_MEMORY) leave_reply(conn, 0);
     if (status != TRN_OK) return status;
     print_line(print_form, text.get());
     set_error_text(conn.head, std::move(text));
@@ -92,13 +102,18 @@ int32_t take_server_text(Conn& conn, const char* print_form) noexcept {
 }
 
 bool read_insert_id(Conn& conn, char (&id)[32]) noexcept {
-    int32_t length;
-    if (!read_i32(conn, length) || length < 0) return false;
-    const size_t kept = std::min(static_cast<size_t>(length), sizeof id - 1);
+    size_t count;
+    if (!read_count(conn, count)) return false;
+    const size_t kept = std::min(count, sizeof id - 1);
     std::memset(id, 0, sizeof id);
-    if (!read_bytes(conn, id, kept) || !skip_bytes(conn, static_cast<size_t>(length) - kept)) return false;
+    if (!read_bytes(conn, id, kept) || !skip_bytes(conn, count - kept)) return false;
     std::memcpy(conn.last_insert_id, id, sizeof id);
     return true;
+}
+
+bool make_way(Conn& conn, size_t size) noexcept {
+    constexpr size_t surely_taken = transfer_buffer_size; // what any socket takes while nobody reads
+    return size <= surely_taken || conn.reply_rest == ReplyRest::none || pass_over_rest(conn);
 }
 
 } // namespace tarn

@@ -27,12 +27,18 @@ bool look_for_end(Conn& conn, bool& ended) noexcept;
 void leave_reply(Conn& conn, uint8_t type) noexcept;
 
 // Reads a server text, prints it in the given form ("... %s ...") and makes it the connection's error text. TRN_OK,
-// TRN_ERR_NETWORK, or TRN_ERR_MEMORY with the stream in step.
+// TRN_ERR_NETWORK, or TRN_ERR_MEMORY: the reply is then left where it is.
 int32_t take_server_text(Conn& conn, const char* print_form) noexcept;
 
-// Reads an insert identifier of any length and keeps its first 31 bytes, also as the connection's last. False when the
-// stream broke or the length is negative.
+// Passes over a counted run of bytes. False when the stream broke, or when the count is negative: the reply is then left.
+bool skip_counted(Conn& conn) noexcept;
+
+// Reads an insert identifier of any length and keeps its first 31 bytes, also as the connection's last. False as above.
 bool read_insert_id(Conn& conn, char (&id)[32]) noexcept;
+
+// Before a request of size bytes goes out: a large one waits until the rest of the last reply has been passed over, because
+// a server that is still sending that rest reads nothing. False when the stream broke.
+bool make_way(Conn& conn, size_t size) noexcept;
 
 // Receives the result items of a reply. Gives the rows of the last batch of rows, 0 without rows, -1 after a server error,
 // warning or notice; TRN_ERR_NETWORK and TRN_ERR_MEMORY hand out no item. *head is the first item or null.

@@ -41,10 +41,18 @@ void release_result(ResultSet* result) noexcept {
     release(result);
 }
 
+void release_chain(ResultSet* head) noexcept {
+    while (head) {
+        ResultSet* next = head->next;
+        release_result(head);
+        head = next;
+    }
+}
+
 int32_t append_row(ResultSet& result, uint8_t* row) noexcept {
     if (!result.directory) result.directory = allocate_record<RowDirectory>();
     if (!result.directory) return TRN_ERR_MEMORY;
-    switch (store_row(*result.directory, result.row_count, row)) {
+    switch (store_row(*result.directory, row)) {
     case DirectoryOutcome::stored: ++result.row_count; return TRN_OK;
     case DirectoryOutcome::full:
         print_line("%s\n", message::result_too_large);

@@ -1,7 +1,7 @@
 // One result item of a reply: its columns, its stored rows, the row being read. Items of one reply form a chain.
 //
-// A stored row is one block of row_size bytes of the pool: a header of 24 bytes, then the data area: the flag bitmap with
-// two bits a column (null, held), then the column slots back to back. A fixed value lies in its slot in host order; a held
+// A stored row is one block of row_size bytes of the pool: a header of 24 bytes, then the data area: a bitmap with one bit a
+// column, set for null, then the column slots back to back. A fixed value lies in its slot in host order; a held
 // value's slot holds a 32-bit length and, 8 bytes in, a pointer to the value's zero-terminated bytes in the pool.
 #pragma once
 
@@ -29,7 +29,9 @@ struct ColumnDesc {
     int32_t modifier; // as sent
     int32_t flags;    // as sent
     int32_t slot_size;
-    int32_t offset; // of the slot inside the data area
+    int32_t offset;      // of the slot inside the data area
+    int32_t null_offset; // of the byte with the null bit
+    uint8_t null_bit;
 };
 
 struct ResultSet {
@@ -59,6 +61,9 @@ void release_result(ResultSet* result) noexcept;
 void release_columns(ResultSet& result) noexcept;
 void release_rows(ResultSet& result) noexcept;
 
+// Releases an item and all that follow it; null is accepted.
+void release_chain(ResultSet* head) noexcept;
+
 struct ResultReleaser {
     void operator()(ResultSet* result) const noexcept { release_result(result); }
 };
@@ -74,15 +79,8 @@ inline const ColumnDesc* column_of(const ResultSet& result, int32_t column) noex
     return column >= 1 && column <= result.column_count ? &result.columns[column - 1] : nullptr;
 }
 
-// The flag bitmap.
-inline constexpr uint8_t null_flag = 1;
-inline constexpr uint8_t held_flag = 2;
-inline constexpr uint8_t all_null_flags = 0x55; // four columns
 inline int32_t bitmap_size(int32_t column_count) noexcept {
-    return (2 * column_count + 7) / 8;
-}
-inline uint8_t flags_of(const uint8_t* data, int32_t column_index) noexcept {
-    return static_cast<uint8_t>(data[column_index / 4] >> (2 * (column_index % 4)) & 3);
+    return (column_count + 7) / 8;
 }
 
 // Stores a row, making the directory when it is the first. TRN_OK; TRN_ERR_SERVER at the row limit, which the item's

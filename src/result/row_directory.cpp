@@ -51,23 +51,14 @@ static int32_t rows_of_block(int32_t block) noexcept {
     return rows;
 }
 
-static DirectoryOutcome add_block(RowDirectory& directory) noexcept {
+DirectoryOutcome add_block(RowDirectory& directory) noexcept {
     if (directory.block_count == directory_block_limit) return DirectoryOutcome::full;
     const int32_t rows = rows_of_block(directory.block_count);
     uint8_t** block = allocate_array<uint8_t*>(static_cast<size_t>(rows)).release();
     if (!block) return DirectoryOutcome::out_of_memory;
     directory.blocks[directory.block_count++] = block;
-    directory.capacity += rows;
-    return DirectoryOutcome::stored;
-}
-
-DirectoryOutcome store_row(RowDirectory& directory, int64_t index, uint8_t* row) noexcept {
-    if (index >= directory.capacity) {
-        const DirectoryOutcome outcome = add_block(directory);
-        if (outcome != DirectoryOutcome::stored) return outcome;
-    }
-    const Place place = place_of(index);
-    directory.blocks[place.block][place.cell] = row;
+    directory.next = block;
+    directory.end = block + rows;
     return DirectoryOutcome::stored;
 }
 

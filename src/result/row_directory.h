@@ -9,7 +9,8 @@ namespace tarn {
 inline constexpr int32_t directory_block_limit = 256;
 
 struct RowDirectory {
-    int64_t capacity; // rows that the blocks made so far can hold
+    uint8_t** next; // the cell of the next row, inside the last block
+    uint8_t** end;  // of the last block; equal to next when another block is needed
     int32_t block_count;
     uint8_t** blocks[directory_block_limit];
 };
@@ -23,8 +24,17 @@ enum class DirectoryOutcome {
     out_of_memory,
 };
 
-// Stores the row of that index; indexes are stored in order from 0.
-DirectoryOutcome store_row(RowDirectory& directory, int64_t index, uint8_t* row) noexcept;
+// Makes room for rows behind the last one.
+DirectoryOutcome add_block(RowDirectory& directory) noexcept;
+
+// Stores the next row: the first gets index 0.
+inline DirectoryOutcome store_row(RowDirectory& directory, uint8_t* row) noexcept {
+    if (directory.next == directory.end) [[unlikely]]
+        if (const DirectoryOutcome outcome = add_block(directory); outcome != DirectoryOutcome::stored)
+            return outcome;
+    *directory.next++ = row;
+    return DirectoryOutcome::stored;
+}
 
 // The row of an index that has been stored.
 uint8_t* find_row(const RowDirectory& directory, int64_t index) noexcept;

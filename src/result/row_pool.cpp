@@ -7,7 +7,7 @@ namespace tarn {
 static PoolChunk* create_chunk(size_t size) noexcept {
     Owned<PoolChunk> chunk(allocate_record<PoolChunk>());
     if (!chunk) return nullptr;
-    chunk->buffer = static_cast<uint8_t*>(allocate_zeroed(size));
+    chunk->buffer = static_cast<uint8_t*>(allocate_raw(size));
     if (!chunk->buffer) return nullptr;
     chunk->left = static_cast<uint32_t>(size);
     return chunk.release();

@@ -1,5 +1,5 @@
 // Memory for the rows and values of one result: blocks carved back to back from chunks of 64 KiB and freed together.
-// Blocks are zero from birth and not aligned. A large block gets a chunk of its own, so that it wastes no rest.
+// Blocks are neither cleared nor aligned. A large block gets a chunk of its own, so that it wastes no rest.
 #pragma once
 
 #include <cstddef>
@@ -29,7 +29,7 @@ void release_pool(RowPool* pool) noexcept;
 // The slow half of take_block: a new chunk, or one of the block's own.
 uint8_t* take_block_from_new_chunk(RowPool& pool, size_t size) noexcept;
 
-// A zeroed block of size bytes with a zero byte behind it; null when memory is short.
+// A block of size bytes and one more for a terminator; null when memory is short.
 inline uint8_t* take_block(RowPool& pool, size_t size) noexcept {
     PoolChunk& chunk = *pool.current;
     if (chunk.left <= size) [[unlikely]]

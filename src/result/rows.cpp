@@ -68,7 +68,12 @@ static RowOutcome find_row_start(ReceiveWindow& window, ResultSet& result, uint8
 
 static bool take_row_identifier(ReceiveWindow& window, uint8_t* row) noexcept {
     uint32_t length;
-    if (!window.take_wire(length) || static_cast<int32_t>(length) < 0) return false;
+    if (!window.take_wire(length)) return false;
+    if (static_cast<int32_t>(length) < 0)
+        return window.through_connection([](Conn& conn) {
+            break_link(conn); // a row without its end cannot be passed over
+            return false;
+        });
     const size_t kept = std::min(size_t{length}, size_t{row_identifier_size});
     if (!window.take(row + row_identifier_offset, kept)) return false;
     return length == kept ||
@@ -81,9 +86,6 @@ template <class T> static bool take_fixed(ReceiveWindow& window, uint8_t* slot) 
     store(slot, value);
     return true;
 }
-
-// A value above this size is read into a block that grows as its bytes arrive, not on the word of its length.
-static constexpr uint32_t trusted_value_size = 1024 * 1024;
 
 static RowOutcome take_huge_value(ReceiveWindow& window, RowPool& pool, uint32_t length,
                                   uint8_t*& bytes) noexcept {
@@ -99,10 +101,11 @@ static RowOutcome take_huge_value(ReceiveWindow& window, RowPool& pool, uint32_t
 
 static RowOutcome take_held(ReceiveWindow& window, RowPool& pool, uint32_t length, uint8_t* slot) noexcept {
     uint8_t* bytes = nullptr;
-    if (length <= trusted_value_size) [[likely]] {
+    if (length <= trusted_size) [[likely]] {
         bytes = take_block(pool, length);
         if (!bytes) return RowOutcome::out_of_memory;
         if (!window.take(bytes, length)) return RowOutcome::network_failure;
+        bytes[length] = 0;
     } else if (const RowOutcome outcome = take_huge_value(window, pool, length, bytes);
                outcome != RowOutcome::row) {
         return outcome;
@@ -114,14 +117,13 @@ static RowOutcome take_held(ReceiveWindow& window, RowPool& pool, uint32_t lengt
 
 // A fixed value takes its own width off the stream whatever its length says; a length below 1 is a null.
 static RowOutcome take_values(ReceiveWindow& window, const ResultSet& result, uint8_t* data) noexcept {
-    const ColumnDesc* column = result.columns;
-    for (int32_t i = 0; i < result.column_count; ++i, ++column) {
+    const ColumnDesc* const end = result.columns + result.column_count;
+    for (const ColumnDesc* column = result.columns; column != end; ++column) {
         uint32_t length;
         if (!window.take_wire(length)) return RowOutcome::network_failure;
         if (static_cast<int32_t>(length) < 1) continue;
         uint8_t* slot = data + column->offset;
         bool taken;
-        uint8_t changed_flags = null_flag;
         switch (column->slot_size) {
         case 1: taken = window.take(slot, 1); break;
         case 2: taken = take_fixed<uint16_t>(window, slot); break;
@@ -131,11 +133,10 @@ static RowOutcome take_values(ReceiveWindow& window, const ResultSet& result, ui
             if (const RowOutcome outcome = take_held(window, *result.pool, length, slot);
                 outcome != RowOutcome::row)
                 return outcome;
-            changed_flags = null_flag | held_flag;
             taken = true;
         }
         if (!taken) return RowOutcome::network_failure;
-        data[i / 4] = static_cast<uint8_t>(data[i / 4] ^ changed_flags << (2 * (i % 4)));
+        data[column->null_offset] ^= column->null_bit;
     }
     return RowOutcome::row;
 }
@@ -147,7 +148,7 @@ static RowOutcome read_row(ReceiveWindow& window, ResultSet& result, uint8_t*& r
     row = take_block(*result.pool, static_cast<size_t>(result.row_size));
     if (!row) return RowOutcome::out_of_memory;
     uint8_t* data = row + row_header_size;
-    std::memset(data, all_null_flags, static_cast<size_t>(bitmap_size(result.column_count)));
+    std::memset(data, 0xFF, static_cast<size_t>(bitmap_size(result.column_count)));
     if (type == '*' && !take_row_identifier(window, row)) return RowOutcome::network_failure;
     return take_values(window, result, data);
 }

@@ -18,7 +18,7 @@ int32_t read_columns(Conn& conn, ResultSet& result) noexcept;
 struct RowBatch {
     int32_t stored;
     int32_t
-        status; // TRN_OK; TRN_ERR_NETWORK, TRN_ERR_MEMORY or TRN_ERR_SERVER (row limit) when the batch broke off
+        status; // TRN_OK, or why the batch broke off: TRN_ERR_NETWORK, TRN_ERR_MEMORY, TRN_ERR_SERVER (row limit)
 };
 
 // Stores up to limit rows; fewer when the next message is no row. Texts that arrive between rows join the item's error

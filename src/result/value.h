@@ -5,6 +5,7 @@
 
 #include "base/bytes.h"
 #include "result/result_set.h"
+#include "result/type_codes.h"
 #include "result/working_text.h"
 
 namespace tarn {
@@ -19,16 +20,14 @@ struct Value {
 };
 
 // Finds a column's value in a row; false when it is null.
-inline bool locate_value(const uint8_t* row, const ResultSet& result, int32_t column_index,
-                         Value& value) noexcept {
-    const ColumnDesc& column = result.columns[column_index];
+inline bool locate_value(const uint8_t* row, const ColumnDesc& column, Value& value) noexcept {
     const uint8_t* data = row + row_header_size;
-    const uint8_t flags = flags_of(data, column_index);
-    if (flags & null_flag) return false;
+    if (data[column.null_offset] & column.null_bit) return false;
     const uint8_t* slot = data + column.offset;
+    const bool held = column.slot_size == held_slot_size;
     value.wire_type = column.wire_type;
-    value.bytes = flags & held_flag ? load<const uint8_t*>(slot + held_pointer_offset) : slot;
-    value.length = flags & held_flag ? load<uint32_t>(slot) : static_cast<uint32_t>(column.slot_size);
+    value.bytes = held ? load<const uint8_t*>(slot + held_pointer_offset) : slot;
+    value.length = held ? load<uint32_t>(slot) : static_cast<uint32_t>(column.slot_size);
     return true;
 }
 

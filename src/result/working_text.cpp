@@ -5,6 +5,10 @@
 namespace tarn {
 
 void WorkingText::add_padded(int64_t value, int width) noexcept {
+    if (width == 2 && value >= 0 && value < 100) { // most fields of dates and times
+        const char digits[] = {static_cast<char>('0' + value / 10), static_cast<char>('0' + value % 10)};
+        return add({digits, sizeof digits});
+    }
     char digits[24];
     const bool negative = value < 0;
     const uint64_t magnitude = negative ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);

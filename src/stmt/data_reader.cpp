@@ -7,15 +7,18 @@ using namespace tarn;
 int32_t TRN_ExecwithDataReader(TRN_HANDLE* handle, const char* sql, TRN_HANDLE* result_out,
                                int32_t* column_count, int64_t* row_count, int32_t* affected_count) {
     Conn* conn = conn_of(handle);
-    if (!conn || !sql || !fits_command(sql) || !result_out) return TRN_ERR_ARGUMENT;
+    if (!conn || !sql || !fits_command(sql)) return TRN_ERR_ARGUMENT;
     const ConnLock lock(*conn);
-    submit(*conn, sql);
-    ResultSet* result;
-    const int32_t status = receive_results(*conn, result);
-    *result_out = result;
-    if (!result) return status;
-    if (column_count) *column_count = result->column_count;
-    if (row_count) *row_count = result->row_count;
-    if (affected_count) *affected_count = result->affected;
+    ResultSet* result = nullptr;
+    const int32_t status = submit(*conn, sql) ? receive_results(*conn, result) : TRN_ERR_NETWORK;
+    if (result) {
+        if (column_count) *column_count = result->column_count;
+        if (row_count) *row_count = result->row_count;
+        if (affected_count) *affected_count = result->affected;
+    }
+    if (result_out)
+        *result_out = result;
+    else
+        release_chain(result);
     return status;
 }

@@ -58,47 +58,42 @@ static void take_insert(Conn& conn, Progress& progress) noexcept {
 
 static void take_text(Conn& conn, Progress& progress, const char* print_form, int32_t status) noexcept {
     const int32_t taken = take_server_text(conn, print_form);
-    if (taken == TRN_OK) {
-        progress.status = status;
-        return;
-    }
-    if (taken == TRN_ERR_MEMORY) leave_reply(conn, 0);
-    end(progress, taken);
+    if (taken != TRN_OK) return end(progress, taken);
+    progress.status = status;
 }
 
 // An output value without a parameter to take it: an "O" has one number in front of its bytes, a "P" two.
 static void drop_output(Conn& conn, Progress& progress, size_t numbers) noexcept {
-    int32_t length;
-    if (!skip_bytes(conn, 4 * numbers) || !read_i32(conn, length) || length < 0 ||
-        !skip_bytes(conn, static_cast<size_t>(length)))
-        return end_unread(progress);
+    if (!skip_bytes(conn, 4 * numbers) || !skip_counted(conn)) return end_unread(progress);
     set_error_message(conn.head, message::outputs_unbound);
     progress.status = TRN_ERR_OUTPUTS;
+}
+
+static void take_message(Conn& conn, Progress& progress, uint8_t type) noexcept {
+    switch (type) {
+    case 'U':
+    case 'D': take_count(conn, progress); break;
+    case 'I': take_insert(conn, progress); break;
+    case 'E':
+    case 'F': take_text(conn, progress, message::print_server_error, TRN_ERR_SERVER); break;
+    case 'W': take_text(conn, progress, message::print_server_warning, TRN_WARNING); break;
+    case 'M': take_text(conn, progress, message::print_server_message, TRN_WARNING); break;
+    case 'O': drop_output(conn, progress, 1); break;
+    case 'P': drop_output(conn, progress, 2); break;
+    default: // the end, or a message that this call does not read, such as the rows of a query
+        leave_reply(conn, type);
+        progress.ended = true;
+    }
 }
 
 static int32_t read_no_query_reply(Conn& conn) noexcept {
     Progress progress{};
     uint8_t type;
-    for (bool read = begin_reply(conn, type); !progress.ended; read = progress.ended || read_u8(conn, type)) {
-        if (!read) {
-            end_unread(progress);
-            break;
-        }
-        switch (type) {
-        case 'U':
-        case 'D': take_count(conn, progress); break;
-        case 'I': take_insert(conn, progress); break;
-        case 'E':
-        case 'F': take_text(conn, progress, message::print_server_error, TRN_ERR_SERVER); break;
-        case 'W': take_text(conn, progress, message::print_server_warning, TRN_WARNING); break;
-        case 'M': take_text(conn, progress, message::print_server_message, TRN_WARNING); break;
-        case 'O': drop_output(conn, progress, 1); break;
-        case 'P': drop_output(conn, progress, 2); break;
-        default: // the end, or a message that this call does not read, such as the rows of a query
-            leave_reply(conn, type);
-            progress.ended = true;
-        }
+    for (bool read = begin_reply(conn, type); read; read = read_u8(conn, type)) {
+        take_message(conn, progress, type);
+        if (progress.ended) return progress.status;
     }
+    end_unread(progress);
     return progress.status;
 }
 
@@ -110,6 +105,5 @@ int32_t TRN_Execute_no_query(TRN_HANDLE* handle, const char* sql) {
     Conn* conn = conn_of(handle);
     if (!conn || !sql || !fits_command(sql)) return TRN_ERR_ARGUMENT;
     const ConnLock lock(*conn);
-    submit(*conn, sql);
-    return read_no_query_reply(*conn);
+    return submit(*conn, sql) ? read_no_query_reply(*conn) : TRN_ERR_NETWORK;
 }

@@ -74,14 +74,14 @@ static int32_t give_value(const ResultSet& result, const SingleValue& out) noexc
     if (result.column_count == 0) return TRN_OK;
     *out.type_word = static_cast<uint32_t>(result.columns[0].wire_type);
     Value value;
-    if (!locate_value(find_row(*result.directory, 0), result, 0, value)) {
+    if (!locate_value(find_row(*result.directory, 0), result.columns[0], value)) {
         store(out.area, int32_t{0});
         return TRN_OK;
     }
     return format_value(value, out);
 }
 
-// Rows arrive in chunks of 200. Behind a full one the server waits for a "." before it goes on.
+// Behind the first full chunk a "." is sent, once; rows follow whatever the server makes of it.
 static RowBatch read_chunks(Conn& conn, ResultSet& result, bool& ended) noexcept {
     ended = false;
     RowBatch chunk = read_rows(conn, result, rows_per_chunk);
@@ -122,40 +122,39 @@ static Progress take_count(Conn& conn, int32_t kind) noexcept {
 
 // The identifier becomes the connection's last only through the other calls.
 static Progress drop_insert(Conn& conn, int32_t status) noexcept {
-    int32_t length;
-    if (!read_i32(conn, length) || length < 0 || !skip_bytes(conn, static_cast<size_t>(length)))
-        return end(TRN_ERR_NETWORK);
-    return look_behind_item(conn, TRN_ITEM_INSERT, status);
+    return skip_counted(conn) ? look_behind_item(conn, TRN_ITEM_INSERT, status) : end(TRN_ERR_NETWORK);
 }
 
 static Progress take_text(Conn& conn, const char* print_form, int32_t status) noexcept {
     const int32_t taken = take_server_text(conn, print_form);
-    if (taken == TRN_OK) return {status, false};
-    if (taken == TRN_ERR_MEMORY) leave_reply(conn, 0);
-    return end(taken);
+    return taken == TRN_OK ? Progress{status, false} : end(taken);
+}
+
+static Progress take_message(Conn& conn, const SingleValue& out, uint8_t type, int32_t status) noexcept {
+    switch (type) {
+    case 'A': return take_result(conn, out);
+    case 'U': return take_count(conn, TRN_ITEM_UPDATE);
+    case 'D': return take_count(conn, TRN_ITEM_DELETE);
+    case 'I': return drop_insert(conn, status);
+    case 'E':
+    case 'F': return take_text(conn, message::print_server_error, TRN_ERR_SERVER);
+    case 'W': return take_text(conn, message::print_server_warning, TRN_WARNING);
+    case 'M': return take_text(conn, message::print_server_message, TRN_WARNING);
+    case end_of_reply: return end(status);
+    default: // a message that this call does not read, such as an output value
+        leave_reply(conn, type);
+        return end(TRN_OK);
+    }
 }
 
 static int32_t read_single_value_reply(Conn& conn, const SingleValue& out) noexcept {
     Progress progress{};
     uint8_t type;
-    for (bool read = begin_reply(conn, type); !progress.ended; read = progress.ended || read_u8(conn, type)) {
-        if (!read) return TRN_ERR_NETWORK;
-        switch (type) {
-        case 'A': progress = take_result(conn, out); break;
-        case 'U': progress = take_count(conn, TRN_ITEM_UPDATE); break;
-        case 'D': progress = take_count(conn, TRN_ITEM_DELETE); break;
-        case 'I': progress = drop_insert(conn, progress.status); break;
-        case 'E':
-        case 'F': progress = take_text(conn, message::print_server_error, TRN_ERR_SERVER); break;
-        case 'W': progress = take_text(conn, message::print_server_warning, TRN_WARNING); break;
-        case 'M': progress = take_text(conn, message::print_server_message, TRN_WARNING); break;
-        case end_of_reply: progress.ended = true; break;
-        default: // a message that this call does not read, such as an output value
-            leave_reply(conn, type);
-            progress = end(TRN_OK);
-        }
+    for (bool read = begin_reply(conn, type); read; read = read_u8(conn, type)) {
+        progress = take_message(conn, out, type, progress.status);
+        if (progress.ended) return progress.status;
     }
-    return progress.status;
+    return TRN_ERR_NETWORK;
 }
 
 } // namespace tarn
@@ -167,6 +166,5 @@ int32_t TRN_Execute_query_with_one(TRN_HANDLE* handle, const char* sql, void* va
     Conn* conn = conn_of(handle);
     if (!conn || !sql || !fits_command(sql) || !value_area || !type_word) return TRN_ERR_ARGUMENT;
     const ConnLock lock(*conn);
-    submit(*conn, sql);
-    return read_single_value_reply(*conn, {value_area, type_word});
+    return submit(*conn, sql) ? read_single_value_reply(*conn, {value_area, type_word}) : TRN_ERR_NETWORK;
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "result/reply.h"
 #include "wire/send.h"
 
 namespace tarn {
@@ -11,9 +12,12 @@ bool fits_command(const char* sql) noexcept {
     return std::strlen(sql) < INT32_MAX;
 }
 
-void submit(Conn& conn, const char* sql) noexcept {
-    put_command(conn, sql, std::strlen(sql), 0);
+bool submit(Conn& conn, const char* sql) noexcept {
+    const size_t length = std::strlen(sql);
+    if (!make_way(conn, length)) return false;
+    put_command(conn, sql, length, 0);
     flush_send(conn);
+    return true;
 }
 
 } // namespace tarn

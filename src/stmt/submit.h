@@ -8,7 +8,8 @@ namespace tarn {
 // Whether a text fits a command frame, whose length field is a signed 32-bit count.
 bool fits_command(const char* sql) noexcept;
 
-// Sends a statement as one flushed command. A failed send shows itself when the reply cannot be read.
-void submit(Conn& conn, const char* sql) noexcept;
+// Sends a statement as one flushed command. False when the rest of an earlier reply could not be passed over; a failed send
+// shows itself when the reply cannot be read.
+bool submit(Conn& conn, const char* sql) noexcept;
 
 } // namespace tarn

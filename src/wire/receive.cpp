@@ -49,7 +49,6 @@ bool skip_bytes(Conn& conn, size_t size) noexcept {
 }
 
 int32_t read_block(Conn& conn, size_t size, Owned<char>& block) noexcept {
-    constexpr size_t trusted_size = 1024 * 1024;
     size_t room = std::min(size, trusted_size);
     block.reset(static_cast<char*>(allocate_zeroed(room + 1)));
     for (size_t filled = 0; block;) {
@@ -82,8 +81,9 @@ int32_t read_string(Conn& conn, Owned<char>& text) noexcept {
 void break_link(Conn& conn) noexcept {
     platform::close_stream(conn.sock);
     conn.sock = 0;
-    conn.recv_pos = conn.recv_fill = 0;
+    conn.recv_pos = conn.recv_fill = conn.send_fill = 0;
     conn.pushed_back_byte = 0;
+    conn.reply_rest = ReplyRest::none;
 }
 
 bool ReceiveWindow::take_slowly(void* dest, size_t size) noexcept {

@@ -45,19 +45,21 @@ inline void push_back(Conn& conn, uint8_t byte) noexcept {
     conn.pushed_back_byte = byte;
 }
 
-// Reads size bytes into a fresh block of size + 1 bytes, zero-terminated. A large block grows as its bytes arrive, so that a
-// length alone costs at most 1 MiB. Gives 0, or TRN_ERR_NETWORK, or TRN_ERR_MEMORY with the bytes passed over.
+// What a length alone is trusted with: a larger block grows as its bytes arrive.
+inline constexpr size_t trusted_size = 1024 * 1024;
+
+// Reads size bytes into a fresh block of size + 1 bytes, zero-terminated. Gives 0, or TRN_ERR_NETWORK, or TRN_ERR_MEMORY with the bytes passed over.
 int32_t read_block(Conn& conn, size_t size, Owned<char>& block) noexcept;
 
 // Reads a wire string: a 32-bit length and its bytes. Gives 0, TRN_ERR_NETWORK, or TRN_ERR_MEMORY when memory is short or
 // the length is negative; the stream is then still in step.
 int32_t read_string(Conn& conn, Owned<char>& text) noexcept;
 
-// Closes the socket: the stream is out of step, and every later read and write has to fail instead of taking the middle of
-// a message for its beginning.
+// Closes the socket, if one is open, and forgets everything that belongs to its stream: later reads and writes fail. Also the
+// way out when the stream is out of step and the middle of a message would be taken for its beginning.
 void break_link(Conn& conn) noexcept;
 
-// The buffered bytes of a connection, held in registers while many small values are taken from them. Between open and
+// The buffered bytes of a connection, from which many small values are taken without a call. Between open and
 // close only the window's own functions may read from the connection.
 class ReceiveWindow {
   public:

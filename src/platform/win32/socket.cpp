@@ -6,18 +6,17 @@
 
 #include "platform/platform.h"
 
-#include <atomic>
 #include <climits>
 
 namespace tarn::platform {
 
-static std::atomic<bool> sockets_started{false};
-
 // WSACleanup is never called: the sockets layer lives as long as the process.
 void start_sockets() noexcept {
-    if (sockets_started.exchange(true)) return;
-    WSADATA data;
-    WSAStartup(MAKEWORD(2, 2), &data);
+    static const int started = [] {
+        WSADATA data;
+        return WSAStartup(MAKEWORD(2, 2), &data);
+    }();
+    (void)started;
 }
 
 uint32_t parse_address(const char* dotted) noexcept {
