@@ -9,6 +9,8 @@
 
 namespace tarn {
 
+struct TuringState;
+
 inline constexpr int32_t transfer_buffer_size = 8192;
 
 // The address list of a connection string.
@@ -58,6 +60,12 @@ struct Conn {
     // stmt and result: what replies told about the session
     char last_insert_id[32];
     int32_t fun_return_type; // the server's type code of the last function result; below 1: none
+
+    // conn: the enciphered channel; null states on a plain one
+    TuringState* recv_cipher; // owned
+    TuringState* send_cipher; // owned
+    uint8_t srv_exponent[32]; // the server's public numbers, little-endian, as received at the last login
+    uint8_t srv_modulus[32];
 
     // wire
     uint8_t pushed_back_byte; // a type byte read and given back; 0: none

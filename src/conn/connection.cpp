@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "base/memory.h"
+#include "base/wipe.h"
 #include "conn/conn.h"
 #include "conn/conn_string.h"
 #include "conn/login.h"
@@ -36,6 +37,7 @@ static void release_connection(Conn* conn) noexcept {
     platform::destroy_lock(conn->lock);
     release(conn->head.error_text);
     release_address_list(conn->ips_attrs);
+    wipe(conn, sizeof *conn); // the password, and what the buffers still hold
     release(conn);
 }
 

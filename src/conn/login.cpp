@@ -1,12 +1,13 @@
-// Connecting and logging in. The login is one text of clauses, sent without frame or terminator and answered by one status
-// byte.
+// Connecting and logging in. The login is one text of clauses, sent without frame or terminator, or inside the enciphered blocks
+// of the key agreement, and answered by one status byte.
 #include "conn/login.h"
 
-#include <charconv>
 #include <cstring>
-#include <string_view>
 
+#include "base/wipe.h"
+#include "conn/login_text.h"
 #include "conn/messages.h"
+#include "crypto/key_agreement.h"
 #include "wire/receive.h"
 
 namespace tarn {
@@ -17,60 +18,6 @@ bool connect_server(Conn& conn) noexcept {
     if (conn.server_addr == platform::no_address) return false;
     conn.sock = platform::connect_stream(conn.server_addr, conn.port, conn.recv_timeout_ms);
     return conn.sock != 0;
-}
-
-namespace {
-
-// A text in a fixed area; whatever does not fit marks it as overflown.
-class ClauseText {
-  public:
-    void add(std::string_view piece) noexcept {
-        if (piece.size() > sizeof area_ - length_) {
-            overflown_ = true;
-            return;
-        }
-        std::memcpy(area_ + length_, piece.data(), piece.size());
-        length_ += piece.size();
-    }
-    void add_number(int32_t number) noexcept {
-        char digits[16];
-        const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
-        add({digits, static_cast<size_t>(end - digits)});
-    }
-    void add_quoted(std::string_view opening, const char* value) noexcept {
-        add(opening);
-        add(value);
-        add("'");
-    }
-    bool overflown() const noexcept { return overflown_; }
-    std::string_view text() const noexcept { return {area_, length_}; }
-
-  private:
-    char area_[511];
-    size_t length_ = 0;
-    bool overflown_ = false;
-};
-
-} // namespace
-
-// The clauses of a login on a plain channel. The blanks inside the pieces are what the server expects.
-static void build_login_text(const Conn& conn, ClauseText& text) noexcept {
-    text.add("login database = ");
-    text.add(conn.database);
-    text.add_quoted(" user='", conn.user);
-    text.add_quoted(" password='", conn.password);
-    if (conn.char_set[0]) text.add_quoted(" char_set = '", conn.char_set);
-    if (conn.iso_level[0]) text.add_quoted(" iso_level = '", conn.iso_level);
-    if (conn.current_schema[0]) text.add_quoted(" current_schema = '", conn.current_schema);
-    if (conn.keyword_filter[0]) text.add_quoted(" keyword_filter='", conn.keyword_filter);
-    if (conn.lock_timeout != 0) {
-        text.add(" lock_timeout = ");
-        text.add_number(conn.lock_timeout);
-    }
-    text.add(conn.auto_commit_off == 1 ? " auto_commit = 'off'" : " auto_commit = 'on'");
-    if (conn.cursor_id_off != 1) text.add(" return_cursor_id  = 'on'");
-    if (conn.lob_descriptor != 0) text.add(" lob_ret  =descriptor");
-    text.add_quoted(" version = '", conn.protocol_version);
 }
 
 static bool refuse(Conn& conn, const char* error) noexcept {
@@ -100,14 +47,63 @@ static bool judge_answer(Conn& conn, uint8_t status) noexcept {
     return refuse(conn, message::login_refused);
 }
 
-bool login(Conn& conn) noexcept {
-    ClauseText text;
-    build_login_text(conn, text);
-    if (text.overflown()) return refuse(conn, message::login_refused);
-    platform::send_some(conn.sock, text.text().data(), text.text().size());
+static bool login_plain(Conn& conn) noexcept {
+    char text[plain_login_limit + 1];
+    const WipeOnExit wiped(text);
+    if (!build_login_text(conn, text, plain_login_limit)) return refuse(conn, message::login_refused);
+    platform::send_some(conn.sock, text, std::strlen(text));
     uint8_t status;
     if (!read_u8(conn, status)) return refuse(conn, message::login_unanswered);
     return judge_answer(conn, status);
+}
+
+// One of the server's public numbers. What does not arrive stays as it was: the server then cannot read the login, and refuses
+// it.
+static void receive_number(Conn& conn, uint8_t (&number)[32]) noexcept {
+    for (size_t filled = 0; filled < sizeof number;) {
+        const ptrdiff_t received = platform::receive_some(conn.sock, number + filled, sizeof number - filled);
+        if (received <= 0) return;
+        filled += static_cast<size_t>(received);
+    }
+}
+
+static bool set_up_channel(Conn& conn, const uint8_t (&key)[32]) noexcept {
+    conn.recv_cipher = allocate_record<TuringState>();
+    conn.send_cipher = allocate_record<TuringState>();
+    if (!conn.recv_cipher || !conn.send_cipher) return false;
+    // One key and one keystream for both directions, each with its own position.
+    set_up_keystream(*conn.recv_cipher, key);
+    set_up_keystream(*conn.send_cipher, key);
+    return true;
+}
+
+// The session key and the login text travel in one run of blocks, enciphered with the server's public numbers; from the
+// answer's first byte on everything is enciphered with the keystream of that key.
+static bool login_enciphered(Conn& conn) noexcept {
+    uint8_t area[login_area_size] = {};
+    uint8_t key[session_key_size];
+    const WipeOnExit area_wiped(area);
+    const WipeOnExit key_wiped(key);
+    char* text = reinterpret_cast<char*>(area + session_key_size);
+    if (!build_login_text(conn, text, max_enciphered_login_text) || !make_session_key(conn.password, key))
+        return refuse(conn, message::login_refused);
+    platform::send_some(conn.sock, "~ssl~", 5);
+    receive_number(conn, conn.srv_exponent);
+    receive_number(conn, conn.srv_modulus);
+
+    std::memcpy(area, key, sizeof key);
+    const size_t length = pad_login_text(text);
+    rsa_encrypt_blocks(conn.srv_exponent, conn.srv_modulus, area, session_key_size + length + 1);
+    platform::send_some(conn.sock, area, login_bytes_to_send(length));
+    if (!set_up_channel(conn, key)) return refuse(conn, message::login_refused);
+    // A read that fails leaves a status that no server sends.
+    uint8_t status = 0;
+    read_u8(conn, status);
+    return judge_answer(conn, status);
+}
+
+bool login(Conn& conn) noexcept {
+    return conn.use_ssl ? login_enciphered(conn) : login_plain(conn);
 }
 
 } // namespace tarn

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "base/wipe.h"
+#include "crypto/turing.h"
 #include "platform/platform.h"
 
 namespace tarn {
@@ -20,13 +22,7 @@ static bool fill_buffer(Conn& conn) noexcept {
     return false;
 }
 
-bool read_bytes(Conn& conn, void* dest, size_t size) noexcept {
-    uint8_t* to = static_cast<uint8_t*>(dest);
-    if (size && conn.pushed_back_byte) {
-        *to++ = conn.pushed_back_byte;
-        conn.pushed_back_byte = 0;
-        --size;
-    }
+static bool read_buffered(Conn& conn, uint8_t* to, size_t size) noexcept {
     while (size) {
         if (conn.recv_pos == conn.recv_fill && !fill_buffer(conn)) return false;
         const size_t step = std::min(size, static_cast<size_t>(conn.recv_fill - conn.recv_pos));
@@ -38,8 +34,43 @@ bool read_bytes(Conn& conn, void* dest, size_t size) noexcept {
     return true;
 }
 
+// Straight from the socket, exactly what was asked for and nothing ahead of it: a byte is deciphered once, at the position
+// at which it is read.
+static bool read_enciphered(Conn& conn, uint8_t* to, size_t size) noexcept {
+    for (size_t filled = 0; filled < size;) {
+        const ptrdiff_t received = platform::receive_some(conn.sock, to + filled, size - filled);
+        if (received <= 0) return false;
+        filled += static_cast<size_t>(received);
+    }
+    if (!conn.recv_cipher) return false;
+    apply_keystream(*conn.recv_cipher, to, size);
+    return true;
+}
+
+// Both ends count a request by its full size, so that a byte given back and read again together with others has used up
+// keystream twice. Single-byte reads do not come here: the byte given back is all of them.
+static void advance_keystream(TuringState& state) noexcept {
+    uint8_t dropped = 0;
+    apply_keystream(state, &dropped, 1);
+}
+
+bool read_bytes(Conn& conn, void* dest, size_t size) noexcept {
+    uint8_t* to = static_cast<uint8_t*>(dest);
+    const bool given_back = size && conn.pushed_back_byte;
+    if (given_back) {
+        *to++ = conn.pushed_back_byte;
+        conn.pushed_back_byte = 0;
+        --size;
+    }
+    if (size == 0) return true;
+    if (!conn.use_ssl) return read_buffered(conn, to, size);
+    if (!read_enciphered(conn, to, size)) return false;
+    if (given_back) advance_keystream(*conn.recv_cipher);
+    return true;
+}
+
 bool skip_bytes(Conn& conn, size_t size) noexcept {
-    uint8_t dropped[256];
+    uint8_t dropped[4096];
     while (size) {
         const size_t step = std::min(size, sizeof dropped);
         if (!read_bytes(conn, dropped, step)) return false;
@@ -78,12 +109,20 @@ int32_t read_string(Conn& conn, Owned<char>& text) noexcept {
     return read_block(conn, static_cast<size_t>(length), text);
 }
 
+static void release_cipher(TuringState*& state) noexcept {
+    if (state) wipe(state, sizeof *state);
+    release(state);
+    state = nullptr;
+}
+
 void break_link(Conn& conn) noexcept {
     platform::close_stream(conn.sock);
     conn.sock = 0;
     conn.recv_pos = conn.recv_fill = conn.send_fill = 0;
     conn.pushed_back_byte = 0;
     conn.reply_rest = ReplyRest::none;
+    release_cipher(conn.recv_cipher);
+    release_cipher(conn.send_cipher);
 }
 
 bool ReceiveWindow::take_slowly(void* dest, size_t size) noexcept {

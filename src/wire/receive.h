@@ -1,5 +1,6 @@
-// Receiving: every byte from the server passes through read_bytes, out of the connection's receive buffer. The typed reads
-// and the receive window serve what is buffered without a call.
+// Receiving: every byte from the server passes through read_bytes: out of the connection's receive buffer on a plain channel,
+// straight from the socket and deciphered on an enciphered one. The typed reads and the receive window serve what is
+// buffered without a call.
 //
 // All reads need the connection's lock. A read that fails has used up what the stream still gave; nothing is set or printed.
 #pragma once
@@ -13,7 +14,8 @@
 
 namespace tarn {
 
-// Fills dest with exactly size bytes. False when the stream ended, broke or timed out: three fruitless receptions in a row.
+// Fills dest with exactly size bytes. False when the stream ended, broke or timed out: three fruitless receptions in a row
+// on a plain channel, the first one on an enciphered one.
 bool read_bytes(Conn& conn, void* dest, size_t size) noexcept;
 
 bool skip_bytes(Conn& conn, size_t size) noexcept;

@@ -2,7 +2,11 @@
 
 #include <cstring>
 
+#include <algorithm>
+
 #include "base/bytes.h"
+#include "base/memory.h"
+#include "crypto/turing.h"
 #include "platform/platform.h"
 
 namespace tarn {
@@ -16,18 +20,42 @@ static ptrdiff_t send_buffered(Conn& conn) noexcept {
     return platform::send_some(conn.sock, conn.send_buf, fill);
 }
 
-// The buffer never holds more than 8,191 bytes: a write that would fill it sends what is there first.
+static bool enciphers(const Conn& conn) noexcept {
+    return conn.recv_cipher && conn.use_ssl == 1;
+}
+
+// The buffer never holds more than 8,191 bytes: a write that would fill it sends what is there first. Bytes are enciphered as
+// they enter the buffer, never at the flush; the enciphered way does not report that send.
 static ptrdiff_t put_buffered(Conn& conn, const void* data, size_t size) noexcept {
     ptrdiff_t outcome = 0;
     if (static_cast<size_t>(conn.send_fill) + size >= sizeof conn.send_buf) outcome = send_buffered(conn);
-    std::memcpy(conn.send_buf + conn.send_fill, data, size);
+    uint8_t* to = conn.send_buf + conn.send_fill;
+    std::memcpy(to, data, size);
     conn.send_fill += static_cast<int32_t>(size);
+    if (!enciphers(conn)) return outcome;
+    apply_keystream(*conn.send_cipher, to, size);
+    return 0;
+}
+
+// The caller's bytes stay as they are: a copy is enciphered. Where memory is short they go through the buffer in pieces.
+static ptrdiff_t send_enciphered(Conn& conn, const uint8_t* data, size_t size) noexcept {
+    const Owned<uint8_t> copy(static_cast<uint8_t*>(allocate_zeroed(size)));
+    if (!copy) {
+        for (size_t done = 0; done < size; done += largest_buffered_write)
+            put_buffered(conn, data + done, std::min(size - done, largest_buffered_write));
+        return 0;
+    }
+    std::memcpy(copy.get(), data, size);
+    apply_keystream(*conn.send_cipher, copy.get(), size);
+    const ptrdiff_t outcome = send_buffered(conn);
+    if (outcome != -1) platform::send_some(conn.sock, copy.get(), size);
     return outcome;
 }
 
 ptrdiff_t put_bytes(Conn& conn, const void* data, size_t size) noexcept {
     if (size == 0) return 0;
     if (size <= largest_buffered_write) return put_buffered(conn, data, size);
+    if (enciphers(conn)) return send_enciphered(conn, static_cast<const uint8_t*>(data), size);
     // Even an empty buffer is sent, as 0 bytes, before a large write: a broken socket is noticed there.
     if (send_buffered(conn) == -1) return -1;
     return platform::send_some(conn.sock, data, size);
