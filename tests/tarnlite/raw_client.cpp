@@ -92,6 +92,7 @@ std::vector<Item> RawClient::receive_reply() {
                 row.push_back(receive_text());
             continue;
         }
+        if (letter == ';') continue; // separates an error from the rows before it
         Item& item = items.emplace_back();
         item.letter = letter;
         switch (letter) {

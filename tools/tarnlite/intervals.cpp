@@ -126,7 +126,7 @@ std::optional<std::int64_t> interval_count(WireType type, std::string_view text)
         const auto fraction = take_fraction_us(text);
         if (!fraction) return std::nullopt;
         count = *count * second_us + *fraction;
-    } else if (*count > std::numeric_limits<std::int32_t>::max()) {
+    } else if (*count > std::int64_t{std::numeric_limits<std::int32_t>::max()} + (negative ? 1 : 0)) {
         return std::nullopt;
     }
     if (!text.empty()) return std::nullopt;

@@ -42,6 +42,7 @@ void Reply::columns(const std::vector<ColumnDescription>& columns) {
         put_integer(message, column.flags);
     }
     transport_.write(message);
+    in_rows_ = true;
 }
 
 void Reply::row(std::string_view values) {
@@ -50,13 +51,21 @@ void Reply::row(std::string_view values) {
 }
 
 void Reply::count(char letter, std::int64_t rows) {
+    in_rows_ = false;
     std::string message(1, letter);
     put_integer(message, static_cast<std::int32_t>(
                              std::min<std::int64_t>(rows, std::numeric_limits<std::int32_t>::max())));
     transport_.write(message);
 }
 
+// A text right behind rows belongs to those rows: the separator makes it an item of its own.
+void Reply::error(std::string_view message) {
+    if (in_rows_) transport_.write(";");
+    text('E', message);
+}
+
 void Reply::text(char letter, std::string_view content) {
+    in_rows_ = false;
     std::string message(1, letter);
     put_text(message, content);
     transport_.write(message);

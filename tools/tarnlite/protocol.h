@@ -50,7 +50,7 @@ class Reply {
     void updated(std::int64_t rows) { count('U', rows); }
     void deleted(std::int64_t rows) { count('D', rows); }
     void inserted(std::string_view identifier) { text('I', identifier); }
-    void error(std::string_view message) { text('E', message); }
+    void error(std::string_view message);
     // Ends the reply and sends what the buffer holds.
     void end();
 
@@ -59,6 +59,7 @@ class Reply {
     void text(char letter, std::string_view content);
 
     Transport& transport_;
+    bool in_rows_ = false; // the last message was a row, or the columns of a result without rows
 };
 
 } // namespace tarnlite

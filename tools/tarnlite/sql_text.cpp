@@ -107,7 +107,10 @@ std::string statement_verb(std::string_view sql) {
                                                                 "REPLACE", "UPDATE", "DELETE"};
     Scanner scanner(sql);
     Token token{};
-    if (!scanner.next(token)) return {};
+    // Empty statements may stand in front.
+    do
+        if (!scanner.next(token)) return {};
+    while (token.word == ";");
     if (token.word != "WITH") return token.word;
     int depth = 0;
     while (scanner.next(token)) {
