@@ -12,5 +12,9 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tarnsql-config.cmake ${CMAKE_CURRENT_B
 
 # The prefix in tarnsql.pc is relative to the file itself, so that the installed tree can be moved.
 file(RELATIVE_PATH pc_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+set(pc_private_libs "-lstdc++ -lm -pthread") # of a program that is linked statically
+if(WIN32)
+  set(pc_private_libs "-lstdc++ -lws2_32")
+endif()
 configure_file(cmake/tarnsql.pc.in tarnsql.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tarnsql.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

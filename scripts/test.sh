@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Builds and tests everything: natively, under AddressSanitizer and UndefinedBehaviorSanitizer, and cross-built for 64-bit
+# Windows under Wine. Without arguments all of them; otherwise the presets named.
+# Usage: test.sh [release|asan|windows]...
+set -euo pipefail
+cd "$(dirname "$0")/.."
+. scripts/packages.sh
+
+presets=("$@")
+[ ${#presets[@]} -gt 0 ] || presets=(release asan windows)
+
+# shellcheck disable=SC2086
+need_packages $build_packages libgtest-dev libssl-dev unicode-data
+case " ${presets[*]} " in
+*" windows "*) need_packages g++-mingw-w64-x86-64-posix googletest wine wine64 ;;
+esac
+export WINEDEBUG=-all
+
+for preset in "${presets[@]}"; do
+    echo "== $preset"
+    cmake --preset "$preset" >/dev/null
+    cmake --build --preset "$preset"
+    ctest --preset "$preset"
+done
+
+case " ${presets[*]} " in
+*" windows "*)
+    echo "== the quickstart for Windows against the development server"
+    cmake --preset release >/dev/null
+    cmake --build --preset release --target tarnlite >/dev/null
+    scripts/with_tarnlite.sh build/release/tools/tarnlite/tarnlite \
+        /usr/lib/wine/wine64 build/windows/bin/quickstart.exe "{}" /usr/share/unicode/UnicodeData.txt
+    ;;
+esac

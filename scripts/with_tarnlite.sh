@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# Runs a command against a tarnlite of its own, which is stopped afterwards.
+# Usage: with_tarnlite.sh TARNLITE COMMAND...    every {} in the command becomes the connection string.
+set -euo pipefail
+tarnlite=$1
+shift
+
+work=$(mktemp -d)
+"$tarnlite" --port 0 --port-file "$work/port" >"$work/log" &
+server=$!
+trap 'kill "$server" 2>/dev/null || true; wait "$server" 2>/dev/null || true; rm -rf "$work"' EXIT
+for _ in $(seq 200); do
+    [ -s "$work/port" ] && break
+    kill -0 "$server" 2>/dev/null || { cat "$work/log" >&2; echo "tarnlite did not start" >&2; exit 1; }
+    sleep 0.05
+done
+connection="server=127.0.0.1;port=$(cat "$work/port");db=demo;user=demo;password=demo"
+"${@//\{\}/$connection}"

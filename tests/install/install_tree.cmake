@@ -1,0 +1,33 @@
+# Installs BUILD and moves the tree to TREE. Nothing in it may name the place it was built in or installed to; its LIBRARY has
+# the name that programs ask for and needs nothing but the system.
+set(ENV{DESTDIR})
+file(REMOVE_RECURSE ${WORK})
+execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/installed
+                OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+file(RENAME ${WORK}/installed ${TREE})
+
+file(GLOB_RECURSE texts ${TREE}/*.cmake ${TREE}/*.pc ${TREE}/*.h)
+list(LENGTH texts count)
+if(count LESS 5)
+  message(FATAL_ERROR "the package files, the pkg-config file and the header are not all there: ${texts}")
+endif()
+foreach(text IN LISTS texts)
+  file(READ ${text} content)
+  foreach(place IN ITEMS ${BUILD} ${SOURCE} ${WORK})
+    string(FIND "${content}" "${place}/" found)
+    if(NOT found EQUAL -1)
+      message(FATAL_ERROR "${text} names ${place}")
+    endif()
+  endforeach()
+endforeach()
+
+execute_process(COMMAND ${OBJDUMP} -p ${TREE}/${LIBRARY} OUTPUT_VARIABLE dump COMMAND_ERROR_IS_FATAL ANY)
+if(LIBRARY MATCHES "\\.dll$")
+  string(REGEX MATCHALL "DLL Name: [^\n]+" needed "${dump}")
+  list(FILTER needed EXCLUDE REGEX "^DLL Name: (KERNEL32|msvcrt|WS2_32|ADVAPI32|bcrypt)\\.dll$")
+  if(needed OR NOT dump MATCHES "DLL Name: KERNEL32\\.dll")
+    message(FATAL_ERROR "DLLs that are not the system's, or no list of them: ${needed}")
+  endif()
+elseif(NOT dump MATCHES "SONAME +${SONAME}\n" OR dump MATCHES "(RPATH|RUNPATH) ")
+  message(FATAL_ERROR "no soname ${SONAME}, or a search path in the library:\n${dump}")
+endif()
