@@ -123,7 +123,8 @@ TRN_API int32_t TRN_CloseConn(TRN_HANDLE* handle);
 
 /*
  * Releases a handle of any kind and sets the variable to null: a connection as TRN_CloseConn, a result as
- * TRN_FreeRowset. Null and unknown handles are left alone.
+ * TRN_FreeRowset, a large object as TRN_Distroy_Lob, a parameter set with its contents (connections that it is
+ * attached to find it empty). Null and unknown handles are left alone.
  */
 TRN_API void TRN_Drop(TRN_HANDLE* handle);
 
@@ -234,6 +235,196 @@ TRN_API int32_t TRN_Execute_query_with_one(TRN_HANDLE* handle, const char* sql, 
 TRN_API int32_t TRN_ExecwithDataReader(TRN_HANDLE* handle, const char* sql, TRN_HANDLE* result_out,
                                        int32_t* column_count, int64_t* row_count, int32_t* affected_count);
 
+/* -------------------------------------------------------------------------------------- parameters */
+/*
+ * A parameter set holds the parameters of one statement. Binding on a connection handle makes an implicit set, which
+ * the next execution on that connection uses and releases; TRN_CreateParams makes one of the application's own, which
+ * TRN_BindParams2Conn attaches for one execution and which survives it. A prepare that learns the statement's
+ * parameters makes a described set on the connection, whose slots are filled by name or position.
+ *
+ * Every execution call (TRN_Execute_no_query, TRN_Execute_query_with_one, TRN_ExecwithDataReader, TRN_Execute2) sends
+ * the single values of the attached set and detaches it. TRN_ExecBatch sends arrays. None of the binding calls takes
+ * the connection's lock: do not bind while another thread executes on the same connection.
+ *
+ * data_type is an API type code (TRN_TYPE_*). How a value lies in the application's memory:
+ *
+ *   1, 3           1 byte                        4    int16_t             5    int32_t
+ *   6              int64_t                       7    float               8    double
+ *   15             bytes                         23   int64_t, DATETIME milliseconds
+ *   40, 42 / 41    binary / character large object: a TRN_Create_Lob handle, or the address of its variable
+ *   0, 58          no value: a null
+ *   all others     text
+ */
+
+/*
+ * Makes an empty parameter set, to be released with TRN_Drop.
+ * Returns 0; -3 when out_handle is null; -5 out of memory.
+ */
+TRN_API int32_t TRN_CreateParams(TRN_HANDLE* out_handle);
+
+/*
+ * Binds one value by name.
+ *
+ * handle         a connection or a parameter set.
+ * name           copied; required. Every call fills the next slot, also for a name bound before; in a described set it
+ *                fills the slot of that name (letter case aside).
+ * direction      TRN_DIRECTION_*. An input value is copied, and its length with it: the application may reuse both at
+ *                once. For the other directions value and length stay the application's and must live until the
+ *                execution has returned.
+ * value          null binds a value of length 0. A large object is not copied: it must live until the execution.
+ * buffer_length  size of value in bytes; an input's length is cut to it when it is above 0.
+ * reserved       not looked at.
+ * length         bytes of the value; null means buffer_length. A length below 1 travels without a value.
+ *
+ * Returns 0; -52 ([EC052]) for another direction; -1 ([EC053] on a connection, no text on a set) for a name that is not
+ * the statement's; -3 for a null or wrong handle, a null name or a value that is no large object where one is needed;
+ * -5 out of memory. After a failure the set is as it was.
+ */
+TRN_API int32_t TRN_BindParamByName(TRN_HANDLE* handle, const char* name, int32_t direction,
+                                    int32_t data_type, void* value, int32_t buffer_length, int32_t* reserved,
+                                    int32_t* length);
+
+/*
+ * Binds one value at a position, from 1; the other arguments are those of TRN_BindParamByName. Positions passed over
+ * travel without type and value.
+ * Returns 0; -51 ([EC051]) for a position above 4,000; -52 ([EC052]) for another direction; -54 ([EC054]) for a
+ * position below 1; -55 ([EC055]) for a position more than 128 above the room made so far (128 slots at first, 128
+ * more at a time); -3 and -5 as above. After a failure the set is as it was.
+ */
+TRN_API int32_t TRN_BindParamByPos(TRN_HANDLE* handle, int32_t position, int32_t direction, int32_t data_type,
+                                   void* value, int32_t buffer_length, int32_t* length);
+
+/*
+ * Binds the values of one parameter for all rows of a batch.
+ *
+ * name             as in TRN_BindParamByName, but a name is bound once.
+ * parameter_count  parameters of the statement; the first bind makes room for them and sets the rows of the batch.
+ *                  Without it (0) the set is laid out for single values.
+ * direction        arrays carry input only: other directions are taken without effect.
+ * array_size       rows, the same for every parameter of the set; at least 1.
+ * values           the elements, one behind the other:
+ *                    1, 3, 63       1 byte each; 4: 2; 5: 4 (and 7, by position only); 6, 8, 23: 8
+ *                    2, 62          a 4-byte length in host order and its bytes
+ *                    9 to 15        of the row's length each (15 by position: 4 bytes more), as 28 and 31
+ *                  Elements of 1 to 9, 23, 62 and 63 are copied (15 by position too); the others stay the
+ *                  application's and must live until the execution. 2, 15 and 62 travel from the fifth byte of each
+ *                  element on.
+ * values_size      size of values in bytes; nothing beyond it is read.
+ * lengths          array_size lengths, copied; below 1 is a null.
+ *
+ * Returns 0; -52 ([EC052]) for another direction; -53 for a name that is bound already, or not the statement's; -58
+ * ([EC058]) for a type without arrays, elements that run past values_size, or another number of rows than the set's;
+ * -3 for a null or wrong handle, null name, values or lengths, or array_size below 1; -5 out of memory.
+ */
+TRN_API int32_t TRN_BindParamArrayByName(TRN_HANDLE* handle, const char* name, int32_t parameter_count,
+                                         int32_t direction, int32_t data_type, int32_t array_size,
+                                         void* values, int32_t values_size, int32_t* lengths);
+
+/*
+ * The same at a position, from 1.
+ * Returns 0 (also for direction 6, without effect); -8 for directions 2 and 3, without effect; -51 ([EC051]) for a
+ * position above 4,000 or above parameter_count; -54 ([EC054]) for a position below 1; -52, -58, -3, -5 as above.
+ */
+TRN_API int32_t TRN_BindParamArrayByPos(TRN_HANDLE* handle, int32_t position, int32_t parameter_count,
+                                        int32_t direction, int32_t data_type, int32_t array_size,
+                                        void* values, int32_t values_size, int32_t* lengths);
+
+/*
+ * Attaches a parameter set to a connection for its next execution, in place of any other. A set may be attached again
+ * after each execution, and to several connections. Returns 0; -3 for a wrong kind of either handle.
+ */
+TRN_API int32_t TRN_BindParams2Conn(TRN_HANDLE* conn_handle, TRN_HANDLE* set_handle);
+
+/*
+ * On a set, forgets everything bound to it. On a connection, detaches its set (released unless the application made
+ * it) and forgets the columns that the last prepare described. Returns 0; -3 for another kind.
+ */
+TRN_API int32_t TRN_ResetParams(TRN_HANDLE* handle);
+
+/* ------------------------------------------------------------------------------ prepared execution */
+
+/*
+ * Prepares a statement on the server under a generated name: "STC" and a number that is never used twice on a
+ * connection.
+ *
+ * name_out  at least 20 bytes: receives the name. Null makes the statement the connection's default statement, in
+ *           place of the one before.
+ *
+ * Returns 0; 19665 (TRN_PREPARED_QUERY) when the statement yields rows; -1 when the server refused it (its text is
+ * the error text); -3 for a null argument or another kind of handle; -4 when the reply could not be read; -5 out of
+ * memory. When the server describes the statement's parameters, a described set is attached to the connection.
+ * Wire: "PREPARE name AS sql", answered by "A" (columns), "$" (parameters), texts, and "K".
+ */
+TRN_API int32_t TRN_Prepare2(TRN_HANDLE* handle, const char* sql, char* name_out);
+
+/*
+ * Ends a prepared statement on the server: the named one, or the default statement when name is null.
+ * Returns 0; -1 when the server refused (its text is the error text) or there is no default statement ([EC023],
+ * nothing sent); -3 for a null or wrong handle; -4 when the reply could not be read; -5 out of memory.
+ */
+TRN_API int32_t TRN_UnPrepare(TRN_HANDLE* handle, const char* name);
+
+/*
+ * Executes a prepared statement with the parameters attached to the connection.
+ *
+ * statement_name   null executes the default statement.
+ * cursor_name_out  when given, a server cursor is declared for the named statement and opened; it receives the
+ *                  cursor's name, the statement's with "_CUR" behind it, and a terminator.
+ * result_out       receives the result items, as in TRN_ExecwithDataReader; for a cursor its columns. May be null. It
+ *                  is written when the status is not negative.
+ *
+ * Returns what TRN_ExecwithDataReader returns, 0 for a cursor (also when the server refused to open it: its text is
+ * then the error text); -1 ([EC023]) without a default statement; -59 ([EC059]) when a named statement's described
+ * parameters have no values bound; -3 for a null or wrong handle, or a cursor without a statement name; -4 and -5.
+ * When a named statement fails, the error text becomes "sql:... errinfo: ..." with the command and the text before it,
+ * at most 199 bytes.
+ */
+TRN_API int32_t TRN_Execute2(TRN_HANDLE* handle, const char* statement_name, char* cursor_name_out,
+                             TRN_HANDLE* result_out);
+
+/*
+ * Runs a statement once for each row of the array-bound set attached to the connection, in one request.
+ *
+ * array_count  the rows of the set; below 65,536, as the number of parameters: both travel in 16 bits.
+ *
+ * Returns what TRN_ExecwithDataReader returns; results are dropped, and a query leaves [EC026]. -1 without an attached
+ * set ([EC025]) or when its rows are not array_count ([EC057]), with nothing sent; -3 for a null argument or another
+ * kind of handle; -5 out of memory. The set stays attached, empty.
+ */
+TRN_API int32_t TRN_ExecBatch(TRN_HANDLE* handle, const char* sql, int32_t array_count);
+
+/* ----------------------------------------------------------------------------------- large objects */
+/*
+ * A large object holds a character or binary value in chunks of 1 MiB. Fill one and bind it as a parameter, or receive
+ * one with TRN_GetData. It has no lock: one thread at a time. All calls return -3 for a null or wrong handle unless
+ * they say otherwise.
+ */
+
+/* Makes an empty large object, to be released with TRN_Distroy_Lob. Returns 0; -3 when lob is null or memory is short. */
+TRN_API int32_t TRN_Create_Lob(TRN_HANDLE* lob);
+
+/*
+ * Appends length bytes, or, with length -1 (TRN_LOB_END), marks the content complete: only a complete large object is
+ * sent with a request, any other travels empty. Length 0 or null data changes nothing. Returns 0; -3 when memory is
+ * short.
+ */
+TRN_API int32_t TRN_Put_Lob_data(TRN_HANDLE* lob, const void* data, int32_t length);
+
+/* Copies up to capacity bytes from the read position on and moves it. Returns the bytes copied, 0 at the end. */
+TRN_API int32_t TRN_Get_Lob_data(TRN_HANDLE* lob, void* buffer, int32_t capacity);
+
+/*
+ * Sets the read position, from 0 to the length. Returns the position; -1 when it is out of range ([EC097] or [EC098]
+ * on the large object): the position is then unchanged.
+ */
+TRN_API int32_t TRN_LobRead_SetPos(TRN_HANDLE* lob, int32_t position);
+
+/* Releases the content and keeps the handle. Returns 0, also for null. */
+TRN_API int32_t TRN_Reset_Lob(TRN_HANDLE* lob);
+
+/* Releases the large object and sets the variable to null. Returns 0, also for null. */
+TRN_API int32_t TRN_Distroy_Lob(TRN_HANDLE* lob);
+
 /* ----------------------------------------------------------------------------------------- results */
 
 /*
@@ -259,9 +450,8 @@ TRN_API int32_t TRN_FreeRowset(TRN_HANDLE* result);
 TRN_API int32_t TRN_FreePtr(void** pointer);
 
 /*
- * Clears what a handle holds, by its kind: the parameters attached to a connection are detached (and released
- * unless the application made them). Other kinds are left alone. Returns 0; -3 when handle or *handle is
- * null.
+ * Clears what a handle holds, by its kind: a connection or a parameter set as TRN_ResetParams, a large object as
+ * TRN_Reset_Lob. Other kinds are left alone. Returns 0; -3 when handle or *handle is null.
  */
 TRN_API int32_t TRN_Reset(TRN_HANDLE* handle);
 
@@ -353,8 +543,14 @@ TRN_API int32_t TRN_getResultcolseq(TRN_HANDLE* result, const char* name);
  *   15             bytes        CHAR, CLOB, BINARY, BLOB; no terminator
  *   18             bytes        the same sources, piecewise: *length holds the offset to read from and receives
  *                               the bytes copied; 0 bytes at the end
+ *   41, 42         TRN_HANDLE   a large object made by TRN_Create_Lob, character or binary, whose content is
+ *                               replaced by a CHAR, CLOB, BINARY or BLOB value. In a session that asked for
+ *                               descriptors the value's first byte decides: behind "c" and "b" the data follows,
+ *                               "C" and "B" begin a descriptor, whose content is fetched from the server under the
+ *                               connection's lock; anything else gives 0 and writes nothing
  *
- * Returns 0; -3 no result or destination; -11 no current row or a null value (*length is 0); -12 truncated:
+ * Returns 0; -3 no result or destination, or no large object in it; -4, -5 a large object could not be fetched or
+ * stored; -11 no current row or a null value (*length is 0); -12 truncated:
  * *length is the number of bytes left out; -13 this source does not convert to this target, or target
  * outside 1..63 (*length is 0 but for target 21); -15 column out of range; -18 the offset of a piecewise read
  * is negative or past the end. The row is never changed: a call may be repeated with another target or a
@@ -390,22 +586,30 @@ TRN_API int32_t fun_sql_type(const char* sql);
 
 /* Statuses. */
 #define TRN_OK 0
-#define TRN_WARNING 1            /* a warning or notice ended the reply */
-#define TRN_OPENED 2             /* TRN_OpenConn succeeded */
-#define TRN_ERROR_TEXT_LONG 2 /* TRN_GetErrorInfo: the text did not fit the message */
-#define TRN_END 100              /* no further row, item or text */
-#define TRN_ERR_SERVER (-1)      /* the server refused; its text is the error text */
-#define TRN_ERR_ARGUMENT (-3)    /* null argument or wrong kind of handle */
-#define TRN_ERR_NETWORK (-4)     /* the reply could not be read */
-#define TRN_ERR_MEMORY (-5)      /* out of memory */
-#define TRN_ERR_CONNECT (-8)     /* the socket could not be connected */
-#define TRN_ERR_LOGIN (-9)       /* the login failed */
-#define TRN_NULL_VALUE (-11)     /* null value, or no current row */
-#define TRN_TRUNCATED (-12)      /* the destination was too small */
-#define TRN_ERR_CONVERSION (-13) /* no conversion between these types */
-#define TRN_ERR_COLUMN (-15)     /* column out of range */
-#define TRN_ERR_OFFSET (-18)     /* piecewise offset past the end */
-#define TRN_ERR_OUTPUTS (-56)    /* output values arrived, but no parameters were bound for them */
+#define TRN_WARNING 1                /* a warning or notice ended the reply */
+#define TRN_OPENED 2                 /* TRN_OpenConn succeeded */
+#define TRN_ERROR_TEXT_LONG 2        /* TRN_GetErrorInfo: the text did not fit the message */
+#define TRN_END 100                  /* no further row, item or text */
+#define TRN_PREPARED_QUERY 19665     /* TRN_Prepare2: the statement yields rows */
+#define TRN_ERR_SERVER (-1)          /* the server refused; its text is the error text */
+#define TRN_ERR_ARGUMENT (-3)        /* null argument or wrong kind of handle */
+#define TRN_ERR_NETWORK (-4)         /* the reply could not be read */
+#define TRN_ERR_MEMORY (-5)          /* out of memory */
+#define TRN_ERR_CONNECT (-8)         /* the socket could not be connected */
+#define TRN_ERR_LOGIN (-9)           /* the login failed */
+#define TRN_NULL_VALUE (-11)         /* null value, or no current row */
+#define TRN_TRUNCATED (-12)          /* the destination was too small */
+#define TRN_ERR_CONVERSION (-13)     /* no conversion between these types */
+#define TRN_ERR_COLUMN (-15)         /* column out of range */
+#define TRN_ERR_OFFSET (-18)         /* piecewise offset past the end */
+#define TRN_ERR_POSITION_RANGE (-51) /* position above 4,000 or above the parameter count */
+#define TRN_ERR_DIRECTION (-52)      /* no such direction */
+#define TRN_ERR_NAME (-53)           /* name bound already, or not the statement's */
+#define TRN_ERR_POSITION (-54)       /* position below 1 */
+#define TRN_ERR_POSITION_JUMP (-55)  /* position too far above the room made so far */
+#define TRN_ERR_ARRAY_TYPE (-58)     /* no arrays of this type, or elements outside the buffer */
+#define TRN_ERR_UNBOUND (-59)        /* described parameters without values */
+#define TRN_ERR_OUTPUTS (-56)        /* output values arrived, but no parameters were bound for them */
 
 /* Kinds of a result item (TRN_getResultRet). */
 #define TRN_ITEM_INSERT 1
@@ -422,6 +626,9 @@ TRN_API int32_t fun_sql_type(const char* sql);
 #define TRN_SQL_ALTER 6
 #define TRN_SQL_OTHER 9
 #define TRN_SQL_EXECUTE 10
+
+/* The length that marks a large object complete (TRN_Put_Lob_data). */
+#define TRN_LOB_END (-1)
 
 /* Directions of a parameter. */
 #define TRN_DIRECTION_IN 1
@@ -484,8 +691,10 @@ TRN_API int32_t fun_sql_type(const char* sql);
 #define TRN_TYPE_DATETIME_RAW 23           /* int64_t milliseconds */
 #define TRN_TYPE_INTERVAL_YEAR_TO_MONTH 28 /* months */
 #define TRN_TYPE_INTERVAL_DAY_TO_SECOND 31 /* microseconds */
+#define TRN_TYPE_BLOB_PARAMETER 40         /* parameters only: as TRN_TYPE_BLOB */
 #define TRN_TYPE_CLOB 41
 #define TRN_TYPE_BLOB 42
+#define TRN_TYPE_TEXT_PARAMETER 62 /* parameters only: as TRN_TYPE_TEXT */
 #define TRN_TYPE_BYTE 63
 #define TRN_TYPE_OPAQUE 69 /* reported only */
 

@@ -10,6 +10,8 @@
 namespace tarn {
 
 struct TuringState;
+struct ParamSet;
+struct ResultSet;
 
 inline constexpr int32_t transfer_buffer_size = 8192;
 
@@ -24,10 +26,15 @@ struct IpsAttrs {
 enum class ReplyRest : int32_t {
     none,
     messages, // whole messages up to and with the end of reply
+    only_end, // at most the message whose type byte was given back, and an end of reply if the server sends one: any
+        // other byte belongs to the next reply
 };
 
 struct Conn {
     Handle head; // TRN_KIND_CONNECTION; its error text is replaced by every room that fails
+
+    // Results stay usable after their connection was closed: the record lives until the last of them is released.
+    int32_t references;
 
     // conn: the settings of the connection string
     char database[128];
@@ -57,6 +64,13 @@ struct Conn {
     platform::Socket sock; // 0: none open
     platform::Lock* lock;  // null: the open did not come so far
 
+    // stmt
+    int32_t statement_counter; // the number of the next generated statement name
+    int32_t default_prepared;  // 1 while the default statement exists on the server
+    char default_statement[20];
+    ParamSet* bound_params;     // a reference; the next execution takes it
+    ResultSet* prepared_result; // owned; the columns that the last prepare described
+
     // stmt and result: what replies told about the session
     char last_insert_id[32];
     int32_t fun_return_type; // the server's type code of the last function result; below 1: none
@@ -81,6 +95,10 @@ struct Conn {
 inline Conn* conn_of(const TRN_HANDLE* handle) noexcept {
     return kind_of(handle) == TRN_KIND_CONNECTION ? static_cast<Conn*>(*handle) : nullptr;
 }
+
+// One more holder of the record, and one less: the last one releases it.
+Conn* retain(Conn& conn) noexcept;
+void drop_reference(Conn* conn) noexcept;
 
 // Holds a connection's lock from construction to the end of the scope. A connection whose open failed may have no lock:
 // its calls fail at the socket without waiting.

@@ -1,4 +1,5 @@
 // Opening and closing connections, dropping handles of any kind, and the small accessors of a connection.
+#include <atomic>
 #include <cstring>
 
 #include "base/memory.h"
@@ -9,6 +10,8 @@
 #include "conn/messages.h"
 #include "result/result_set.h"
 #include "result/type_codes.h"
+#include "stmt/param_set.h"
+#include "stmt/prepared.h"
 #include "wire/receive.h"
 
 namespace tarn {
@@ -32,13 +35,28 @@ static int32_t open_connection(Conn& conn, const char* conn_string) noexcept {
     return TRN_OPENED;
 }
 
-static void release_connection(Conn* conn) noexcept {
+Conn* retain(Conn& conn) noexcept {
+    std::atomic_ref(conn.references).fetch_add(1, std::memory_order_relaxed);
+    return &conn;
+}
+
+void drop_reference(Conn* conn) noexcept {
+    if (std::atomic_ref(conn->references).fetch_sub(1, std::memory_order_acq_rel) == 1) release(conn);
+}
+
+// Leaves a record in which results that outlive the connection find it closed: no socket, no lock.
+static void close_connection(Conn* conn) noexcept {
+    if (conn->default_prepared && conn->sock) deallocate(*conn, conn->default_statement);
     break_link(*conn);
     platform::destroy_lock(conn->lock);
     release(conn->head.error_text);
     release_address_list(conn->ips_attrs);
+    detach_params(*conn);
+    release_result(conn->prepared_result);
+    const int32_t references = conn->references;
     wipe(conn, sizeof *conn); // the password, and what the buffers still hold
-    release(conn);
+    conn->references = references;
+    drop_reference(conn);
 }
 
 } // namespace tarn
@@ -52,6 +70,7 @@ int32_t TRN_OpenConn(const char* conn_string, TRN_HANDLE* out_handle) {
     Conn* conn = allocate_record<Conn>();
     if (!conn) return -1;
     conn->head.kind = TRN_KIND_CONNECTION;
+    conn->references = 1;
     *out_handle = conn;
     return open_connection(*conn, conn_string);
 }
@@ -60,7 +79,7 @@ int32_t TRN_CloseConn(TRN_HANDLE* handle) {
     if (!handle || !*handle) return -1;
     Conn* conn = conn_of(handle);
     if (!conn) return TRN_ERR_ARGUMENT;
-    release_connection(conn);
+    close_connection(conn);
     *handle = nullptr;
     return TRN_OK;
 }
@@ -68,9 +87,21 @@ int32_t TRN_CloseConn(TRN_HANDLE* handle) {
 void TRN_Drop(TRN_HANDLE* handle) {
     switch (kind_of(handle)) {
     case TRN_KIND_CONNECTION: TRN_CloseConn(handle); break;
+    case TRN_KIND_PARAMETERS: drop_params(handle); break;
     case TRN_KIND_RESULT: TRN_FreeRowset(handle); break;
+    case TRN_KIND_LOB: TRN_Distroy_Lob(handle); break;
     case TRN_KIND_RESERVED: *handle = nullptr; break;
     default: break;
+    }
+}
+
+int32_t TRN_Reset(TRN_HANDLE* handle) {
+    if (!handle || !*handle) return TRN_ERR_ARGUMENT;
+    switch (kind_of(handle)) {
+    case TRN_KIND_CONNECTION:
+    case TRN_KIND_PARAMETERS: return TRN_ResetParams(handle);
+    case TRN_KIND_LOB: return TRN_Reset_Lob(handle);
+    default: return TRN_OK;
     }
 }
 

@@ -15,6 +15,38 @@ inline constexpr char outputs_unbound[] =
     "[EC0056]when execute sql with output params or return value need bind_params";
 inline constexpr char result_too_large[] =
     "[EC080]select result-set is too large please connect to db-server";
+inline constexpr char lob_position_too_large[] =
+    "[EC097]Error the ReadPos set larger than max_length :%d > :%d";
+inline constexpr char lob_position_negative[] = "[EC098]Error the ReadPos set error :%d";
+inline constexpr char no_default_statement[] =
+    "[EC023]Error Execute without a default prepare ,or you can TRN_Execute2 with a prepare_name value\n";
+inline constexpr char batch_without_parameters[] = "[EC025]Error ExecuteBatch without  bindparams  \n";
+inline constexpr char batch_of_query[] = "[EC026]Error ExecuteBatch can't surpport a select_sql  \n";
+inline constexpr char position_out_of_range[] = "[EC051]Error invalid param NO %d out of range paramnum";
+inline constexpr char position_above_count[] =
+    "[EC051]Error invalid param NO : %d out of range paramnum : %d ";
+inline constexpr char direction_invalid[] = "[EC052]Error invalid param type %d";
+inline constexpr char direction_invalid_by_name[] = "[EC052]Error invalis param type %d"; // by name only
+inline constexpr char name_not_prepared[] = "[EC053]Error invalid  param_name :%s out  of prepared ";
+inline constexpr char position_invalid[] = "[EC054]Error param_no  param seq %d invalid";
+inline constexpr char position_jumps[] = "[EC055]Error bindparam jump long %d invalid";
+inline constexpr char store_unsupported[] = "[EC056]Error bindparam unsurpported ret %d invalid";
+inline constexpr char batch_size_differs[] =
+    "[EC057]Error ExecuteBatch with paramsbind arraysize %d  does not match ArrayCount %d \n";
+inline constexpr char array_type_unsupported[] = "[EC058]Error bindparam unsurpported datatype %d invalid";
+inline constexpr char values_unbound[] =
+    "[EC059]Error params need values-bind, here params without bindparams-byname "
+    "or bindparams-bypos  \n";
+inline constexpr char statement_failed[] = "sql:%s errinfo: %s \n";
+
+// Commands.
+inline constexpr char get_lob[] = "get lob '%.*s' offset 0 limit %s ";
+inline constexpr char prepare[] = "PREPARE %s AS %s";
+inline constexpr char deallocate[] = "DEALLOCATE %s ";
+inline constexpr char execute[] = "? %s ";
+inline constexpr char declare_for_statement[] = "DECLARE  %s CURSOR FOR %s ";
+inline constexpr char cursor_suffix[] = "_CUR"; // behind a statement's name
+inline constexpr char open_cursor[] = "OPEN %s ;";
 
 // Lines for the standard output, with the text or step that they are about.
 inline constexpr char print_server_error[] = "Server Error %s \n";
@@ -25,6 +57,9 @@ inline constexpr char print_count_unread[] = "Update Prop NetError  \n";
 inline constexpr char print_insert_unread[] = "Insert Prop NetError  \n";
 inline constexpr char print_error_in_result[] = "[EC031]Error in recv result :%s \n";
 inline constexpr char print_warning_in_result[] = "[EC032]Server Warning in recv result :%s \n";
+inline constexpr char print_lob_unsent[] = "send param net Error for BLOB";
+inline constexpr char print_slot_beyond_capacity[] = "params bind num %d beyanged given num %d \n";
+inline constexpr char print_array_type_unsupported[] = "bindparam unsurpported datatype\n";
 inline constexpr char print_address_list_too_long[] = "set ips error \n";
 
 } // namespace tarn::message

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "base/text.h"
+#include "lob/fetch.h"
 #include "result/type_codes.h"
 #include "result/value.h"
 
@@ -144,7 +145,50 @@ static int32_t deliver_piece(const Destination& to, const Value& value) noexcept
                          to.size);
 }
 
-static int32_t convert(const Value& value, int32_t target, const Destination& to) noexcept {
+// How a large object's value begins when the session asked for descriptors.
+struct LobMarkers {
+    uint8_t inline_data;
+    uint8_t descriptor;
+};
+
+static int32_t complete_lob(const Destination& to, Lob& lob, int32_t status) noexcept {
+    if (status != TRN_OK) return status;
+    lob.state = LobState::complete;
+    *to.length = static_cast<int32_t>(lob.total_len);
+    return TRN_OK;
+}
+
+static int32_t append_value(Lob& lob, const uint8_t* bytes, size_t size) noexcept {
+    return append_to_lob(lob, bytes, size) ? TRN_OK : TRN_ERR_MEMORY;
+}
+
+static int32_t fetch_by_descriptor(const Value& value, const ResultSet& result, Lob& lob) noexcept {
+    const std::string_view text = value.text();
+    lob.descriptor = copy_text(text.data(), std::min(text.find('\0'), text.size())).release();
+    return lob.descriptor ? fetch_lob(*result.conn, lob) : TRN_ERR_MEMORY;
+}
+
+// The destination is the application's handle variable of a large object, whose earlier content gives way.
+static int32_t deliver_lob(const Destination& to, const Value& value, const ResultSet& result,
+                           LobMarkers markers) noexcept {
+    Lob* lob = lob_of(static_cast<const TRN_HANDLE*>(to.buffer));
+    if (!lob) return TRN_ERR_ARGUMENT;
+    if (!result.lob_descriptor) {
+        if (!is_byte_run(value.wire_type)) return refuse(to);
+        reset_lob(*lob);
+        return complete_lob(to, *lob, append_value(*lob, value.bytes, value.length));
+    }
+    const uint8_t marker = value.as<uint8_t>();
+    if (marker != markers.inline_data && marker != markers.descriptor) return TRN_OK;
+    reset_lob(*lob);
+    if (marker == markers.descriptor) return complete_lob(to, *lob, fetch_by_descriptor(value, result, *lob));
+    // Inline data is at most one chunk.
+    const size_t size = std::min(size_t{value.length} - 1, lob_chunk_size);
+    return complete_lob(to, *lob, append_value(*lob, value.bytes + 1, size));
+}
+
+static int32_t convert(const Value& value, int32_t target, const ResultSet& result,
+                       const Destination& to) noexcept {
     switch (target) {
     case TRN_TYPE_BOOLEAN:
     case TRN_TYPE_INTEGER: return deliver_integer_or_numeric<int32_t>(to, value, TRN_WIRE_INTEGER);
@@ -168,6 +212,8 @@ static int32_t convert(const Value& value, int32_t target, const Destination& to
         return value.wire_type == TRN_WIRE_DATETIME ? deliver_stored_bytes(to, value) : refuse(to);
     case TRN_TYPE_INTERVAL_YEAR_TO_MONTH: return deliver_interval(to, value, TRN_WIRE_INTERVAL_YEAR_TO_MONTH);
     case TRN_TYPE_INTERVAL_DAY_TO_SECOND: return deliver_interval(to, value, TRN_WIRE_INTERVAL_DAY_TO_SECOND);
+    case TRN_TYPE_CLOB: return deliver_lob(to, value, result, {'c', 'C'});
+    case TRN_TYPE_BLOB: return deliver_lob(to, value, result, {'b', 'B'});
     default: return refuse(to);
     }
 }
@@ -191,5 +237,5 @@ int32_t TRN_GetData(TRN_HANDLE* handle, int32_t column, int32_t target, void* de
         *to.length = 0;
         return TRN_NULL_VALUE;
     }
-    return convert(value, target, to);
+    return convert(value, target, *result, to);
 }

@@ -39,10 +39,6 @@ int32_t TRN_FreePtr(void** pointer) {
     return TRN_OK;
 }
 
-int32_t TRN_Reset(TRN_HANDLE* handle) {
-    return handle && *handle ? TRN_OK : TRN_ERR_ARGUMENT;
-}
-
 // The reserved kind is answered without content.
 static int32_t refusal(const TRN_HANDLE* handle) noexcept {
     return kind_of(handle) == TRN_KIND_RESERVED ? TRN_OK : TRN_ERR_ARGUMENT;

@@ -56,7 +56,24 @@ static bool pass_over_message(Conn& conn, uint8_t type) noexcept {
     }
 }
 
+bool look_for_end(Conn& conn, bool& ended) noexcept {
+    uint8_t type;
+    if (!read_u8(conn, type)) return false;
+    ended = type == end_of_reply;
+    if (!ended) push_back(conn, type);
+    return true;
+}
+
+static bool pass_over_only_end(Conn& conn) noexcept {
+    conn.reply_rest = ReplyRest::none;
+    uint8_t type;
+    if (conn.pushed_back_byte && (!read_u8(conn, type) || !pass_over_message(conn, type))) return false;
+    bool ended;
+    return look_for_end(conn, ended);
+}
+
 static bool pass_over_rest(Conn& conn) noexcept {
+    if (conn.reply_rest == ReplyRest::only_end) return pass_over_only_end(conn);
     uint8_t type;
     do {
         if (!read_u8(conn, type) || !pass_over_message(conn, type)) return false;
@@ -77,18 +94,10 @@ bool next_item(Conn& conn, uint8_t& type) noexcept {
     return read_u8(conn, type);
 }
 
-bool look_for_end(Conn& conn, bool& ended) noexcept {
-    uint8_t type;
-    if (!read_u8(conn, type)) return false;
-    ended = type == end_of_reply;
-    if (!ended) push_back(conn, type);
-    return true;
-}
-
-void leave_reply(Conn& conn, uint8_t type) noexcept {
+void leave_reply(Conn& conn, uint8_t type, ReplyRest rest) noexcept {
     if (type == end_of_reply) return;
     push_back(conn, type);
-    conn.reply_rest = ReplyRest::messages;
+    conn.reply_rest = rest;
 }
 
 int32_t take_server_text(Conn& conn, const char* print_form) noexcept {
@@ -113,7 +122,7 @@ bool read_insert_id(Conn& conn, char (&id)[32]) noexcept {
 
 bool make_way(Conn& conn, size_t size) noexcept {
     constexpr size_t surely_taken = transfer_buffer_size; // what any socket takes while nobody reads
-    return size <= surely_taken || conn.reply_rest == ReplyRest::none || pass_over_rest(conn);
+    return size <= surely_taken || conn.reply_rest != ReplyRest::messages || pass_over_rest(conn);
 }
 
 } // namespace tarn

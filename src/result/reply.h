@@ -24,7 +24,7 @@ bool next_item(Conn& conn, uint8_t& type) noexcept;
 bool look_for_end(Conn& conn, bool& ended) noexcept;
 
 // Remembers that the reply is not read to its end; type is the type byte read last (0: none, "K": nothing is left).
-void leave_reply(Conn& conn, uint8_t type) noexcept;
+void leave_reply(Conn& conn, uint8_t type, ReplyRest rest = ReplyRest::messages) noexcept;
 
 // Reads a server text, prints it in the given form ("... %s ...") and makes it the connection's error text. TRN_OK,
 // TRN_ERR_NETWORK, or TRN_ERR_MEMORY: the reply is then left where it is.

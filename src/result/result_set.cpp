@@ -10,7 +10,8 @@ ResultSet* create_result(Conn& conn, int32_t kind) noexcept {
     if (!result) return nullptr;
     result->head.kind = TRN_KIND_RESULT;
     result->kind = kind;
-    result->conn = &conn;
+    result->conn = retain(conn);
+    result->lob_descriptor = conn.lob_descriptor;
     return result;
 }
 
@@ -38,6 +39,7 @@ void release_result(ResultSet* result) noexcept {
     release_rows(*result);
     release_columns(*result);
     release(result->head.error_text);
+    drop_reference(result->conn);
     release(result);
 }
 

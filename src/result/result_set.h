@@ -46,8 +46,9 @@ struct ResultSet {
     uint8_t* current_row;    // the row handed out last, or null
     RowDirectory* directory; // null until a row is stored
     RowPool* pool;
-    Conn* conn;      // the connection that received it
-    ResultSet* next; // the next item of the same reply
+    Conn* conn;             // the connection that received it; a reference
+    int32_t lob_descriptor; // of that connection: large objects arrived marked, or as descriptors
+    ResultSet* next;        // the next item of the same reply
     char insert_id[32];
 };
 

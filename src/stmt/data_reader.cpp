@@ -9,8 +9,10 @@ int32_t TRN_ExecwithDataReader(TRN_HANDLE* handle, const char* sql, TRN_HANDLE* 
     Conn* conn = conn_of(handle);
     if (!conn || !sql || !fits_command(sql)) return TRN_ERR_ARGUMENT;
     const ConnLock lock(*conn);
+    const BoundParams params(*conn);
     ResultSet* result = nullptr;
-    const int32_t status = submit(*conn, sql) ? receive_results(*conn, result) : TRN_ERR_NETWORK;
+    const int32_t status =
+        submit(*conn, sql, params.get()) ? receive_results(*conn, result) : TRN_ERR_NETWORK;
     if (result) {
         if (column_count) *column_count = result->column_count;
         if (row_count) *row_count = result->row_count;

@@ -105,5 +105,6 @@ int32_t TRN_Execute_no_query(TRN_HANDLE* handle, const char* sql) {
     Conn* conn = conn_of(handle);
     if (!conn || !sql || !fits_command(sql)) return TRN_ERR_ARGUMENT;
     const ConnLock lock(*conn);
-    return submit(*conn, sql) ? read_no_query_reply(*conn) : TRN_ERR_NETWORK;
+    const BoundParams params(*conn);
+    return submit(*conn, sql, params.get()) ? read_no_query_reply(*conn) : TRN_ERR_NETWORK;
 }

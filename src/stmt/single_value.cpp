@@ -166,5 +166,7 @@ int32_t TRN_Execute_query_with_one(TRN_HANDLE* handle, const char* sql, void* va
     Conn* conn = conn_of(handle);
     if (!conn || !sql || !fits_command(sql) || !value_area || !type_word) return TRN_ERR_ARGUMENT;
     const ConnLock lock(*conn);
-    return submit(*conn, sql) ? read_single_value_reply(*conn, {value_area, type_word}) : TRN_ERR_NETWORK;
+    const BoundParams params(*conn);
+    return submit(*conn, sql, params.get()) ? read_single_value_reply(*conn, {value_area, type_word})
+                                            : TRN_ERR_NETWORK;
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "result/reply.h"
+#include "stmt/encode.h"
 #include "wire/send.h"
 
 namespace tarn {
@@ -12,10 +13,12 @@ bool fits_command(const char* sql) noexcept {
     return std::strlen(sql) < INT32_MAX;
 }
 
-bool submit(Conn& conn, const char* sql) noexcept {
+bool submit(Conn& conn, const char* sql, const ParamSet* params) noexcept {
     const size_t length = std::strlen(sql);
-    if (!make_way(conn, length)) return false;
-    put_command(conn, sql, length, 0);
+    if (!make_way(conn, params ? SIZE_MAX : length)) return false;
+    put_command(conn, sql, length, params ? entry_count(*params) : 0);
+    // A large object that cannot be sent ends the entries; the reply tells what the server made of it.
+    if (params) encode_params(conn, *params);
     flush_send(conn);
     return true;
 }

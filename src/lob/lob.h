@@ -1,0 +1,54 @@
+// The large-object record: content in a chain of chunks of 1 MiB, all full but the last, so that appending never moves bytes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "conn/handle.h"
+
+namespace tarn {
+
+inline constexpr size_t lob_chunk_size = 1024 * 1024;
+
+struct LobChunk {
+    LobChunk* next;
+    int32_t index; // 0 for the first
+    uint8_t* data; // lob_chunk_size bytes
+};
+
+enum class LobState : int32_t {
+    empty,
+    growing,  // written to; more may follow
+    complete, // closed by the application, or filled from a result: only a complete one is sent with a request
+};
+
+struct Lob {
+    Handle head; // TRN_KIND_LOB
+    int32_t chunk_count;
+    LobState state;
+    int64_t total_len;
+    int64_t read_pos; // 0..total_len
+    LobChunk* tail_chunk;
+    LobChunk* head_chunk;
+    char* descriptor; // owned; the server's descriptor when the content came by one
+};
+
+// The large object behind a handle variable; null when there is none or it is of another kind.
+inline Lob* lob_of(const TRN_HANDLE* handle) noexcept {
+    return kind_of(handle) == TRN_KIND_LOB ? static_cast<Lob*>(*handle) : nullptr;
+}
+
+// Where the next bytes of the content belong: room bytes from the returned address, at least one, making a chunk when the
+// last is full. Null when memory is short. The caller fills some of them and adds their number to total_len.
+uint8_t* lob_tail(Lob& lob, size_t& room) noexcept;
+
+// Appends bytes. False when memory is short: what was appended so far stays.
+bool append_to_lob(Lob& lob, const uint8_t* bytes, size_t size) noexcept;
+
+// Releases the content, the descriptor and the error text; the state stays as it is.
+void reset_lob(Lob& lob) noexcept;
+
+// Null is accepted.
+void release_lob(Lob* lob) noexcept;
+
+} // namespace tarn

@@ -1,0 +1,57 @@
+// TRN_ExecBatch: one statement for every row of an array-bound set, in one request.
+#include <cstring>
+
+#include "base/text.h"
+#include "conn/messages.h"
+#include "result/reply.h"
+#include "stmt/encode.h"
+#include "stmt/submit.h"
+#include "wire/send.h"
+
+namespace tarn {
+
+static constexpr size_t error_area = 200;
+
+// The command's parameter word tells rows and parameters in 16 bits each.
+static uint32_t batch_word(const ParamSet& set) noexcept {
+    return static_cast<uint32_t>(set.array_size) << 16 | entry_count(set);
+}
+
+static int32_t execute_batch(Conn& conn, const char* sql, ParamSet& set) noexcept {
+    BatchEncoder encoder(conn, set);
+    if (!encoder.ready()) return TRN_ERR_MEMORY;
+    if (!make_way(conn, SIZE_MAX)) return TRN_ERR_NETWORK;
+    put_command(conn, sql, std::strlen(sql), batch_word(set));
+    if (set.count > 0) encoder.encode();
+    flush_send(conn);
+    ResultSet* result;
+    const int32_t status = receive_results(conn, result);
+    // The status is not changed: a query has run, and its rows are dropped.
+    if (result && result->kind == TRN_ITEM_QUERY) set_error_message(conn.head, message::batch_of_query);
+    release_chain(result);
+    return status;
+}
+
+} // namespace tarn
+
+using namespace tarn;
+
+int32_t TRN_ExecBatch(TRN_HANDLE* handle, const char* sql, int32_t array_count) {
+    Conn* conn = conn_of(handle);
+    if (!conn || !sql || !fits_command(sql)) return TRN_ERR_ARGUMENT;
+    ParamSet* set = conn->bound_params;
+    if (!set) {
+        set_error_message(conn->head, message::batch_without_parameters);
+        return -1;
+    }
+    if (set->array_size != array_count || array_count < 1) {
+        set_error_text(conn->head,
+                       format_text(error_area, message::batch_size_differs, set->array_size, array_count));
+        return -1;
+    }
+    const ConnLock lock(*conn);
+    const int32_t status = execute_batch(*conn, sql, *set);
+    // The set stays bound, empty.
+    release_params_content(*set);
+    return status;
+}

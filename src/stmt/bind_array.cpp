@@ -1,0 +1,174 @@
+// Binding arrays, one parameter of all rows of a batch. Elements are walked once at the bind, so that later readers may trust
+// that they lie inside the buffer.
+#include <algorithm>
+#include <cstring>
+
+#include "base/text.h"
+#include "conn/messages.h"
+#include "stmt/param_array.h"
+#include "stmt/param_set.h"
+
+namespace tarn {
+
+static constexpr int32_t outputs_refused = -8;
+
+namespace {
+
+// One bind call's arguments. The name is null when the parameter is bound by position.
+struct ArrayBinding {
+    const char* name;
+    int32_t position;
+    int32_t parameter_count;
+    int32_t direction;
+    uint32_t data_type;
+    int32_t array_size;
+    void* values;
+    int32_t values_size;
+    const int32_t* lengths;
+};
+
+} // namespace
+
+// The first array bind lays the set out: with a parameter count for so many slots of array_size rows, without one for single
+// rows.
+static bool lay_out(ParamSet& set, const ArrayBinding& binding) noexcept {
+    const bool counted = binding.parameter_count > 0;
+    const int32_t capacity = counted ? std::min(binding.parameter_count, param_limit) : param_growth;
+    if (set.capacity == 0 && !reserve_slots(set, capacity, capacity)) return false;
+    if (set.array_size == 0 && counted) set.array_size = binding.array_size;
+    return true;
+}
+
+static bool copies(const ParamType& type, bool by_position) noexcept {
+    return type.keep == Keep::copy || (type.keep == Keep::copy_by_position && by_position);
+}
+
+// The bytes that a copied array needs: the rows of a fixed-size type, or the whole buffer.
+static int32_t bytes_to_copy(const ParamType& type, const ArrayBinding& binding) noexcept {
+    if (!type.element_size) return binding.values_size;
+    const int64_t rows = int64_t{type.element_size} * binding.array_size;
+    return static_cast<int32_t>(std::min<int64_t>(rows, binding.values_size));
+}
+
+// The slot's new content; TRN_ERR_ARRAY_TYPE when the elements do not lie inside the buffer or have no arrays.
+static int32_t make_slot(const ArrayBinding& binding, ParamSlot& slot) noexcept {
+    const ParamType type = param_type(binding.data_type);
+    slot.data_type = binding.data_type;
+    slot.direction = TRN_DIRECTION_IN;
+    slot.by_position = !binding.name;
+    slot.buffer_length = binding.values_size;
+    slot.value = binding.values;
+    slot.value_bytes = binding.values_size;
+    slot.length = const_cast<int32_t*>(binding.lengths);
+    if (!array_fits(slot, type, binding.array_size)) return TRN_ERR_ARRAY_TYPE;
+
+    int32_t* lengths = allocate_array<int32_t>(static_cast<size_t>(binding.array_size)).release();
+    if (!lengths) return TRN_ERR_MEMORY;
+    std::memcpy(lengths, binding.lengths, static_cast<size_t>(binding.array_size) * sizeof *lengths);
+    slot.length = lengths;
+    slot.owns_length = true;
+    if (!copies(type, slot.by_position)) return TRN_OK;
+    slot.value_bytes = bytes_to_copy(type, binding);
+    slot.value = allocate_raw(static_cast<size_t>(slot.value_bytes));
+    if (!slot.value) return TRN_ERR_MEMORY;
+    slot.owns_value = true;
+    std::memcpy(slot.value, binding.values, static_cast<size_t>(slot.value_bytes));
+    return TRN_OK;
+}
+
+static int32_t store_array(ParamSet& set, int32_t index, const ArrayBinding& binding) noexcept {
+    ParamSlot made{};
+    const int32_t rows = set.array_size > 0 ? set.array_size : binding.array_size;
+    // An array of another size than the set's has no element for some rows.
+    int32_t status = rows == binding.array_size ? make_slot(binding, made) : TRN_ERR_ARRAY_TYPE;
+    if (status == TRN_OK && !reserve_slots(set, index + 1, param_growth)) status = TRN_ERR_MEMORY;
+    if (status == TRN_OK && binding.name && set.mode != ParamMode::described) {
+        made.name = copy_text(binding.name, std::strlen(binding.name)).release();
+        if (!made.name) status = TRN_ERR_MEMORY;
+    }
+    if (status != TRN_OK) {
+        if (made.owns_value || made.owns_length) release_slot_value(made);
+        return status;
+    }
+    ParamSlot& slot = set.slots[index];
+    release_slot_value(slot);
+    if (!made.name) std::swap(made.name, slot.name);
+    release(slot.name);
+    slot = made;
+    set.count = std::max(set.count, index + 1);
+    return TRN_OK;
+}
+
+// A name is bound once; a described set has its names already.
+static int32_t store_by_name(ParamSet& set, const ArrayBinding& binding) noexcept {
+    if (!lay_out(set, binding)) return TRN_ERR_MEMORY;
+    const int32_t found = find_slot(set, binding.name);
+    const bool described = set.mode == ParamMode::described;
+    if (described ? found < 0 : found >= 0) return TRN_ERR_NAME;
+    const int32_t index = described ? found : set.count;
+    if (index >= set.capacity) print_line(message::print_slot_beyond_capacity, index + 1, set.capacity);
+    // Arrays carry input values only; other directions are taken without effect.
+    return binding.direction == TRN_DIRECTION_IN ? store_array(set, index, binding) : TRN_OK;
+}
+
+static int32_t store_by_position(ParamSet& set, const ArrayBinding& binding) noexcept {
+    if (binding.direction == TRN_DIRECTION_RETURN) return TRN_OK;
+    if (binding.direction != TRN_DIRECTION_IN) return outputs_refused;
+    if (!lay_out(set, binding)) return TRN_ERR_MEMORY;
+    if (binding.position > set.capacity + param_growth) return TRN_ERR_POSITION_RANGE;
+    return store_array(set, binding.position - 1, binding);
+}
+
+static int32_t bind_array(BindTarget& target, const ArrayBinding& binding) noexcept {
+    if (!binding.values || !binding.lengths || binding.array_size < 1 || binding.values_size < 0)
+        return TRN_ERR_ARGUMENT;
+    ParamSet* set = target.set();
+    if (!set) return TRN_ERR_MEMORY;
+    const int32_t status = binding.name ? store_by_name(*set, binding) : store_by_position(*set, binding);
+    if (status == TRN_ERR_ARRAY_TYPE) {
+        print_line("%s", message::print_array_type_unsupported);
+        target.fail(format_text(bind_error_area, message::array_type_unsupported,
+                                static_cast<int32_t>(binding.data_type)));
+    }
+    return status;
+}
+
+} // namespace tarn
+
+using namespace tarn;
+
+int32_t TRN_BindParamArrayByName(TRN_HANDLE* handle, const char* name, int32_t parameter_count,
+                                 int32_t direction, int32_t data_type, int32_t array_size, void* values,
+                                 int32_t values_size, int32_t* lengths) {
+    BindTarget target(handle);
+    if (!target.valid() || !name) return TRN_ERR_ARGUMENT;
+    if (!is_direction(direction)) {
+        target.fail(format_text(bind_error_area, message::direction_invalid, direction));
+        return TRN_ERR_DIRECTION;
+    }
+    return bind_array(target, {name, 0, parameter_count, direction, static_cast<uint32_t>(data_type),
+                               array_size, values, values_size, lengths});
+}
+
+int32_t TRN_BindParamArrayByPos(TRN_HANDLE* handle, int32_t position, int32_t parameter_count,
+                                int32_t direction, int32_t data_type, int32_t array_size, void* values,
+                                int32_t values_size, int32_t* lengths) {
+    BindTarget target(handle);
+    if (!target.valid()) return TRN_ERR_ARGUMENT;
+    const auto fail = [&](int32_t status, Owned<char> text) {
+        target.fail(std::move(text));
+        return status;
+    };
+    if (!is_direction(direction))
+        return fail(TRN_ERR_DIRECTION, format_text(bind_error_area, message::direction_invalid, direction));
+    if (position > param_limit)
+        return fail(TRN_ERR_POSITION_RANGE,
+                    format_text(bind_error_area, message::position_out_of_range, position));
+    if (parameter_count > 0 && position > parameter_count)
+        return fail(TRN_ERR_POSITION_RANGE,
+                    format_text(bind_error_area, message::position_above_count, position, parameter_count));
+    if (position < 1)
+        return fail(TRN_ERR_POSITION, format_text(bind_error_area, message::position_invalid, position));
+    return bind_array(target, {nullptr, position, parameter_count, direction,
+                               static_cast<uint32_t>(data_type), array_size, values, values_size, lengths});
+}

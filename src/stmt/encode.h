@@ -1,0 +1,47 @@
+// Parameters on the wire: the entries that follow a command frame, and the blocks of a batch.
+//
+// An entry is a 16-bit name length, the name, a 16-bit direction, a 16-bit wire type, a 32-bit value length and the value.
+// Return-value slots are not sent. A block is a 32-bit length and the values of whole rows.
+#pragma once
+
+#include "conn/conn.h"
+#include "stmt/param_set.h"
+
+namespace tarn {
+
+// The number of entries that a set sends.
+uint32_t entry_count(const ParamSet& set) noexcept;
+
+// Writes the entries of single values. An array-bound set writes none: arrays travel in batches only. -1 when a binary large
+// object could not be sent: what follows it was not written.
+int32_t encode_params(Conn& conn, const ParamSet& set) noexcept;
+
+// Encodes the rows of an array-bound set. Made before the command is written, so that a lack of memory shows itself while
+// nothing has been sent.
+class BatchEncoder {
+  public:
+    BatchEncoder(Conn& conn, const ParamSet& set) noexcept;
+    bool ready() const noexcept { return offsets_ && staged_; }
+
+    // Writes the first row as entries and the others in blocks. A lack of memory on the way breaks the link.
+    void encode() noexcept;
+
+  private:
+    void put_first_row() noexcept;
+    bool stage_row(int32_t row) noexcept;
+    bool stage_value(const ParamSlot& slot, int32_t row, int64_t offset) noexcept;
+    bool make_room(size_t size) noexcept;
+    void send_complete_rows() noexcept;
+    template <class T> void stage(T value) noexcept;
+
+    Conn& conn_;
+    const ParamSet& set_;
+    bool with_wire_types_;
+    Owned<int64_t[]> offsets_; // of the current row's element, a slot each
+    Owned<uint8_t> staged_;
+    size_t room_;
+    size_t filled_ = 0;
+    size_t complete_ = 0; // the part of it that holds whole rows
+};
+
+} // namespace tarn

@@ -1,0 +1,146 @@
+#include "stmt/param_set.h"
+
+#include <atomic>
+
+#include "base/bytes.h"
+#include "base/memory.h"
+#include "base/text.h"
+#include "stmt/prepared.h"
+
+namespace tarn {
+
+ParamSet* create_params(ParamMode mode) noexcept {
+    ParamSet* set = allocate_record<ParamSet>();
+    if (!set) return nullptr;
+    set->head.kind = TRN_KIND_PARAMETERS;
+    set->mode = mode;
+    set->references = 1;
+    return set;
+}
+
+void release_slot_value(ParamSlot& slot) noexcept {
+    if (slot.owns_value) release(slot.value);
+    if (slot.owns_length) release(slot.length);
+    slot.value = nullptr;
+    slot.length = nullptr;
+    slot.value_bytes = 0;
+    slot.owns_value = slot.owns_length = false;
+}
+
+void release_params_content(ParamSet& set) noexcept {
+    for (int32_t i = 0; i < set.capacity; ++i) {
+        release_slot_value(set.slots[i]);
+        release(set.slots[i].name);
+    }
+    release(set.slots);
+    set.slots = nullptr;
+    set.count = set.capacity = set.array_size = 0;
+}
+
+void drop_params_reference(ParamSet* set) noexcept {
+    if (!set || std::atomic_ref(set->references).fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+    release_params_content(*set);
+    release(set->head.error_text);
+    release(set);
+}
+
+void drop_params(TRN_HANDLE* handle) noexcept {
+    ParamSet* set = static_cast<ParamSet*>(*handle);
+    if (set->mode != ParamMode::explicit_) return;
+    // A connection that it is attached to finds it empty.
+    release_params_content(*set);
+    drop_params_reference(set);
+    *handle = nullptr;
+}
+
+void detach_params(Conn& conn) noexcept {
+    drop_params_reference(conn.bound_params);
+    conn.bound_params = nullptr;
+}
+
+void attach_params(Conn& conn, ParamSet* set) noexcept {
+    detach_params(conn);
+    conn.bound_params = set;
+}
+
+BoundParams::BoundParams(Conn& conn) noexcept : set_(conn.bound_params) {
+    conn.bound_params = nullptr;
+}
+
+BoundParams::~BoundParams() {
+    drop_params_reference(set_);
+}
+
+Lob* lob_of_value(void* value) noexcept {
+    if (!value) return nullptr;
+    if (load<int32_t>(value) == TRN_KIND_LOB) return static_cast<Lob*>(value);
+    TRN_HANDLE handle = load<TRN_HANDLE>(value);
+    return lob_of(&handle);
+}
+
+bool reserve_slots(ParamSet& set, int32_t number, int32_t first_capacity) noexcept {
+    int32_t capacity = set.capacity;
+    if (capacity == 0) capacity = first_capacity;
+    if (number > capacity) capacity += param_growth;
+    if (capacity == set.capacity) return true;
+    void* slots = resize_zeroed(set.slots, static_cast<size_t>(set.capacity) * sizeof(ParamSlot),
+                                static_cast<size_t>(capacity) * sizeof(ParamSlot));
+    if (!slots) return false;
+    set.slots = static_cast<ParamSlot*>(slots);
+    set.capacity = capacity;
+    return true;
+}
+
+BindTarget::BindTarget(TRN_HANDLE* handle) noexcept {
+    if (Conn* conn = conn_of(handle)) {
+        conn_ = conn;
+        set_ = conn->bound_params;
+        errors_ = &conn->head;
+    } else if (kind_of(handle) == TRN_KIND_PARAMETERS) {
+        set_ = static_cast<ParamSet*>(*handle);
+        errors_ = &set_->head;
+    }
+}
+
+ParamSet* BindTarget::set() noexcept {
+    if (!set_) set_ = conn_->bound_params = create_params(ParamMode::implicit);
+    return set_;
+}
+
+int32_t find_slot(const ParamSet& set, const char* name) noexcept {
+    for (int32_t i = 0; i < set.count; ++i)
+        if (set.slots[i].name && equal_ignoring_case(set.slots[i].name, name)) return i;
+    return -1;
+}
+
+} // namespace tarn
+
+using namespace tarn;
+
+int32_t TRN_CreateParams(TRN_HANDLE* out_handle) {
+    if (!out_handle) return TRN_ERR_ARGUMENT;
+    ParamSet* set = create_params(ParamMode::explicit_);
+    if (!set) return TRN_ERR_MEMORY;
+    *out_handle = set;
+    return TRN_OK;
+}
+
+int32_t TRN_BindParams2Conn(TRN_HANDLE* conn_handle, TRN_HANDLE* set_handle) {
+    Conn* conn = conn_of(conn_handle);
+    if (!conn || kind_of(set_handle) != TRN_KIND_PARAMETERS) return TRN_ERR_ARGUMENT;
+    ParamSet* set = static_cast<ParamSet*>(*set_handle);
+    std::atomic_ref(set->references).fetch_add(1, std::memory_order_relaxed);
+    attach_params(*conn, set);
+    return TRN_OK;
+}
+
+int32_t TRN_ResetParams(TRN_HANDLE* handle) {
+    if (Conn* conn = conn_of(handle)) {
+        detach_params(*conn);
+        forget_prepared_result(*conn);
+        return TRN_OK;
+    }
+    if (kind_of(handle) != TRN_KIND_PARAMETERS) return TRN_ERR_ARGUMENT;
+    release_params_content(*static_cast<ParamSet*>(*handle));
+    return TRN_OK;
+}

@@ -1,0 +1,117 @@
+// Parameter sets: the parameters of one statement, bound by name or by position, as single values or as arrays of a batch.
+//
+// An input value is copied when it is bound; other directions keep the application's buffer and length. A set is shared by its
+// handle and by the connections it is attached to, and lives as long as one of them.
+#pragma once
+
+#include <cstdint>
+#include <utility>
+
+#include "base/memory.h"
+#include "conn/conn.h"
+#include "conn/handle.h"
+#include "lob/lob.h"
+
+namespace tarn {
+
+enum class ParamMode : int32_t {
+    implicit,  // made by the first bind on a connection, used by one execution
+    explicit_, // made by TRN_CreateParams, kept across executions
+    described, // made by a prepare: names and positions are the server's
+};
+
+inline constexpr int32_t param_limit = 4000;
+inline constexpr int32_t param_growth = 128;
+
+struct ParamSlot {
+    char* name; // owned; null: bound by position
+    uint32_t data_type;
+    int32_t direction; // TRN_DIRECTION_*; 0: not bound
+    int32_t buffer_length;
+
+    void* value;         // a copy, the application's buffer, or a Lob; arrays: the first element
+    int32_t* length;     // arrays: one a row
+    int32_t value_bytes; // readable at value
+    bool owns_value;
+    bool owns_length;
+    bool by_position; // arrays
+};
+
+struct ParamSet {
+    Handle head; // TRN_KIND_PARAMETERS; its error text is the last bind's through the set's own handle
+    int32_t references;
+    ParamMode mode;
+    int32_t count; // slots in use
+    int32_t capacity;
+    int32_t array_size; // rows of an array-bound set, else 0
+    ParamSlot* slots;
+};
+
+ParamSet* create_params(ParamMode mode) noexcept;
+
+// Empties the set: no slots, no rows.
+void release_params_content(ParamSet& set) noexcept;
+
+void drop_params_reference(ParamSet* set) noexcept;
+
+// Releases the set behind a handle when the application made it, and clears the variable; other sets are left alone.
+void drop_params(TRN_HANDLE* handle) noexcept;
+
+// Makes a set the connection's bound one, which takes over a reference, in place of any other.
+void attach_params(Conn& conn, ParamSet* set) noexcept;
+
+// Takes the bound set off the connection; it is released unless the application made it.
+void detach_params(Conn& conn) noexcept;
+
+// Takes the bound set off a connection for one execution, at whose end it is released unless the application made it.
+class BoundParams {
+  public:
+    explicit BoundParams(Conn& conn) noexcept;
+    ~BoundParams();
+    BoundParams(const BoundParams&) = delete;
+    BoundParams& operator=(const BoundParams&) = delete;
+    ParamSet* get() const noexcept { return set_; } // null: nothing bound
+
+  private:
+    ParamSet* set_;
+};
+
+// The large object that a bound value designates: the address of the application's handle variable, or the object itself.
+// Null when it is neither.
+Lob* lob_of_value(void* value) noexcept;
+
+// Room for slots up to a number, which may be up to 128 above the capacity; the first layout has first_capacity slots. False
+// when memory is short.
+bool reserve_slots(ParamSet& set, int32_t number, int32_t first_capacity) noexcept;
+
+// Releases the value that a slot owns; its name stays.
+void release_slot_value(ParamSlot& slot) noexcept;
+
+// The set that a bind on a handle goes to, and where its error texts go. A connection without a set gets an implicit one by
+// the first bind that passes its checks.
+class BindTarget {
+  public:
+    explicit BindTarget(TRN_HANDLE* handle) noexcept;
+    bool valid() const noexcept { return errors_ != nullptr; }
+    bool is_connection() const noexcept { return conn_ != nullptr; }
+    ParamSet* set() noexcept; // null when memory is short
+    void fail(Owned<char> text) noexcept { set_error_text(*errors_, std::move(text)); }
+
+  private:
+    Conn* conn_ = nullptr;
+    ParamSet* set_ = nullptr;
+    Handle* errors_ = nullptr;
+};
+
+// The size of the area that a bind's error text is formatted in.
+inline constexpr size_t bind_error_area = 80;
+
+constexpr bool is_direction(int32_t direction) noexcept {
+    return direction == TRN_DIRECTION_IN || direction == TRN_DIRECTION_OUT ||
+           direction == TRN_DIRECTION_INOUT || direction == TRN_DIRECTION_RETURN;
+}
+
+// The index of the first slot of that name, letter case aside; -1 when there is none.
+int32_t find_slot(const ParamSet& set, const char* name) noexcept;
+
+} // namespace tarn

@@ -1,0 +1,174 @@
+// TRN_Prepare2 and TRN_UnPrepare.
+#include "stmt/prepared.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "base/text.h"
+#include "conn/messages.h"
+#include "result/reply.h"
+#include "result/rows.h"
+#include "stmt/param_set.h"
+#include "stmt/submit.h"
+#include "wire/receive.h"
+
+namespace tarn {
+
+// The status of a prepare whose statement yields rows.
+static constexpr int32_t yields_rows = TRN_PREPARED_QUERY;
+
+void forget_prepared_result(Conn& conn) noexcept {
+    release_result(conn.prepared_result);
+    conn.prepared_result = nullptr;
+}
+
+// The server's text becomes the error text; nothing is printed here.
+static int32_t keep_server_text(Conn& conn) noexcept {
+    Owned<char> text;
+    const int32_t status = read_string(conn, text);
+    if (status == TRN_ERR_MEMORY) leave_reply(conn, 0);
+    if (status != TRN_OK) return status;
+    set_error_text(conn.head, std::move(text));
+    return TRN_OK;
+}
+
+static int32_t take_columns(Conn& conn) noexcept {
+    OwnedResult described(create_result(conn, TRN_ITEM_QUERY));
+    if (!described) {
+        break_link(conn);
+        return TRN_ERR_MEMORY;
+    }
+    const int32_t status = read_columns(conn, *described);
+    if (status == TRN_ERR_MEMORY) return status;
+    if (status != TRN_OK) return TRN_ERR_NETWORK;
+    forget_prepared_result(conn);
+    conn.prepared_result = described.release();
+    return yields_rows;
+}
+
+static int32_t take_param(Conn& conn, ParamSlot& slot) noexcept {
+    Owned<char> name;
+    const int32_t status = read_string(conn, name);
+    if (status == TRN_ERR_MEMORY) break_link(conn);
+    if (status != TRN_OK) return status;
+    slot.name = name.release();
+    int32_t position; // not needed: entries travel in slot order
+    uint32_t data_type;
+    if (!read_i32(conn, position) || !read_u32(conn, data_type) || !read_i32(conn, slot.buffer_length))
+        return TRN_ERR_NETWORK;
+    slot.data_type = data_type;
+    return TRN_OK;
+}
+
+static int32_t fill_description(Conn& conn, ParamSet& set) noexcept {
+    int32_t count;
+    if (!read_i32(conn, count) || count < 0 || count > param_limit) return TRN_ERR_NETWORK;
+    if (!reserve_slots(set, count, std::max(count, param_growth))) {
+        break_link(conn);
+        return TRN_ERR_MEMORY;
+    }
+    for (; set.count < count; ++set.count)
+        if (const int32_t status = take_param(conn, set.slots[set.count])) return status;
+    return TRN_OK;
+}
+
+// Binding values to the described parameters fills the slots of this set.
+static int32_t take_description(Conn& conn) noexcept {
+    ParamSet* set = create_params(ParamMode::described);
+    if (!set) break_link(conn);
+    const int32_t status = set ? fill_description(conn, *set) : TRN_ERR_MEMORY;
+    if (status != TRN_OK)
+        drop_params_reference(set);
+    else
+        attach_params(conn, set);
+    return status;
+}
+
+static int32_t read_prepare_reply(Conn& conn) noexcept {
+    int32_t status = TRN_OK;
+    uint8_t type;
+    for (bool read = begin_reply(conn, type); read; read = read_u8(conn, type)) {
+        int32_t taken = TRN_OK;
+        switch (type) {
+        case 'A':
+            taken = take_columns(conn);
+            if (taken == yields_rows) status = yields_rows;
+            break;
+        case '$': taken = take_description(conn); break;
+        case end_of_reply: conn.default_prepared = 1; return status;
+        default: taken = keep_server_text(conn); status = TRN_ERR_SERVER;
+        }
+        if (taken < 0) return taken;
+    }
+    return TRN_ERR_NETWORK;
+}
+
+static int32_t prepare(Conn& conn, const char* name, const char* sql) noexcept {
+    const size_t area = std::strlen(sql) + std::strlen(name) + sizeof message::prepare;
+    const Owned<char> command = format_text(area, message::prepare, name, sql);
+    if (!command) return TRN_ERR_MEMORY;
+    const ConnLock lock(conn);
+    return submit(conn, command.get()) ? read_prepare_reply(conn) : TRN_ERR_NETWORK;
+}
+
+int32_t deallocate(Conn& conn, const char* name) noexcept {
+    const Owned<char> command =
+        format_text(std::strlen(name) + sizeof message::deallocate, message::deallocate, name);
+    if (!command) return TRN_ERR_MEMORY;
+    const ConnLock lock(conn);
+    uint8_t type;
+    if (!submit(conn, command.get()) || !begin_reply(conn, type)) return TRN_ERR_NETWORK;
+    conn.default_prepared = 0;
+    if (type == end_of_reply) return TRN_OK;
+    const int32_t status = keep_server_text(conn);
+    if (status != TRN_OK) return status;
+    read_u8(conn, type); // the end of the reply
+    return TRN_ERR_SERVER;
+}
+
+// Names are unique for the life of a connection; the application's buffer and the default name have 20 bytes.
+static void next_statement_name(Conn& conn, char* name) noexcept {
+    std::snprintf(name, sizeof conn.default_statement, "STC%d", conn.statement_counter++);
+}
+
+// A named prepare never changes the default statement.
+static int32_t prepare_named(Conn& conn, char* name_out, const char* sql) noexcept {
+    const int32_t default_prepared = conn.default_prepared;
+    next_statement_name(conn, name_out);
+    const int32_t status = prepare(conn, name_out, sql);
+    conn.default_prepared = default_prepared;
+    return status;
+}
+
+static int32_t prepare_default(Conn& conn, const char* sql) noexcept {
+    if (conn.default_prepared) {
+        const int32_t status = deallocate(conn, conn.default_statement);
+        if (status < 0) return status;
+    }
+    next_statement_name(conn, conn.default_statement);
+    return prepare(conn, conn.default_statement, sql);
+}
+
+} // namespace tarn
+
+using namespace tarn;
+
+int32_t TRN_Prepare2(TRN_HANDLE* handle, const char* sql, char* name_out) {
+    Conn* conn = conn_of(handle);
+    if (!conn || !sql || !fits_command(sql)) return TRN_ERR_ARGUMENT;
+    return name_out ? prepare_named(*conn, name_out, sql) : prepare_default(*conn, sql);
+}
+
+int32_t TRN_UnPrepare(TRN_HANDLE* handle, const char* name) {
+    Conn* conn = conn_of(handle);
+    if (!conn) return TRN_ERR_ARGUMENT;
+    const int32_t default_prepared = conn->default_prepared;
+    if (!name && !default_prepared) {
+        set_error_message(conn->head, message::no_default_statement);
+        return -1;
+    }
+    const int32_t status = deallocate(*conn, name ? name : conn->default_statement);
+    conn->default_prepared = name ? default_prepared : 0;
+    return status;
+}

@@ -1,0 +1,34 @@
+// Pieces of the encoding that single entries and batches share.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+#include "conn/conn.h"
+#include "stmt/param_set.h"
+#include "stmt/param_types.h"
+
+namespace tarn {
+
+// A value as the application gave it. Its length need not agree with what may be read.
+struct BoundValue {
+    const uint8_t* bytes;
+    int32_t readable;
+    int32_t length;
+
+    // A number in host order; bytes that are not there count as zero.
+    template <class T> T as() const noexcept {
+        T number{};
+        std::memcpy(&number, bytes, std::min(static_cast<size_t>(std::max(readable, 0)), sizeof number));
+        return number;
+    }
+};
+
+// The name and direction that an entry begins with.
+void put_entry_head(Conn& conn, const ParamSlot& slot) noexcept;
+
+// What follows the length field: nothing for a length below 1.
+void put_value(Conn& conn, ValueForm form, const BoundValue& value) noexcept;
+
+} // namespace tarn
