@@ -271,7 +271,8 @@ TRN_API int32_t TRN_CreateParams(TRN_HANDLE* out_handle);
  * direction      TRN_DIRECTION_*. An input value is copied, and its length with it: the application may reuse both at
  *                once. For the other directions value and length stay the application's and must live until the
  *                execution has returned.
- * value          null binds a value of length 0. A large object is not copied: it must live until the execution.
+ * value          null binds a value of length 0. The content of a large object is not copied: what it holds at the
+ *                execution travels, nothing when it was destroyed before.
  * buffer_length  size of value in bytes; an input's length is cut to it when it is above 0.
  * reserved       not looked at.
  * length         bytes of the value; null means buffer_length. A length below 1 travels without a value.

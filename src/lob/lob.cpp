@@ -2,6 +2,7 @@
 #include "lob/lob.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 
 #include "base/memory.h"
@@ -58,8 +59,13 @@ void reset_lob(Lob& lob) noexcept {
     set_error_text(lob.head, nullptr);
 }
 
-void release_lob(Lob* lob) noexcept {
-    if (!lob) return;
+Lob* retain(Lob* lob) noexcept {
+    if (lob) std::atomic_ref(lob->references).fetch_add(1, std::memory_order_relaxed);
+    return lob;
+}
+
+void drop_reference(Lob* lob) noexcept {
+    if (!lob || std::atomic_ref(lob->references).fetch_sub(1, std::memory_order_acq_rel) != 1) return;
     reset_lob(*lob);
     release(lob);
 }
@@ -88,6 +94,7 @@ int32_t TRN_Create_Lob(TRN_HANDLE* handle) {
     Lob* lob = allocate_record<Lob>();
     if (!lob) return TRN_ERR_ARGUMENT;
     lob->head.kind = TRN_KIND_LOB;
+    lob->references = 1;
     *handle = lob;
     return TRN_OK;
 }
@@ -138,7 +145,10 @@ int32_t TRN_Distroy_Lob(TRN_HANDLE* handle) {
     if (!handle || !*handle) return TRN_OK;
     Lob* lob = lob_of(handle);
     if (!lob) return TRN_ERR_ARGUMENT;
-    release_lob(lob);
+    // A parameter that it is bound to finds it empty.
+    reset_lob(*lob);
+    lob->state = LobState::empty;
+    drop_reference(lob);
     *handle = nullptr;
     return TRN_OK;
 }

@@ -23,7 +23,8 @@ enum class LobState : int32_t {
 };
 
 struct Lob {
-    Handle head; // TRN_KIND_LOB
+    Handle head;        // TRN_KIND_LOB
+    int32_t references; // the application's handle, and each parameter it is bound to
     int32_t chunk_count;
     LobState state;
     int64_t total_len;
@@ -48,7 +49,8 @@ bool append_to_lob(Lob& lob, const uint8_t* bytes, size_t size) noexcept;
 // Releases the content, the descriptor and the error text; the state stays as it is.
 void reset_lob(Lob& lob) noexcept;
 
-// Null is accepted.
-void release_lob(Lob* lob) noexcept;
+// One more holder of the record, and one less; null is accepted.
+Lob* retain(Lob* lob) noexcept;
+void drop_reference(Lob* lob) noexcept;
 
 } // namespace tarn

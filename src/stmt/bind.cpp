@@ -49,9 +49,9 @@ static int32_t fill_input(ParamSlot& slot, const Binding& binding) noexcept {
     *slot.length = length;
     if (param_type(slot.data_type).single != ValueForm::lob)
         return copy_input(slot, binding, length) ? TRN_OK : TRN_ERR_MEMORY;
-    // A large object is not copied: it has to live until the execution.
-    slot.value = lob_of_value(binding.value);
-    return slot.value || !binding.value ? TRN_OK : TRN_ERR_ARGUMENT;
+    // The content of a large object is not copied, but held: what it is at the execution travels.
+    slot.lob = retain(lob_of_value(binding.value));
+    return slot.lob || !binding.value ? TRN_OK : TRN_ERR_ARGUMENT;
 }
 
 // Builds the slot's new content beside the old, so that a bind that fails leaves the slot as it was.

@@ -67,10 +67,8 @@ static bool put_gathered(Conn& conn, const Lob& lob) noexcept {
 static constexpr int64_t largest_in_chunks = 534773760;
 
 static bool put_lob(Conn& conn, const ParamSlot& slot) noexcept {
-    void* value = slot.value;
-    const Lob* lob =
-        slot.direction == TRN_DIRECTION_IN ? static_cast<const Lob*>(value) : lob_of_value(value);
-    const bool sent = lob && lob->head.kind == TRN_KIND_LOB && lob->state == LobState::complete;
+    const Lob* lob = slot.lob ? slot.lob : lob_of_value(slot.value);
+    const bool sent = lob && lob->state == LobState::complete;
     put_u32(conn, sent ? static_cast<uint32_t>(lob->total_len) : 0);
     if (!sent) return true;
     const bool binary = slot.data_type != TRN_TYPE_CLOB;

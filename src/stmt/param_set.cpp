@@ -21,6 +21,8 @@ ParamSet* create_params(ParamMode mode) noexcept {
 void release_slot_value(ParamSlot& slot) noexcept {
     if (slot.owns_value) release(slot.value);
     if (slot.owns_length) release(slot.length);
+    drop_reference(slot.lob);
+    slot.lob = nullptr;
     slot.value = nullptr;
     slot.length = nullptr;
     slot.value_bytes = 0;

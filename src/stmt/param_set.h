@@ -29,7 +29,8 @@ struct ParamSlot {
     int32_t direction; // TRN_DIRECTION_*; 0: not bound
     int32_t buffer_length;
 
-    void* value;         // a copy, the application's buffer, or a Lob; arrays: the first element
+    Lob* lob;            // an input of a large-object type; a reference
+    void* value;         // a copy, or the application's buffer; arrays: the first element
     int32_t* length;     // arrays: one a row
     int32_t value_bytes; // readable at value
     bool owns_value;
