@@ -2,7 +2,9 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <memory>
 #include <netinet/in.h>
+#include <openssl/bn.h>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -10,11 +12,33 @@
 
 namespace {
 
-std::string big_endian(std::uint32_t value) {
+std::string big_endian(std::size_t value, int width = 4) {
     std::string bytes;
-    for (int shift = 24; shift >= 0; shift -= 8)
+    for (int shift = 8 * (width - 1); shift >= 0; shift -= 8)
         bytes.push_back(static_cast<char>(value >> shift & 0xFF));
     return bytes;
+}
+
+std::uint8_t* octets(std::string& bytes) {
+    return reinterpret_cast<std::uint8_t*>(bytes.data());
+}
+
+using Number = std::unique_ptr<BIGNUM, decltype(&BN_free)>;
+
+Number number(std::string bytes) {
+    return {BN_lebin2bn(octets(bytes), static_cast<int>(bytes.size()), nullptr), BN_free};
+}
+
+std::string enciphered_blocks(const std::string& plain, const Number& exponent, const Number& modulus) {
+    const std::unique_ptr<BN_CTX, decltype(&BN_CTX_free)> context(BN_CTX_new(), BN_CTX_free);
+    const Number power(BN_new(), BN_free);
+    std::string blocks(plain.size(), '\0');
+    for (std::size_t at = 0; at < plain.size(); at += 32) {
+        BN_mod_exp(power.get(), number(plain.substr(at, 32)).get(), exponent.get(), modulus.get(),
+                   context.get());
+        BN_bn2lebinpad(power.get(), octets(blocks) + at, 32);
+    }
+    return blocks;
 }
 
 } // namespace
@@ -35,7 +59,28 @@ RawClient::~RawClient() {
     ::close(socket_);
 }
 
-void RawClient::send(std::string_view bytes) {
+void RawClient::open_enciphered(std::string_view login, std::string_view behind) {
+    std::string plain = "a key of 32 bytes, none above 7F";
+    Keystreams keystreams;
+    tarn::set_up_keystream(keystreams.received, octets(plain));
+    tarn::set_up_keystream(keystreams.sent, octets(plain));
+    for (; login.size() >= 30; login.remove_prefix(30))
+        plain.append(login.substr(0, 30)).append("\x07\x07");
+    plain.append(login).append(32 - login.size(), '\0');
+    std::string request(behind);
+    tarn::apply_keystream(keystreams.sent, octets(request), request.size());
+
+    send("~ssl~");
+    const Number exponent = number(receive(32));
+    const Number modulus = number(receive(32));
+    send(enciphered_blocks(plain, exponent, modulus) + request);
+    keystreams_ = keystreams;
+}
+
+void RawClient::send(std::string_view plain) {
+    std::string content(plain);
+    if (keystreams_) tarn::apply_keystream(keystreams_->sent, octets(content), content.size());
+    std::string_view bytes = content;
     while (!bytes.empty()) {
         const ssize_t sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
         if (sent <= 0) throw std::runtime_error("cannot send");
@@ -48,6 +93,7 @@ std::string RawClient::receive(std::size_t count) {
     if (count > 0 && ::recv(socket_, bytes.data(), count, MSG_WAITALL) != static_cast<ssize_t>(count)) {
         throw std::runtime_error("the expected bytes did not come");
     }
+    if (keystreams_) tarn::apply_keystream(keystreams_->received, octets(bytes), bytes.size());
     return bytes;
 }
 
@@ -96,17 +142,13 @@ std::vector<Item> RawClient::receive_reply() {
         Item& item = items.emplace_back();
         item.letter = letter;
         switch (letter) {
-        case 'U':
-        case 'D': item.count = receive_u32(); break;
         case 'I':
         case 'E': item.text = receive_text(); break;
         case 'A':
             for (std::uint32_t left = receive_u32(); left > 0; --left) {
-                ReceivedColumn& column = item.columns.emplace_back();
-                column.name = receive_text();
-                column.wire_type = receive_u32();
-                column.modifier = receive_u32();
-                column.flags = receive_u32();
+                receive_text(); // name
+                item.columns.push_back(receive_u32());
+                receive(8); // modifier and flags
             }
             break;
         default: throw std::runtime_error(std::string("unexpected message ") + letter);
@@ -129,9 +171,22 @@ std::string login_text(std::string_view user, std::string_view password, std::st
     return text + " version = '301'";
 }
 
-std::string command(std::string_view sql, std::uint32_t parameter_word) {
-    std::string bytes(1, '?');
-    bytes += big_endian(static_cast<std::uint32_t>(sql.size()));
-    bytes.append(sql).push_back('\0');
-    return bytes + big_endian(parameter_word);
+std::string command(std::string_view sql, std::size_t parameters, std::size_t batch_rows) {
+    std::string bytes = '?' + block(sql);
+    bytes.push_back('\0');
+    return bytes + big_endian(batch_rows, 2) + big_endian(parameters, 2);
+}
+
+std::string entry(unsigned wire_type, std::string_view value, std::string_view name) {
+    std::string bytes = big_endian(name.size(), 2);
+    bytes.append(name);
+    return bytes + big_endian(1, 2) + big_endian(wire_type, 2) + block(value);
+}
+
+std::string row_value(unsigned wire_type, std::string_view value) {
+    return big_endian(wire_type, 1) + block(value);
+}
+
+std::string block(std::string_view rows) {
+    return big_endian(rows.size()).append(rows);
 }

@@ -1,24 +1,20 @@
 // A client that knows only bytes: it sends what it is told to and takes replies apart by itself, with nothing of the
-// server's code. Every wait is bounded; a reply that does not come or has no sense throws std::runtime_error.
+// server's code but the keystream. Every wait is bounded; a reply that does not come or has no sense throws
+// std::runtime_error.
 #pragma once
 
+#include "crypto/turing.h"
+
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-struct ReceivedColumn {
-    std::string name;
-    std::uint32_t wire_type = 0;
-    std::uint32_t modifier = 0;
-    std::uint32_t flags = 0;
-};
-
 struct Item {
     char letter = 0;
-    std::string text;        // of I and E
-    std::uint32_t count = 0; // of U and D
-    std::vector<ReceivedColumn> columns;
+    std::string text;                           // of I and E
+    std::vector<std::uint32_t> columns;         // their wire types
     std::vector<std::vector<std::string>> rows; // values without their length
 };
 
@@ -29,6 +25,9 @@ class RawClient {
     RawClient& operator=(const RawClient&) = delete;
     ~RawClient();
 
+    // Offers a login text in enciphered blocks; what is behind it goes out with them. From then on all bytes are
+    // enciphered.
+    void open_enciphered(std::string_view login, std::string_view behind = "");
     void send(std::string_view bytes);
     std::string receive(std::size_t count);
     std::uint32_t receive_u32();
@@ -46,8 +45,18 @@ class RawClient {
     std::string value(std::string_view sql);
 
   private:
+    struct Keystreams {
+        tarn::TuringState received{};
+        tarn::TuringState sent{};
+    };
+
     int socket_;
+    std::optional<Keystreams> keystreams_;
 };
 
 std::string login_text(std::string_view user, std::string_view password, std::string_view clauses = "");
-std::string command(std::string_view sql, std::uint32_t parameter_word = 0);
+std::string command(std::string_view sql, std::size_t parameters = 0, std::size_t batch_rows = 0);
+// An input parameter, and a value of a batch's later row.
+std::string entry(unsigned wire_type, std::string_view value, std::string_view name = "");
+std::string row_value(unsigned wire_type, std::string_view value);
+std::string block(std::string_view rows);

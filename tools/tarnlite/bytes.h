@@ -26,6 +26,15 @@ inline void put_double(std::string& out, double value) {
     put_integer(out, std::bit_cast<std::uint64_t>(value));
 }
 
+// Of as many bytes as the integer has.
+template <std::integral Integer> Integer integer_of(std::string_view bytes) {
+    std::make_unsigned_t<Integer> bits = 0;
+    for (const char byte : bytes.substr(0, sizeof(Integer)))
+        bits = static_cast<std::make_unsigned_t<Integer>>(std::uint64_t{bits} << 8 |
+                                                          static_cast<unsigned char>(byte));
+    return static_cast<Integer>(bits);
+}
+
 // A length and the bytes, without terminator.
 inline void put_text(std::string& out, std::string_view text) {
     put_integer(out, static_cast<std::uint32_t>(text.size()));

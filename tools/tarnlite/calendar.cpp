@@ -210,7 +210,7 @@ std::string date_text(std::int64_t days) {
 
 std::string datetime_text(std::int64_t milliseconds) {
     const std::int64_t days = floor_div(milliseconds, day_ms);
-    const std::int64_t rest = milliseconds - days * day_ms;
+    const std::int64_t rest = (milliseconds % day_ms + day_ms) % day_ms;
     std::string text = fmt::format("{} {:02}:{:02}:{:02}", date_text(days), rest / 3'600'000,
                                    rest / 60'000 % 60, rest / 1000 % 60);
     if (rest % 1000 != 0) text += fmt::format(".{:03}", rest % 1000);

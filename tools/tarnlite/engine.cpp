@@ -1,6 +1,7 @@
 #include "engine.h"
 
 #include "bytes.h"
+#include "command_text.h"
 #include "rows.h"
 #include "sql_text.h"
 
@@ -15,20 +16,10 @@ namespace {
 
 constexpr int instructions_between_checks = 4000;
 constexpr std::chrono::milliseconds longest_busy_pause{20};
-
-struct StatementCloser {
-    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-};
-using Statement = std::unique_ptr<sqlite3_stmt, StatementCloser>;
+constexpr std::uint32_t text_api_type = 2; // of every parameter: SQLite knows no better
 
 int on_progress(void* stopping) {
     return static_cast<const std::atomic<bool>*>(stopping)->load() ? 1 : 0;
-}
-
-void execute(sqlite3* database, const char* sql) {
-    if (sqlite3_exec(database, sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
-        throw SqlError(sqlite3_errmsg(database));
-    }
 }
 
 void reply_version(Reply& reply) {
@@ -38,20 +29,60 @@ void reply_version(Reply& reply) {
     reply.row(row);
 }
 
-} // namespace
+// Leaves the statement ready for its next run, and without the values of this one.
+class StatementUse {
+  public:
+    explicit StatementUse(sqlite3_stmt* statement) : statement_(statement) {}
+    StatementUse(const StatementUse&) = delete;
+    StatementUse& operator=(const StatementUse&) = delete;
+    ~StatementUse() {
+        sqlite3_reset(statement_);
+        sqlite3_clear_bindings(statement_);
+    }
 
-Database open_database(const std::string& name) {
-    sqlite3* opened = nullptr;
-    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX;
-    const int result = sqlite3_open_v2(name.c_str(), &opened, flags, nullptr);
-    Database database(opened);
-    if (result != SQLITE_OK) throw SqlError(fmt::format("cannot open {}: {}", name, sqlite3_errmsg(opened)));
-    return database;
+  private:
+    sqlite3_stmt* statement_;
+};
+
+// Undoes what was done since, unless it is kept. Outside of a transaction it is one of its own.
+class Savepoint {
+  public:
+    explicit Savepoint(sqlite3* database) : database_(database) {
+        execute(database, "SAVEPOINT tarnlite_batch");
+    }
+    Savepoint(const Savepoint&) = delete;
+    Savepoint& operator=(const Savepoint&) = delete;
+    ~Savepoint() {
+        if (kept_) return;
+        // Some failures have rolled back everything already.
+        sqlite3_exec(database_, "ROLLBACK TO tarnlite_batch; RELEASE tarnlite_batch", nullptr, nullptr,
+                     nullptr);
+    }
+    void keep() {
+        execute(database_, "RELEASE tarnlite_batch");
+        kept_ = true;
+    }
+
+  private:
+    sqlite3* database_;
+    bool kept_ = false;
+};
+
+CommandText understand(std::string_view text) {
+    if (text.find('\0') != std::string_view::npos) throw SqlError("the command text holds a zero byte");
+    return read_command_text(text);
 }
+
+bool inserts(std::string_view verb) {
+    return verb == "INSERT" || verb == "REPLACE";
+}
+
+} // namespace
 
 Engine::Engine(const EngineSettings& settings, const std::atomic<bool>& stopping)
     : stopping_(stopping), lock_timeout_(settings.lock_timeout), auto_commit_(settings.auto_commit),
       database_(open_database(settings.database)) {
+    if (settings.lobs_by_descriptor) lobs_.emplace();
     sqlite3_busy_handler(database_.get(), on_busy, this);
     sqlite3_progress_handler(database_.get(), instructions_between_checks, on_progress,
                              const_cast<std::atomic<bool>*>(&stopping_));
@@ -67,37 +98,103 @@ int Engine::on_busy(void* engine, int attempts) {
     return 1;
 }
 
-void Engine::run(std::string_view text, Reply& reply) {
-    if (text.find('\0') != std::string_view::npos) throw SqlError("the command text holds a zero byte");
-    if (is_show_version(text)) return reply_version(reply);
-    const std::string sql = accept_interval_types(text);
-    const char* rest = sql.c_str();
-    const char* const end = rest + sql.size();
-    while (rest < end) {
-        sqlite3_stmt* prepared = nullptr;
-        const int size = static_cast<int>(end - rest) + 1;
-        const int result = sqlite3_prepare_v2(database_.get(), rest, size, &prepared, &rest);
-        const Statement statement(prepared);
-        if (result != SQLITE_OK) throw SqlError(sqlite3_errmsg(database_.get()));
-        if (statement) run_statement(statement.get(), reply);
+void Engine::run(std::string_view text, const Parameters& parameters, Reply& reply) {
+    using Kind = CommandText::Kind;
+    const CommandText command = understand(text);
+    switch (command.kind) {
+    case Kind::show_version: return reply_version(reply);
+    case Kind::prepare: return prepare(command.name, command.sql, reply);
+    case Kind::execute: return run_with(prepared_.find(command.name), parameters, reply);
+    case Kind::deallocate: return prepared_.remove(command.name);
+    case Kind::get_lob:
+        if (!lobs_) throw SqlError("the login asked for no large objects by descriptor");
+        return lobs_->reply_content(command.name, command.offset, command.limit, reply);
+    case Kind::sql: break;
     }
+    const std::string sql = accept_interval_types(command.sql);
+    if (parameters.empty()) return run_statements(sql, reply);
+    const Statement statement = prepare_only_statement(database_.get(), sql);
+    run_with(statement.get(), parameters, reply);
+}
+
+void Engine::prepare(const std::string& name, std::string_view sql, Reply& reply) {
+    sqlite3_stmt* const statement =
+        prepared_.add(name, prepare_only_statement(database_.get(), accept_interval_types(sql)));
+    const auto columns = describe_columns(database_.get(), statement);
+    if (!columns.empty()) reply.columns(columns);
+    std::vector<ParameterDescription> parameters;
+    for (int i = 1; i <= sqlite3_bind_parameter_count(statement); ++i) {
+        parameters.push_back({parameter_name(statement, i), static_cast<std::uint32_t>(i), text_api_type, 0});
+    }
+    if (!parameters.empty()) reply.parameters(parameters);
+}
+
+void Engine::run_statements(const std::string& sql, Reply& reply) {
+    const char* rest = sql.c_str();
+    while (const Statement statement = take_statement(database_.get(), rest)) {
+        run_with(statement.get(), {}, reply);
+    }
+}
+
+void Engine::run_with(sqlite3_stmt* statement, const Parameters& parameters, Reply& reply) {
+    const StatementUse use(statement);
+    ParameterPlaces(statement, parameters).bind(database_.get(), statement, parameters);
+    run_statement(statement, reply);
 }
 
 void Engine::run_statement(sqlite3_stmt* statement, Reply& reply) {
     sqlite3* const database = database_.get();
     const std::string verb = statement_verb(sqlite3_sql(statement));
     if (!auto_commit_ && settle_transaction(statement, verb)) return;
-    if (sqlite3_column_count(statement) > 0) return reply_rows(database, statement, reply);
-
+    if (sqlite3_column_count(statement) > 0) {
+        return reply_rows(database, statement, lobs_ ? &*lobs_ : nullptr, reply);
+    }
     if (sqlite3_step(statement) != SQLITE_DONE) throw SqlError(sqlite3_errmsg(database));
-    const std::int64_t changed = sqlite3_changes64(database);
+    reply_change(verb, sqlite3_changes64(database), reply);
+}
+
+void Engine::reply_change(std::string_view verb, std::int64_t changed, Reply& reply) {
     if (verb == "UPDATE") {
         reply.updated(changed);
     } else if (verb == "DELETE") {
         reply.deleted(changed);
-    } else if ((verb == "INSERT" || verb == "REPLACE") && changed > 0) {
-        reply.inserted(std::to_string(sqlite3_last_insert_rowid(database)));
+    } else if (inserts(verb) && changed > 0) {
+        reply.inserted(std::to_string(sqlite3_last_insert_rowid(database_.get())));
     }
+}
+
+void Engine::run_batch(std::string_view text, BatchRows& rows, Reply& reply) {
+    const CommandText command = understand(text);
+    Statement own;
+    sqlite3_stmt* statement = nullptr;
+    if (command.kind == CommandText::Kind::execute) {
+        statement = prepared_.find(command.name);
+    } else {
+        own = prepare_only_statement(database_.get(), accept_interval_types(text));
+        statement = own.get();
+    }
+    const std::string verb = statement_verb(sqlite3_sql(statement));
+    if (sqlite3_column_count(statement) > 0 || !(inserts(verb) || verb == "UPDATE" || verb == "DELETE")) {
+        throw SqlError("a batch runs INSERT, REPLACE, UPDATE and DELETE without rows only");
+    }
+    if (!auto_commit_) settle_transaction(statement, verb);
+    Savepoint savepoint(database_.get());
+    const std::int64_t changed = run_rows(statement, rows);
+    savepoint.keep();
+    reply_change(verb, changed, reply);
+}
+
+std::int64_t Engine::run_rows(sqlite3_stmt* statement, BatchRows& rows) {
+    const StatementUse use(statement);
+    const ParameterPlaces places(statement, rows.row());
+    std::int64_t changed = 0;
+    do {
+        places.bind(database_.get(), statement, rows.row());
+        if (sqlite3_step(statement) != SQLITE_DONE) throw SqlError(sqlite3_errmsg(database_.get()));
+        changed += sqlite3_changes64(database_.get());
+        sqlite3_reset(statement);
+    } while (rows.next());
+    return changed;
 }
 
 bool Engine::settle_transaction(sqlite3_stmt* statement, std::string_view verb) {

@@ -1,37 +1,28 @@
-// SQLite behind one connection: runs the statements of a command text in order and replies each one's result.
+// SQLite behind one connection: runs what a command asks for and replies its results.
 // With auto-commit off, a transaction begins before the first statement that writes and stays open until the client
 // ends it; closing the database rolls it back.
 #pragma once
 
+#include "batch.h"
+#include "database.h"
+#include "lobs.h"
+#include "parameters.h"
+#include "prepared.h"
 #include "protocol.h"
 
 #include <atomic>
 #include <chrono>
-#include <memory>
-#include <sqlite3.h>
-#include <stdexcept>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace tarnlite {
 
-class SqlError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
-
-struct DatabaseCloser {
-    void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
-};
-using Database = std::unique_ptr<sqlite3, DatabaseCloser>;
-
-// A file name, or an SQLite URI. Throws SqlError.
-Database open_database(const std::string& name);
-
 struct EngineSettings {
     std::string database;
     std::chrono::seconds lock_timeout{5};
     bool auto_commit = true;
+    bool lobs_by_descriptor = false;
 };
 
 class Engine {
@@ -42,11 +33,20 @@ class Engine {
     Engine(const Engine&) = delete; // SQLite holds its address
     Engine& operator=(const Engine&) = delete;
 
-    // Throws SqlError at the first statement that fails; the items before it have been replied.
-    void run(std::string_view text, Reply& reply);
+    // A control text, or statements, of which only one may stand where there are parameters. Throws SqlError at the
+    // first statement that fails; the items before it have been replied.
+    void run(std::string_view text, const Parameters& parameters, Reply& reply);
+    // One statement, or a prepared one, once for each row, and all of it or nothing: one item with the last row id or
+    // the count of all rows. Throws SqlError, perhaps with rows left.
+    void run_batch(std::string_view text, BatchRows& rows, Reply& reply);
 
   private:
+    void prepare(const std::string& name, std::string_view sql, Reply& reply);
+    void run_statements(const std::string& sql, Reply& reply);
+    void run_with(sqlite3_stmt* statement, const Parameters& parameters, Reply& reply);
     void run_statement(sqlite3_stmt* statement, Reply& reply);
+    std::int64_t run_rows(sqlite3_stmt* statement, BatchRows& rows);
+    void reply_change(std::string_view verb, std::int64_t changed, Reply& reply);
     // True when the statement has nothing left to do.
     bool settle_transaction(sqlite3_stmt* statement, std::string_view verb);
     static int on_busy(void* engine, int attempts);
@@ -56,6 +56,8 @@ class Engine {
     bool auto_commit_;
     std::chrono::steady_clock::time_point busy_since_{};
     Database database_;
+    PreparedStatements prepared_;
+    std::optional<LobStore> lobs_; // when the session asked for descriptors
 };
 
 } // namespace tarnlite

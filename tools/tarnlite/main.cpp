@@ -17,9 +17,10 @@
 namespace {
 
 constexpr const char* footer =
-    "SQL is SQLite's. Of the login, user, password, lock_timeout and auto_commit are honoured;\n"
-    "database, char_set, iso_level, current_schema, keyword_filter, return_cursor_id, lob_ret and\n"
-    "version are read and have no effect. An enciphered login and commands with parameters are refused.\n"
+    "SQL is SQLite's. Prepared statements, parameters, batches and large objects by descriptor are served;\n"
+    "server cursors and procedures are not. Of the login, user, password, lock_timeout, auto_commit and\n"
+    "lob_ret are honoured; database, char_set, iso_level, current_schema, keyword_filter, return_cursor_id\n"
+    "and version are read and have no effect.\n"
     "SIGTERM or SIGINT ends the server.";
 
 // Whoever waits for the file never sees it without its content.
@@ -60,6 +61,8 @@ int main(int argc, char** argv) {
     auto* const password = app.add_option("--password", credentials.password, "that user's password");
     user->needs(password);
     password->needs(user);
+    auto* const require_ssl = app.add_flag("--require-ssl", settings.require_ssl, "refuse plain logins");
+    app.add_flag("--refuse-ssl", settings.refuse_ssl, "refuse enciphered logins")->excludes(require_ssl);
     app.add_option("--port-file", port_file, "file to write the port number to once listening")
         ->type_name("FILE");
     app.add_option("--protocol", settings.protocol, "form of the login answer")

@@ -12,6 +12,7 @@ namespace tarnlite {
 namespace {
 
 constexpr std::uint32_t longest_text = 64U * 1024 * 1024;
+constexpr std::size_t longest_piece = 1024 * 1024;
 
 } // namespace
 
@@ -28,7 +29,9 @@ std::optional<Command> read_command(Transport& transport) {
     Command command;
     command.text = transport.read_bytes(length);
     if (transport.read_byte() != '\0') throw ProtocolError("command text without its terminator");
-    command.parameter_word = transport.read_u32();
+    // One word of 32 bits.
+    command.batch_rows = transport.read_u16();
+    command.parameter_count = transport.read_u16();
     return command;
 }
 
@@ -48,6 +51,37 @@ void Reply::columns(const std::vector<ColumnDescription>& columns) {
 void Reply::row(std::string_view values) {
     transport_.write("R");
     transport_.write(values);
+}
+
+void Reply::parameters(const std::vector<ParameterDescription>& parameters) {
+    std::string message(1, '$');
+    put_integer(message, static_cast<std::uint32_t>(parameters.size()));
+    for (const ParameterDescription& parameter : parameters) {
+        put_text(message, parameter.name);
+        put_integer(message, parameter.position);
+        put_integer(message, parameter.api_type);
+        put_integer(message, parameter.size);
+    }
+    transport_.write(message);
+    in_rows_ = false;
+}
+
+// A word before every piece tells that it comes; 0 ends them.
+void Reply::pieces(std::string_view content) {
+    transport_.write("R");
+    std::string word;
+    for (; !content.empty(); content.remove_prefix(std::min(content.size(), longest_piece))) {
+        const std::string_view piece = content.substr(0, longest_piece);
+        word.clear();
+        put_integer(word, std::uint32_t{1});
+        put_integer(word, static_cast<std::uint32_t>(piece.size()));
+        transport_.write(word);
+        transport_.write(piece);
+    }
+    word.clear();
+    put_integer(word, std::uint32_t{0});
+    transport_.write(word);
+    in_rows_ = false;
 }
 
 void Reply::count(char letter, std::int64_t rows) {

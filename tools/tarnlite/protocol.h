@@ -5,6 +5,7 @@
 #include "transport.h"
 #include "types.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
@@ -22,13 +23,20 @@ class ProtocolError : public std::runtime_error {
 
 struct Command {
     std::string text;
-    // Entries that follow in the low 16 bits, array size in the high ones.
-    std::uint32_t parameter_word = 0;
+    std::size_t parameter_count = 0; // entries that follow
+    std::size_t batch_rows = 0;      // of which the entries are the first; 0: no batch
 };
 
 // Waits for the next command; a lone "." before it is passed over. Nothing when the byte there opens no command.
 // Throws ProtocolError for a frame that cannot be accepted.
 std::optional<Command> read_command(Transport& transport);
+
+struct ParameterDescription {
+    std::string name; // without its sign; empty when it has none
+    std::uint32_t position = 0;
+    std::uint32_t api_type = 0;
+    std::uint32_t size = 0;
+};
 
 struct ColumnDescription {
     std::string name; // table.column%label, or %label alone
@@ -51,6 +59,9 @@ class Reply {
     void deleted(std::int64_t rows) { count('D', rows); }
     void inserted(std::string_view identifier) { text('I', identifier); }
     void error(std::string_view message);
+    void parameters(const std::vector<ParameterDescription>& parameters);
+    // A row whose only value comes in pieces.
+    void pieces(std::string_view content);
     // Ends the reply and sends what the buffer holds.
     void end();
 

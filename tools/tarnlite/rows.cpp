@@ -1,6 +1,5 @@
 #include "rows.h"
 
-#include "engine.h"
 #include "values.h"
 
 #include <fmt/format.h>
@@ -147,7 +146,10 @@ void decide_types(std::vector<ResultColumn>& columns, const std::deque<HeldRow>&
     }
 }
 
-void append_checked(std::string& row, const ColumnDescription& column, const Value& value) {
+void append_checked(std::string& row, const ColumnDescription& column, const Value& value, LobStore* lobs) {
+    if (lobs != nullptr && LobStore::is_large_object(column.type.wire)) {
+        return lobs->append_value(row, column.type.wire, value);
+    }
     if (append_value(row, column.type, value)) return;
     const std::string_view label = std::string_view(column.name).substr(column.name.find('%') + 1);
     throw SqlError(fmt::format("column {}: {} cannot be given as {}", label, shown_value(value),
@@ -156,7 +158,14 @@ void append_checked(std::string& row, const ColumnDescription& column, const Val
 
 } // namespace
 
-void reply_rows(sqlite3* database, sqlite3_stmt* statement, Reply& reply) {
+std::vector<ColumnDescription> describe_columns(sqlite3* database, sqlite3_stmt* statement) {
+    std::vector<ColumnDescription> descriptions;
+    for (int i = 0; i < sqlite3_column_count(statement); ++i)
+        descriptions.push_back(describe(database, statement, i).description);
+    return descriptions;
+}
+
+void reply_rows(sqlite3* database, sqlite3_stmt* statement, LobStore* lobs, Reply& reply) {
     // The first step comes before the columns are asked for: it prepares the statement anew, perhaps with other
     // columns, when another connection has changed the table meanwhile.
     bool more = step(database, statement);
@@ -184,13 +193,13 @@ void reply_rows(sqlite3* database, sqlite3_stmt* statement, Reply& reply) {
     for (const HeldRow& kept : held) {
         row.clear();
         for (std::size_t i = 0; i < columns.size(); ++i)
-            append_checked(row, descriptions[i], kept.values[i]);
+            append_checked(row, descriptions[i], kept.values[i], lobs);
         reply.row(row);
     }
     for (; more; more = step(database, statement)) {
         row.clear();
         for (std::size_t i = 0; i < columns.size(); ++i) {
-            append_checked(row, descriptions[i], column_value(statement, static_cast<int>(i)));
+            append_checked(row, descriptions[i], column_value(statement, static_cast<int>(i)), lobs);
         }
         reply.row(row);
     }

@@ -4,14 +4,19 @@
 // one by one and are never collected.
 #pragma once
 
+#include "database.h"
+#include "lobs.h"
 #include "protocol.h"
 
-#include <sqlite3.h>
+#include <vector>
 
 namespace tarnlite {
 
-// Runs the statement, which has columns, to its end. Throws SqlError (engine.h) when SQLite fails or a value
-// cannot be made into its column's type; rows before it have then been replied.
-void reply_rows(sqlite3* database, sqlite3_stmt* statement, Reply& reply);
+// Runs the statement, which has columns, to its end. With a store, large objects go by marker and descriptor. Throws
+// SqlError when SQLite fails or a value cannot be made into its column's type; rows before it have then been replied.
+void reply_rows(sqlite3* database, sqlite3_stmt* statement, LobStore* lobs, Reply& reply);
+
+// The columns of a statement that has not run: those without a declared type pass as CHAR.
+std::vector<ColumnDescription> describe_columns(sqlite3* database, sqlite3_stmt* statement);
 
 } // namespace tarnlite

@@ -1,6 +1,8 @@
 #include "session.h"
 
+#include "batch.h"
 #include "bytes.h"
+#include "enciphered_login.h"
 #include "engine.h"
 
 #include <algorithm>
@@ -20,6 +22,7 @@ EngineSettings engine_settings(const Login& login, const std::string& database) 
     EngineSettings result;
     result.database = database;
     result.auto_commit = login.auto_commit;
+    result.lobs_by_descriptor = login.lobs_by_descriptor;
     result.lock_timeout =
         login.lock_timeout > 0
             ? std::min<std::chrono::seconds>(std::chrono::seconds(login.lock_timeout), longest_lock_timeout)
@@ -54,10 +57,7 @@ std::optional<Login> Session::read_login() {
     Login login;
     for (;;) {
         const std::string_view text = transport_.arrived();
-        if (text.starts_with(enciphered_opening)) {
-            refuse("the enciphered channel is not offered");
-            return std::nullopt;
-        }
+        if (text.starts_with(enciphered_opening)) return read_enciphered_login(deadline);
         // The enciphered opening in part is no plain login's beginning, and not wrong either.
         const bool undecided = enciphered_opening.starts_with(text);
         const LoginState state = undecided ? LoginState::incomplete : parse_login(text, login);
@@ -73,7 +73,17 @@ std::optional<Login> Session::read_login() {
     }
 }
 
+std::optional<Login> Session::read_enciphered_login(Transport::Clock::time_point deadline) {
+    transport_.consume(enciphered_opening.size());
+    if (settings_.refuse_ssl) {
+        refuse("enciphered logins are not admitted");
+        return std::nullopt;
+    }
+    return receive_enciphered_login(transport_, deadline);
+}
+
 std::optional<std::string> Session::reason_to_refuse(const Login& login) const {
+    if (settings_.require_ssl && !transport_.is_enciphered()) return "only enciphered logins are admitted";
     const auto& wanted = settings_.credentials;
     if (wanted && (login.user != wanted->user || login.password != wanted->password)) {
         return "wrong user or password";
@@ -112,12 +122,20 @@ void Session::serve(const Login& login) {
 }
 
 void Session::answer(const Command& command, Engine& engine) {
-    // Parameter entries have no overall length: one that is not decoded cannot be passed over.
-    if (command.parameter_word != 0) throw ProtocolError("commands with parameters are not served");
+    const bool typed_rows = settings_.protocol != 201;
+    BatchRows rows(transport_, read_parameters(transport_, command.parameter_count), command.batch_rows,
+                   typed_rows);
     Reply reply(transport_);
     try {
-        engine.run(command.text, reply);
+        if (command.batch_rows > 0) {
+            engine.run_batch(command.text, rows, reply);
+        } else {
+            engine.run(command.text, rows.row(), reply);
+        }
     } catch (const SqlError& error) {
+        while (rows.next()) {
+            // What is left of the command must be read all the same.
+        }
         reply.error(error.what());
     }
     reply.end();

@@ -24,6 +24,7 @@ class Session {
 
   private:
     std::optional<Login> read_login();
+    std::optional<Login> read_enciphered_login(Transport::Clock::time_point deadline);
     std::optional<std::string> reason_to_refuse(const Login& login) const;
     void accept();
     void refuse(std::string_view reason);

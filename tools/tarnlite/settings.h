@@ -17,6 +17,8 @@ struct Settings {
     std::uint16_t port = 5139;              // 0: the system picks one
     std::string database_file;              // empty: in memory, shared by all connections of this server
     std::optional<Credentials> credentials; // none: every user is admitted
+    bool require_ssl = false;               // refuse plain logins
+    bool refuse_ssl = false;                // refuse enciphered ones
     int protocol = 301;                     // 201 or 301: the form of the login answer
 };
 

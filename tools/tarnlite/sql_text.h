@@ -15,7 +15,4 @@ std::string accept_interval_types(std::string_view sql);
 // common table expressions. Empty when there is none.
 std::string statement_verb(std::string_view sql);
 
-// The whole text is "show version", in any case, with or without blanks and a semicolon.
-bool is_show_version(std::string_view sql);
-
 } // namespace tarnlite

@@ -1,5 +1,7 @@
 #include "transport.h"
 
+#include "bytes.h"
+
 #include <algorithm>
 #include <array>
 
@@ -7,11 +9,27 @@ namespace tarnlite {
 
 namespace {
 
-constexpr std::size_t receive_size = 16 * 1024;
+constexpr std::size_t receive_size = 64 * 1024;
 constexpr std::size_t output_limit = 64 * 1024;
 constexpr std::chrono::seconds longest_farewell{1};
 
 } // namespace
+
+Transport::Keystreams::Keystreams(const SessionKey& key) {
+    tarn::set_up_keystream(received, key.data());
+    tarn::set_up_keystream(sent, key.data());
+}
+
+void Transport::apply(tarn::TuringState& keystream, std::string& bytes, std::size_t from) {
+    tarn::apply_keystream(keystream, reinterpret_cast<std::uint8_t*>(bytes.data()) + from,
+                          bytes.size() - from);
+}
+
+void Transport::encipher(const SessionKey& key) {
+    flush();
+    keystreams_.emplace(key);
+    apply(keystreams_->received, input_, consumed_);
+}
 
 void Transport::receive_more() {
     if (consumed_ > 0) {
@@ -22,6 +40,7 @@ void Transport::receive_more() {
     const std::size_t got = socket_.receive(chunk.data(), chunk.size());
     if (got == 0) throw ConnectionLost();
     input_.append(chunk.data(), got);
+    if (keystreams_) apply(keystreams_->received, input_, input_.size() - got);
 }
 
 bool Transport::wait_for_more(Clock::time_point deadline) {
@@ -36,12 +55,12 @@ char Transport::read_byte() {
     return input_[consumed_++];
 }
 
+std::uint16_t Transport::read_u16() {
+    return integer_of<std::uint16_t>(read_bytes(sizeof(std::uint16_t)));
+}
+
 std::uint32_t Transport::read_u32() {
-    std::uint32_t value = 0;
-    for (int i = 0; i < 4; ++i) {
-        value = (value << 8) | static_cast<unsigned char>(read_byte());
-    }
-    return value;
+    return integer_of<std::uint32_t>(read_bytes(sizeof(std::uint32_t)));
 }
 
 std::string Transport::read_bytes(std::size_t count) {
@@ -65,6 +84,7 @@ void Transport::write(std::string_view bytes) {
 }
 
 void Transport::flush() {
+    if (keystreams_) apply(keystreams_->sent, output_, 0);
     if (!socket_.send_all(output_)) throw ConnectionLost();
     output_.clear();
 }

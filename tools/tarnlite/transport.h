@@ -1,14 +1,18 @@
-// The byte stream of one connection: buffered reading and writing over its socket. Whatever changes bytes on
-// their way (an enciphered channel) belongs between these buffers and the socket. A connection that ends or fails
-// is told by the exception ConnectionLost, which ends the session.
+// The byte stream of one connection: buffered reading and writing over its socket, with the keystreams of an enciphered
+// channel between these buffers and the socket. A connection that ends or fails is told by the exception
+// ConnectionLost, which ends the session.
 #pragma once
 
+#include "base/wipe.h"
+#include "crypto/turing.h"
 #include "net.h"
 
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -18,6 +22,8 @@ class ConnectionLost : public std::exception {
   public:
     const char* what() const noexcept override { return "the connection was lost"; }
 };
+
+using SessionKey = std::array<std::uint8_t, tarn::turing_key_size>;
 
 class Transport {
   public:
@@ -32,6 +38,7 @@ class Transport {
     void consume(std::size_t count) { consumed_ += count; }
 
     char read_byte();
+    std::uint16_t read_u16();
     std::uint32_t read_u32();
     // Memory grows with the bytes that really arrive, never with the length that was announced.
     std::string read_bytes(std::size_t count);
@@ -43,13 +50,31 @@ class Transport {
     // input is waiting would reset the connection and destroy the answer on its way.
     void finish();
 
+    // From here on every byte passes through the keystreams of the key, those too that have arrived and were not
+    // consumed yet; what was written before still goes out in the clear.
+    void encipher(const SessionKey& key);
+    bool is_enciphered() const { return keystreams_.has_value(); }
+
   private:
+    // Both directions run the same keystream, each from its own position.
+    struct Keystreams {
+        explicit Keystreams(const SessionKey& key);
+        Keystreams(const Keystreams&) = delete;
+        Keystreams& operator=(const Keystreams&) = delete;
+        ~Keystreams() { tarn::wipe(this, sizeof *this); }
+
+        tarn::TuringState received{};
+        tarn::TuringState sent{};
+    };
+
     void receive_more();
+    static void apply(tarn::TuringState& keystream, std::string& bytes, std::size_t from);
 
     Socket& socket_;
     std::string input_;
     std::size_t consumed_ = 0;
     std::string output_;
+    std::optional<Keystreams> keystreams_;
 };
 
 } // namespace tarnlite

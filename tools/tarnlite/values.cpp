@@ -41,8 +41,9 @@ std::string lower_case(std::string_view text) {
 
 bool append_boolean(std::string& row, const Value& value) {
     std::optional<bool> truth;
-    if (value.kind == Kind::integer && (value.integer == 0 || value.integer == 1)) {
-        truth = value.integer == 1;
+    if (value.kind == Kind::integer) {
+        if (value.integer == 1 || value.integer == 'T') truth = true;
+        if (value.integer == 0 || value.integer == 'F') truth = false;
     } else if (value.kind == Kind::text) {
         const std::string word = lower_case(value.bytes);
         if (word == "t" || word == "true") truth = true;
@@ -193,12 +194,19 @@ std::string text_of(const Value& value) {
 }
 
 std::string shown_value(const Value& value) {
-    if (value.kind == Kind::null) return "NULL";
-    if (value.kind == Kind::bytes) return fmt::format("a binary value of {} bytes", value.bytes.size());
-    const std::string text = text_of(value);
-    const std::string_view shown = std::string_view(text).substr(0, longest_shown);
-    const std::string_view cut = shown.size() < text.size() ? "..." : "";
-    return value.kind == Kind::text ? fmt::format("'{}{}'", shown, cut) : std::string(shown);
+    switch (value.kind) {
+    case Kind::null: return "NULL";
+    case Kind::bytes: return fmt::format("a binary value of {} bytes", value.bytes.size());
+    case Kind::text: return shown_text(value.bytes);
+    case Kind::integer:
+    case Kind::real: break;
+    }
+    return text_of(value);
+}
+
+std::string shown_text(std::string_view text) {
+    const std::string_view shown = text.substr(0, longest_shown);
+    return fmt::format("'{}{}'", shown, shown.size() < text.size() ? "..." : "");
 }
 
 } // namespace tarnlite

@@ -32,7 +32,8 @@ bool append_value(std::string& row, const ColumnType& type, const Value& value);
 // The value as text, as a character column gives it.
 std::string text_of(const Value& value);
 
-// The value for an error text: quoted where it is a text, and cut when long.
+// A value, a text or a name for an error text: quoted where it is a text, and cut when long.
 std::string shown_value(const Value& value);
+std::string shown_text(std::string_view text);
 
 } // namespace tarnlite

@@ -1,0 +1,61 @@
+// The parameter entries behind a command, and their way into a statement. An entry is
+//
+//   u16 name length, name   without a name the entry belongs to the parameter of its own position
+//   u16 direction           1 input, 2 output, 3 both
+//   u16 wire type
+//   i32 length, value       below 1: null, without bytes; types of a fixed width have it whatever the length says
+//
+// Values in wire types that the client copies from its memory as they are (3) are little-endian, all others big-endian.
+#pragma once
+
+#include "transport.h"
+#include "values.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <sqlite3.h>
+#include <string>
+#include <vector>
+
+namespace tarnlite {
+
+struct Parameter {
+    std::string name;
+    std::uint16_t direction = 0;
+    std::uint16_t wire_type = 0;
+    Value value;         // without its bytes
+    std::string content; // the bytes of a text or binary value
+};
+using Parameters = std::vector<Parameter>;
+
+// All that one command, or one row of a batch, may hold in names and values. SQLite stores no larger row.
+constexpr std::uint64_t longest_parameters = std::uint64_t{1} << 30;
+
+// How many bytes a value of this wire type and length has; they count against `allowance`. Throws ProtocolError for an
+// unknown type, whose values cannot be passed over, and for a value beyond the allowance.
+std::size_t value_size(std::uint16_t wire_type, std::int32_t length, std::uint64_t& allowance);
+
+// Gives the parameter the value that these bytes have in its wire type; none: null.
+void set_value(Parameter& parameter, std::string bytes);
+
+// Throws ProtocolError for an entry that cannot be read.
+Parameters read_parameters(Transport& transport, std::size_t count);
+
+// Which value each parameter of a statement takes: by its name, where letter case and the sign before it (":", "@",
+// "$" or "?") do not matter, or by its position. Of two values of one name the later one counts.
+class ParameterPlaces {
+  public:
+    // Throws SqlError unless every parameter has a value, and every value a parameter.
+    ParameterPlaces(sqlite3_stmt* statement, const Parameters& parameters);
+
+    // The parameters, laid out like those of the constructor, must outlive the statement's run. Throws SqlError.
+    void bind(sqlite3* database, sqlite3_stmt* statement, const Parameters& parameters) const;
+
+  private:
+    std::vector<std::size_t> sources_; // of the parameter number i + 1
+};
+
+// The name of the statement's parameter number `index`, counted from 1, without its sign; empty when it has none.
+std::string parameter_name(sqlite3_stmt* statement, int index);
+
+} // namespace tarnlite

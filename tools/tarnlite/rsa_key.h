@@ -1,0 +1,41 @@
+// The RSA key of one enciphered login: a 256-bit modulus whose top bit is set, plain exponentiation of 32-byte blocks.
+// A block is a number in little-endian order. The private numbers are wiped with the key.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <openssl/bn.h>
+
+namespace tarnlite {
+
+constexpr std::size_t rsa_block_size = 32;
+using RsaBlock = std::array<std::uint8_t, rsa_block_size>;
+
+class RsaKey {
+  public:
+    // A fresh random key. Throws std::runtime_error when the library cannot make one.
+    RsaKey();
+
+    RsaBlock exponent() const { return block_of(*public_exponent_); }
+    RsaBlock modulus() const { return block_of(*modulus_); }
+    // Deciphers a block in place; false, with the block as it was, for one that is not below the modulus.
+    bool decipher(RsaBlock& block) const;
+
+  private:
+    struct NumberCloser {
+        void operator()(BIGNUM* number) const { BN_clear_free(number); }
+    };
+    using Number = std::unique_ptr<BIGNUM, NumberCloser>;
+
+    static Number make_number();
+    static Number prime();
+    static RsaBlock block_of(const BIGNUM& number);
+
+    Number modulus_;
+    Number public_exponent_;
+    Number private_exponent_;
+};
+
+} // namespace tarnlite
