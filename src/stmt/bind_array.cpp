@@ -35,6 +35,7 @@ static bool lay_out(ParamSet& set, const ArrayBinding& binding) noexcept {
     const bool counted = binding.parameter_count > 0;
     const int32_t capacity = counted ? std::min(binding.parameter_count, param_limit) : param_growth;
     if (set.capacity == 0 && !reserve_slots(set, capacity, capacity)) return false;
+    if (set.array_capacity == 0) set.array_capacity = capacity;
     if (set.array_size == 0 && counted) set.array_size = binding.array_size;
     return true;
 }
@@ -106,7 +107,10 @@ static int32_t store_by_name(ParamSet& set, const ArrayBinding& binding) noexcep
     const bool described = set.mode == ParamMode::described;
     if (described ? found < 0 : found >= 0) return TRN_ERR_NAME;
     const int32_t index = described ? found : set.count;
-    if (index >= set.capacity) print_line(message::print_slot_beyond_capacity, index + 1, set.capacity);
+    if (index >= set.array_capacity) {
+        print_line(message::print_slot_beyond_capacity, index + 1, set.array_capacity);
+        set.array_capacity += param_growth;
+    }
     // Arrays carry input values only; other directions are taken without effect.
     return binding.direction == TRN_DIRECTION_IN ? store_array(set, index, binding) : TRN_OK;
 }

@@ -36,7 +36,7 @@ void release_params_content(ParamSet& set) noexcept {
     }
     release(set.slots);
     set.slots = nullptr;
-    set.count = set.capacity = set.array_size = 0;
+    set.count = set.capacity = set.array_size = set.array_capacity = 0;
 }
 
 void drop_params_reference(ParamSet* set) noexcept {

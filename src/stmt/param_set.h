@@ -44,7 +44,8 @@ struct ParamSet {
     ParamMode mode;
     int32_t count; // slots in use
     int32_t capacity;
-    int32_t array_size; // rows of an array-bound set, else 0
+    int32_t array_size;     // rows of an array-bound set, else 0
+    int32_t array_capacity; // slots that the first array bind announced, and what was added to them
     ParamSlot* slots;
 };
 

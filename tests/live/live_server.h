@@ -1,16 +1,16 @@
-// What the live tests share: a tarnlite of their own on a port of the system's choosing, connections to it, and results as
-// text. Uses the public header only.
+// What the live tests share: a tarnlite of their own on a port of the system's choosing, and connections to it. Uses the public
+// header only.
 #pragma once
 
 #include "child_process.h"
-#include "tarnsql.h"
+#include "client.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <memory>
-#include <string>
-#include <vector>
+
+using namespace std::string_literals;
+using test_support::error_text, test_support::last_insert_id, test_support::Reader, test_support::SingleValue;
 
 // Listens when constructed, or throws std::runtime_error. Unless killed it ends by SIGTERM with the test, which expects it to
 // leave with 0.
@@ -32,42 +32,16 @@ class LiveServer {
     bool killed_ = false;
 };
 
-struct Connection {
+struct Connection : test_support::Connection {
     explicit Connection(const LiveServer& server, const std::string& settings = "")
-        : opened(TRN_OpenConn(server.connection_string(settings).c_str(), &handle)) {}
-    ~Connection() { TRN_CloseConn(&handle); }
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
-
-    std::int32_t run(const std::string& sql) { return TRN_Execute_no_query(&handle, sql.c_str()); }
-
-    TRN_HANDLE handle = nullptr;
-    std::int32_t opened;
+        : test_support::Connection(server.connection_string(settings)) {}
+    // Every item of the reply to a statement (see Reader::transcript).
+    std::string transcript(const std::string& sql) { return Reader(*this, sql).transcript(); }
 };
 
-// A statement's result, released with all its items.
-struct Result {
-    Result(Connection& connection, const std::string& sql)
-        : status(
-              TRN_ExecwithDataReader(&connection.handle, sql.c_str(), &handle, &columns, &rows, &affected)) {}
-    ~Result();
-    Result(const Result&) = delete;
-    Result& operator=(const Result&) = delete;
-
-    bool next() { return TRN_ReadNext(&handle) == TRN_OK; }
-    // A value of the current row as text: "NULL", or "status N" when it cannot be had.
-    std::string text(std::int32_t column, std::int32_t target = TRN_TYPE_TEXT);
-    std::string label(std::int32_t column);
-
-    TRN_HANDLE handle = nullptr;
-    std::int32_t columns = -7;
-    std::int64_t rows = -7;
-    std::int32_t affected = -7;
-    std::int32_t status;
+// A server and a connection to it.
+class LiveTest : public testing::Test {
+  protected:
+    LiveServer server_;
+    Connection connection_{server_};
 };
-
-// Every item of a statement's reply in one line each: "insert 3", "update 2", "delete 1", "a,b: 1,x; 2,y".
-std::string transcript(Connection& connection, const std::string& sql);
-
-std::string error_text(TRN_HANDLE& handle);
-std::string last_insert_id(Connection& connection);

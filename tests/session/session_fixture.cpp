@@ -3,76 +3,61 @@
  */
 #include "session_fixture.h"
 
-#include <utility>
+#include <cstdlib>
+#include <cstring>
+
+static Channel channel_of_run() {
+    const char* name = std::getenv("SESSION_CHANNEL");
+    return name != nullptr && name == "enciphered"s ? Channel::enciphered : Channel::plain;
+}
+
+Channel channel = channel_of_run();
 
 std::string connection_string(std::uint16_t port, const std::string& settings) {
-    return "server=127.0.0.1;port=" + std::to_string(port) + ";" + settings;
+    return "server=127.0.0.1;port=" + std::to_string(port) + ";" + settings +
+           (channel == Channel::enciphered ? ";use_ssl=on" : "");
+}
+
+static void replace(std::string& text, std::string_view part, std::string_view by) {
+    if (const std::size_t at = text.find(part); at != std::string::npos) text.replace(at, part.size(), by);
+}
+
+/* An enciphered login has its first two clauses even when they are empty, no time-out below 0, and no blanks
+ * in the last clause. */
+std::string login_on_channel(const std::string& database, const std::string& user,
+                             const std::string& password, const std::string& clauses) {
+    if (channel == Channel::plain) return login_text(database, user, password, clauses);
+    std::string first, rest = clauses;
+    for (const std::string& opening : {" char_set = '"s, " iso_level = '"s}) {
+        const std::size_t end = rest.starts_with(opening) ? rest.find('\'', opening.size()) + 1 : 0;
+        first += end ? rest.substr(0, end) : opening + "'";
+        rest.erase(0, end);
+    }
+    replace(rest, " lock_timeout = -5", "");
+    replace(rest, " lob_ret  =descriptor", " lob_ret=descriptor");
+    return login_text(database, user, password, first + rest);
+}
+
+Step expect_login(const std::string& login) {
+    return channel == Channel::plain ? expect(login) : expect_enciphered_login(login);
+}
+
+Script logged_in(Script rest) {
+    rest.insert(rest.begin(), {expect_login(), send("K")});
+    return rest;
 }
 
 Script logged_in(const std::vector<Exchange>& exchanges) {
-    Script script{expect(default_login), send("K")};
-    for (const Exchange& exchange : exchanges) {
-        script.push_back(expect_command(exchange.sql));
-        script.push_back(send(exchange.reply));
-    }
-    return script;
+    Script script;
+    for (const Exchange& exchange : exchanges)
+        script.insert(script.end(), {expect_command(exchange.sql), send(exchange.reply)});
+    return logged_in(script);
 }
 
-Reader::~Reader() {
-    while (result != nullptr && TRN_NextResult(&result) == 0) {
-    }
-    TRN_FreeRowset(&result);
-}
-
-std::string error_text(TRN_HANDLE* handle) {
-    const std::int32_t length = TRN_GetErrorLen(handle);
-    std::string text(static_cast<std::size_t>(length), '?');
-    std::int32_t copied = 0;
-    EXPECT_EQ(TRN_GetError(handle, text.data(), &copied), 0);
-    EXPECT_EQ(copied, length);
-    return text;
-}
-
-std::string last_insert_id(TRN_HANDLE* connection) {
-    char text[64];
-    EXPECT_EQ(TRN_GetLastInsertId(connection, text), 0);
-    return text;
-}
-
-std::string text_value(TRN_HANDLE* result, std::int32_t column) {
-    std::string text(256, '?');
-    std::int32_t length = -7;
-    std::int32_t status = TRN_GetData(result, column, TRN_TYPE_TEXT, text.data(), 256, &length);
-    if (status == TRN_TRUNCATED) {
-        const std::int32_t needed = 256 + length;
-        text.resize(static_cast<std::size_t>(needed));
-        status = TRN_GetData(result, column, TRN_TYPE_TEXT, text.data(), needed, &length);
-    }
-    if (status == TRN_NULL_VALUE) return "NULL";
-    if (status != 0) return "status " + std::to_string(status);
-    return text.substr(0, static_cast<std::size_t>(length));
-}
-
-std::string transcript(TRN_HANDLE* result) {
-    if (*result == nullptr) return "no result";
-    std::string all;
-    do {
-        std::int32_t kind = 0, columns = 0, rows = 0, affected = 0;
-        char identifier[33] = {};
-        EXPECT_EQ(TRN_getResultRet(result, &kind, &columns, &rows, &affected, identifier), 0);
-        all += "item " + std::to_string(kind) + " columns " + std::to_string(columns) + " rows " +
-               std::to_string(rows) + " affected " + std::to_string(affected) + " id " + identifier +
-               " text " + error_text(result) + "\n";
-        for (std::int32_t column = 1; column <= columns; ++column) {
-            char name[1025] = {};
-            EXPECT_EQ(TRN_getResultcolname(result, column, name), 0);
-            all += "column "s + name + "\n";
-        }
-        while (TRN_ReadNext(result) == 0) {
-            for (std::int32_t column = 1; column <= columns; ++column)
-                all += text_value(result, column) + "|";
-            all += "\n";
-        }
-    } while (TRN_NextResult(result) == 0);
-    return all;
+std::int32_t run(Call call, Connection& connection, const std::string& sql) {
+    if (call == no_query) return connection.run(sql);
+    if (call == data_reader) return Reader(connection, sql).status;
+    SingleValue value(connection, sql);
+    if (value.status == TRN_OK) value.take();
+    return value.status;
 }

@@ -1,47 +1,59 @@
 /*
- * What the session tests share: an open connection to a scripted server, results that are released on the way
- * out, and short ways to read texts out of handles. Uses the public header only.
+ * What the session tests share: the channel that a run goes over, the login on it, and an open connection to a
+ * scripted server. The whole suite runs once a channel, from the same scripts; where a case exists on one
+ * channel only, an OnlyOver stands at its beginning.
  */
 #ifndef SESSION_FIXTURE_H
 #define SESSION_FIXTURE_H
 
+#include "client.h"
 #include "output_capture.h"
 #include "scripted_server.h"
-#include "tarnsql.h"
 #include "wire_bytes.h"
 
 #include <gtest/gtest.h>
-#include <string>
-#include <vector>
 
 using namespace test_support;
 using namespace std::string_literals;
 
-inline const std::string default_login = login_text("D", "U", "P");
-inline const std::string default_account = "db=D;user=U;pwd=P";
-
-/* "server=...;port=...;" followed by the settings. */
-std::string connection_string(std::uint16_t port, const std::string& settings = default_account);
-
-struct Connection {
-    explicit Connection(const std::string& text) : opened(TRN_OpenConn(text.c_str(), &handle)) {}
-    ~Connection() { TRN_CloseConn(&handle); }
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
-
-    TRN_HANDLE handle = nullptr;
-    std::int32_t opened;
+enum class Channel {
+    plain,
+    enciphered
 };
+
+/* Of this run: enciphered when the environment says SESSION_CHANNEL=enciphered. */
+extern Channel channel;
+
+class OnlyOver {
+  public:
+    explicit OnlyOver(Channel only) : before_(channel) { channel = only; }
+    ~OnlyOver() { channel = before_; }
+
+  private:
+    Channel before_;
+};
+
+inline const std::string account = "db=D;user=U;pwd=P", K = end_of_reply;
+constexpr auto U = update_count, D = delete_count;
+constexpr auto I = inserted, E = server_error, F = fatal_error, W = warning, M = notice;
+constexpr auto O = output_value, P = output_block;
+
+/* "server=...;port=...;", the settings, and the setting of the run's channel. */
+std::string connection_string(std::uint16_t port, const std::string& settings = account);
+
+/* The login on the run's channel, clauses written as the plain one has them. */
+std::string login_on_channel(const std::string& database, const std::string& user,
+                             const std::string& password, const std::string& clauses = default_settings);
+Step expect_login(const std::string& login = login_on_channel("D", "U", "P"));
 
 struct Exchange {
-    std::string sql;
-    std::string reply;
+    std::string sql, reply;
 };
 
-/* Login and the exchanges; the connection stays open behind them. */
+/* The account's login and its acceptance, then the rest. The connection stays open behind a script. */
+Script logged_in(Script rest);
 Script logged_in(const std::vector<Exchange>& exchanges);
 
-/* An open connection over a script. */
 struct Session {
     explicit Session(Script script)
         : server(std::move(script)), connection(connection_string(server.port())) {
@@ -54,30 +66,13 @@ struct Session {
     Connection connection;
 };
 
-/* A statement run by TRN_ExecwithDataReader, with its result. Untouched out-variables keep -7. */
-struct Reader {
-    Reader(TRN_HANDLE* connection, const char* sql)
-        : status(TRN_ExecwithDataReader(connection, sql, &result, &columns, &rows, &affected)) {}
-    ~Reader();
-    Reader(const Reader&) = delete;
-    Reader& operator=(const Reader&) = delete;
-
-    TRN_HANDLE result = nullptr;
-    std::int32_t columns = -7;
-    std::int64_t rows = -7;
-    std::int32_t affected = -7;
-    std::int32_t status;
+/* Runs a statement by TRN_Execute_no_query, TRN_Execute_query_with_one or TRN_ExecwithDataReader. */
+enum Call {
+    no_query,
+    single_value,
+    data_reader
 };
-
-/* The whole error text of a handle, "" when it has none. */
-std::string error_text(TRN_HANDLE* handle);
-
-std::string last_insert_id(TRN_HANDLE* connection);
-
-/* A value of the current row as text: "NULL", or "status N" when it cannot be had. */
-std::string text_value(TRN_HANDLE* result, std::int32_t column);
-
-/* Every item, column, row and text that a result holds, from its present item on. */
-std::string transcript(TRN_HANDLE* result);
+constexpr Call all_calls[] = {no_query, single_value, data_reader};
+std::int32_t run(Call call, Connection& connection, const std::string& sql);
 
 #endif

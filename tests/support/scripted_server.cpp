@@ -48,10 +48,6 @@ Step expect_command(std::string_view text) {
     return step;
 }
 
-Step expect_end() {
-    return {"expect end", [](ScriptedServer& server) { server.receive_end(); }};
-}
-
 Step expect_reset() {
     return {"expect reset", [](ScriptedServer& server) {
                 if (!server.receive_end()) throw std::runtime_error("an orderly end instead of a reset");
@@ -81,24 +77,8 @@ Step serve_commands(std::size_t count, Responder respond) {
             }};
 }
 
-Step close_connection() {
-    return {"close", [](ScriptedServer& server) { server.drop(false); }};
-}
-
-Step reset_connection() {
-    return {"reset", [](ScriptedServer& server) { server.drop(true); }};
-}
-
-Step next_connection() {
-    return {"next connection", [](ScriptedServer& server) {
-                server.receive_end();
-                server.accept_next();
-            }};
-}
-
-ScriptedServer::ScriptedServer(Script script, Transport transport)
-    : script_(std::move(script)), transport_(std::move(transport)), listener_(listen_on_loopback(port_)),
-      thread_([this] { play(); }) {}
+ScriptedServer::ScriptedServer(Script script)
+    : script_(std::move(script)), listener_(listen_on_loopback(port_)), thread_([this] { play(); }) {}
 
 ScriptedServer::~ScriptedServer() {
     finish();
@@ -128,7 +108,8 @@ void ScriptedServer::play() {
     close_socket(listener_);
 }
 
-void ScriptedServer::accept_next() {
+void ScriptedServer::need_client() {
+    if (client_ != no_socket) return;
     const auto give_up = std::chrono::steady_clock::now() + idle_limit;
     while (!wait_readable(listener_, accept_slice)) {
         if (finishing_ || std::chrono::steady_clock::now() > give_up)
@@ -147,16 +128,14 @@ long ScriptedServer::fill() {
 }
 
 std::string ScriptedServer::receive(std::size_t count, std::string_view expected_start) {
-    if (client_ == no_socket) accept_next();
-    const auto decode = [this](std::string bytes) {
-        return transport_.decode ? transport_.decode(std::move(bytes)) : bytes;
-    };
+    need_client();
     std::string received;
     while (received.size() < count) {
         if (pending_.empty() && fill() <= 0)
             throw std::runtime_error("the client went away\n" + hex_difference(expected_start, received));
         const std::size_t taken = std::min(count - received.size(), pending_.size());
-        received += decode(pending_.substr(0, taken));
+        const std::string taken_bytes = pending_.substr(0, taken);
+        received += decode_ ? decode_(taken_bytes) : taken_bytes;
         pending_.erase(0, taken);
         const std::size_t known = std::min(received.size(), expected_start.size());
         if (received.compare(0, known, expected_start, 0, known) != 0)
@@ -165,11 +144,22 @@ std::string ScriptedServer::receive(std::size_t count, std::string_view expected
     return received;
 }
 
+void ScriptedServer::open_channel(const std::string& login) {
+    receive(5, "~ssl~");
+    send_bytes(public_numbers(), 31); /* in pieces that are no numbers */
+    const std::string key = decipher_blocks(receive(cipher_block_size)), expected = login_blocks(login);
+    if (key.find('\0') != std::string::npos || (key.back() & 0x80) != 0)
+        throw std::runtime_error("a session key of another form\n" + hex_difference(key, {}));
+    const std::string received = decipher_blocks(receive(expected.size()));
+    if (received != expected) throw std::runtime_error(hex_difference(expected, received));
+    decode_ = encode_ = keystream(key);
+}
+
 void ScriptedServer::send_bytes(std::string_view bytes, std::size_t piece) {
-    if (client_ == no_socket) accept_next();
+    need_client();
     for (std::size_t sent = 0; sent < bytes.size(); sent += piece) {
         std::string part(bytes.substr(sent, piece));
-        if (transport_.encode) part = transport_.encode(std::move(part));
+        if (encode_) part = encode_(std::move(part));
         if (!send_all(client_, part))
             throw std::runtime_error("the client went away before byte " + std::to_string(sent) + " of " +
                                      std::to_string(bytes.size()));
@@ -177,7 +167,7 @@ void ScriptedServer::send_bytes(std::string_view bytes, std::size_t piece) {
 }
 
 bool ScriptedServer::receive_end() {
-    if (client_ == no_socket) accept_next();
+    need_client();
     long ended = 0;
     if (pending_.empty()) ended = fill();
     if (!pending_.empty())

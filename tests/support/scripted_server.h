@@ -8,6 +8,7 @@
 #ifndef TEST_SUPPORT_SCRIPTED_SERVER_H
 #define TEST_SUPPORT_SCRIPTED_SERVER_H
 
+#include "enciphered_channel.h"
 #include "sockets.h"
 
 #include <atomic>
@@ -19,12 +20,6 @@
 #include <vector>
 
 namespace test_support {
-
-/* Changes the bytes of one session on their way, in stream order; an empty function leaves them alone. */
-struct Transport {
-    std::function<std::string(std::string)> decode;
-    std::function<std::string(std::string)> encode;
-};
 
 /* Answers one command text with the bytes of a reply. */
 using Responder = std::function<std::string(const std::string& text)>;
@@ -38,18 +33,14 @@ using Script = std::vector<Step>;
 
 Step expect(std::string bytes);
 Step expect_command(std::string_view text);
-Step expect_end();   /* the client closes, having sent nothing more */
-Step expect_reset(); /* the same, and the close arrives as a reset */
+Step expect_reset(); /* expect_end, and the close arrives as a reset */
 Step send(std::string bytes);
 Step send_in_pieces(std::string bytes, std::size_t piece);
 Step serve_commands(std::size_t count, Responder respond); /* each command must come alone */
-Step close_connection();
-Step reset_connection();
-Step next_connection(); /* expect_end, then another client */
 
 class ScriptedServer {
   public:
-    explicit ScriptedServer(Script script, Transport transport = {});
+    explicit ScriptedServer(Script script);
     ~ScriptedServer();
     ScriptedServer(const ScriptedServer&) = delete;
     ScriptedServer& operator=(const ScriptedServer&) = delete;
@@ -60,7 +51,7 @@ class ScriptedServer {
     void finish();
 
     /* For the steps; each throws std::runtime_error when it does not come true. */
-    void accept_next();
+    void open_channel(const std::string& login);
     std::string receive(std::size_t count, std::string_view expected_start = {});
     void send_bytes(std::string_view bytes, std::size_t piece);
     bool receive_end(); /* true when the end was a reset */
@@ -69,10 +60,11 @@ class ScriptedServer {
 
   private:
     void play();
+    void need_client();
     long fill();
 
     Script script_;
-    Transport transport_;
+    Coder decode_, encode_; /* empty on a plain channel */
     std::uint16_t port_ = 0;
     socket_handle listener_;
     socket_handle client_ = no_socket;
@@ -81,6 +73,15 @@ class ScriptedServer {
     std::atomic<bool> finishing_ = false;
     std::thread thread_;
 };
+
+// clang-format off
+/* A login within the key agreement: all that follows it is enciphered. */
+inline Step expect_enciphered_login(std::string text) { return {"login", [text](ScriptedServer& server) { server.open_channel(text); }}; }
+/* The client closes, having sent nothing more. */
+inline Step expect_end() { return {"expect end", [](ScriptedServer& server) { server.receive_end(); }}; }
+inline Step close_connection() { return {"close", [](ScriptedServer& server) { server.drop(false); }}; }
+inline Step reset_connection() { return {"reset", [](ScriptedServer& server) { server.drop(true); }}; }
+// clang-format on
 
 } // namespace test_support
 
