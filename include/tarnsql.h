@@ -123,8 +123,8 @@ TRN_API int32_t TRN_CloseConn(TRN_HANDLE* handle);
 
 /*
  * Releases a handle of any kind and sets the variable to null: a connection as TRN_CloseConn, a result as
- * TRN_FreeRowset, a large object as TRN_Distroy_Lob, a parameter set with its contents (connections that it is
- * attached to find it empty). Null and unknown handles are left alone.
+ * TRN_FreeRowset, a large object as TRN_Distroy_Lob, a parameter set of TRN_CreateParams with its contents
+ * (connections that it is attached to find it empty; other sets are left alone). Null and unknown handles are left alone.
  */
 TRN_API void TRN_Drop(TRN_HANDLE* handle);
 
@@ -389,7 +389,7 @@ TRN_API int32_t TRN_Execute2(TRN_HANDLE* handle, const char* statement_name, cha
  * array_count  the rows of the set; below 65,536, as the number of parameters: both travel in 16 bits.
  *
  * Returns what TRN_ExecwithDataReader returns; results are dropped, and a query leaves [EC026]. -1 without an attached
- * set ([EC025]) or when its rows are not array_count ([EC057]), with nothing sent; -3 for a null argument or another
+ * set ([EC025]) or when its rows are not array_count or too many ([EC057]), with nothing sent; -3 for a null argument or another
  * kind of handle; -5 out of memory. The set stays attached, empty.
  */
 TRN_API int32_t TRN_ExecBatch(TRN_HANDLE* handle, const char* sql, int32_t array_count);
@@ -550,8 +550,8 @@ TRN_API int32_t TRN_getResultcolseq(TRN_HANDLE* result, const char* name);
  *                               "C" and "B" begin a descriptor, whose content is fetched from the server under the
  *                               connection's lock; anything else gives 0 and writes nothing
  *
- * Returns 0; -3 no result or destination, or no large object in it; -4, -5 a large object could not be fetched or
- * stored; -11 no current row or a null value (*length is 0); -12 truncated:
+ * Returns 0; -3 no result or destination, or no large object in it; or no memory for its
+ * content; -4 a large object could not be fetched; -11 no current row or a null value (*length is 0); -12 truncated:
  * *length is the number of bytes left out; -13 this source does not convert to this target, or target
  * outside 1..63 (*length is 0 but for target 21); -15 column out of range; -18 the offset of a piecewise read
  * is negative or past the end. The row is never changed: a call may be repeated with another target or a

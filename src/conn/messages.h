@@ -45,7 +45,7 @@ inline constexpr char prepare[] = "PREPARE %s AS %s";
 inline constexpr char deallocate[] = "DEALLOCATE %s ";
 inline constexpr char execute[] = "? %s ";
 inline constexpr char declare_for_statement[] = "DECLARE  %s CURSOR FOR %s ";
-inline constexpr char cursor_suffix[] = "_CUR"; // behind a statement's name
+inline constexpr char cursor_of_statement[] = "%s_CUR";
 inline constexpr char open_cursor[] = "OPEN %s ;";
 
 // Lines for the standard output, with the text or step that they are about.

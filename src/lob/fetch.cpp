@@ -20,7 +20,7 @@ static bool send_request(Conn& conn, const char* descriptor) noexcept {
     const size_t area = sizeof message::get_lob + std::strlen(descriptor);
     const Owned<char> command =
         format_text(area, message::get_lob, name_length, descriptor, descriptor + length_position);
-    if (!command) return false;
+    if (!command || !make_way(conn, area)) return false;
     put_command(conn, command.get(), std::strlen(command.get()), 0);
     flush_send(conn);
     return true;
@@ -29,8 +29,11 @@ static bool send_request(Conn& conn, const char* descriptor) noexcept {
 // A piece goes straight into the chain. Pieces are at most 1 MiB.
 static int32_t receive_piece(Conn& conn, Lob& lob) noexcept {
     int32_t length;
-    if (!read_i32(conn, length) || length < 0 || static_cast<size_t>(length) > lob_chunk_size)
+    if (!read_i32(conn, length)) return TRN_ERR_NETWORK;
+    if (length < 0 || static_cast<size_t>(length) > lob_chunk_size) {
+        break_link(conn);
         return TRN_ERR_NETWORK;
+    }
     for (size_t left = static_cast<size_t>(length); left;) {
         size_t room;
         uint8_t* tail = lob_tail(lob, room);
@@ -66,6 +69,7 @@ static int32_t receive_content(Conn& conn, Lob& lob) noexcept {
     if (!description) break_link(conn);
     const int32_t described = description ? read_columns(conn, *description) : TRN_ERR_MEMORY;
     if (described == TRN_ERR_MEMORY) return TRN_ERR_ARGUMENT;
+    if (described != TRN_OK) break_link(conn);
     if (described != TRN_OK || !read_u8(conn, type)) return TRN_ERR_NETWORK;
     if (type != 'R') {
         leave_reply(conn, type);

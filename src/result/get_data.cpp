@@ -151,6 +151,12 @@ struct LobMarkers {
     uint8_t descriptor;
 };
 
+// What gives way to new content is no longer complete: an object that could not be filled is not sent.
+static void clear_lob(Lob& lob) noexcept {
+    reset_lob(lob);
+    lob.state = LobState::empty;
+}
+
 static int32_t complete_lob(const Destination& to, Lob& lob, int32_t status) noexcept {
     if (status != TRN_OK) return status;
     lob.state = LobState::complete;
@@ -159,13 +165,13 @@ static int32_t complete_lob(const Destination& to, Lob& lob, int32_t status) noe
 }
 
 static int32_t append_value(Lob& lob, const uint8_t* bytes, size_t size) noexcept {
-    return append_to_lob(lob, bytes, size) ? TRN_OK : TRN_ERR_MEMORY;
+    return append_to_lob(lob, bytes, size) ? TRN_OK : TRN_ERR_ARGUMENT;
 }
 
 static int32_t fetch_by_descriptor(const Value& value, const ResultSet& result, Lob& lob) noexcept {
     const std::string_view text = value.text();
     lob.descriptor = copy_text(text.data(), std::min(text.find('\0'), text.size())).release();
-    return lob.descriptor ? fetch_lob(*result.conn, lob) : TRN_ERR_MEMORY;
+    return lob.descriptor ? fetch_lob(*result.conn, lob) : TRN_ERR_ARGUMENT;
 }
 
 // The destination is the application's handle variable of a large object, whose earlier content gives way.
@@ -175,12 +181,12 @@ static int32_t deliver_lob(const Destination& to, const Value& value, const Resu
     if (!lob) return TRN_ERR_ARGUMENT;
     if (!result.lob_descriptor) {
         if (!is_byte_run(value.wire_type)) return refuse(to);
-        reset_lob(*lob);
+        clear_lob(*lob);
         return complete_lob(to, *lob, append_value(*lob, value.bytes, value.length));
     }
     const uint8_t marker = value.as<uint8_t>();
     if (marker != markers.inline_data && marker != markers.descriptor) return TRN_OK;
-    reset_lob(*lob);
+    clear_lob(*lob);
     if (marker == markers.descriptor) return complete_lob(to, *lob, fetch_by_descriptor(value, result, *lob));
     // Inline data is at most one chunk.
     const size_t size = std::min(size_t{value.length} - 1, lob_chunk_size);

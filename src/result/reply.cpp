@@ -100,14 +100,28 @@ void leave_reply(Conn& conn, uint8_t type, ReplyRest rest) noexcept {
     conn.reply_rest = rest;
 }
 
-int32_t take_server_text(Conn& conn, const char* print_form) noexcept {
+int32_t keep_server_text(Conn& conn) noexcept {
     Owned<char> text;
     const int32_t status = read_string(conn, text);
     if (status == TRN_ERR_MEMORY) leave_reply(conn, 0);
+    if (status == TRN_OK) set_error_text(conn.head, std::move(text));
+    return status;
+}
+
+int32_t take_server_text(Conn& conn, const char* print_form) noexcept {
+    const int32_t status = keep_server_text(conn);
+    if (status == TRN_OK) print_line(print_form, conn.head.error_text);
+    return status;
+}
+
+int32_t take_verdict(Conn& conn) noexcept {
+    uint8_t type;
+    if (!begin_reply(conn, type)) return TRN_ERR_NETWORK;
+    if (type == end_of_reply) return TRN_OK;
+    const int32_t status = keep_server_text(conn);
     if (status != TRN_OK) return status;
-    print_line(print_form, text.get());
-    set_error_text(conn.head, std::move(text));
-    return TRN_OK;
+    if (read_u8(conn, type)) leave_reply(conn, type); // the end, as a rule
+    return TRN_ERR_SERVER;
 }
 
 bool read_insert_id(Conn& conn, char (&id)[32]) noexcept {

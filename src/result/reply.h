@@ -30,6 +30,13 @@ void leave_reply(Conn& conn, uint8_t type, ReplyRest rest = ReplyRest::messages)
 // TRN_ERR_NETWORK, or TRN_ERR_MEMORY: the reply is then left where it is.
 int32_t take_server_text(Conn& conn, const char* print_form) noexcept;
 
+// The answer to a command that is either taken ("K") or refused with a text, which becomes the error text without being
+// printed. TRN_OK; TRN_ERR_SERVER after a refusal; TRN_ERR_NETWORK, TRN_ERR_MEMORY.
+int32_t take_verdict(Conn& conn) noexcept;
+
+// Reads a server text into the error text, without printing it. Statuses as above.
+int32_t keep_server_text(Conn& conn) noexcept;
+
 // Passes over a counted run of bytes. False when the stream broke, or when the count is negative: the reply is then left.
 bool skip_counted(Conn& conn) noexcept;
 

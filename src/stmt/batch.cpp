@@ -44,7 +44,8 @@ int32_t TRN_ExecBatch(TRN_HANDLE* handle, const char* sql, int32_t array_count) 
         set_error_message(conn->head, message::batch_without_parameters);
         return -1;
     }
-    if (set->array_size != array_count || array_count < 1) {
+    constexpr int32_t row_limit = 65535; // rows travel in 16 bits
+    if (set->array_size != array_count || array_count < 1 || array_count > row_limit) {
         set_error_text(conn->head,
                        format_text(error_area, message::batch_size_differs, set->array_size, array_count));
         return -1;

@@ -20,9 +20,11 @@ BatchEncoder::BatchEncoder(Conn& conn, const ParamSet& set) noexcept
       offsets_(allocate_array<int64_t>(static_cast<size_t>(set.count) + 1)),
       staged_(static_cast<uint8_t*>(allocate_raw(staging_size))), room_(staging_size) {}
 
-// The value of one element: the bind has seen that the element lies inside the buffer, but its length may lie.
+// The value of one element: the bind has seen that the element lies inside the buffer, but its length may lie. Empty where the
+// slot has no value or no such row.
 static BoundValue element_value(const ParamSlot& slot, const ParamType& type, int32_t row,
                                 int64_t offset) noexcept {
+    if (!slot.value || row >= slot.rows) return {};
     const int64_t start = offset + type.batch_skip;
     const int32_t readable = static_cast<int32_t>(std::max<int64_t>(slot.value_bytes - start, 0));
     const int32_t length = slot.length[row];
@@ -36,7 +38,7 @@ void BatchEncoder::put_first_row() noexcept {
         if (slot.direction == TRN_DIRECTION_RETURN) continue;
         const ParamType type = param_type(slot.data_type);
         put_entry_head(conn_, slot);
-        if (type.batch == ValueForm::unknown || !slot.value) continue;
+        if (type.batch == ValueForm::unknown) continue;
         const BoundValue value = element_value(slot, type, 0, 0);
         put_u16(conn_, type.wire_type);
         put_u32(conn_, static_cast<uint32_t>(value.length));
@@ -85,10 +87,11 @@ static size_t staged_size(ValueForm form, const BoundValue& value) noexcept {
 bool BatchEncoder::stage_value(const ParamSlot& slot, int32_t row, int64_t offset) noexcept {
     const ParamType type = param_type(slot.data_type);
     const bool known = type.batch != ValueForm::unknown;
-    const BoundValue value = known && slot.value ? element_value(slot, type, row, offset) : BoundValue{};
+    const BoundValue value = known ? element_value(slot, type, row, offset) : BoundValue{};
     const size_t size = staged_size(type.batch, value);
     if (!make_room(value_head_size + size)) return false;
-    if (with_wire_types_) staged_.get()[filled_++] = static_cast<uint8_t>(type.wire_type);
+    if (with_wire_types_)
+        staged_.get()[filled_++] = static_cast<uint8_t>(known ? type.wire_type : TRN_WIRE_CHAR);
     if (!known) return true;
     const uint32_t length = type.batch == ValueForm::u32 ? 4 : static_cast<uint32_t>(value.length);
     stage<uint32_t>(size ? length : 0);
@@ -106,7 +109,8 @@ bool BatchEncoder::stage_row(int32_t row) noexcept {
     for (int32_t i = 0; i < set_.count; ++i) {
         const ParamSlot& slot = set_.slots[i];
         int64_t& offset = offsets_[static_cast<size_t>(i)];
-        if (slot.value) offset += element_step(slot, param_type(slot.data_type), row - 1, offset);
+        if (slot.value && row < slot.rows)
+            offset += element_step(slot, param_type(slot.data_type), row - 1, offset);
         if (!stage_value(slot, row, offset)) return false;
     }
     complete_ = filled_;

@@ -73,13 +73,14 @@ static int32_t fill_slot(ParamSlot& slot, const Binding& binding) noexcept {
         return status;
     }
     release_slot_value(slot);
+    filled.rows = filled.length ? 1 : 0;
     filled.name = slot.name;
     slot = filled;
     return TRN_OK;
 }
 
 static int32_t store_by_position(ParamSet& set, int32_t position, const Binding& binding) noexcept {
-    if (position > std::max(set.capacity, param_growth) + param_growth) return TRN_ERR_POSITION_JUMP;
+    if (position > slot_limit(set, param_growth)) return TRN_ERR_POSITION_JUMP;
     if (!reserve_slots(set, position, param_growth)) return TRN_ERR_MEMORY;
     const int32_t status = fill_slot(set.slots[position - 1], binding);
     if (status == TRN_OK) set.count = std::max(set.count, position);

@@ -29,14 +29,17 @@ struct ArrayBinding {
 
 } // namespace
 
+static int32_t first_capacity(const ArrayBinding& binding) noexcept {
+    return binding.parameter_count > 0 ? std::min(binding.parameter_count, param_limit) : param_growth;
+}
+
 // The first array bind lays the set out: with a parameter count for so many slots of array_size rows, without one for single
 // rows.
 static bool lay_out(ParamSet& set, const ArrayBinding& binding) noexcept {
-    const bool counted = binding.parameter_count > 0;
-    const int32_t capacity = counted ? std::min(binding.parameter_count, param_limit) : param_growth;
+    const int32_t capacity = first_capacity(binding);
     if (set.capacity == 0 && !reserve_slots(set, capacity, capacity)) return false;
     if (set.array_capacity == 0) set.array_capacity = capacity;
-    if (set.array_size == 0 && counted) set.array_size = binding.array_size;
+    if (set.array_size == 0 && binding.parameter_count > 0) set.array_size = binding.array_size;
     return true;
 }
 
@@ -61,6 +64,7 @@ static int32_t make_slot(const ArrayBinding& binding, ParamSlot& slot) noexcept 
     slot.value = binding.values;
     slot.value_bytes = binding.values_size;
     slot.length = const_cast<int32_t*>(binding.lengths);
+    slot.rows = binding.array_size;
     if (!array_fits(slot, type, binding.array_size)) return TRN_ERR_ARRAY_TYPE;
 
     int32_t* lengths = allocate_array<int32_t>(static_cast<size_t>(binding.array_size)).release();
@@ -77,18 +81,22 @@ static int32_t make_slot(const ArrayBinding& binding, ParamSlot& slot) noexcept 
     return TRN_OK;
 }
 
+// Makes the slot first and lays the set out last, so that a bind that fails leaves the set as it was.
 static int32_t store_array(ParamSet& set, int32_t index, const ArrayBinding& binding) noexcept {
     ParamSlot made{};
-    const int32_t rows = set.array_size > 0 ? set.array_size : binding.array_size;
     // An array of another size than the set's has no element for some rows.
-    int32_t status = rows == binding.array_size ? make_slot(binding, made) : TRN_ERR_ARRAY_TYPE;
-    if (status == TRN_OK && !reserve_slots(set, index + 1, param_growth)) status = TRN_ERR_MEMORY;
+    const bool same_rows = set.array_size == 0 || set.array_size == binding.array_size;
+    int32_t status = same_rows ? make_slot(binding, made) : TRN_ERR_ARRAY_TYPE;
     if (status == TRN_OK && binding.name && set.mode != ParamMode::described) {
         made.name = copy_text(binding.name, std::strlen(binding.name)).release();
         if (!made.name) status = TRN_ERR_MEMORY;
     }
+    if (status == TRN_OK && !(lay_out(set, binding) && reserve_slots(set, index + 1, param_growth)))
+        status = TRN_ERR_MEMORY;
     if (status != TRN_OK) {
-        if (made.owns_value || made.owns_length) release_slot_value(made);
+        if (!made.owns_length) made.length = nullptr;
+        release_slot_value(made);
+        release(made.name);
         return status;
     }
     ParamSlot& slot = set.slots[index];
@@ -102,24 +110,25 @@ static int32_t store_array(ParamSet& set, int32_t index, const ArrayBinding& bin
 
 // A name is bound once; a described set has its names already.
 static int32_t store_by_name(ParamSet& set, const ArrayBinding& binding) noexcept {
-    if (!lay_out(set, binding)) return TRN_ERR_MEMORY;
     const int32_t found = find_slot(set, binding.name);
     const bool described = set.mode == ParamMode::described;
     if (described ? found < 0 : found >= 0) return TRN_ERR_NAME;
+    // Arrays carry input values only; other directions lay the set out and have no other effect.
+    if (binding.direction != TRN_DIRECTION_IN) return lay_out(set, binding) ? TRN_OK : TRN_ERR_MEMORY;
     const int32_t index = described ? found : set.count;
-    if (index >= set.array_capacity) {
-        print_line(message::print_slot_beyond_capacity, index + 1, set.array_capacity);
-        set.array_capacity += param_growth;
+    const int32_t announced = set.array_capacity ? set.array_capacity : first_capacity(binding);
+    const int32_t status = store_array(set, index, binding);
+    if (index >= announced) {
+        print_line(message::print_slot_beyond_capacity, index + 1, announced);
+        if (status == TRN_OK) set.array_capacity = announced + param_growth;
     }
-    // Arrays carry input values only; other directions are taken without effect.
-    return binding.direction == TRN_DIRECTION_IN ? store_array(set, index, binding) : TRN_OK;
+    return status;
 }
 
 static int32_t store_by_position(ParamSet& set, const ArrayBinding& binding) noexcept {
     if (binding.direction == TRN_DIRECTION_RETURN) return TRN_OK;
     if (binding.direction != TRN_DIRECTION_IN) return outputs_refused;
-    if (!lay_out(set, binding)) return TRN_ERR_MEMORY;
-    if (binding.position > set.capacity + param_growth) return TRN_ERR_POSITION_RANGE;
+    if (binding.position > slot_limit(set, first_capacity(binding))) return TRN_ERR_POSITION_RANGE;
     return store_array(set, binding.position - 1, binding);
 }
 

@@ -53,13 +53,13 @@ static void hand_out(TRN_HANDLE* result_out, ResultSet* result) noexcept {
 }
 
 static int32_t execute_default(Conn& conn, TRN_HANDLE* result_out) noexcept {
+    const ConnLock lock(conn);
     if (!conn.default_prepared) {
         set_error_message(conn.head, message::no_default_statement);
         return -1;
     }
     const Owned<char> command = format_command(message::execute, conn.default_statement);
     if (!command) return TRN_ERR_MEMORY;
-    const ConnLock lock(conn);
     ResultSet* result;
     const int32_t status = execute(conn, command.get(), result);
     if (status >= 0) hand_out(result_out, result);
@@ -84,23 +84,19 @@ static int32_t execute_named(Conn& conn, const char* name, TRN_HANDLE* result_ou
 static int32_t open_cursor(Conn& conn, const char* cursor) noexcept {
     const Owned<char> command = format_command(message::open_cursor, cursor);
     if (!command) return TRN_ERR_MEMORY;
-    uint8_t type;
-    if (!submit(conn, command.get()) || !begin_reply(conn, type)) return TRN_ERR_NETWORK;
-    if (type == end_of_reply) return TRN_OK;
-    Owned<char> text;
-    const int32_t status = read_string(conn, text);
-    if (status != TRN_OK) return status;
-    set_error_text(conn.head, std::move(text));
-    read_u8(conn, type); // the end of the reply
-    return TRN_OK;
+    const int32_t status = submit(conn, command.get()) ? take_verdict(conn) : TRN_ERR_NETWORK;
+    return status == TRN_ERR_SERVER ? TRN_OK : status;
 }
 
 static int32_t execute_through_cursor(Conn& conn, const char* name, char* cursor,
                                       TRN_HANDLE* result_out) noexcept {
-    std::strcpy(cursor, name);
-    std::strcat(cursor, message::cursor_suffix);
-    const size_t area = sizeof message::declare_for_statement + std::strlen(cursor) + std::strlen(name);
-    const Owned<char> command = format_text(area, message::declare_for_statement, cursor, name);
+    const size_t area =
+        sizeof message::declare_for_statement + sizeof message::cursor_of_statement + 2 * std::strlen(name);
+    const Owned<char> own_name = copy_text(name, std::strlen(name)); // cursor may be the same buffer
+    const Owned<char> own_cursor = format_text(area, message::cursor_of_statement, name);
+    if (!own_name || !own_cursor) return TRN_ERR_MEMORY;
+    std::strcpy(cursor, own_cursor.get());
+    const Owned<char> command = format_text(area, message::declare_for_statement, cursor, own_name.get());
     if (!command) return TRN_ERR_MEMORY;
     const ConnLock lock(conn); // over both exchanges
     ResultSet* result;

@@ -14,7 +14,7 @@ namespace tarn {
 
 // Leaves a record in which results that outlive the connection find it closed: no socket, no lock.
 static void close_connection(Conn* conn) noexcept {
-    if (conn->default_prepared && conn->sock) deallocate(*conn, conn->default_statement);
+    if (conn->default_prepared && conn->sock) deallocate_default(*conn);
     break_link(*conn);
     platform::destroy_lock(conn->lock);
     set_error_text(conn->head, nullptr);

@@ -10,7 +10,8 @@
 
 namespace tarn {
 
-// How far the element at offset lies from the next; -1 when the type has no arrays or the element has no readable length.
+// How far the element at offset lies from the next; -1 when the type has no arrays or the element has no readable length. The
+// row is one of the slot's.
 inline int64_t element_step(const ParamSlot& slot, const ParamType& type, int32_t row,
                             int64_t offset) noexcept {
     const int32_t length = slot.length[row];

@@ -25,7 +25,7 @@ void release_slot_value(ParamSlot& slot) noexcept {
     slot.lob = nullptr;
     slot.value = nullptr;
     slot.length = nullptr;
-    slot.value_bytes = 0;
+    slot.value_bytes = slot.rows = 0;
     slot.owns_value = slot.owns_length = false;
 }
 
@@ -81,8 +81,8 @@ Lob* lob_of_value(void* value) noexcept {
 }
 
 bool reserve_slots(ParamSet& set, int32_t number, int32_t first_capacity) noexcept {
-    int32_t capacity = set.capacity;
-    if (capacity == 0) capacity = first_capacity;
+    if (number > slot_limit(set, first_capacity)) return false;
+    int32_t capacity = set.capacity ? set.capacity : first_capacity;
     if (number > capacity) capacity += param_growth;
     if (capacity == set.capacity) return true;
     void* slots = resize_zeroed(set.slots, static_cast<size_t>(set.capacity) * sizeof(ParamSlot),

@@ -33,6 +33,7 @@ struct ParamSlot {
     void* value;         // a copy, or the application's buffer; arrays: the first element
     int32_t* length;     // arrays: one a row
     int32_t value_bytes; // readable at value
+    int32_t rows;        // lengths behind length: an array's rows, 1 for a single value, 0 without
     bool owns_value;
     bool owns_length;
     bool by_position; // arrays
@@ -82,8 +83,13 @@ class BoundParams {
 // Null when it is neither.
 Lob* lob_of_value(void* value) noexcept;
 
-// Room for slots up to a number, which may be up to 128 above the capacity; the first layout has first_capacity slots. False
-// when memory is short.
+// The highest slot number that a set has or can make room for: one step of growth.
+inline int32_t slot_limit(const ParamSet& set, int32_t first_capacity) noexcept {
+    return (set.capacity ? set.capacity : first_capacity) + param_growth;
+}
+
+// Room for slots up to a number; the first layout has first_capacity slots. False when the number is above slot_limit or memory
+// is short.
 bool reserve_slots(ParamSet& set, int32_t number, int32_t first_capacity) noexcept;
 
 // Releases the value that a slot owns; its name stays.

@@ -23,16 +23,6 @@ void forget_prepared_result(Conn& conn) noexcept {
     conn.prepared_result = nullptr;
 }
 
-// The server's text becomes the error text; nothing is printed here.
-static int32_t keep_server_text(Conn& conn) noexcept {
-    Owned<char> text;
-    const int32_t status = read_string(conn, text);
-    if (status == TRN_ERR_MEMORY) leave_reply(conn, 0);
-    if (status != TRN_OK) return status;
-    set_error_text(conn.head, std::move(text));
-    return TRN_OK;
-}
-
 static int32_t take_columns(Conn& conn) noexcept {
     OwnedResult described(create_result(conn, TRN_ITEM_QUERY));
     if (!described) {
@@ -41,7 +31,10 @@ static int32_t take_columns(Conn& conn) noexcept {
     }
     const int32_t status = read_columns(conn, *described);
     if (status == TRN_ERR_MEMORY) return status;
-    if (status != TRN_OK) return TRN_ERR_NETWORK;
+    if (status != TRN_OK) {
+        break_link(conn); // behind a description that was refused nothing can be told apart
+        return TRN_ERR_NETWORK;
+    }
     forget_prepared_result(conn);
     conn.prepared_result = described.release();
     return yields_rows;
@@ -63,7 +56,10 @@ static int32_t take_param(Conn& conn, ParamSlot& slot) noexcept {
 
 static int32_t fill_description(Conn& conn, ParamSet& set) noexcept {
     int32_t count;
-    if (!read_i32(conn, count) || count < 0 || count > param_limit) return TRN_ERR_NETWORK;
+    if (!read_i32(conn, count) || count < 0 || count > param_limit) {
+        break_link(conn);
+        return TRN_ERR_NETWORK;
+    }
     if (!reserve_slots(set, count, std::max(count, param_growth))) {
         break_link(conn);
         return TRN_ERR_MEMORY;
@@ -104,36 +100,35 @@ static int32_t read_prepare_reply(Conn& conn) noexcept {
     return TRN_ERR_NETWORK;
 }
 
-static int32_t prepare(Conn& conn, const char* name, const char* sql) noexcept {
-    const size_t area = std::strlen(sql) + std::strlen(name) + sizeof message::prepare;
-    const Owned<char> command = format_text(area, message::prepare, name, sql);
-    if (!command) return TRN_ERR_MEMORY;
-    const ConnLock lock(conn);
-    return submit(conn, command.get()) ? read_prepare_reply(conn) : TRN_ERR_NETWORK;
-}
-
-int32_t deallocate(Conn& conn, const char* name) noexcept {
-    const Owned<char> command =
-        format_text(std::strlen(name) + sizeof message::deallocate, message::deallocate, name);
-    if (!command) return TRN_ERR_MEMORY;
-    const ConnLock lock(conn);
-    uint8_t type;
-    if (!submit(conn, command.get()) || !begin_reply(conn, type)) return TRN_ERR_NETWORK;
-    conn.default_prepared = 0;
-    if (type == end_of_reply) return TRN_OK;
-    const int32_t status = keep_server_text(conn);
-    if (status != TRN_OK) return status;
-    read_u8(conn, type); // the end of the reply
-    return TRN_ERR_SERVER;
-}
-
 // Names are unique for the life of a connection; the application's buffer and the default name have 20 bytes.
 static void next_statement_name(Conn& conn, char* name) noexcept {
     std::snprintf(name, sizeof conn.default_statement, "STC%d", conn.statement_counter++);
 }
 
+static int32_t prepare(Conn& conn, const char* name, const char* sql) noexcept {
+    const size_t area = std::strlen(sql) + std::strlen(name) + sizeof message::prepare;
+    const Owned<char> command = format_text(area, message::prepare, name, sql);
+    if (!command) return TRN_ERR_MEMORY;
+    return submit(conn, command.get()) ? read_prepare_reply(conn) : TRN_ERR_NETWORK;
+}
+
+static int32_t deallocate_locked(Conn& conn, const char* name) noexcept {
+    const Owned<char> command =
+        format_text(std::strlen(name) + sizeof message::deallocate, message::deallocate, name);
+    if (!command) return TRN_ERR_MEMORY;
+    const int32_t status = submit(conn, command.get()) ? take_verdict(conn) : TRN_ERR_NETWORK;
+    if (status != TRN_ERR_NETWORK) conn.default_prepared = 0;
+    return status;
+}
+
+int32_t deallocate_default(Conn& conn) noexcept {
+    const ConnLock lock(conn);
+    return deallocate_locked(conn, conn.default_statement);
+}
+
 // A named prepare never changes the default statement.
 static int32_t prepare_named(Conn& conn, char* name_out, const char* sql) noexcept {
+    const ConnLock lock(conn);
     const int32_t default_prepared = conn.default_prepared;
     next_statement_name(conn, name_out);
     const int32_t status = prepare(conn, name_out, sql);
@@ -142,12 +137,26 @@ static int32_t prepare_named(Conn& conn, char* name_out, const char* sql) noexce
 }
 
 static int32_t prepare_default(Conn& conn, const char* sql) noexcept {
+    const ConnLock lock(conn);
     if (conn.default_prepared) {
-        const int32_t status = deallocate(conn, conn.default_statement);
+        const int32_t status = deallocate_locked(conn, conn.default_statement);
         if (status < 0) return status;
     }
     next_statement_name(conn, conn.default_statement);
     return prepare(conn, conn.default_statement, sql);
+}
+
+// Ending a named statement leaves the default statement as it is.
+static int32_t unprepare(Conn& conn, const char* name) noexcept {
+    const ConnLock lock(conn);
+    const int32_t default_prepared = conn.default_prepared;
+    if (!name && !default_prepared) {
+        set_error_message(conn.head, message::no_default_statement);
+        return -1;
+    }
+    const int32_t status = deallocate_locked(conn, name ? name : conn.default_statement);
+    conn.default_prepared = name ? default_prepared : 0;
+    return status;
 }
 
 } // namespace tarn
@@ -162,13 +171,5 @@ int32_t TRN_Prepare2(TRN_HANDLE* handle, const char* sql, char* name_out) {
 
 int32_t TRN_UnPrepare(TRN_HANDLE* handle, const char* name) {
     Conn* conn = conn_of(handle);
-    if (!conn) return TRN_ERR_ARGUMENT;
-    const int32_t default_prepared = conn->default_prepared;
-    if (!name && !default_prepared) {
-        set_error_message(conn->head, message::no_default_statement);
-        return -1;
-    }
-    const int32_t status = deallocate(*conn, name ? name : conn->default_statement);
-    conn->default_prepared = name ? default_prepared : 0;
-    return status;
+    return conn ? unprepare(*conn, name) : TRN_ERR_ARGUMENT;
 }

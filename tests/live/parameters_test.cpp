@@ -2,6 +2,7 @@
 #include "live_server.h"
 
 #include <chrono>
+#include <ostream>
 #include <vector>
 
 namespace {
@@ -10,6 +11,10 @@ struct Variant {
     const char* protocol;
     const char* settings;
 };
+
+void PrintTo(const Variant& variant, std::ostream* out) {
+    *out << variant.protocol << ' ' << variant.settings;
+}
 
 class live_parameters : public testing::TestWithParam<Variant> {
   protected:

@@ -36,7 +36,7 @@ struct Lob {
     TRN_HANDLE handle = nullptr;
 };
 
-/* A short text itself, of a longer one the size. */
+/* The size, and a short text itself. */
 std::string shown(const std::string& text) {
     return std::to_string(text.size()) + " " + (text.size() < 100 ? text : "");
 }

@@ -45,8 +45,8 @@ TEST(row_pool, blocks_lie_apart_and_stay_where_they_are) {
     };
     std::vector<Taken> blocks;
     // Sizes on both sides of the chunk's and the half chunk's, small ones in between.
-    for (const size_t size : {1,   0,     32767, 32768, 40, 32769, 65534, 7, 65535, 65536, 100, 65537, 300000, 1,
-                              32766, 32769})
+    for (const size_t size :
+         {1, 0, 32767, 32768, 40, 32769, 65534, 7, 65535, 65536, 100, 65537, 300000, 1, 32766, 32769})
         for (int repeat = 0; repeat < 3; ++repeat) {
             uint8_t* block = take_block(*pool, size);
             ASSERT_TRUE(block);
@@ -54,7 +54,8 @@ TEST(row_pool, blocks_lie_apart_and_stay_where_they_are) {
             std::memset(block, static_cast<int>(blocks.size()), size + 1);
         }
     for (size_t n = 0; n < blocks.size(); ++n)
-        for (size_t i = 0; i <= blocks[n].size; ++i) ASSERT_EQ(blocks[n].block[i], n + 1) << n;
+        for (size_t i = 0; i <= blocks[n].size; ++i)
+            ASSERT_EQ(blocks[n].block[i], n + 1) << n;
 }
 
 TEST(row_pool, a_large_block_leaves_the_current_chunk_in_use) {
