@@ -384,13 +384,15 @@ TRN_API int32_t TRN_Execute2(TRN_HANDLE* handle, const char* statement_name, cha
                              TRN_HANDLE* result_out);
 
 /*
- * Runs a statement once for each row of the array-bound set attached to the connection, in one request.
+ * Runs a statement once for each row of the array-bound set attached to the connection.
  *
- * array_count  the rows of the set; below 65,536, as the number of parameters: both travel in 16 bits.
+ * array_count  the rows of the set. A request tells rows and parameters in 16 bits each: more than 65,535 rows travel as
+ *              several requests one behind the other, and the first that fails ends the call; what the ones before it
+ *              did stands, unless a transaction undoes it.
  *
- * Returns what TRN_ExecwithDataReader returns; results are dropped, and a query leaves [EC026]. -1 without an attached
- * set ([EC025]) or when its rows are not array_count or too many ([EC057]), with nothing sent; -3 for a null argument or another
- * kind of handle; -5 out of memory. The set stays attached, empty.
+ * Returns what TRN_ExecwithDataReader returns for the last request; results are dropped, and a query leaves [EC026].
+ * -1 without an attached set ([EC025]) or when its rows are not array_count ([EC057]), with nothing sent; -3 for a
+ * null argument or another kind of handle; -5 out of memory. The set stays attached, empty.
  */
 TRN_API int32_t TRN_ExecBatch(TRN_HANDLE* handle, const char* sql, int32_t array_count);
 

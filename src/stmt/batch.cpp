@@ -1,4 +1,5 @@
-// TRN_ExecBatch: one statement for every row of an array-bound set, in one request.
+// TRN_ExecBatch: one statement for every row of an array-bound set, in as few requests as can count the rows.
+#include <algorithm>
 #include <cstring>
 
 #include "base/text.h"
@@ -13,22 +14,28 @@ namespace tarn {
 static constexpr size_t error_area = 200;
 
 // The command's parameter word tells rows and parameters in 16 bits each.
-static uint32_t batch_word(const ParamSet& set) noexcept {
-    return static_cast<uint32_t>(set.array_size) << 16 | entry_count(set);
-}
+static constexpr int32_t rows_per_request = 65535;
 
-static int32_t execute_batch(Conn& conn, const char* sql, ParamSet& set) noexcept {
-    BatchEncoder encoder(conn, set);
-    if (!encoder.ready()) return TRN_ERR_MEMORY;
+static int32_t execute_rows(Conn& conn, const char* sql, const ParamSet& set, BatchEncoder& encoder,
+                            int32_t rows) noexcept {
     if (!make_way(conn, SIZE_MAX)) return TRN_ERR_NETWORK;
-    put_command(conn, sql, std::strlen(sql), batch_word(set));
-    if (set.count > 0) encoder.encode();
+    put_command(conn, sql, std::strlen(sql), static_cast<uint32_t>(rows) << 16 | entry_count(set));
+    encoder.encode(rows);
     flush_send(conn);
     ResultSet* result;
     const int32_t status = receive_results(conn, result);
     // The status is not changed: a query has run, and its rows are dropped.
     if (result && result->kind == TRN_ITEM_QUERY) set_error_message(conn.head, message::batch_of_query);
     release_chain(result);
+    return status;
+}
+
+static int32_t execute_batch(Conn& conn, const char* sql, const ParamSet& set) noexcept {
+    BatchEncoder encoder(conn, set);
+    if (!encoder.ready()) return TRN_ERR_MEMORY;
+    int32_t status = TRN_OK;
+    for (int32_t left = set.array_size; left > 0 && status >= 0; left -= rows_per_request)
+        status = execute_rows(conn, sql, set, encoder, std::min(left, rows_per_request));
     return status;
 }
 
@@ -44,8 +51,7 @@ int32_t TRN_ExecBatch(TRN_HANDLE* handle, const char* sql, int32_t array_count) 
         set_error_message(conn->head, message::batch_without_parameters);
         return -1;
     }
-    constexpr int32_t row_limit = 65535; // rows travel in 16 bits
-    if (set->array_size != array_count || array_count < 1 || array_count > row_limit) {
+    if (set->array_size != array_count || array_count < 1) {
         set_error_text(conn->head,
                        format_text(error_area, message::batch_size_differs, set->array_size, array_count));
         return -1;

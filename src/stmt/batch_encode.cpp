@@ -32,14 +32,24 @@ static BoundValue element_value(const ParamSlot& slot, const ParamType& type, in
             type.batch == ValueForm::bytes ? std::min(length, readable) : length};
 }
 
-void BatchEncoder::put_first_row() noexcept {
+void BatchEncoder::go_to_next_row() noexcept {
+    for (int32_t i = 0; row_ >= 0 && i < set_.count; ++i) {
+        const ParamSlot& slot = set_.slots[i];
+        int64_t& offset = offsets_[static_cast<size_t>(i)];
+        if (slot.value && row_ < slot.rows)
+            offset += element_step(slot, param_type(slot.data_type), row_, offset);
+    }
+    ++row_;
+}
+
+void BatchEncoder::put_row() noexcept {
     for (int32_t i = 0; i < set_.count; ++i) {
         const ParamSlot& slot = set_.slots[i];
         if (slot.direction == TRN_DIRECTION_RETURN) continue;
         const ParamType type = param_type(slot.data_type);
         put_entry_head(conn_, slot);
         if (type.batch == ValueForm::unknown) continue;
-        const BoundValue value = element_value(slot, type, 0, 0);
+        const BoundValue value = element_value(slot, type, row_, offsets_[static_cast<size_t>(i)]);
         put_u16(conn_, type.wire_type);
         put_u32(conn_, static_cast<uint32_t>(value.length));
         put_value(conn_, type.batch, value);
@@ -84,10 +94,10 @@ static size_t staged_size(ValueForm form, const BoundValue& value) noexcept {
     }
 }
 
-bool BatchEncoder::stage_value(const ParamSlot& slot, int32_t row, int64_t offset) noexcept {
+bool BatchEncoder::stage_value(const ParamSlot& slot, int64_t offset) noexcept {
     const ParamType type = param_type(slot.data_type);
     const bool known = type.batch != ValueForm::unknown;
-    const BoundValue value = known ? element_value(slot, type, row, offset) : BoundValue{};
+    const BoundValue value = known ? element_value(slot, type, row_, offset) : BoundValue{};
     const size_t size = staged_size(type.batch, value);
     if (!make_room(value_head_size + size)) return false;
     if (with_wire_types_)
@@ -105,23 +115,21 @@ bool BatchEncoder::stage_value(const ParamSlot& slot, int32_t row, int64_t offse
     return true;
 }
 
-bool BatchEncoder::stage_row(int32_t row) noexcept {
-    for (int32_t i = 0; i < set_.count; ++i) {
-        const ParamSlot& slot = set_.slots[i];
-        int64_t& offset = offsets_[static_cast<size_t>(i)];
-        if (slot.value && row < slot.rows)
-            offset += element_step(slot, param_type(slot.data_type), row - 1, offset);
-        if (!stage_value(slot, row, offset)) return false;
-    }
+bool BatchEncoder::stage_row() noexcept {
+    for (int32_t i = 0; i < set_.count; ++i)
+        if (!stage_value(set_.slots[i], offsets_[static_cast<size_t>(i)])) return false;
     complete_ = filled_;
     if (filled_ + staging_reserve > room_ || filled_ > staging_size) send_complete_rows();
     return true;
 }
 
-void BatchEncoder::encode() noexcept {
-    put_first_row();
-    for (int32_t row = 1; row < set_.array_size; ++row)
-        if (!stage_row(row)) return break_link(conn_);
+void BatchEncoder::encode(int32_t rows) noexcept {
+    go_to_next_row();
+    put_row();
+    for (int32_t staged = 1; staged < rows; ++staged) {
+        go_to_next_row();
+        if (!stage_row()) return break_link(conn_);
+    }
     send_complete_rows();
 }
 

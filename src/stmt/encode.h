@@ -23,13 +23,15 @@ class BatchEncoder {
     BatchEncoder(Conn& conn, const ParamSet& set) noexcept;
     bool ready() const noexcept { return offsets_ && staged_; }
 
-    // Writes the first row as entries and the others in blocks. A lack of memory on the way breaks the link.
-    void encode() noexcept;
+    // Writes the next rows, the first of them as entries and the others in blocks. A lack of memory on the way breaks the
+    // link.
+    void encode(int32_t rows) noexcept;
 
   private:
-    void put_first_row() noexcept;
-    bool stage_row(int32_t row) noexcept;
-    bool stage_value(const ParamSlot& slot, int32_t row, int64_t offset) noexcept;
+    void go_to_next_row() noexcept;
+    void put_row() noexcept;
+    bool stage_row() noexcept;
+    bool stage_value(const ParamSlot& slot, int64_t offset) noexcept;
     bool make_room(size_t size) noexcept;
     void send_complete_rows() noexcept;
     template <class T> void stage(T value) noexcept;
@@ -37,6 +39,7 @@ class BatchEncoder {
     Conn& conn_;
     const ParamSet& set_;
     bool with_wire_types_;
+    int32_t row_ = -1;         // the current one
     Owned<int64_t[]> offsets_; // of the current row's element, a slot each
     Owned<uint8_t> staged_;
     size_t room_;
