@@ -30,7 +30,6 @@ inline constexpr char direction_invalid_by_name[] = "[EC052]Error invalis param 
 inline constexpr char name_not_prepared[] = "[EC053]Error invalid  param_name :%s out  of prepared ";
 inline constexpr char position_invalid[] = "[EC054]Error param_no  param seq %d invalid";
 inline constexpr char position_jumps[] = "[EC055]Error bindparam jump long %d invalid";
-inline constexpr char store_unsupported[] = "[EC056]Error bindparam unsurpported ret %d invalid";
 inline constexpr char batch_size_differs[] =
     "[EC057]Error ExecuteBatch with paramsbind arraysize %d  does not match ArrayCount %d \n";
 inline constexpr char array_type_unsupported[] = "[EC058]Error bindparam unsurpported datatype %d invalid";

@@ -7,6 +7,7 @@
 //   - later rows of a batch: the length field of codes 5 and 7 is 4.
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 #include "tarnsql.h"
@@ -82,11 +83,24 @@ inline constexpr ParamType param_types[] = {
 };
 
 // Every other code travels as text and has no arrays.
-constexpr ParamType param_type(uint32_t api_code) noexcept {
-    for (const ParamType& type : param_types)
-        if (type.api_code == api_code) return type;
+constexpr ParamType unlisted_param_type(uint32_t api_code) noexcept {
     return {api_code,       30, ValueForm::bytes, ValueForm::unknown, 0, 0, Step::refused, Step::refused,
             Keep::reference};
+}
+
+// The table by code: batches ask it for every value.
+inline constexpr auto param_types_by_code = [] {
+    std::array<ParamType, 64> types{};
+    for (uint32_t code = 0; code < types.size(); ++code)
+        types[code] = unlisted_param_type(code);
+    for (const ParamType& type : param_types)
+        types[type.api_code] = type;
+    return types;
+}();
+
+constexpr ParamType param_type(uint32_t api_code) noexcept {
+    return api_code < param_types_by_code.size() ? param_types_by_code[api_code]
+                                                 : unlisted_param_type(api_code);
 }
 
 } // namespace tarn
