@@ -10,9 +10,10 @@
  *    Kinds: TRN_KIND_*.
  *
  * 2. Statuses. Every call but TRN_Drop returns an int32_t. A failure is negative (TRN_ERR_*, TRN_TRUNCATED,
- *    ...). Success is 0 for most calls; some return a count or a kind, and four values differ on purpose:
- *        TRN_OpenConn returns 2 when it succeeds, TRN_END (100) means "no further row / item / text",
- *        a statement whose reply ends in a warning returns 1, and TRN_GetErrorInfo returns 2 for a long text.
+ *    ...). Success is 0 for most calls; some return a count or a kind, and some values differ on purpose:
+ *        TRN_OpenConn returns 2 when it succeeds and TRN_ReconnectConn 1 (TRN_OpenConn_Ips 0), TRN_END (100)
+ *        means "no further row / item / text", a statement whose reply ends in a warning returns 1, and
+ *        TRN_GetErrorInfo returns 2 for a long text.
  *
  * 3. Bad arguments. A null handle variable, a variable that holds null, a handle of the wrong kind or a null
  *    required pointer gives a status and touches nothing: TRN_ERR_ARGUMENT (-3) unless the call says otherwise.
@@ -101,7 +102,8 @@ typedef void* TRN_HANDLE;
  *   use_srvcursor                               "off" or "false" turn it off
  *   time_zone, time zone, timezone              accepted and ignored
  *
- *              A segment that holds "IPS=" or "ips=" is a list of addresses separated by ",".
+ *              A segment that holds "IPS=" or "ips=" is a list of addresses separated by ",", for TRN_OpenConn_Ips:
+ *              up to 99, as many as are written before the hundredth comma.
  * out_handle   receives the connection at once, before anything can fail; required.
  *
  * Returns 2 (TRN_OPENED) logged in; -1 conn_string null, or no memory for the record (*out_handle
@@ -113,6 +115,38 @@ typedef void* TRN_HANDLE;
  * "K".
  */
 TRN_API int32_t TRN_OpenConn(const char* conn_string, TRN_HANDLE* out_handle);
+
+/*
+ * Opens a connection to one of the servers named in the connection string's "IPS=" list: the first by chance, the next ones
+ * as long as servers refuse the connection. A server that takes the connection and refuses the login ends the search.
+ *
+ * conn_string  as in TRN_OpenConn; it must hold a list. lock_timeout is 300 here whatever the string says.
+ * try_number   tells where to begin. Above 1, with a record from an earlier call in *ips_state: at address number
+ *              (try_number modulo the addresses left), counted from 0. Otherwise by chance, with a fresh record; -1 releases
+ *              the record in *ips_state first, every other number leaves it to the application. After every refusal 3 is
+ *              added and the number taken modulo the addresses left.
+ * ips_state    a pointer variable of the application's, initialised with null: it receives the record of the addresses
+ *              still thought alive, to be given to the next call or to Release_IpsAttrs; required.
+ * out_handle   receives the connection, as in TRN_OpenConn; required.
+ *
+ * Returns 0 logged in; -3 for a null argument, or when the string holds no list; -8 no address could be connected
+ * ([EC013]); -9 the login failed ([EC014], with the address); -5 out of memory. A connection that came out must be closed
+ * whatever the status (not when an argument was null).
+ */
+TRN_API int32_t TRN_OpenConn_Ips(const char* conn_string, int32_t try_number, void** ips_state,
+                                 TRN_HANDLE* out_handle);
+
+/* Releases the record of TRN_OpenConn_Ips and sets the variable to null. Returns 0; -1 when ips_state or *ips_state is null. */
+TRN_API int32_t Release_IpsAttrs(void** ips_state);
+
+/*
+ * Connects an existing connection to its server again, after a lost link or a failed open, and logs in with its settings and
+ * over its channel. Must not run while another call uses the connection. Bound parameters stay; what lived on the server
+ * (prepared statements, cursors, transactions) is gone, the default statement too.
+ * Returns 1; -8 the socket could not be connected ([EC0197]); -9 the login failed ([EC0198]); -3 for another kind of handle.
+ * The handle stays valid in every case.
+ */
+TRN_API int32_t TRN_ReconnectConn(TRN_HANDLE* handle);
 
 /*
  * Closes a connection, releases everything it holds and sets the variable to null. The socket is reset at
@@ -183,6 +217,49 @@ TRN_API int32_t TRN_GetErrorLen(TRN_HANDLE* handle);
  */
 TRN_API int32_t TRN_GetErrorInfo(TRN_HANDLE* handle, char* out_code, char* out_message);
 
+/* -------------------------------------------------------------------------------------- attributes */
+
+/*
+ * Reads a numbered attribute of a connection or of a result.
+ *
+ * out_value  receives the value, a text without a terminator; required. It must be large enough: capacity is not
+ *            consulted, but for attribute 1.
+ * capacity   size of out_value; a version text is cut to it, or to 64 bytes when capacity is smaller.
+ * out_type   receives 1 for a text, 2 for an int32_t, 3 for an int64_t; may be null.
+ * out_len    receives the value's length in bytes; may be null.
+ *
+ *   connection                                               result
+ *    1  text     the server's version, asked of the server    61  int32_t  columns
+ *    2  text     database, at most 127 bytes                  62  int64_t  rows
+ *    3  int32_t  2                                            63  int32_t  rows affected
+ *    4  text     "UTF-8", whatever the character set          64  int32_t  4
+ *    5  text     character set, at most 63 bytes              65  int32_t  kind of the item (TRN_ITEM_*)
+ *    6  int32_t  1 on an enciphered channel                   66  int32_t  1 when a further item follows, else 0
+ *    7  text     the address list: count, ":", the
+ *                addresses joined by ","
+ *    8  text     "GTM+8"
+ *    9  int32_t  1 when large objects come as descriptors
+ *   11  int32_t  1 when auto-commit is off
+ *   12  int32_t  1 when server cursors are off
+ *
+ * Returns 0; -3 for a null argument, an unknown id ([EC0103] on a connection, [EC0105] on a result), a connection without
+ * an address list (7), or a kind of handle without attributes; a parameter set and a large object give 0 and nothing is
+ * written. Attribute 1 returns what TRN_Execute_query_with_one returns. No attribute takes the lock, attribute 1 neither,
+ * though it talks to the server ("show version"): never beside another call on the same connection.
+ */
+TRN_API int32_t TRN_GetAttr(TRN_HANDLE* handle, int32_t id, void* out_value, int32_t capacity,
+                            int32_t* out_type, int32_t* out_len);
+
+/*
+ * Changes a connection attribute; nothing is sent.
+ * id 11, value a text   "on" or "true" (letter case aside) turn auto-commit OFF at the next login (TRN_ReconnectConn), any
+ *                       other text turns it on: the opposite of the connection string's key, on purpose.
+ * id 12, value the int32_t itself, cast to a pointer   stored as what attribute 12 gives.
+ * Returns 0; -1 for another id ([EC0104]); -3 for a null handle or a null text. Other kinds of handle give 0 and
+ * nothing happens.
+ */
+TRN_API int32_t TRN_SetAttr(TRN_HANDLE* handle, int32_t id, void* value);
+
 /* --------------------------------------------------------------------------------------- execution */
 
 /*
@@ -243,7 +320,8 @@ TRN_API int32_t TRN_ExecwithDataReader(TRN_HANDLE* handle, const char* sql, TRN_
  * parameters makes a described set on the connection, whose slots are filled by name or position.
  *
  * Every execution call (TRN_Execute_no_query, TRN_Execute_query_with_one, TRN_ExecwithDataReader, TRN_Execute2) sends
- * the single values of the attached set and detaches it. TRN_ExecBatch sends arrays. None of the binding calls takes
+ * the single values of the attached set and detaches it; TRN_Execute_procesure and TRN_ExecwithServerCursorReader send them
+ * and keep the set attached. TRN_ExecBatch sends arrays. None of the binding calls takes
  * the connection's lock: do not bind while another thread executes on the same connection.
  *
  * data_type is an API type code (TRN_TYPE_*). How a value lies in the application's memory:
@@ -396,6 +474,107 @@ TRN_API int32_t TRN_Execute2(TRN_HANDLE* handle, const char* statement_name, cha
  */
 TRN_API int32_t TRN_ExecBatch(TRN_HANDLE* handle, const char* sql, int32_t array_count);
 
+/* -------------------------------------------------------------------------------------- procedures */
+
+/*
+ * Calls a procedure or function and fills the bound output parameters.
+ *
+ * Output values (directions 2, 3 and 6) are written into the application's buffers as they arrive, without a terminator, and
+ * their full lengths into the length variables. A return value goes to the last slot of the set, which is never sent and
+ * whose direction must be 6. A slot without a buffer or length is passed over; an empty (null) value sets its length to 0.
+ *
+ *   arrives as                        slot bound as text (type 2)         any other type
+ *   TINYINT, SMALLINT, INTEGER, BIGINT  decimal                           the integer, in host order
+ *   FLOAT                             "%f"                                float
+ *   DOUBLE                            "%.16g"                             double
+ *   DATE                              "2024-02-29"                        int32_t year, month, day
+ *   TIME                              "10:20:30.005"                      int32_t hour, minute, second, millisecond
+ *   DATETIME                          "2024-02-29 10:20:30"               int64_t milliseconds since 1970-01-01
+ *   all others                        the bytes                           the bytes
+ *
+ * reserved  not used: rows that the procedure returns are received and dropped.
+ *
+ * Returns the status of the last message that has one: the rows of the last chunk of a result (chunks hold up to 200), -12
+ * when a value was cut to its buffer, -59 ([EC060]) for an output without any bound slot, 1 after a warning or notice,
+ * -1 after a server error; 0 when none came; -3 for a null argument or another kind of handle, with nothing sent; -4
+ * when the reply could not be read; -5 out of memory. Outputs behind a result of more than 400 rows are not delivered.
+ * Without an attached set it does what TRN_Execute_no_query does (-56 for output values). A set of TRN_CreateParams stays
+ * attached; any other stays attached empty.
+ */
+TRN_API int32_t TRN_Execute_procesure(TRN_HANDLE* handle, const char* sql, void* reserved);
+
+/* ----------------------------------------------------------------------------------------- cursors */
+/*
+ * A server cursor keeps the rows of a query on the server until they are fetched. It lives from a successful open until
+ * TRN_CloseCursor names it; the library keeps no list of open cursors. Texts with names in them are built as they are:
+ * the server sees what the application wrote.
+ */
+
+/*
+ * Declares and opens a server cursor over a query.
+ *
+ * cursor_name   the application's choice; required.
+ * result_out    receives the cursor's column descriptions, a result item without rows; may be null.
+ * column_count  receives their number; may be null. Both are written only when the status is 0.
+ *
+ * Returns 0; -1 when the server refused to open the cursor (its text is the error text; a refused declaration shows itself
+ * here too); -3 for a null argument or another kind of handle, with nothing sent; -4; -5. The bound parameters travel with
+ * the declaration; a set of TRN_CreateParams stays attached, any other stays attached empty.
+ * Wire: "DECLARE name CURSOR FOR sql ", then "OPEN name ;".
+ */
+TRN_API int32_t TRN_ExecwithServerCursorReader(TRN_HANDLE* handle, const char* sql, const char* cursor_name,
+                                               TRN_HANDLE* result_out, int32_t* column_count);
+
+/*
+ * Fetches the next 20,000 rows of a cursor.
+ *
+ * rowset_out  receives a new result item with the rows, or null when nothing came, to be released with TRN_FreeRowset; may
+ *             be null: the rows are then released at once.
+ *
+ * Returns the rows received, 0 at the end; -1 after a server error, warning or notice (its text is the error text; a
+ * rowset may have come all the same); -3 for a null argument or another kind of handle; -4 and -5: *rowset_out is then null.
+ * Wire: "FETCH  20000  FROM  name ".
+ */
+TRN_API int32_t TRN_FetchServerCursorRowset(TRN_HANDLE* handle, const char* cursor_name,
+                                            TRN_HANDLE* rowset_out);
+
+/*
+ * Sends a fetch text of the application's own, and receives the rows INTO an existing rowset.
+ *
+ * rowset  a variable that holds a result, whose rows and columns are replaced: the variable keeps its value, and reading
+ *         begins at the new first row. With null in the variable the rows stay with the connection, out of reach, until
+ *         its next such call, reset or close. Required.
+ *
+ * Returns what TRN_FetchServerCursorRowset returns; -3 also for a variable that holds another kind of handle. After a failure
+ * the rowset is empty.
+ */
+TRN_API int32_t TRN_FetchServerCursorRowset_V2(TRN_HANDLE* handle, const char* fetch_text,
+                                               TRN_HANDLE* rowset);
+
+/*
+ * Fetches from a cursor that a procedure opened and named in an output parameter (a ref cursor).
+ *
+ * result_out    receives the result items, null when none came; may be null. Walk and release them as those of
+ *               TRN_ExecwithDataReader.
+ * column_count  receives the columns of the first item, row_count its rows; may be null; written when there is an item.
+ * fetch_count   points to the number of rows to ask for; required.
+ *
+ * Returns 0 whatever came: a refusal or a lost link leaves no item, and a refusal its text as the error text; -3 for a
+ * null argument or another kind of handle, with nothing sent; -5 when there is no memory for the command.
+ * Wire: "FETCH n  FROM name ".
+ */
+TRN_API int32_t TRN_FetchRefCursorHead(TRN_HANDLE* handle, const char* cursor_name, TRN_HANDLE* result_out,
+                                       int32_t* column_count, int64_t* row_count, int32_t* fetch_count);
+
+/*
+ * Closes a cursor.
+ * Returns 0; -1 when the server refused ([EC027] with its text and the name); -3 for a null argument or another kind of
+ * handle; -4 when there was no answer: the link is then given up, and every call on the connection fails until
+ * TRN_ReconnectConn; -5.
+ * Wire: "CLOSE name ".
+ */
+TRN_API int32_t TRN_CloseCursor(TRN_HANDLE* handle, const char* cursor_name);
+
 /* ----------------------------------------------------------------------------------- large objects */
 /*
  * A large object holds a character or binary value in chunks of 1 MiB. Fill one and bind it as a parameter, or receive
@@ -453,8 +632,9 @@ TRN_API int32_t TRN_FreeRowset(TRN_HANDLE* result);
 TRN_API int32_t TRN_FreePtr(void** pointer);
 
 /*
- * Clears what a handle holds, by its kind: a connection or a parameter set as TRN_ResetParams, a large object as
- * TRN_Reset_Lob. Other kinds are left alone. Returns 0; -3 when handle or *handle is null.
+ * Clears what a handle holds, by its kind: a connection or a parameter set as TRN_ResetParams (a connection also releases
+ * the rowset that TRN_FetchServerCursorRowset_V2 left with it), a large object as TRN_Reset_Lob. Other kinds are left
+ * alone. Returns 0; -3 when handle or *handle is null.
  */
 TRN_API int32_t TRN_Reset(TRN_HANDLE* handle);
 
@@ -591,6 +771,7 @@ TRN_API int32_t fun_sql_type(const char* sql);
 #define TRN_OK 0
 #define TRN_WARNING 1                /* a warning or notice ended the reply */
 #define TRN_OPENED 2                 /* TRN_OpenConn succeeded */
+#define TRN_RECONNECTED 1            /* TRN_ReconnectConn succeeded */
 #define TRN_ERROR_TEXT_LONG 2        /* TRN_GetErrorInfo: the text did not fit the message */
 #define TRN_END 100                  /* no further row, item or text */
 #define TRN_PREPARED_QUERY 19665     /* TRN_Prepare2: the statement yields rows */
@@ -611,8 +792,13 @@ TRN_API int32_t fun_sql_type(const char* sql);
 #define TRN_ERR_POSITION (-54)       /* position below 1 */
 #define TRN_ERR_POSITION_JUMP (-55)  /* position too far above the room made so far */
 #define TRN_ERR_ARRAY_TYPE (-58)     /* no arrays of this type, or elements outside the buffer */
-#define TRN_ERR_UNBOUND (-59)        /* described parameters without values */
+#define TRN_ERR_UNBOUND (-59)        /* described parameters without values, or outputs without parameters */
 #define TRN_ERR_OUTPUTS (-56)        /* output values arrived, but no parameters were bound for them */
+
+/* Types of an attribute's value (TRN_GetAttr). */
+#define TRN_ATTR_TEXT 1
+#define TRN_ATTR_INT32 2
+#define TRN_ATTR_INT64 3
 
 /* Kinds of a result item (TRN_getResultRet). */
 #define TRN_ITEM_INSERT 1

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "conn/address_list.h"
 #include "conn/handle.h"
 #include "platform/platform.h"
 
@@ -14,13 +15,6 @@ struct ParamSet;
 struct ResultSet;
 
 inline constexpr int32_t transfer_buffer_size = 8192;
-
-// The address list of a connection string.
-struct IpsAttrs {
-    int32_t count;
-    char** addresses; // count owned texts in the order written
-    uint64_t* states; // one zeroed entry an address; null when the list was too long
-};
 
 // What an earlier call left unread of its reply (see result/reply.h).
 enum class ReplyRest : int32_t {
@@ -70,6 +64,7 @@ struct Conn {
     char default_statement[20];
     ParamSet* bound_params;     // a reference; the next execution takes it
     ResultSet* prepared_result; // owned; the columns that the last prepare described
+    ResultSet* kept_rowset;     // owned; what was fetched without a rowset of the application's
 
     // stmt and result: what replies told about the session
     char last_insert_id[32];

@@ -8,7 +8,6 @@
 
 #include "base/memory.h"
 #include "base/text.h"
-#include "conn/messages.h"
 
 namespace tarn {
 
@@ -123,45 +122,10 @@ static void parse_setting(Conn& conn, std::string_view segment) noexcept {
             return store_setting(conn, key, without_blanks(segment.substr(equals + 1)));
 }
 
-void release_address_list(IpsAttrs* list) noexcept {
-    if (!list) return;
-    for (int32_t i = 0; list->addresses && i < list->count; ++i)
-        release(list->addresses[i]);
-    release(list->addresses);
-    release(list->states);
-    release(list);
-}
-
-namespace {
-
-struct ListReleaser {
-    void operator()(IpsAttrs* list) const noexcept { release_address_list(list); }
-};
-
-} // namespace
-
-// The pieces between commas as written, blanks included. The 100th comma ends the list with 99 addresses and no states.
-static bool parse_address_list(Conn& conn, std::string_view text) noexcept {
-    constexpr int32_t limit = 100;
-    std::unique_ptr<IpsAttrs, ListReleaser> list(allocate_record<IpsAttrs>());
+// The last list of a string counts.
+static bool keep_address_list(Conn& conn, std::string_view text) noexcept {
+    OwnedAddressList list = parse_address_list(text);
     if (!list) return false;
-    list->addresses = allocate_array<char*>(limit).release();
-    if (!list->addresses) return false;
-    bool too_long = false;
-    for (size_t comma = 0; comma != std::string_view::npos;) {
-        comma = text.find(',');
-        too_long = comma != std::string_view::npos && list->count == limit - 1;
-        if (too_long) break;
-        list->addresses[list->count] = copy_text(text.data(), std::min(comma, text.size())).release();
-        if (!list->addresses[list->count++]) return false;
-        if (comma != std::string_view::npos) text.remove_prefix(comma + 1);
-    }
-    if (too_long) {
-        print_line(message::print_address_list_too_long);
-    } else {
-        list->states = allocate_array<uint64_t>(static_cast<size_t>(list->count)).release();
-        if (!list->states) return false;
-    }
     release_address_list(conn.ips_attrs);
     conn.ips_attrs = list.release();
     conn.multi_address = 1;
@@ -184,7 +148,7 @@ bool parse_conn_string(const char* text, Conn& conn) noexcept {
         if (segment.find("IPS=") != std::string_view::npos ||
             segment.find("ips=") != std::string_view::npos) {
             // The list is taken to begin behind four bytes, wherever "IPS=" stands in the segment.
-            if (!parse_address_list(conn, segment.substr(4))) return false;
+            if (!keep_address_list(conn, segment.substr(4))) return false;
             continue;
         }
         if (segment.size() < work_area_size) work = segment;

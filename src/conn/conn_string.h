@@ -8,7 +8,4 @@ namespace tarn {
 // False when the string was rejected as a whole (fewer than 5 bytes, no separator) or memory is short.
 bool parse_conn_string(const char* text, Conn& conn) noexcept;
 
-// Releases an address list with everything it holds; null is accepted.
-void release_address_list(IpsAttrs* list) noexcept;
-
 } // namespace tarn

@@ -13,6 +13,23 @@ inline constexpr char insert_unread[] = "[EC004]Insert Prop NetError";
 inline constexpr char count_unread[] = "[EC004]Update Prop NetError";
 inline constexpr char outputs_unbound[] =
     "[EC0056]when execute sql with output params or return value need bind_params";
+inline constexpr char list_connect_failed[] =
+    "[EC013]Error IPS Connect database Failed,sock build failure!\n";
+inline constexpr char list_login_failed[] = "[EC014]IPS LOGIN database Failure,IP is %s  \n";
+inline constexpr char reconnect_failed[] = "[EC0197]Error when RECONNECT Sock Failure";
+inline constexpr char relogin_failed[] = "[EC0198]Error when LOGIN database Failure";
+inline constexpr char cursor_not_closed[] = "[EC027]Error :%s Close Cursor %s  \n";
+inline constexpr char output_unbound[] =
+    "[EC060]Error params-out type need bind, here params without bindparams "
+    "inout type is out or inout \n";
+inline constexpr char return_value_unbound[] = "[EC060]Error params-return value need bind, here params "
+                                               "without bindparams inout type is return value \n";
+inline constexpr char connection_attribute_unknown[] =
+    "[EC0103]connection attribute type get error,unknown attribute type\n";
+inline constexpr char connection_attribute_unsettable[] =
+    "[EC0104]connection attribute type set error,un-supported attribute type\n";
+inline constexpr char result_attribute_unknown[] =
+    "[EC0105]result attribute type get error,unknown attribute type\n";
 inline constexpr char result_too_large[] =
     "[EC080]select result-set is too large please connect to db-server";
 inline constexpr char lob_position_too_large[] =
@@ -45,7 +62,13 @@ inline constexpr char deallocate[] = "DEALLOCATE %s ";
 inline constexpr char execute[] = "? %s ";
 inline constexpr char declare_for_statement[] = "DECLARE  %s CURSOR FOR %s ";
 inline constexpr char cursor_of_statement[] = "%s_CUR";
+inline constexpr char declare_for_query[] =
+    "DECLARE %s CURSOR FOR %s "; // one blank less than for a statement
 inline constexpr char open_cursor[] = "OPEN %s ;";
+inline constexpr char fetch_rowset[] = "FETCH  %d  FROM  %s ";
+inline constexpr char fetch_ref_cursor[] = "FETCH %d  FROM %s ";
+inline constexpr char close_cursor[] = "CLOSE %s ";
+inline constexpr char show_version[] = "show version";
 
 // Lines for the standard output, with the text or step that they are about.
 inline constexpr char print_server_error[] = "Server Error %s \n";

@@ -1,32 +1,98 @@
-// Opening connections, and the record's life: it ends with the last of its holders.
+// Opening connections and connecting them again, and the record's life: it ends with the last of its holders.
 #include <atomic>
 #include <cstring>
 
 #include "base/memory.h"
+#include "base/text.h"
 #include "conn/conn.h"
 #include "conn/conn_string.h"
 #include "conn/login.h"
 #include "conn/messages.h"
+#include "wire/receive.h"
 
 namespace tarn {
 
-static int32_t open_connection(Conn& conn, const char* conn_string) noexcept {
-    conn.lock_timeout = 300;
-    std::strcpy(conn.protocol_version, "301");
+static constexpr int32_t default_lock_timeout = 300;
+
+static Conn* create_connection() noexcept {
+    platform::start_sockets();
+    Conn* conn = allocate_record<Conn>();
+    if (!conn) return nullptr;
+    conn->head.kind = TRN_KIND_CONNECTION;
+    conn->references = 1;
+    return conn;
+}
+
+static void take_settings(Conn& conn, const char* conn_string) noexcept {
+    conn.lock_timeout = default_lock_timeout;
     // A string that cannot be parsed leaves the settings empty: the connect or the login then fails.
     parse_conn_string(conn_string, conn);
+    std::strcpy(conn.protocol_version, "301");
     conn.login_state = 123;
     conn.recv_timeout_ms = 30 * 60 * 1000;
-    conn.lock = platform::create_lock();
-    if (!conn.lock || !connect_server(conn)) {
-        set_error_message(conn.head, message::connect_failed);
-        return TRN_ERR_CONNECT;
+}
+
+// The connection's lock, made where there is none yet.
+static bool provide_lock(Conn& conn) noexcept {
+    if (!conn.lock) conn.lock = platform::create_lock();
+    return conn.lock != nullptr;
+}
+
+static int32_t fail(Conn& conn, const char* error, int32_t status) noexcept {
+    set_error_message(conn.head, error);
+    return status;
+}
+
+static int32_t open_connection(Conn& conn) noexcept {
+    if (!provide_lock(conn) || !connect_server(conn))
+        return fail(conn, message::connect_failed, TRN_ERR_CONNECT);
+    return login(conn) ? TRN_OPENED : fail(conn, message::login_failed, TRN_ERR_LOGIN);
+}
+
+// The record in which a search goes on, or a fresh one, which the application's variable then holds. An earlier record is
+// released on request only: the application may know it under another variable. Null when memory is short.
+static IpsAttrs* begin_search(const IpsAttrs& addresses, int32_t number, void** state) noexcept {
+    if (number > 1 && *state) {
+        IpsAttrs* list = static_cast<IpsAttrs*>(*state);
+        choose_by_number(*list, number);
+        return list;
     }
+    if (number == -1) Release_IpsAttrs(state);
+    IpsAttrs* list = copy_address_list(addresses).release();
+    if (list) {
+        choose_any(*list);
+        *state = list;
+    }
+    return list;
+}
+
+// Goes on to the next address as long as servers refuse. Growing by 3 and dividing by the addresses left is how all clients of a
+// server group spread over it.
+static bool connect_one(Conn& conn, IpsAttrs& list, int64_t number) noexcept {
+    for (;;) {
+        copy_to_field(conn.server, sizeof conn.server, list.addresses[list.current]);
+        if (connect_server(conn)) return true;
+        if (list.remaining < 2) return false;
+        set_current_aside(list);
+        number += 3;
+        choose_by_number(list, number);
+    }
+}
+
+static int32_t open_one(Conn& conn, int32_t number, void** state) noexcept {
+    if (!conn.multi_address) return TRN_ERR_ARGUMENT;
+    IpsAttrs* list = begin_search(*conn.ips_attrs, number, state);
+    if (!list) return TRN_ERR_MEMORY;
+    conn.lock_timeout = default_lock_timeout; // whatever the string says
+    if (!connect_one(conn, *list, number)) return fail(conn, message::list_connect_failed, TRN_ERR_CONNECT);
     if (!login(conn)) {
-        set_error_message(conn.head, message::login_failed);
+        constexpr size_t error_area = 80;
+        set_error_text(conn.head, format_text(error_area, message::list_login_failed, conn.server));
         return TRN_ERR_LOGIN;
     }
-    return TRN_OPENED;
+    if (provide_lock(conn)) return TRN_OK;
+    break_link(conn);
+    return TRN_ERR_MEMORY;
 }
 
 Conn* retain(Conn& conn) noexcept {
@@ -45,13 +111,37 @@ using namespace tarn;
 int32_t TRN_OpenConn(const char* conn_string, TRN_HANDLE* out_handle) {
     if (!conn_string) return -1;
     if (!out_handle) return TRN_ERR_ARGUMENT;
-    platform::start_sockets();
-    Conn* conn = allocate_record<Conn>();
+    Conn* conn = create_connection();
     if (!conn) return -1;
-    conn->head.kind = TRN_KIND_CONNECTION;
-    conn->references = 1;
     *out_handle = conn;
-    return open_connection(*conn, conn_string);
+    take_settings(*conn, conn_string);
+    return open_connection(*conn);
+}
+
+int32_t TRN_OpenConn_Ips(const char* conn_string, int32_t try_number, void** ips_state,
+                         TRN_HANDLE* out_handle) {
+    if (!conn_string || !ips_state || !out_handle) return TRN_ERR_ARGUMENT;
+    Conn* conn = create_connection();
+    if (!conn) return TRN_ERR_MEMORY;
+    *out_handle = conn;
+    take_settings(*conn, conn_string);
+    return open_one(*conn, try_number, ips_state);
+}
+
+int32_t Release_IpsAttrs(void** ips_state) {
+    if (!ips_state || !*ips_state) return -1;
+    release_address_list(static_cast<IpsAttrs*>(*ips_state));
+    *ips_state = nullptr;
+    return TRN_OK;
+}
+
+int32_t TRN_ReconnectConn(TRN_HANDLE* handle) {
+    Conn* conn = conn_of(handle);
+    if (!conn) return TRN_ERR_ARGUMENT;
+    conn->default_prepared = 0; // it died with the session
+    if (!provide_lock(*conn) || !connect_server(*conn))
+        return fail(*conn, message::reconnect_failed, TRN_ERR_CONNECT);
+    return login(*conn) ? TRN_RECONNECTED : fail(*conn, message::relogin_failed, TRN_ERR_LOGIN);
 }
 
 // One entry under four names: callable with any arguments, without effect.

@@ -1,7 +1,6 @@
-// Result reception: the items of one reply into a chain of results.
+// Result reception: the items of one reply into a chain of results, or the rows of a cursor into one.
 #include <utility>
 
-#include "conn/messages.h"
 #include "result/reply.h"
 #include "result/rows.h"
 #include "wire/receive.h"
@@ -28,79 +27,94 @@ class Chain {
     ResultSet* last_ = nullptr;
 };
 
-// Where the reception of a reply stands after an item: go on, or end with that outcome.
-struct Step {
-    int32_t status;  // TRN_OK, or the failure that ends the reception without any item
-    int32_t outcome; // what the call returns if this was the last item
-};
-
 } // namespace
 
 static constexpr int32_t rows_per_batch = 20000;
 
-static Step out_of_memory(Conn& conn) noexcept {
-    break_link(conn);
-    return {TRN_ERR_MEMORY, 0};
+static void end_out_of_memory(Reply& reply) noexcept {
+    break_link(reply.conn);
+    end(reply, TRN_ERR_MEMORY);
 }
 
-// Whatever the column reader thought of the description, rows follow it.
-static Step receive_query(Conn& conn, Chain& chain) noexcept {
-    ResultSet* item = chain.add(conn, TRN_ITEM_QUERY);
-    if (!item) return out_of_memory(conn);
-    if (read_columns(conn, *item) == TRN_ERR_MEMORY) return {TRN_ERR_MEMORY, 0};
+static bool hands_out(const Reply& reply) noexcept {
+    return reply.status != TRN_ERR_NETWORK && reply.status != TRN_ERR_MEMORY;
+}
+
+// Whatever the column reader thought of the description, rows follow it. The status becomes the rows of the last batch; at
+// the row limit it is -1, and what was stored stays.
+static void receive_query(Reply& reply, ResultSet& item, int32_t batch_limit) noexcept {
+    if (read_columns(reply.conn, item) == TRN_ERR_MEMORY) return end(reply, TRN_ERR_MEMORY);
     for (;;) {
-        const RowBatch batch = read_rows(conn, *item, rows_per_batch);
-        if (batch.status != TRN_OK) return {batch.status, batch.status};
-        if (batch.stored < rows_per_batch) return {TRN_OK, batch.stored};
+        const RowBatch batch = read_rows(reply.conn, item, batch_limit);
+        if (batch.status != TRN_OK) return end(reply, batch.status);
+        reply.status = batch.stored;
+        if (batch.stored < batch_limit) return;
     }
 }
 
-static Step receive_count(Conn& conn, Chain& chain, uint8_t type, int32_t outcome) noexcept {
-    int32_t count;
-    if (!read_i32(conn, count)) return {TRN_ERR_NETWORK, outcome};
-    ResultSet* item = chain.add(conn, type == 'U' ? TRN_ITEM_UPDATE : TRN_ITEM_DELETE);
-    if (!item) return out_of_memory(conn);
-    item->affected = count;
-    return {TRN_OK, outcome};
+static void receive_count(Reply& reply, ResultSet& item) noexcept {
+    if (!read_i32(reply.conn, item.affected)) end_broken(reply);
 }
 
-static Step receive_insert(Conn& conn, Chain& chain, int32_t outcome) noexcept {
-    ResultSet* item = chain.add(conn, TRN_ITEM_INSERT);
-    if (!item) return out_of_memory(conn);
-    return {read_insert_id(conn, item->insert_id) ? TRN_OK : TRN_ERR_NETWORK, outcome};
+static void receive_insert(Reply& reply, ResultSet& item) noexcept {
+    if (!read_insert_id(reply.conn, item.insert_id)) end_broken(reply);
 }
 
-static Step receive_text(Conn& conn, const char* print_form) noexcept {
-    return {take_server_text(conn, print_form), TRN_ERR_SERVER};
+static void receive_item(Reply& reply, Chain& chain, int32_t kind) noexcept {
+    ResultSet* item = chain.add(reply.conn, kind);
+    if (!item) return end_out_of_memory(reply);
+    switch (kind) {
+    case TRN_ITEM_QUERY: return receive_query(reply, *item, rows_per_batch);
+    case TRN_ITEM_INSERT: return receive_insert(reply, *item);
+    default: return receive_count(reply, *item);
+    }
 }
 
 int32_t receive_results(Conn& conn, ResultSet*& head) noexcept {
-    head = nullptr;
     Chain chain;
-    Step step{};
-    uint8_t type;
-    for (bool read = begin_reply(conn, type);; read = next_item(conn, type)) {
-        if (!read) return TRN_ERR_NETWORK;
-        switch (type) {
-        case 'A': step = receive_query(conn, chain); break;
-        case 'U':
-        case 'D': step = receive_count(conn, chain, type, step.outcome); break;
-        case 'I': step = receive_insert(conn, chain, step.outcome); break;
+    Reply reply{conn};
+    while (next_item(reply)) {
+        switch (reply.type) {
+        case 'A': receive_item(reply, chain, TRN_ITEM_QUERY); break;
+        case 'U': receive_item(reply, chain, TRN_ITEM_UPDATE); break;
+        case 'D': receive_item(reply, chain, TRN_ITEM_DELETE); break;
+        case 'I': receive_item(reply, chain, TRN_ITEM_INSERT); break;
         case 'E':
-        case 'F': step = receive_text(conn, message::print_error_in_result); break;
-        case 'M':
-        case 'W': step = receive_text(conn, message::print_warning_in_result); break;
-        default:
-            leave_reply(conn, type);
-            head = chain.hand_out();
-            return step.outcome;
+        case 'F':
+        case 'W':
+        case 'M': take_result_text(reply); break;
+        default: end_before(reply, reply.status);
         }
-        if (step.status == TRN_ERR_SERVER) { // the row limit: what was stored stays
-            head = chain.hand_out();
-            return TRN_ERR_SERVER;
-        }
-        if (step.status != TRN_OK) return step.status;
     }
+    head = hands_out(reply) ? chain.hand_out() : nullptr;
+    return reply.status;
+}
+
+// The whole rowset is one batch. A second one in the same reply takes the place of the first.
+static void receive_fetched_rows(Reply& reply, OwnedResult& rowset) noexcept {
+    if (!rowset) rowset.reset(create_result(reply.conn, TRN_ITEM_QUERY));
+    if (!rowset) return end_out_of_memory(reply);
+    release_rows(*rowset);
+    receive_query(reply, *rowset, INT32_MAX);
+}
+
+int32_t receive_rowset(Conn& conn, OwnedResult& rowset) noexcept {
+    Reply reply{conn};
+    while (next_item(reply)) {
+        switch (reply.type) {
+        case 'A': receive_fetched_rows(reply, rowset); break;
+        case 'E':
+        case 'F':
+        case 'W':
+        case 'M': take_result_text(reply); break;
+        default: end_before(reply, reply.status); // a cursor gives rows and nothing else
+        }
+    }
+    if (rowset && !hands_out(reply)) {
+        release_rows(*rowset);
+        release_columns(*rowset);
+    }
+    return reply.status;
 }
 
 } // namespace tarn

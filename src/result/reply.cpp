@@ -4,13 +4,13 @@
 #include <cstring>
 
 #include "base/text.h"
+#include "conn/messages.h"
 #include "result/rows.h"
 #include "wire/receive.h"
 
 namespace tarn {
 
-// The count of a run of bytes.
-static bool read_count(Conn& conn, size_t& count) noexcept {
+bool read_count(Conn& conn, size_t& count) noexcept {
     int32_t length;
     if (!read_i32(conn, length)) return false;
     if (length < 0) leave_reply(conn, 0);
@@ -24,20 +24,24 @@ bool skip_counted(Conn& conn) noexcept {
 }
 
 // Rows are read as usual, because their widths follow the columns, and dropped batch by batch.
-static bool pass_over_result(Conn& conn) noexcept {
+bool pass_over_rows(Conn& conn, ResultSet& layout) noexcept {
     constexpr int32_t batch_size = 200;
-    OwnedResult scratch(create_result(conn, TRN_ITEM_QUERY));
+    for (;;) {
+        release_rows(layout);
+        const RowBatch batch = read_rows(conn, layout, batch_size);
+        if (batch.status != TRN_OK) return false;
+        if (batch.stored < batch_size) return true;
+    }
+}
+
+static bool pass_over_result(Conn& conn) noexcept {
+    const OwnedResult scratch(create_result(conn, TRN_ITEM_QUERY));
     if (!scratch) {
         break_link(conn);
         return false;
     }
     read_columns(conn, *scratch);
-    for (;;) {
-        const RowBatch batch = read_rows(conn, *scratch, batch_size);
-        if (batch.status != TRN_OK) return false;
-        if (batch.stored < batch_size) return true;
-        release_rows(*scratch);
-    }
+    return pass_over_rows(conn, *scratch);
 }
 
 static bool pass_over_message(Conn& conn, uint8_t type) noexcept {
@@ -56,7 +60,8 @@ static bool pass_over_message(Conn& conn, uint8_t type) noexcept {
     }
 }
 
-bool look_for_end(Conn& conn, bool& ended) noexcept {
+// False when the stream broke.
+static bool look_for_end(Conn& conn, bool& ended) noexcept {
     uint8_t type;
     if (!read_u8(conn, type)) return false;
     ended = type == end_of_reply;
@@ -87,11 +92,43 @@ bool begin_reply(Conn& conn, uint8_t& type) noexcept {
     return read_u8(conn, type);
 }
 
-bool next_item(Conn& conn, uint8_t& type) noexcept {
-    if (!read_u8(conn, type)) return false;
+void end(Reply& reply, int32_t status) noexcept {
+    reply.status = status;
+    reply.ended = true;
+}
+
+void end_before(Reply& reply, int32_t status) noexcept {
+    leave_reply(reply.conn, reply.type);
+    end(reply, status);
+}
+
+void end_broken(Reply& reply) noexcept {
+    if (reply.step) print_line(message::print_network_error, reply.step);
+    end(reply, TRN_ERR_NETWORK);
+}
+
+bool next_message(Reply& reply) noexcept {
+    if (reply.ended) return false;
+    const bool read = reply.begun ? read_u8(reply.conn, reply.type) : begin_reply(reply.conn, reply.type);
+    reply.begun = true;
+    if (!read) end_broken(reply);
+    return read;
+}
+
+bool next_item(Reply& reply) noexcept {
+    const bool first = !reply.begun;
+    if (!next_message(reply)) return false;
     // memchr sees no NUL in its eight bytes: a zero byte is a separator too.
-    if (type == end_of_reply || std::memchr("AUDIEFMW", type, 8)) return true;
-    return read_u8(conn, type);
+    const bool separates = !first && reply.type != end_of_reply && !std::memchr("AUDIEFMW", reply.type, 8);
+    return !separates || next_message(reply);
+}
+
+bool ends_here(Reply& reply) noexcept {
+    if (!look_for_end(reply.conn, reply.ended)) {
+        end_broken(reply);
+        return false;
+    }
+    return reply.ended;
 }
 
 void leave_reply(Conn& conn, uint8_t type, ReplyRest rest) noexcept {
@@ -108,10 +145,25 @@ int32_t keep_server_text(Conn& conn) noexcept {
     return status;
 }
 
-int32_t take_server_text(Conn& conn, const char* print_form) noexcept {
-    const int32_t status = keep_server_text(conn);
-    if (status == TRN_OK) print_line(print_form, conn.head.error_text);
-    return status;
+static void take_text(Reply& reply, const char* print_form, int32_t status) noexcept {
+    const int32_t kept = keep_server_text(reply.conn);
+    if (kept != TRN_OK) return end(reply, kept);
+    print_line(print_form, reply.conn.head.error_text);
+    reply.status = status;
+}
+
+void take_statement_text(Reply& reply) noexcept {
+    switch (reply.type) {
+    case 'W': return take_text(reply, message::print_server_warning, TRN_WARNING);
+    case 'M': return take_text(reply, message::print_server_message, TRN_WARNING);
+    default: return take_text(reply, message::print_server_error, TRN_ERR_SERVER);
+    }
+}
+
+void take_result_text(Reply& reply) noexcept {
+    const bool error = reply.type == 'E' || reply.type == 'F';
+    take_text(reply, error ? message::print_error_in_result : message::print_warning_in_result,
+              TRN_ERR_SERVER);
 }
 
 int32_t take_verdict(Conn& conn) noexcept {

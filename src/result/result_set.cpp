@@ -51,6 +51,13 @@ void release_chain(ResultSet* head) noexcept {
     }
 }
 
+void hand_out(ResultSet* head, TRN_HANDLE* out) noexcept {
+    if (out)
+        *out = head;
+    else
+        release_chain(head);
+}
+
 int32_t append_row(ResultSet& result, uint8_t* row) noexcept {
     if (!result.directory) result.directory = allocate_record<RowDirectory>();
     if (!result.directory) return TRN_ERR_MEMORY;

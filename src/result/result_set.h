@@ -65,6 +65,9 @@ void release_rows(ResultSet& result) noexcept;
 // Releases an item and all that follow it; null is accepted.
 void release_chain(ResultSet* head) noexcept;
 
+// Gives a chain, which may be null, to the application's variable, or releases it when there is no variable.
+void hand_out(ResultSet* head, TRN_HANDLE* out) noexcept;
+
 struct ResultReleaser {
     void operator()(ResultSet* result) const noexcept { release_result(result); }
 };

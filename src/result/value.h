@@ -31,15 +31,17 @@ inline bool locate_value(const uint8_t* row, const ColumnDesc& column, Value& va
     return true;
 }
 
-// The two ways in which a value is put into words. They differ on purpose, in these types only:
-//                            of_rows (TRN_GetData)          of_single_value (TRN_Execute_query_with_one)
-//   BOOLEAN                  "T", "F" or "UNKNOWN"          the letter as it stands
-//   DOUBLE                   fixed, about 16 digits         16 significant digits at most
-//   TIME_TZ, DATETIME_TZ     with the zone                  none
-//   OPAQUE and code 45       the bytes                      none
+// The three ways in which a value is put into words. They differ on purpose, in these types only:
+//                            of_rows (TRN_GetData)     of_single_value              of_outputs (procedures)
+//   BOOLEAN                  "T", "F" or "UNKNOWN"     the letter as it stands      the letter
+//   DOUBLE                   fixed, about 16 digits    16 significant at most       16 significant at most
+//   TIME                     without milliseconds      without milliseconds         with milliseconds
+//   TIME_TZ, DATETIME_TZ     with the zone             none                         none
+//   OPAQUE and code 45       the bytes                 none                         none
 enum class TextStyle {
     of_rows,
-    of_single_value,
+    of_single_value, // TRN_Execute_query_with_one
+    of_outputs,
 };
 
 // Writes the value's text; leaves the text empty for a type that has none in this style (CHAR, CLOB, BINARY, BLOB and

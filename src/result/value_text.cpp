@@ -15,6 +15,14 @@ static void add_boolean(char letter, TextStyle style, WorkingText& text) noexcep
         text.add(letter);
 }
 
+static void add_time_of_day(int32_t milliseconds, TextStyle style, WorkingText& text) noexcept {
+    const TimeOfDay time = time_of_milliseconds(milliseconds);
+    text.add_time(time);
+    if (style != TextStyle::of_outputs) return;
+    text.add('.');
+    text.add_padded(time.millisecond, 3);
+}
+
 // The sign stands in the year part only.
 static void add_year_month(int32_t months, WorkingText& text) noexcept {
     text.add_integer(months / 12);
@@ -102,7 +110,7 @@ void add_value_text(const Value& value, TextStyle style, WorkingText& text) noex
             text.add_general(value.as<double>(), 16);
         break;
     case TRN_WIRE_DATE: text.add_date(date_of_days(value.as<int32_t>())); break;
-    case TRN_WIRE_TIME: text.add_time(time_of_milliseconds(value.as<int32_t>())); break;
+    case TRN_WIRE_TIME: add_time_of_day(value.as<int32_t>(), style, text); break;
     case TRN_WIRE_DATETIME: text.add_date_time(date_time_of_milliseconds(value.as<int64_t>())); break;
     case TRN_WIRE_TIME_TZ:
         if (style == TextStyle::of_rows) add_zoned_time(value, text);

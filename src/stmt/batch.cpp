@@ -44,8 +44,8 @@ static int32_t execute_batch(Conn& conn, const char* sql, const ParamSet& set) n
 using namespace tarn;
 
 int32_t TRN_ExecBatch(TRN_HANDLE* handle, const char* sql, int32_t array_count) {
-    Conn* conn = conn_of(handle);
-    if (!conn || !sql || !fits_command(sql)) return TRN_ERR_ARGUMENT;
+    Conn* conn = conn_for_command(handle, sql);
+    if (!conn) return TRN_ERR_ARGUMENT;
     ParamSet* set = conn->bound_params;
     if (!set) {
         set_error_message(conn->head, message::batch_without_parameters);

@@ -6,8 +6,8 @@ using namespace tarn;
 
 int32_t TRN_ExecwithDataReader(TRN_HANDLE* handle, const char* sql, TRN_HANDLE* result_out,
                                int32_t* column_count, int64_t* row_count, int32_t* affected_count) {
-    Conn* conn = conn_of(handle);
-    if (!conn || !sql || !fits_command(sql)) return TRN_ERR_ARGUMENT;
+    Conn* conn = conn_for_command(handle, sql);
+    if (!conn) return TRN_ERR_ARGUMENT;
     const ConnLock lock(*conn);
     const BoundParams params(*conn);
     ResultSet* result = nullptr;
@@ -18,9 +18,6 @@ int32_t TRN_ExecwithDataReader(TRN_HANDLE* handle, const char* sql, TRN_HANDLE* 
         if (row_count) *row_count = result->row_count;
         if (affected_count) *affected_count = result->affected;
     }
-    if (result_out)
-        *result_out = result;
-    else
-        release_chain(result);
+    hand_out(result, result_out);
     return status;
 }

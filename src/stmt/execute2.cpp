@@ -5,8 +5,8 @@
 #include "base/text.h"
 #include "conn/messages.h"
 #include "result/reply.h"
+#include "stmt/cursor.h"
 #include "stmt/submit.h"
-#include "wire/receive.h"
 
 namespace tarn {
 
@@ -28,10 +28,6 @@ static bool needs_values(const ParamSet* set) noexcept {
     return set && set->mode == ParamMode::described && set->count > 0 && !values_bound(*set);
 }
 
-static Owned<char> format_command(const char* form, const char* name) noexcept {
-    return format_text(std::strlen(form) + std::strlen(name), form, name);
-}
-
 // Sends a command with the bound set and receives its result, under the lock. A negative status hands out no result.
 static int32_t execute(Conn& conn, const char* command, ResultSet*& result) noexcept {
     const BoundParams params(conn);
@@ -45,13 +41,6 @@ static int32_t execute(Conn& conn, const char* command, ResultSet*& result) noex
     return status;
 }
 
-static void hand_out(TRN_HANDLE* result_out, ResultSet* result) noexcept {
-    if (result_out)
-        *result_out = result;
-    else
-        release_chain(result);
-}
-
 static int32_t execute_default(Conn& conn, TRN_HANDLE* result_out) noexcept {
     const ConnLock lock(conn);
     if (!conn.default_prepared) {
@@ -62,7 +51,7 @@ static int32_t execute_default(Conn& conn, TRN_HANDLE* result_out) noexcept {
     if (!command) return TRN_ERR_MEMORY;
     ResultSet* result;
     const int32_t status = execute(conn, command.get(), result);
-    if (status >= 0) hand_out(result_out, result);
+    if (status >= 0) hand_out(result, result_out);
     return status;
 }
 
@@ -75,30 +64,18 @@ static int32_t execute_named(Conn& conn, const char* name, TRN_HANDLE* result_ou
     if (status < 0)
         wrap_error(conn, command.get());
     else
-        hand_out(result_out, result);
+        hand_out(result, result_out);
     return status;
-}
-
-// A server that refuses to open the cursor leaves its text; the status does not tell, on purpose: applications look at the
-// error text.
-static int32_t open_cursor(Conn& conn, const char* cursor) noexcept {
-    const Owned<char> command = format_command(message::open_cursor, cursor);
-    if (!command) return TRN_ERR_MEMORY;
-    const int32_t status = submit(conn, command.get()) ? take_verdict(conn) : TRN_ERR_NETWORK;
-    return status == TRN_ERR_SERVER ? TRN_OK : status;
 }
 
 static int32_t execute_through_cursor(Conn& conn, const char* name, char* cursor,
                                       TRN_HANDLE* result_out) noexcept {
-    const size_t area =
-        sizeof message::declare_for_statement + sizeof message::cursor_of_statement + 2 * std::strlen(name);
-    const Owned<char> own_name = copy_text(name, std::strlen(name)); // cursor may be the same buffer
-    const Owned<char> own_cursor = format_text(area, message::cursor_of_statement, name);
-    if (!own_name || !own_cursor) return TRN_ERR_MEMORY;
-    std::strcpy(cursor, own_cursor.get());
-    const Owned<char> command = format_text(area, message::declare_for_statement, cursor, own_name.get());
+    const Owned<char> own_cursor = format_command(message::cursor_of_statement, name);
+    if (!own_cursor) return TRN_ERR_MEMORY;
+    const Owned<char> command = format_command(message::declare_for_statement, own_cursor.get(), name);
     if (!command) return TRN_ERR_MEMORY;
-    const ConnLock lock(conn); // over both exchanges
+    std::strcpy(cursor, own_cursor.get()); // the last look at the name: the buffer may be the same
+    const ConnLock lock(conn);             // over both exchanges
     ResultSet* result;
     const int32_t status = execute(conn, command.get(), result);
     if (status < 0) {
@@ -106,8 +83,11 @@ static int32_t execute_through_cursor(Conn& conn, const char* name, char* cursor
         return status;
     }
     const int32_t opened = open_cursor(conn, cursor);
-    hand_out(opened == TRN_OK ? result_out : nullptr, result);
-    return opened;
+    const bool answered = opened == TRN_OK || opened == TRN_ERR_SERVER;
+    hand_out(result, answered ? result_out : nullptr);
+    // A server that refuses to open the cursor leaves its text; the status does not tell, on purpose: applications look at
+    // the error text.
+    return answered ? TRN_OK : opened;
 }
 
 } // namespace tarn

@@ -3,7 +3,6 @@
 
 #include "base/memory.h"
 #include "base/wipe.h"
-#include "conn/conn_string.h"
 #include "lob/lob.h"
 #include "result/result_set.h"
 #include "stmt/param_set.h"
@@ -11,6 +10,11 @@
 #include "wire/receive.h"
 
 namespace tarn {
+
+static void forget_kept_rowset(Conn& conn) noexcept {
+    release_result(conn.kept_rowset);
+    conn.kept_rowset = nullptr;
+}
 
 // Leaves a record in which results that outlive the connection find it closed: no socket, no lock.
 static void close_connection(Conn* conn) noexcept {
@@ -21,6 +25,7 @@ static void close_connection(Conn* conn) noexcept {
     release_address_list(conn->ips_attrs);
     detach_params(*conn);
     release_result(conn->prepared_result);
+    forget_kept_rowset(*conn);
     conn->head.kind = 0;
     // The password, and what the buffers still hold: everything behind the head and the count of references.
     wipe(conn->database, sizeof *conn - offsetof(Conn, database));
@@ -54,7 +59,7 @@ void TRN_Drop(TRN_HANDLE* handle) {
 int32_t TRN_Reset(TRN_HANDLE* handle) {
     if (!handle || !*handle) return TRN_ERR_ARGUMENT;
     switch (kind_of(handle)) {
-    case TRN_KIND_CONNECTION:
+    case TRN_KIND_CONNECTION: forget_kept_rowset(*conn_of(handle)); [[fallthrough]];
     case TRN_KIND_PARAMETERS: return TRN_ResetParams(handle);
     case TRN_KIND_LOB: return TRN_Reset_Lob(handle);
     default: return TRN_OK;

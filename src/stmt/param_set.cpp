@@ -39,6 +39,10 @@ void release_params_content(ParamSet& set) noexcept {
     set.count = set.capacity = set.array_size = set.array_capacity = 0;
 }
 
+void release_used_values(ParamSet* set) noexcept {
+    if (set && set->mode != ParamMode::explicit_) release_params_content(*set);
+}
+
 void drop_params_reference(ParamSet* set) noexcept {
     if (!set || std::atomic_ref(set->references).fetch_sub(1, std::memory_order_acq_rel) != 1) return;
     release_params_content(*set);

@@ -55,6 +55,9 @@ ParamSet* create_params(ParamMode mode) noexcept;
 // Empties the set: no slots, no rows.
 void release_params_content(ParamSet& set) noexcept;
 
+// Empties a set behind its one execution; a set that the application made keeps its values, and null is accepted.
+void release_used_values(ParamSet* set) noexcept;
+
 void drop_params_reference(ParamSet* set) noexcept;
 
 // Releases the set behind a handle when the application made it, and clears the variable; other sets are left alone.

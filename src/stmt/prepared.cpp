@@ -82,22 +82,24 @@ static int32_t take_description(Conn& conn) noexcept {
 }
 
 static int32_t read_prepare_reply(Conn& conn) noexcept {
-    int32_t status = TRN_OK;
-    uint8_t type;
-    for (bool read = begin_reply(conn, type); read; read = read_u8(conn, type)) {
+    Reply reply{conn};
+    while (next_message(reply)) {
         int32_t taken = TRN_OK;
-        switch (type) {
+        switch (reply.type) {
         case 'A':
             taken = take_columns(conn);
-            if (taken == yields_rows) status = yields_rows;
+            if (taken == yields_rows) reply.status = yields_rows;
             break;
         case '$': taken = take_description(conn); break;
-        case end_of_reply: conn.default_prepared = 1; return status;
-        default: taken = keep_server_text(conn); status = TRN_ERR_SERVER;
+        case end_of_reply:
+            conn.default_prepared = 1;
+            end(reply, reply.status);
+            break;
+        default: taken = keep_server_text(conn); reply.status = TRN_ERR_SERVER;
         }
-        if (taken < 0) return taken;
+        if (taken < 0) end(reply, taken);
     }
-    return TRN_ERR_NETWORK;
+    return reply.status;
 }
 
 // Names are unique for the life of a connection; the application's buffer and the default name have 20 bytes.
@@ -106,15 +108,13 @@ static void next_statement_name(Conn& conn, char* name) noexcept {
 }
 
 static int32_t prepare(Conn& conn, const char* name, const char* sql) noexcept {
-    const size_t area = std::strlen(sql) + std::strlen(name) + sizeof message::prepare;
-    const Owned<char> command = format_text(area, message::prepare, name, sql);
+    const Owned<char> command = format_command(message::prepare, name, sql);
     if (!command) return TRN_ERR_MEMORY;
     return submit(conn, command.get()) ? read_prepare_reply(conn) : TRN_ERR_NETWORK;
 }
 
 static int32_t deallocate_locked(Conn& conn, const char* name) noexcept {
-    const Owned<char> command =
-        format_text(std::strlen(name) + sizeof message::deallocate, message::deallocate, name);
+    const Owned<char> command = format_command(message::deallocate, name);
     if (!command) return TRN_ERR_MEMORY;
     const int32_t status = submit(conn, command.get()) ? take_verdict(conn) : TRN_ERR_NETWORK;
     if (status != TRN_ERR_NETWORK) conn.default_prepared = 0;
@@ -164,8 +164,8 @@ static int32_t unprepare(Conn& conn, const char* name) noexcept {
 using namespace tarn;
 
 int32_t TRN_Prepare2(TRN_HANDLE* handle, const char* sql, char* name_out) {
-    Conn* conn = conn_of(handle);
-    if (!conn || !sql || !fits_command(sql)) return TRN_ERR_ARGUMENT;
+    Conn* conn = conn_for_command(handle, sql);
+    if (!conn) return TRN_ERR_ARGUMENT;
     return name_out ? prepare_named(*conn, name_out, sql) : prepare_default(*conn, sql);
 }
 

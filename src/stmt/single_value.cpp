@@ -1,41 +1,18 @@
 // TRN_Execute_query_with_one: a query of which the first column of the first row is handed back.
+#include "stmt/single_value.h"
+
 #include <cstring>
 
 #include "base/bytes.h"
-#include "conn/messages.h"
 #include "result/reply.h"
 #include "result/rows.h"
 #include "result/type_codes.h"
 #include "result/value.h"
+#include "stmt/chunks.h"
 #include "stmt/submit.h"
 #include "wire/receive.h"
-#include "wire/send.h"
 
 namespace tarn {
-
-namespace {
-
-// The application's value area and type word.
-struct SingleValue {
-    void* area;
-    uint32_t* type_word;
-};
-
-// How the reply goes on after a message. Counts, identifiers and an end of reply return the status they stand for; any other
-// way out of the reply returns 0.
-struct Progress {
-    int32_t status;
-    bool ended;
-};
-
-} // namespace
-
-static constexpr int32_t rows_per_chunk = 200;
-static constexpr size_t value_area_size = 64;
-
-static Progress end(int32_t status) noexcept {
-    return {status, true};
-}
 
 // A 4-byte length, then the pointer to a copy that the application releases.
 static bool hand_over(const Value& value, void* area) noexcept {
@@ -81,80 +58,43 @@ static int32_t give_value(const ResultSet& result, const SingleValue& out) noexc
     return format_value(value, out);
 }
 
-// Behind the first full chunk a "." is sent, once; rows follow whatever the server makes of it.
-static RowBatch read_chunks(Conn& conn, ResultSet& result, bool& ended) noexcept {
-    ended = false;
-    RowBatch chunk = read_rows(conn, result, rows_per_chunk);
-    if (chunk.status == TRN_OK && chunk.stored == rows_per_chunk) {
-        if (!look_for_end(conn, ended)) chunk.status = TRN_ERR_NETWORK;
-        if (ended || chunk.status != TRN_OK) return chunk;
-        put_bytes(conn, ".", 1);
-        flush_send(conn);
-        while (chunk.status == TRN_OK && chunk.stored == rows_per_chunk)
-            chunk = read_rows(conn, result, rows_per_chunk);
-    }
-    if (chunk.status == TRN_OK && !look_for_end(conn, ended)) chunk.status = TRN_ERR_NETWORK;
-    return chunk;
-}
-
-static Progress take_result(Conn& conn, const SingleValue& out) noexcept {
-    const OwnedResult result(create_result(conn, TRN_ITEM_QUERY));
-    if (!result) break_link(conn);
-    if (!result || read_columns(conn, *result) == TRN_ERR_MEMORY) return end(TRN_ERR_MEMORY);
-    bool ended;
-    const RowBatch chunk = read_chunks(conn, *result, ended);
-    if (chunk.status != TRN_OK) return end(chunk.status);
-    if (ended) return end(give_value(*result, out));
-    return {chunk.stored, false};
-}
-
-// The status is at_end when the item ends the reply.
-static Progress look_behind_item(Conn& conn, int32_t at_end, int32_t otherwise) noexcept {
-    bool ended;
-    if (!look_for_end(conn, ended)) return end(TRN_ERR_NETWORK);
-    return {ended ? at_end : otherwise, ended};
+static void take_result(Reply& reply, const SingleValue& out) noexcept {
+    const OwnedResult result = read_chunk_columns(reply);
+    if (!result) return;
+    read_chunks(reply, *result, Chunks::all);
+    if (reply.ended && reply.status >= 0) reply.status = give_value(*result, out);
 }
 
 // The kind of the item is the status here, not its count.
-static Progress take_count(Conn& conn, int32_t kind) noexcept {
-    return skip_bytes(conn, 4) ? look_behind_item(conn, kind, kind) : end(TRN_ERR_NETWORK);
+static void take_count(Reply& reply) noexcept {
+    if (!skip_bytes(reply.conn, 4)) return end_broken(reply);
+    reply.status = reply.type == 'U' ? TRN_ITEM_UPDATE : TRN_ITEM_DELETE;
+    ends_here(reply);
 }
 
-// The identifier becomes the connection's last only through the other calls.
-static Progress drop_insert(Conn& conn, int32_t status) noexcept {
-    return skip_counted(conn) ? look_behind_item(conn, TRN_ITEM_INSERT, status) : end(TRN_ERR_NETWORK);
+// The identifier becomes the connection's last only through the other calls, and the status only at the end of the reply.
+static void drop_insert(Reply& reply) noexcept {
+    if (!skip_counted(reply.conn)) return end_broken(reply);
+    if (ends_here(reply)) reply.status = TRN_ITEM_INSERT;
 }
 
-static Progress take_text(Conn& conn, const char* print_form, int32_t status) noexcept {
-    const int32_t taken = take_server_text(conn, print_form);
-    return taken == TRN_OK ? Progress{status, false} : end(taken);
-}
-
-static Progress take_message(Conn& conn, const SingleValue& out, uint8_t type, int32_t status) noexcept {
-    switch (type) {
-    case 'A': return take_result(conn, out);
-    case 'U': return take_count(conn, TRN_ITEM_UPDATE);
-    case 'D': return take_count(conn, TRN_ITEM_DELETE);
-    case 'I': return drop_insert(conn, status);
-    case 'E':
-    case 'F': return take_text(conn, message::print_server_error, TRN_ERR_SERVER);
-    case 'W': return take_text(conn, message::print_server_warning, TRN_WARNING);
-    case 'M': return take_text(conn, message::print_server_message, TRN_WARNING);
-    case end_of_reply: return end(status);
-    default: // a message that this call does not read, such as an output value
-        leave_reply(conn, type);
-        return end(TRN_OK);
+int32_t read_single_value_reply(Conn& conn, const SingleValue& out) noexcept {
+    Reply reply{conn};
+    while (next_message(reply)) {
+        switch (reply.type) {
+        case 'A': take_result(reply, out); break;
+        case 'U':
+        case 'D': take_count(reply); break;
+        case 'I': drop_insert(reply); break;
+        case 'E':
+        case 'F':
+        case 'W':
+        case 'M': take_statement_text(reply); break;
+        case end_of_reply: end(reply, reply.status); break;
+        default: end_before(reply, TRN_OK); // what this call does not read, such as an output value
+        }
     }
-}
-
-static int32_t read_single_value_reply(Conn& conn, const SingleValue& out) noexcept {
-    Progress progress{};
-    uint8_t type;
-    for (bool read = begin_reply(conn, type); read; read = read_u8(conn, type)) {
-        progress = take_message(conn, out, type, progress.status);
-        if (progress.ended) return progress.status;
-    }
-    return TRN_ERR_NETWORK;
+    return reply.status;
 }
 
 } // namespace tarn
@@ -163,8 +103,8 @@ using namespace tarn;
 
 int32_t TRN_Execute_query_with_one(TRN_HANDLE* handle, const char* sql, void* value_area,
                                    uint32_t* type_word) {
-    Conn* conn = conn_of(handle);
-    if (!conn || !sql || !fits_command(sql) || !value_area || !type_word) return TRN_ERR_ARGUMENT;
+    Conn* conn = conn_for_command(handle, sql);
+    if (!conn || !value_area || !type_word) return TRN_ERR_ARGUMENT;
     const ConnLock lock(*conn);
     const BoundParams params(*conn);
     return submit(*conn, sql, params.get()) ? read_single_value_reply(*conn, {value_area, type_word})

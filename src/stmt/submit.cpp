@@ -9,8 +9,8 @@
 
 namespace tarn {
 
-bool fits_command(const char* sql) noexcept {
-    return std::strlen(sql) < INT32_MAX;
+Conn* conn_for_command(const TRN_HANDLE* handle, const char* text) noexcept {
+    return text && std::strlen(text) < INT32_MAX ? conn_of(handle) : nullptr;
 }
 
 bool submit(Conn& conn, const char* sql, const ParamSet* params) noexcept {

@@ -1,0 +1,141 @@
+// Numbered attributes of connections and results: all from memory but the server's version, which is asked for.
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+#include "base/bytes.h"
+#include "base/text.h"
+#include "conn/messages.h"
+#include "result/result_set.h"
+#include "result/working_text.h"
+#include "stmt/single_value.h"
+#include "stmt/submit.h"
+
+namespace tarn {
+
+namespace {
+
+// Where an answer goes; type and length may be missing.
+struct Answer {
+    void* value;
+    int32_t* type;
+    int32_t* length;
+};
+
+} // namespace
+
+static int32_t give(const Answer& answer, int32_t type, const void* bytes, size_t length) noexcept {
+    std::memcpy(answer.value, bytes, length);
+    if (answer.type) *answer.type = type;
+    if (answer.length) *answer.length = static_cast<int32_t>(length);
+    return TRN_OK;
+}
+
+static int32_t give_text(const Answer& answer, std::string_view text) noexcept {
+    return give(answer, TRN_ATTR_TEXT, text.data(), text.size());
+}
+static int32_t give_number(const Answer& answer, int32_t number) noexcept {
+    return give(answer, TRN_ATTR_INT32, &number, sizeof number);
+}
+static int32_t give_number(const Answer& answer, int64_t number) noexcept {
+    return give(answer, TRN_ATTR_INT64, &number, sizeof number);
+}
+
+static int32_t refuse(Handle& handle, const char* error, int32_t status) noexcept {
+    set_error_message(handle, error);
+    return status;
+}
+
+static int32_t give_addresses(const Conn& conn, const Answer& answer) noexcept {
+    if (!conn.multi_address) return TRN_ERR_ARGUMENT;
+    const IpsAttrs& list = *conn.ips_attrs;
+    char* const start = static_cast<char*>(answer.value);
+    WorkingText count;
+    count.add_integer(list.count);
+    char* end = std::copy(count.text().begin(), count.text().end(), start);
+    for (int32_t i = 0; i < list.count; ++i) {
+        *end++ = i ? ',' : ':';
+        end = std::copy_n(list.addresses[i], std::strlen(list.addresses[i]), end);
+    }
+    if (answer.type) *answer.type = TRN_ATTR_TEXT;
+    if (answer.length) *answer.length = static_cast<int32_t>(end - start);
+    return TRN_OK;
+}
+
+// The text is the server's choice: it is the one answer that is cut to what the application has room for.
+static int32_t ask_version(Conn& conn, const Answer& answer, int32_t capacity) noexcept {
+    char area[value_area_size] = {};
+    uint32_t type_word = 0;
+    const int32_t status = submit(conn, message::show_version)
+                               ? read_single_value_reply(conn, {area, &type_word})
+                               : TRN_ERR_NETWORK;
+    const Owned<char> handed_over(type_word >= TRN_HANDED_OVER ? load<char*>(area + 4) : nullptr);
+    const std::string_view text = handed_over
+                                      ? std::string_view(handed_over.get(), load<uint32_t>(area))
+                                      : std::string_view(area, std::find(area, std::end(area), '\0') - area);
+    const auto room = std::max(static_cast<size_t>(std::max(capacity, 0)), value_area_size);
+    give_text(answer, text.substr(0, room));
+    return status;
+}
+
+static int32_t connection_attribute(Conn& conn, int32_t id, int32_t capacity, const Answer& answer) noexcept {
+    switch (id) {
+    case 1: return ask_version(conn, answer, capacity);
+    case 2: return give_text(answer, conn.database);
+    case 3: return give_number(answer, 2);
+    case 4: return give_text(answer, "UTF-8");
+    case 5: return give_text(answer, conn.char_set);
+    case 6: return give_number(answer, conn.use_ssl);
+    case 7: return give_addresses(conn, answer);
+    case 8: return give_text(answer, "GTM+8");
+    case 9: return give_number(answer, conn.lob_descriptor);
+    case 11: return give_number(answer, conn.auto_commit_off);
+    case 12: return give_number(answer, conn.srv_cursor_off);
+    default: return refuse(conn.head, message::connection_attribute_unknown, TRN_ERR_ARGUMENT);
+    }
+}
+
+static int32_t result_attribute(ResultSet& result, int32_t id, const Answer& answer) noexcept {
+    switch (id) {
+    case 61: return give_number(answer, result.column_count);
+    case 62: return give_number(answer, result.row_count);
+    case 63: return give_number(answer, result.affected);
+    case 64: return give_number(answer, 4);
+    case 65: return give_number(answer, result.kind);
+    case 66: return give_number(answer, result.next ? 1 : 0);
+    default: return refuse(result.head, message::result_attribute_unknown, TRN_ERR_ARGUMENT);
+    }
+}
+
+} // namespace tarn
+
+using namespace tarn;
+
+int32_t TRN_GetAttr(TRN_HANDLE* handle, int32_t id, void* out_value, int32_t capacity, int32_t* out_type,
+                    int32_t* out_len) {
+    const Answer answer{out_value, out_type, out_len};
+    const int32_t kind = kind_of(handle);
+    if (kind == TRN_KIND_PARAMETERS || kind == TRN_KIND_LOB) return TRN_OK; // kinds without attributes
+    if (!out_value) return TRN_ERR_ARGUMENT;
+    if (Conn* conn = conn_of(handle)) return connection_attribute(*conn, id, capacity, answer);
+    if (ResultSet* result = result_of(handle)) return result_attribute(*result, id, answer);
+    return TRN_ERR_ARGUMENT;
+}
+
+// Recorded only: auto-commit takes effect at the next login.
+int32_t TRN_SetAttr(TRN_HANDLE* handle, int32_t id, void* value) {
+    if (!handle || !*handle) return TRN_ERR_ARGUMENT;
+    Conn* conn = conn_of(handle);
+    if (!conn) return TRN_OK;
+    switch (id) {
+    case 11: {
+        if (!value) return TRN_ERR_ARGUMENT;
+        const char* text = static_cast<const char*>(value);
+        // "ON" turns auto-commit off: the opposite of the connection string's key, which applications rely on.
+        conn->auto_commit_off = equal_ignoring_case(text, "ON") || equal_ignoring_case(text, "TRUE");
+        return TRN_OK;
+    }
+    case 12: conn->srv_cursor_off = static_cast<int32_t>(reinterpret_cast<intptr_t>(value)); return TRN_OK;
+    default: return refuse(conn->head, message::connection_attribute_unsettable, -1);
+    }
+}

@@ -1,0 +1,141 @@
+// Server cursors: declaring and opening, fetching, closing.
+#include "stmt/cursor.h"
+
+#include "conn/messages.h"
+#include "result/reply.h"
+#include "stmt/submit.h"
+#include "wire/receive.h"
+
+namespace tarn {
+
+static constexpr int32_t rows_per_rowset = 20000;
+
+int32_t open_cursor(Conn& conn, const char* name) noexcept {
+    const Owned<char> command = format_command(message::open_cursor, name);
+    if (!command) return TRN_ERR_MEMORY;
+    return submit(conn, command.get()) ? take_verdict(conn) : TRN_ERR_NETWORK;
+}
+
+// A refused declaration leaves no columns; the server then refuses to open the cursor too.
+static void declare_cursor(Conn& conn, const char* command, ResultSet*& columns) noexcept {
+    columns = nullptr;
+    const bool sent = submit(conn, command, conn.bound_params);
+    release_used_values(conn.bound_params);
+    if (sent) receive_results(conn, columns);
+}
+
+// Receives into the record given, if there is one.
+static int32_t fetch_rowset(Conn& conn, const char* command, OwnedResult& rowset) noexcept {
+    const ConnLock lock(conn);
+    return submit(conn, command) ? receive_rowset(conn, rowset) : TRN_ERR_NETWORK;
+}
+
+// Takes the connection over with everything it answers from now on, and drops what the record held.
+static void reuse_result(ResultSet& result, Conn& conn) noexcept {
+    release_rows(result);
+    release_columns(result);
+    set_error_text(result.head, nullptr);
+    result.kind = TRN_ITEM_QUERY;
+    result.affected = 0;
+    result.lob_descriptor = conn.lob_descriptor;
+    retain(conn);
+    drop_reference(result.conn);
+    result.conn = &conn;
+}
+
+static int32_t take_close_verdict(Conn& conn, const char* name) noexcept {
+    constexpr size_t error_area = 200;
+    uint8_t type;
+    if (!begin_reply(conn, type)) return TRN_ERR_NETWORK;
+    if (type == end_of_reply) return TRN_OK;
+    Owned<char> text;
+    const int32_t status = read_string(conn, text);
+    leave_reply(conn, 0, status == TRN_OK ? ReplyRest::only_end : ReplyRest::messages);
+    if (status != TRN_OK) return status;
+    set_error_text(conn.head, format_text(error_area, message::cursor_not_closed, text.get(), name));
+    return TRN_ERR_SERVER;
+}
+
+static int32_t close_cursor(Conn& conn, const char* command, const char* name) noexcept {
+    const int32_t status = submit(conn, command) ? take_close_verdict(conn, name) : TRN_ERR_NETWORK;
+    // A close without an answer makes the connection unusable: no call gets through until it is connected again.
+    if (status == TRN_ERR_NETWORK) break_link(conn);
+    return status;
+}
+
+} // namespace tarn
+
+using namespace tarn;
+
+int32_t TRN_ExecwithServerCursorReader(TRN_HANDLE* handle, const char* sql, const char* cursor_name,
+                                       TRN_HANDLE* result_out, int32_t* column_count) {
+    Conn* conn = conn_for_command(handle, sql);
+    if (!conn || !conn_for_command(handle, cursor_name)) return TRN_ERR_ARGUMENT;
+    const Owned<char> command = format_command(message::declare_for_query, cursor_name, sql);
+    if (!command) return TRN_ERR_MEMORY;
+    const ConnLock lock(*conn); // over both exchanges
+    ResultSet* columns;
+    declare_cursor(*conn, command.get(), columns);
+    const int32_t status = open_cursor(*conn, cursor_name);
+    if (status != TRN_OK) {
+        release_chain(columns);
+        return status;
+    }
+    if (columns && column_count) *column_count = columns->column_count;
+    hand_out(columns, result_out);
+    return TRN_OK;
+}
+
+int32_t TRN_FetchServerCursorRowset(TRN_HANDLE* handle, const char* cursor_name, TRN_HANDLE* rowset_out) {
+    Conn* conn = conn_for_command(handle, cursor_name);
+    if (!conn) return TRN_ERR_ARGUMENT;
+    const Owned<char> command = format_fetch(message::fetch_rowset, rows_per_rowset, cursor_name);
+    if (!command) return TRN_ERR_MEMORY;
+    OwnedResult rowset;
+    const int32_t status = fetch_rowset(*conn, command.get(), rowset);
+    if (status == TRN_ERR_NETWORK || status == TRN_ERR_MEMORY) rowset.reset();
+    hand_out(rowset.release(), rowset_out);
+    return status;
+}
+
+int32_t TRN_FetchServerCursorRowset_V2(TRN_HANDLE* handle, const char* fetch_text, TRN_HANDLE* rowset) {
+    Conn* conn = conn_for_command(handle, fetch_text);
+    if (!conn || !rowset || (*rowset && !result_of(rowset))) return TRN_ERR_ARGUMENT;
+    if (ResultSet* result = result_of(rowset)) {
+        reuse_result(*result, *conn);
+        OwnedResult borrowed(result);
+        const int32_t status = fetch_rowset(*conn, fetch_text, borrowed);
+        (void)borrowed.release();
+        return status;
+    }
+    OwnedResult kept;
+    const int32_t status = fetch_rowset(*conn, fetch_text, kept);
+    release_result(conn->kept_rowset);
+    conn->kept_rowset = kept.release();
+    return status;
+}
+
+int32_t TRN_FetchRefCursorHead(TRN_HANDLE* handle, const char* cursor_name, TRN_HANDLE* result_out,
+                               int32_t* column_count, int64_t* row_count, int32_t* fetch_count) {
+    Conn* conn = conn_for_command(handle, cursor_name);
+    if (!conn || !fetch_count) return TRN_ERR_ARGUMENT;
+    const Owned<char> command = format_fetch(message::fetch_ref_cursor, *fetch_count, cursor_name);
+    if (!command) return TRN_ERR_MEMORY;
+    const ConnLock lock(*conn);
+    ResultSet* result = nullptr;
+    if (submit(*conn, command.get())) receive_results(*conn, result);
+    if (result && column_count) *column_count = result->column_count;
+    if (result && row_count) *row_count = result->row_count;
+    hand_out(result, result_out);
+    // The status does not tell what came, on purpose: applications look at the result and the error text.
+    return TRN_OK;
+}
+
+int32_t TRN_CloseCursor(TRN_HANDLE* handle, const char* cursor_name) {
+    Conn* conn = conn_for_command(handle, cursor_name);
+    if (!conn) return TRN_ERR_ARGUMENT;
+    const Owned<char> command = format_command(message::close_cursor, cursor_name);
+    if (!command) return TRN_ERR_MEMORY;
+    const ConnLock lock(*conn);
+    return close_cursor(*conn, command.get(), cursor_name);
+}

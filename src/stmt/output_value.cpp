@@ -1,0 +1,71 @@
+#include "stmt/output_value.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/bytes.h"
+#include "result/calendar.h"
+#include "result/type_codes.h"
+#include "result/value.h"
+
+namespace tarn {
+
+// The types that arrive in network order and have a text: the fixed ones from TINYINT to DATETIME. NUMERIC and TIME_TZ between
+// them are byte runs, and so is a value whose length is not its type's.
+static bool is_convertible(int32_t type, size_t length) noexcept {
+    const auto width = static_cast<size_t>(wire_type(type).slot_size);
+    return type >= TRN_WIRE_TINYINT && type <= TRN_WIRE_DATETIME && width != held_slot_size &&
+           width == length;
+}
+
+template <class T> static void swap_bytes(uint8_t* bytes) noexcept {
+    store(bytes, load_wire<T>(bytes));
+}
+
+static void bring_to_host_order(uint8_t* bytes, size_t width) noexcept {
+    switch (width) {
+    case 2: return swap_bytes<uint16_t>(bytes);
+    case 4: return swap_bytes<uint32_t>(bytes);
+    case 8: return swap_bytes<uint64_t>(bytes);
+    default: break;
+    }
+}
+
+static int32_t copy_out(const ParamSlot& slot, const void* bytes, size_t length) noexcept {
+    const size_t room = static_cast<size_t>(slot.value_bytes);
+    std::memcpy(slot.value, bytes, std::min(length, room));
+    *slot.length = static_cast<int32_t>(length);
+    return length > room ? TRN_TRUNCATED : TRN_OK;
+}
+
+static int32_t copy_text_out(const ParamSlot& slot, const Value& value) noexcept {
+    constexpr size_t time_text_length = 12; // whatever the hours
+    WorkingText text;
+    add_value_text(value, TextStyle::of_outputs, text);
+    const size_t length = text.text().size();
+    return copy_out(slot, text.text().data(),
+                    value.wire_type == TRN_WIRE_TIME ? std::min(length, time_text_length) : length);
+}
+
+static int32_t copy_fields_out(const ParamSlot& slot, const Value& value) noexcept {
+    if (value.wire_type == TRN_WIRE_DATE) {
+        const Date date = date_of_days(value.as<int32_t>());
+        const int32_t fields[] = {date.year, date.month, date.day};
+        return copy_out(slot, fields, sizeof fields);
+    }
+    const TimeOfDay time = time_of_milliseconds(value.as<int32_t>());
+    const int32_t fields[] = {time.hour, time.minute, time.second, time.millisecond};
+    return copy_out(slot, fields, sizeof fields);
+}
+
+int32_t deliver_output(const ParamSlot& slot, int32_t type, uint8_t* received, size_t length) noexcept {
+    if (!slot.value || !slot.length) return TRN_OK;
+    if (!is_convertible(type, length)) return copy_out(slot, received, length);
+    bring_to_host_order(received, length);
+    const Value value{type, static_cast<uint32_t>(length), received};
+    if (slot.data_type == TRN_TYPE_TEXT) return copy_text_out(slot, value);
+    if (type == TRN_WIRE_DATE || type == TRN_WIRE_TIME) return copy_fields_out(slot, value);
+    return copy_out(slot, received, length);
+}
+
+} // namespace tarn

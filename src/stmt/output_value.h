@@ -1,0 +1,13 @@
+// Output values of procedures, on their way into the application's buffers.
+#pragma once
+
+#include "stmt/param_set.h"
+
+namespace tarn {
+
+// Writes a received value of that wire type into a slot's buffer, as text where the slot is bound as text, and its full length
+// into the slot's length; a slot without one of them is passed over. The received bytes are changed. TRN_OK, or
+// TRN_TRUNCATED when the value was cut to the buffer.
+int32_t deliver_output(const ParamSlot& slot, int32_t type, uint8_t* received, size_t length) noexcept;
+
+} // namespace tarn

@@ -1,0 +1,122 @@
+// TRN_Execute_procesure: a procedure or function call whose output values go into the bound slots.
+#include "conn/messages.h"
+#include "result/reply.h"
+#include "stmt/chunks.h"
+#include "stmt/no_query.h"
+#include "stmt/output_value.h"
+#include "stmt/submit.h"
+#include "wire/receive.h"
+
+namespace tarn {
+
+namespace {
+
+struct Output {
+    int32_t type; // TRN_WIRE_*
+    size_t length;
+    Owned<char> bytes;
+};
+
+} // namespace
+
+// False when the reply ended inside the value.
+static bool read_output(Reply& reply, Output& output) noexcept {
+    if (!read_i32(reply.conn, output.type) || !read_count(reply.conn, output.length)) {
+        end_broken(reply);
+        return false;
+    }
+    const int32_t status = read_block(reply.conn, output.length, output.bytes);
+    if (status == TRN_ERR_NETWORK) end_broken(reply);
+    if (status == TRN_ERR_MEMORY) {
+        leave_reply(reply.conn, 0);
+        end(reply, status);
+    }
+    return status == TRN_OK;
+}
+
+static void deliver(Reply& reply, const ParamSlot& slot, Output& output) noexcept {
+    const int32_t status =
+        deliver_output(slot, output.type, reinterpret_cast<uint8_t*>(output.bytes.get()), output.length);
+    if (status != TRN_OK) reply.status = status;
+}
+
+static void refuse_output(Reply& reply, const char* error) noexcept {
+    set_error_message(reply.conn.head, error);
+    reply.status = TRN_ERR_UNBOUND;
+}
+
+// The return value belongs to the last slot, if that is one for return values.
+static void take_return_value(Reply& reply, const ParamSet& set) noexcept {
+    Output output;
+    if (!read_output(reply, output)) return;
+    reply.conn.fun_return_type = output.type;
+    if (set.count == 0) return refuse_output(reply, message::return_value_unbound);
+    const ParamSlot& slot = set.slots[set.count - 1];
+    if (slot.direction == TRN_DIRECTION_RETURN) deliver(reply, slot, output);
+}
+
+static const ParamSlot* output_slot(const ParamSet& set, int32_t index) noexcept {
+    if (index < 0 || index >= set.count) return nullptr;
+    const ParamSlot& slot = set.slots[index];
+    return slot.direction == TRN_DIRECTION_OUT || slot.direction == TRN_DIRECTION_INOUT ? &slot : nullptr;
+}
+
+// An empty value is not refused where nothing is bound.
+static void take_output(Reply& reply, const ParamSet& set) noexcept {
+    int32_t index;
+    Output output;
+    if (!read_i32(reply.conn, index)) return end_broken(reply);
+    if (!read_output(reply, output)) return;
+    if (set.count == 0 && output.length > 0) return refuse_output(reply, message::output_unbound);
+    if (const ParamSlot* slot = output_slot(set, index)) deliver(reply, *slot, output);
+}
+
+// Rows behind the second chunk end the call. They are passed over here, where their columns are known; a link that breaks on
+// the way shows itself in the next call.
+static void end_before_rows(Reply& reply, ResultSet* rows) noexcept {
+    if (rows) {
+        push_back(reply.conn, reply.type);
+        if (!pass_over_rows(reply.conn, *rows) || !read_u8(reply.conn, reply.type))
+            return end(reply, reply.status);
+    }
+    end_before(reply, reply.status);
+}
+
+static int32_t read_procedure_reply(Conn& conn, const ParamSet& set) noexcept {
+    Reply reply{conn, "recv_noQuery_OP"};
+    OwnedResult rows; // the last result: received and dropped
+    while (next_message(reply)) {
+        switch (reply.type) {
+        case 'A':
+            rows = read_chunk_columns(reply);
+            if (rows) read_chunks(reply, *rows, Chunks::two);
+            break;
+        case 'E':
+        case 'F':
+        case 'W':
+        case 'M': take_statement_text(reply); break;
+        case 'O': take_return_value(reply, set); break;
+        case 'P': take_output(reply, set); break;
+        case 'R':
+        case '*': end_before_rows(reply, rows.get()); break;
+        default: end_before(reply, reply.status);
+        }
+    }
+    return reply.status;
+}
+
+} // namespace tarn
+
+using namespace tarn;
+
+int32_t TRN_Execute_procesure(TRN_HANDLE* handle, const char* sql, void*) {
+    Conn* conn = conn_for_command(handle, sql);
+    if (!conn) return TRN_ERR_ARGUMENT;
+    const ConnLock lock(*conn);
+    ParamSet* set = conn->bound_params;
+    if (!submit(*conn, sql, set)) return TRN_ERR_NETWORK;
+    if (!set) return read_no_query_reply(*conn);
+    const int32_t status = read_procedure_reply(*conn, *set);
+    release_used_values(set);
+    return status;
+}
