@@ -70,9 +70,8 @@ static int32_t ask_version(Conn& conn, const Answer& answer, int32_t capacity) n
                                ? read_single_value_reply(conn, {area, &type_word})
                                : TRN_ERR_NETWORK;
     const Owned<char> handed_over(type_word >= TRN_HANDED_OVER ? load<char*>(area + 4) : nullptr);
-    const std::string_view text = handed_over
-                                      ? std::string_view(handed_over.get(), load<uint32_t>(area))
-                                      : std::string_view(area, std::find(area, std::end(area), '\0') - area);
+    const size_t length = handed_over ? load<uint32_t>(area) : strnlen(area, sizeof area);
+    const std::string_view text(handed_over ? handed_over.get() : area, length);
     const auto room = std::max(static_cast<size_t>(std::max(capacity, 0)), value_area_size);
     give_text(answer, text.substr(0, room));
     return status;

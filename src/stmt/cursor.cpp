@@ -1,6 +1,8 @@
 // Server cursors: declaring and opening, fetching, closing.
 #include "stmt/cursor.h"
 
+#include <utility>
+
 #include "conn/messages.h"
 #include "result/reply.h"
 #include "stmt/submit.h"
@@ -14,6 +16,11 @@ int32_t open_cursor(Conn& conn, const char* name) noexcept {
     const Owned<char> command = format_command(message::open_cursor, name);
     if (!command) return TRN_ERR_MEMORY;
     return submit(conn, command.get()) ? take_verdict(conn) : TRN_ERR_NETWORK;
+}
+
+void hand_out_columns(ResultSet* declared, TRN_HANDLE* out) noexcept {
+    if (declared) release_chain(std::exchange(declared->next, nullptr));
+    hand_out(declared, out);
 }
 
 // A refused declaration leaves no columns; the server then refuses to open the cursor too.
@@ -82,7 +89,7 @@ int32_t TRN_ExecwithServerCursorReader(TRN_HANDLE* handle, const char* sql, cons
         return status;
     }
     if (columns && column_count) *column_count = columns->column_count;
-    hand_out(columns, result_out);
+    hand_out_columns(columns, result_out);
     return TRN_OK;
 }
 
