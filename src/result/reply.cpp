@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 #include "base/text.h"
 #include "conn/messages.h"
@@ -118,8 +119,10 @@ bool next_message(Reply& reply) noexcept {
 bool next_item(Reply& reply) noexcept {
     const bool first = !reply.begun;
     if (!next_message(reply)) return false;
-    // memchr sees no NUL in its eight bytes: a zero byte is a separator too.
-    const bool separates = !first && reply.type != end_of_reply && !std::memchr("AUDIEFMW", reply.type, 8);
+    // Output values end the reception of results, but they are messages, to be passed over as such.
+    constexpr std::string_view openers = "AUDIEFMWOP";
+    const bool separates = !first && reply.type != end_of_reply &&
+                           openers.find(static_cast<char>(reply.type)) == std::string_view::npos;
     return !separates || next_message(reply);
 }
 

@@ -34,9 +34,10 @@ class ArrivalWatch {
 
 } // namespace
 
-LiveServer::LiveServer(const std::vector<std::string>& options) {
+LiveServer::LiveServer(const std::vector<std::string>& options, unsigned port) {
     const std::filesystem::path port_file = folder_ / "port";
-    std::vector<std::string> command{TARNLITE_PROGRAM, "--port", "0", "--port-file", port_file};
+    std::vector<std::string> command{TARNLITE_PROGRAM, "--port", std::to_string(port), "--port-file",
+                                     port_file};
     command.insert(command.end(), options.begin(), options.end());
     const ArrivalWatch arrival(port_file.parent_path());
     process_ = std::make_unique<ChildProcess>(command, folder_ / "log");

@@ -16,13 +16,15 @@ using test_support::error_text, test_support::last_insert_id, test_support::Read
 // leave with 0.
 class LiveServer {
   public:
-    explicit LiveServer(const std::vector<std::string>& options = {});
+    // Port 0 lets the system choose.
+    explicit LiveServer(const std::vector<std::string>& options = {}, unsigned port = 0);
     ~LiveServer();
     LiveServer(const LiveServer&) = delete;
     LiveServer& operator=(const LiveServer&) = delete;
 
     // "server=...;port=...;db=...;user=...;pwd=...;" and the settings, of which a later one wins.
     std::string connection_string(const std::string& settings = "") const;
+    unsigned port() const { return port_; }
     void kill();
 
   private:

@@ -142,8 +142,12 @@ std::vector<Item> RawClient::receive_reply() {
         Item& item = items.emplace_back();
         item.letter = letter;
         switch (letter) {
+        case 'P': item.slot = receive_u32(); [[fallthrough]];
+        case 'O': item.columns.push_back(receive_u32()); [[fallthrough]];
         case 'I':
-        case 'E': item.text = receive_text(); break;
+        case 'E':
+        case 'W':
+        case 'M': item.text = receive_text(); break;
         case 'A':
             for (std::uint32_t left = receive_u32(); left > 0; --left) {
                 receive_text(); // name
@@ -177,10 +181,10 @@ std::string command(std::string_view sql, std::size_t parameters, std::size_t ba
     return bytes + big_endian(batch_rows, 2) + big_endian(parameters, 2);
 }
 
-std::string entry(unsigned wire_type, std::string_view value, std::string_view name) {
+std::string entry(unsigned wire_type, std::string_view value, std::string_view name, unsigned direction) {
     std::string bytes = big_endian(name.size(), 2);
     bytes.append(name);
-    return bytes + big_endian(1, 2) + big_endian(wire_type, 2) + block(value);
+    return bytes + big_endian(direction, 2) + big_endian(wire_type, 2) + block(value);
 }
 
 std::string row_value(unsigned wire_type, std::string_view value) {

@@ -13,8 +13,9 @@
 
 struct Item {
     char letter = 0;
-    std::string text;                           // of I and E
-    std::vector<std::uint32_t> columns;         // their wire types
+    std::string text;                           // of I, E, W and M; the value of P and O
+    std::uint32_t slot = 0;                     // of P
+    std::vector<std::uint32_t> columns;         // their wire types; the one of P and O
     std::vector<std::vector<std::string>> rows; // values without their length
 };
 
@@ -56,7 +57,8 @@ class RawClient {
 
 std::string login_text(std::string_view user, std::string_view password, std::string_view clauses = "");
 std::string command(std::string_view sql, std::size_t parameters = 0, std::size_t batch_rows = 0);
-// An input parameter, and a value of a batch's later row.
-std::string entry(unsigned wire_type, std::string_view value, std::string_view name = "");
+// A parameter, of direction 1 (in), 2 (out) or 3 (both), and a value of a batch's later row.
+std::string entry(unsigned wire_type, std::string_view value, std::string_view name = "",
+                  unsigned direction = 1);
 std::string row_value(unsigned wire_type, std::string_view value);
 std::string block(std::string_view rows);

@@ -2,6 +2,8 @@
 
 #include "scanner.h"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <initializer_list>
 
@@ -21,7 +23,7 @@ bool next_words_are(Scanner& scanner, std::initializer_list<std::string_view> wo
 
 bool next_name(Scanner& scanner, std::string& name) {
     Token token;
-    if (!scanner.next(token)) return false;
+    if (!scanner.next(token) || !token.is_word()) return false;
     name = token.word;
     return true;
 }
@@ -42,6 +44,54 @@ bool ends(Scanner& scanner) {
     return true;
 }
 
+bool read_prepare(Scanner& scanner, CommandText& command) {
+    if (!next_name(scanner, command.name) || !next_words_are(scanner, {"AS"})) return false;
+    command.sql = scanner.rest();
+    return true;
+}
+
+// No query is a single word.
+bool read_declare(Scanner& scanner, CommandText& command) {
+    if (!next_name(scanner, command.name) || !next_words_are(scanner, {"CURSOR", "FOR"})) return false;
+    command.sql = scanner.rest();
+    if (!next_name(scanner, command.prepared) || !ends(scanner)) command.prepared.clear();
+    return true;
+}
+
+bool read_fetch(Scanner& scanner, CommandText& command) {
+    return next_number(scanner, command.limit) && next_words_are(scanner, {"FROM"}) &&
+           next_name(scanner, command.name) && ends(scanner);
+}
+
+// The arguments up to and with the closing bracket; commas inside of further brackets belong to their argument.
+bool read_arguments(Scanner& scanner, std::string_view text, CommandText& command) {
+    Token token;
+    std::size_t start = 0; // of the first token of an argument; 0 before it
+    for (int depth = 0; scanner.next(token);) {
+        const bool last = token.word == ")" && depth == 0;
+        if (last || (token.word == "," && depth == 0)) {
+            if (start == 0) return last && command.arguments.empty();
+            command.arguments.push_back(text.substr(start, token.start - start));
+            start = 0;
+            if (last) return true;
+            continue;
+        }
+        if (token.word == "(") ++depth;
+        if (token.word == ")") --depth;
+        if (start == 0) start = token.start;
+    }
+    return false;
+}
+
+bool read_call(Scanner& scanner, std::string_view text, CommandText& command) {
+    if (!next_name(scanner, command.name)) return false;
+    Scanner ahead = scanner;
+    Token token;
+    if (!ahead.next(token) || token.word == ";") return ends(scanner);
+    scanner = ahead;
+    return token.word == "(" && read_arguments(scanner, text, command) && ends(scanner);
+}
+
 bool read_get_lob(Scanner& scanner, std::string_view text, CommandText& command) {
     Token name;
     if (!next_words_are(scanner, {"LOB"}) || !scanner.next(name) || name.word != "'" || name.length < 2) {
@@ -52,26 +102,41 @@ bool read_get_lob(Scanner& scanner, std::string_view text, CommandText& command)
            next_words_are(scanner, {"LIMIT"}) && next_number(scanner, command.limit) && ends(scanner);
 }
 
+struct ControlText {
+    std::string_view opening;
+    Kind kind;
+};
+
+constexpr std::array control_texts{
+    ControlText{"SHOW", Kind::show_version}, ControlText{"PREPARE", Kind::prepare},
+    ControlText{"?", Kind::execute},         ControlText{"DEALLOCATE", Kind::deallocate},
+    ControlText{"DECLARE", Kind::declare},   ControlText{"OPEN", Kind::open},
+    ControlText{"FETCH", Kind::fetch},       ControlText{"CLOSE", Kind::close},
+    ControlText{"EXEC", Kind::call},         ControlText{"EXECUTE", Kind::call},
+    ControlText{"GET", Kind::get_lob},
+};
+
 bool read_control_text(std::string_view text, CommandText& command) {
     Scanner scanner(text);
     Token opening;
-    if (!scanner.next(opening)) return false;
-    if (opening.word == "SHOW") {
-        command.kind = Kind::show_version;
-        return next_words_are(scanner, {"VERSION"}) && ends(scanner);
+    scanner.next(opening);
+    const auto found = std::ranges::find(control_texts, opening.word, &ControlText::opening);
+    if (found == control_texts.end()) return false;
+    command.kind = found->kind;
+    switch (command.kind) {
+    case Kind::sql: return false;
+    case Kind::show_version: return next_words_are(scanner, {"VERSION"}) && ends(scanner);
+    case Kind::prepare: return read_prepare(scanner, command);
+    case Kind::declare: return read_declare(scanner, command);
+    case Kind::fetch: return read_fetch(scanner, command);
+    case Kind::call: return read_call(scanner, text, command);
+    case Kind::get_lob: return read_get_lob(scanner, text, command);
+    case Kind::execute:
+    case Kind::deallocate:
+    case Kind::open:
+    case Kind::close: break;
     }
-    if (opening.word == "PREPARE") {
-        command.kind = Kind::prepare;
-        if (!next_name(scanner, command.name) || !next_words_are(scanner, {"AS"})) return false;
-        command.sql = scanner.rest();
-        return true;
-    }
-    if (opening.word == "?" || opening.word == "DEALLOCATE") {
-        command.kind = opening.word == "?" ? Kind::execute : Kind::deallocate;
-        return next_name(scanner, command.name) && ends(scanner);
-    }
-    command.kind = Kind::get_lob;
-    return opening.word == "GET" && read_get_lob(scanner, text, command);
+    return next_name(scanner, command.name) && ends(scanner);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "bytes.h"
 #include "command_text.h"
+#include "procedures.h"
 #include "rows.h"
 #include "sql_text.h"
 
@@ -81,8 +82,9 @@ bool inserts(std::string_view verb) {
 
 Engine::Engine(const EngineSettings& settings, const std::atomic<bool>& stopping)
     : stopping_(stopping), lock_timeout_(settings.lock_timeout), auto_commit_(settings.auto_commit),
-      database_(open_database(settings.database)) {
-    if (settings.lobs_by_descriptor) lobs_.emplace();
+      database_(open_database(settings.database)),
+      lobs_(settings.lobs_by_descriptor ? std::make_optional<LobStore>() : std::nullopt),
+      cursors_(database_.get(), lobs_ ? &*lobs_ : nullptr) {
     sqlite3_busy_handler(database_.get(), on_busy, this);
     sqlite3_progress_handler(database_.get(), instructions_between_checks, on_progress,
                              const_cast<std::atomic<bool>*>(&stopping_));
@@ -106,6 +108,13 @@ void Engine::run(std::string_view text, const Parameters& parameters, Reply& rep
     case Kind::prepare: return prepare(command.name, command.sql, reply);
     case Kind::execute: return run_with(prepared_.find(command.name), parameters, reply);
     case Kind::deallocate: return prepared_.remove(command.name);
+    case Kind::declare: return declare(command, parameters, reply);
+    case Kind::open: return cursors_.open(command.name);
+    case Kind::fetch: return cursors_.fetch(command.name, command.limit, reply);
+    case Kind::close: return cursors_.close(command.name);
+    case Kind::call:
+        return call_procedure(find_procedure(command.name), command.arguments, parameters,
+                              {database_.get(), cursors_}, reply);
     case Kind::get_lob:
         if (!lobs_) throw SqlError("the login asked for no large objects by descriptor");
         return lobs_->reply_content(command.name, command.offset, command.limit, reply);
@@ -127,6 +136,13 @@ void Engine::prepare(const std::string& name, std::string_view sql, Reply& reply
         parameters.push_back({parameter_name(statement, i), static_cast<std::uint32_t>(i), text_api_type, 0});
     }
     if (!parameters.empty()) reply.parameters(parameters);
+}
+
+// A prepared statement stays free for its own runs: the cursor has one of the same text.
+void Engine::declare(const CommandText& command, const Parameters& parameters, Reply& reply) {
+    const std::string sql = command.prepared.empty() ? accept_interval_types(command.sql)
+                                                     : sqlite3_sql(prepared_.find(command.prepared));
+    cursors_.declare(command.name, prepare_only_statement(database_.get(), sql), parameters, reply);
 }
 
 void Engine::run_statements(const std::string& sql, Reply& reply) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "batch.h"
+#include "cursors.h"
 #include "database.h"
 #include "lobs.h"
 #include "parameters.h"
@@ -25,6 +26,8 @@ struct EngineSettings {
     bool lobs_by_descriptor = false;
 };
 
+struct CommandText;
+
 class Engine {
   public:
     // `stopping` makes a running or waiting statement fail soon; it must outlive the engine.
@@ -42,6 +45,7 @@ class Engine {
 
   private:
     void prepare(const std::string& name, std::string_view sql, Reply& reply);
+    void declare(const CommandText& command, const Parameters& parameters, Reply& reply);
     void run_statements(const std::string& sql, Reply& reply);
     void run_with(sqlite3_stmt* statement, const Parameters& parameters, Reply& reply);
     void run_statement(sqlite3_stmt* statement, Reply& reply);
@@ -58,6 +62,7 @@ class Engine {
     Database database_;
     PreparedStatements prepared_;
     std::optional<LobStore> lobs_; // when the session asked for descriptors
+    Cursors cursors_;
 };
 
 } // namespace tarnlite

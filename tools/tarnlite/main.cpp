@@ -13,14 +13,20 @@
 #include <fstream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace {
 
 constexpr const char* footer =
-    "SQL is SQLite's. Prepared statements, parameters, batches and large objects by descriptor are served;\n"
-    "server cursors and procedures are not. Of the login, user, password, lock_timeout, auto_commit and\n"
-    "lob_ret are honoured; database, char_set, iso_level, current_schema, keyword_filter, return_cursor_id\n"
-    "and version are read and have no effect.\n"
+    "SQL is SQLite's. Prepared statements, parameters, batches, server cursors, large objects by descriptor "
+    "and\n"
+    "a few built-in procedures are served. Of the login, user, password, lock_timeout, auto_commit and "
+    "lob_ret\n"
+    "are honoured; database, char_set, iso_level, current_schema, keyword_filter, return_cursor_id and "
+    "version\n"
+    "are read and have no effect.\n"
+    "Faults: refuse-login, drop-after=N (bytes sent), delay=MS (before every reply), error[=TEXT] (to every\n"
+    "command).\n"
     "SIGTERM or SIGINT ends the server.";
 
 // Whoever waits for the file never sees it without its content.
@@ -49,6 +55,7 @@ int main(int argc, char** argv) {
     tarnlite::Settings settings;
     tarnlite::Credentials credentials;
     std::string port_file;
+    std::vector<std::string> faults;
 
     CLI::App app("tarnlite, the development server: SQLite behind the TARNDBMS wire protocol");
     app.footer(footer);
@@ -68,10 +75,15 @@ int main(int argc, char** argv) {
     app.add_option("--protocol", settings.protocol, "form of the login answer")
         ->check(CLI::IsMember({201, 301}))
         ->capture_default_str();
+    app.add_option("--fault", faults, "something to go wrong on purpose; may be given again")
+        ->type_name("FAULT")
+        ->allow_extra_args(false);
     CLI11_PARSE(app, argc, argv);
     if (*user) settings.credentials = credentials;
 
     try {
+        for (const std::string& fault : faults)
+            tarnlite::add_fault(settings.faults, fault);
         serve_until_stopped(settings, port_file);
     } catch (const std::exception& error) {
         fmt::print(stderr, "tarnlite: {}\n", error.what());

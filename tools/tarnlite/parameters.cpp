@@ -20,9 +20,6 @@ namespace {
 
 using Kind = Value::Kind;
 
-constexpr std::uint16_t output_direction = 2;
-constexpr std::uint16_t last_direction = 3;
-
 // The types in which a client sends values; they are those of columns but for the first and the last.
 enum class ParameterType : std::uint16_t {
     null = 1,
@@ -94,7 +91,7 @@ Parameter read_parameter(Transport& transport, std::uint64_t& allowance) {
     spend(allowance, name_length);
     parameter.name = transport.read_bytes(name_length);
     parameter.direction = transport.read_u16();
-    if (parameter.direction == 0 || parameter.direction > last_direction) {
+    if (parameter.direction < input_direction || parameter.direction > both_directions) {
         throw ProtocolError(fmt::format("a parameter of direction {}", parameter.direction));
     }
     parameter.wire_type = transport.read_u16();
@@ -181,12 +178,21 @@ std::string parameter_name(sqlite3_stmt* statement, int index) {
     return name == nullptr ? std::string() : std::string(name + 1);
 }
 
+static std::vector<std::string> parameter_names(sqlite3_stmt* statement) {
+    std::vector<std::string> names;
+    for (int i = 1; i <= sqlite3_bind_parameter_count(statement); ++i)
+        names.push_back(parameter_name(statement, i));
+    return names;
+}
+
 ParameterPlaces::ParameterPlaces(sqlite3_stmt* statement, const Parameters& parameters)
-    : sources_(static_cast<std::size_t>(sqlite3_bind_parameter_count(statement)), parameters.size()) {
+    : ParameterPlaces(parameter_names(statement), parameters) {}
+
+ParameterPlaces::ParameterPlaces(const std::vector<std::string>& names, const Parameters& parameters)
+    : sources_(names.size(), parameters.size()) {
     std::unordered_multimap<std::string, std::size_t> named;
-    for (std::size_t i = 0; i < sources_.size(); ++i) {
-        const std::string name = parameter_name(statement, static_cast<int>(i) + 1);
-        if (!name.empty()) named.emplace(bare_name(name), i);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (!names[i].empty()) named.emplace(bare_name(names[i]), i);
     }
     for (std::size_t entry = 0; entry < parameters.size(); ++entry) {
         const std::string& name = parameters[entry].name;

@@ -19,6 +19,10 @@
 
 namespace tarnlite {
 
+constexpr std::uint16_t input_direction = 1;
+constexpr std::uint16_t output_direction = 2;
+constexpr std::uint16_t both_directions = 3;
+
 struct Parameter {
     std::string name;
     std::uint16_t direction = 0;
@@ -45,8 +49,13 @@ Parameters read_parameters(Transport& transport, std::size_t count);
 // "$" or "?") do not matter, or by its position. Of two values of one name the later one counts.
 class ParameterPlaces {
   public:
-    // Throws SqlError unless every parameter has a value, and every value a parameter.
+    // By the names, without sign, of all parameters; empty for those without one. Both throw SqlError unless every
+    // parameter has a value, and every value a parameter.
+    ParameterPlaces(const std::vector<std::string>& names, const Parameters& parameters);
     ParameterPlaces(sqlite3_stmt* statement, const Parameters& parameters);
+
+    // The index of the value that goes to a parameter, both counted from 0.
+    std::size_t source(std::size_t parameter) const { return sources_[parameter]; }
 
     // The parameters, laid out like those of the constructor, must outlive the statement's run. Throws SqlError.
     void bind(sqlite3* database, sqlite3_stmt* statement, const Parameters& parameters) const;

@@ -93,9 +93,25 @@ void Reply::count(char letter, std::int64_t rows) {
 }
 
 // A text right behind rows belongs to those rows: the separator makes it an item of its own.
-void Reply::error(std::string_view message) {
+void Reply::server_text(char letter, std::string_view content) {
     if (in_rows_) transport_.write(";");
-    text('E', message);
+    text(letter, content);
+}
+
+// Right behind rows, too: the client's calls for procedures know no separator.
+void Reply::output(std::size_t slot, WireType type, std::string_view value) {
+    in_rows_ = false;
+    std::string message(1, 'P');
+    put_integer(message, static_cast<std::uint32_t>(slot));
+    put_integer(message, static_cast<std::uint32_t>(type));
+    transport_.write(message.append(value));
+}
+
+void Reply::returned(WireType type, std::string_view value) {
+    in_rows_ = false;
+    std::string message(1, 'O');
+    put_integer(message, static_cast<std::uint32_t>(type));
+    transport_.write(message.append(value));
 }
 
 void Reply::text(char letter, std::string_view content) {

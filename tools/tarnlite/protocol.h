@@ -58,7 +58,12 @@ class Reply {
     void updated(std::int64_t rows) { count('U', rows); }
     void deleted(std::int64_t rows) { count('D', rows); }
     void inserted(std::string_view identifier) { text('I', identifier); }
-    void error(std::string_view message);
+    void error(std::string_view message) { server_text('E', message); }
+    void warning(std::string_view message) { server_text('W', message); }
+    void notice(std::string_view message) { server_text('M', message); }
+    // `value` in its wire form, of an output parameter or of a function.
+    void output(std::size_t slot, WireType type, std::string_view value);
+    void returned(WireType type, std::string_view value);
     void parameters(const std::vector<ParameterDescription>& parameters);
     // A row whose only value comes in pieces.
     void pieces(std::string_view content);
@@ -68,6 +73,7 @@ class Reply {
   private:
     void count(char letter, std::int64_t rows);
     void text(char letter, std::string_view content);
+    void server_text(char letter, std::string_view content);
 
     Transport& transport_;
     bool in_rows_ = false; // the last message was a row, or the columns of a result without rows

@@ -1,13 +1,9 @@
 #include "rows.h"
 
-#include "values.h"
-
 #include <fmt/format.h>
 
-#include <deque>
+#include <algorithm>
 #include <optional>
-#include <string>
-#include <vector>
 
 namespace tarnlite {
 
@@ -19,12 +15,6 @@ constexpr std::size_t look_ahead_bytes = 256 * 1024;
 struct ResultColumn {
     ColumnDescription description;
     bool typed_by_values = false;
-};
-
-// A row whose texts are copies, so that it outlives the next step of its statement.
-struct HeldRow {
-    std::vector<Value> values;
-    std::deque<std::string> texts;
 };
 
 std::string_view text_or_empty(const char* text) {
@@ -72,6 +62,31 @@ ResultColumn describe(sqlite3* database, sqlite3_stmt* statement, int index) {
     return column;
 }
 
+// The type that holds what the column held so far and this value too; null changes nothing.
+std::optional<WireType> widened(std::optional<WireType> type, const Value& value) {
+    WireType own = WireType::character;
+    switch (value.kind) {
+    case Value::Kind::null: return type;
+    case Value::Kind::integer: own = WireType::bigint; break;
+    case Value::Kind::real: own = WireType::double_; break;
+    case Value::Kind::text: own = WireType::character; break;
+    case Value::Kind::bytes: own = WireType::binary; break;
+    }
+    if (!type || *type == own) return own;
+    const auto is_number = [](WireType t) { return t == WireType::bigint || t == WireType::double_; };
+    return is_number(*type) && is_number(own) ? WireType::double_ : WireType::character;
+}
+
+} // namespace
+
+bool step(sqlite3* database, sqlite3_stmt* statement) {
+    switch (sqlite3_step(statement)) {
+    case SQLITE_ROW: return true;
+    case SQLITE_DONE: return false;
+    default: throw SqlError(sqlite3_errmsg(database));
+    }
+}
+
 Value column_value(sqlite3_stmt* statement, int index) {
     const auto size = [&] { return static_cast<std::size_t>(sqlite3_column_bytes(statement, index)); };
     Value value;
@@ -101,19 +116,30 @@ Value column_value(sqlite3_stmt* statement, int index) {
     return value;
 }
 
-bool step(sqlite3* database, sqlite3_stmt* statement) {
-    switch (sqlite3_step(statement)) {
-    case SQLITE_ROW: return true;
-    case SQLITE_DONE: return false;
-    default: throw SqlError(sqlite3_errmsg(database));
+ResultRows::ResultRows(sqlite3* database, sqlite3_stmt* statement, LobStore* lobs)
+    : database_(database), statement_(statement), lobs_(lobs), at_row_(step(database, statement)) {
+    // The columns are asked for after the first step: it prepares the statement anew, perhaps with other columns,
+    // when another connection has changed the table meanwhile.
+    std::vector<bool> typed_by_values;
+    for (int i = 0; i < sqlite3_column_count(statement); ++i) {
+        ResultColumn column = describe(database, statement, i);
+        columns_.push_back(std::move(column.description));
+        typed_by_values.push_back(column.typed_by_values);
     }
+    if (std::ranges::find(typed_by_values, true) == typed_by_values.end()) return;
+    for (std::size_t bytes = 0; at_row_ && held_.size() < look_ahead_rows && bytes < look_ahead_bytes;
+         at_row_ = step(database, statement)) {
+        bytes += hold_row();
+    }
+    decide_types(typed_by_values);
 }
 
 // Copies the current row and returns the bytes that its texts take.
-std::size_t hold_row(sqlite3_stmt* statement, HeldRow& row) {
+std::size_t ResultRows::hold_row() {
+    HeldRow& row = held_.emplace_back();
     std::size_t bytes = 0;
-    for (int i = 0; i < sqlite3_column_count(statement); ++i) {
-        Value value = column_value(statement, i);
+    for (int i = 0; i < sqlite3_column_count(statement_); ++i) {
+        Value value = column_value(statement_, i);
         value.bytes = row.texts.emplace_back(value.bytes);
         bytes += value.bytes.size();
         row.values.push_back(value);
@@ -121,42 +147,43 @@ std::size_t hold_row(sqlite3_stmt* statement, HeldRow& row) {
     return bytes;
 }
 
-// The type that holds what the column held so far and this value too; null changes nothing.
-std::optional<WireType> widened(std::optional<WireType> type, const Value& value) {
-    WireType own = WireType::character;
-    switch (value.kind) {
-    case Value::Kind::null: return type;
-    case Value::Kind::integer: own = WireType::bigint; break;
-    case Value::Kind::real: own = WireType::double_; break;
-    case Value::Kind::text: own = WireType::character; break;
-    case Value::Kind::bytes: own = WireType::binary; break;
-    }
-    if (!type || *type == own) return own;
-    const auto is_number = [](WireType t) { return t == WireType::bigint || t == WireType::double_; };
-    return is_number(*type) && is_number(own) ? WireType::double_ : WireType::character;
-}
-
-void decide_types(std::vector<ResultColumn>& columns, const std::deque<HeldRow>& rows) {
-    for (std::size_t i = 0; i < columns.size(); ++i) {
-        if (!columns[i].typed_by_values) continue;
+void ResultRows::decide_types(const std::vector<bool>& typed_by_values) {
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+        if (!typed_by_values[i]) continue;
         std::optional<WireType> type;
-        for (const HeldRow& row : rows)
+        for (const HeldRow& row : held_)
             type = widened(type, row.values[i]);
-        columns[i].description.type = ColumnType{type.value_or(WireType::character), 0};
+        columns_[i].type = ColumnType{type.value_or(WireType::character), 0};
     }
 }
 
-void append_checked(std::string& row, const ColumnDescription& column, const Value& value, LobStore* lobs) {
-    if (lobs != nullptr && LobStore::is_large_object(column.type.wire)) {
-        return lobs->append_value(row, column.type.wire, value);
+void ResultRows::append(std::size_t column, const Value& value) {
+    const auto& [name, type, flags] = columns_[column];
+    if (lobs_ != nullptr && LobStore::is_large_object(type.wire)) {
+        return lobs_->append_value(row_, type.wire, value);
     }
-    if (append_value(row, column.type, value)) return;
-    const std::string_view label = std::string_view(column.name).substr(column.name.find('%') + 1);
-    throw SqlError(fmt::format("column {}: {} cannot be given as {}", label, shown_value(value),
-                               type_name(column.type.wire)));
+    if (append_value(row_, type, value)) return;
+    const std::string_view label = std::string_view(name).substr(name.find('%') + 1);
+    throw SqlError(
+        fmt::format("column {}: {} cannot be given as {}", label, shown_value(value), type_name(type.wire)));
 }
 
-} // namespace
+bool ResultRows::reply_next(Reply& reply) {
+    row_.clear();
+    if (!held_.empty()) {
+        for (std::size_t i = 0; i < columns_.size(); ++i)
+            append(i, held_.front().values[i]);
+        held_.pop_front();
+        reply.row(row_);
+        return true;
+    }
+    if (!at_row_) return false;
+    for (std::size_t i = 0; i < columns_.size(); ++i)
+        append(i, column_value(statement_, static_cast<int>(i)));
+    reply.row(row_);
+    at_row_ = step(database_, statement_);
+    return true;
+}
 
 std::vector<ColumnDescription> describe_columns(sqlite3* database, sqlite3_stmt* statement) {
     std::vector<ColumnDescription> descriptions;
@@ -166,42 +193,9 @@ std::vector<ColumnDescription> describe_columns(sqlite3* database, sqlite3_stmt*
 }
 
 void reply_rows(sqlite3* database, sqlite3_stmt* statement, LobStore* lobs, Reply& reply) {
-    // The first step comes before the columns are asked for: it prepares the statement anew, perhaps with other
-    // columns, when another connection has changed the table meanwhile.
-    bool more = step(database, statement);
-    std::vector<ResultColumn> columns;
-    bool look_ahead = false;
-    for (int i = 0; i < sqlite3_column_count(statement); ++i) {
-        columns.push_back(describe(database, statement, i));
-        look_ahead = look_ahead || columns.back().typed_by_values;
-    }
-
-    std::deque<HeldRow> held;
-    for (std::size_t bytes = 0;
-         more && look_ahead && held.size() < look_ahead_rows && bytes < look_ahead_bytes;
-         more = step(database, statement)) {
-        bytes += hold_row(statement, held.emplace_back());
-    }
-    decide_types(columns, held);
-
-    std::vector<ColumnDescription> descriptions;
-    for (const ResultColumn& column : columns)
-        descriptions.push_back(column.description);
-    reply.columns(descriptions);
-
-    std::string row;
-    for (const HeldRow& kept : held) {
-        row.clear();
-        for (std::size_t i = 0; i < columns.size(); ++i)
-            append_checked(row, descriptions[i], kept.values[i], lobs);
-        reply.row(row);
-    }
-    for (; more; more = step(database, statement)) {
-        row.clear();
-        for (std::size_t i = 0; i < columns.size(); ++i) {
-            append_checked(row, descriptions[i], column_value(statement, static_cast<int>(i)), lobs);
-        }
-        reply.row(row);
+    ResultRows rows(database, statement, lobs);
+    reply.columns(rows.columns());
+    while (rows.reply_next(reply)) {
     }
 }
 

@@ -14,6 +14,10 @@ bool is_word_character(char c) {
 
 } // namespace
 
+bool Token::is_word() const {
+    return !word.empty() && is_word_character(word.front());
+}
+
 bool Scanner::next(Token& token) {
     skip_blanks_and_comments();
     const std::size_t start = at_;

@@ -12,6 +12,8 @@ struct Token {
     std::string word; // in upper case; a single character for anything that is no word
     std::size_t start = 0;
     std::size_t length = 0; // in the text, quotes included
+
+    bool is_word() const;
 };
 
 class Scanner {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <thread>
 
 namespace tarnlite {
 
@@ -36,6 +37,8 @@ void Session::run() {
     try {
         const auto login = read_login();
         if (!login) return;
+        if (settings_.faults.drop_after) transport_.drop_after(*settings_.faults.drop_after);
+        delay_reply();
         if (const auto reason = reason_to_refuse(*login)) return refuse(*reason);
         serve(*login);
     } catch (const ConnectionLost&) {
@@ -83,12 +86,20 @@ std::optional<Login> Session::read_enciphered_login(Transport::Clock::time_point
 }
 
 std::optional<std::string> Session::reason_to_refuse(const Login& login) const {
+    if (settings_.faults.refuse_login) return "logins are refused";
     if (settings_.require_ssl && !transport_.is_enciphered()) return "only enciphered logins are admitted";
     const auto& wanted = settings_.credentials;
     if (wanted && (login.user != wanted->user || login.password != wanted->password)) {
         return "wrong user or password";
     }
     return std::nullopt;
+}
+
+void Session::delay_reply() const {
+    constexpr std::chrono::milliseconds longest_nap{20};
+    const auto end = Transport::Clock::now() + settings_.faults.delay;
+    for (auto now = Transport::Clock::now(); now < end && !stopping_; now = Transport::Clock::now())
+        std::this_thread::sleep_for(std::min<Transport::Clock::duration>(end - now, longest_nap));
 }
 
 // "N", four bytes (the protocol's number) and "K" in protocol 301; "K" alone in 201.
@@ -126,7 +137,9 @@ void Session::answer(const Command& command, Engine& engine) {
     BatchRows rows(transport_, read_parameters(transport_, command.parameter_count), command.batch_rows,
                    typed_rows);
     Reply reply(transport_);
+    delay_reply();
     try {
+        if (settings_.faults.error) throw SqlError(*settings_.faults.error);
         if (command.batch_rows > 0) {
             engine.run_batch(command.text, rows, reply);
         } else {

@@ -26,6 +26,8 @@ class Session {
     std::optional<Login> read_login();
     std::optional<Login> read_enciphered_login(Transport::Clock::time_point deadline);
     std::optional<std::string> reason_to_refuse(const Login& login) const;
+    // Waits as long as replies are to be delayed, but not beyond the server's end.
+    void delay_reply() const;
     void accept();
     void refuse(std::string_view reason);
     void serve(const Login& login);

@@ -1,6 +1,8 @@
 // What the command line decides, handed unchanged to the server and to every session.
 #pragma once
 
+#include "faults.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -20,6 +22,7 @@ struct Settings {
     bool require_ssl = false;               // refuse plain logins
     bool refuse_ssl = false;                // refuse enciphered ones
     int protocol = 301;                     // 201 or 301: the form of the login answer
+    Faults faults;
 };
 
 } // namespace tarnlite

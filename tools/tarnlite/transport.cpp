@@ -85,12 +85,26 @@ void Transport::write(std::string_view bytes) {
 
 void Transport::flush() {
     if (keystreams_) apply(keystreams_->sent, output_, 0);
-    if (!socket_.send_all(output_)) throw ConnectionLost();
+    send(output_);
     output_.clear();
+}
+
+void Transport::send(std::string_view bytes) {
+    const bool last = left_to_send_ && bytes.size() >= *left_to_send_;
+    if (last) bytes = bytes.substr(0, *left_to_send_);
+    if (!socket_.send_all(bytes)) throw ConnectionLost();
+    if (left_to_send_) *left_to_send_ -= bytes.size();
+    if (!last) return;
+    take_leave();
+    throw ConnectionLost();
 }
 
 void Transport::finish() {
     flush();
+    take_leave();
+}
+
+void Transport::take_leave() {
     socket_.shut_sending();
     const auto deadline = Clock::now() + longest_farewell;
     for (;;) {

@@ -49,6 +49,8 @@ class Transport {
     // Sends what is left and lets the peer read it before the connection goes: closing at once while unread
     // input is waiting would reset the connection and destroy the answer on its way.
     void finish();
+    // From here on no more than that many bytes are sent; then the connection is finished and counts as lost.
+    void drop_after(std::uint64_t bytes) { left_to_send_ = bytes; }
 
     // From here on every byte passes through the keystreams of the key, those too that have arrived and were not
     // consumed yet; what was written before still goes out in the clear.
@@ -68,12 +70,15 @@ class Transport {
     };
 
     void receive_more();
+    void send(std::string_view bytes);
+    void take_leave();
     static void apply(tarn::TuringState& keystream, std::string& bytes, std::size_t from);
 
     Socket& socket_;
     std::string input_;
     std::size_t consumed_ = 0;
     std::string output_;
+    std::optional<std::uint64_t> left_to_send_; // without it there is no limit
     std::optional<Keystreams> keystreams_;
 };
 
