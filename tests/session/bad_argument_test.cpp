@@ -4,6 +4,8 @@
  */
 #include "session_fixture.h"
 
+#include <utility>
+
 namespace {
 
 /* Arguments that would do if the handle were right. */
@@ -12,7 +14,7 @@ struct Scratch {
     std::int32_t a = 77, b = 77, c = 77, d = 77;
     std::int64_t wide = 77;
     std::uint32_t word = 77;
-    TRN_HANDLE out = this;
+    TRN_HANDLE out = this, other_out = this;
 };
 
 enum Kinds {
@@ -41,6 +43,18 @@ const ExportedCall calls[] = {
      [](auto h, auto& s) { return TRN_Execute_query_with_one(h, "x", s.text, &s.word); }},
     {"ExecwithDataReader", connection, -3, -3,
      [](auto h, auto& s) { return TRN_ExecwithDataReader(h, "x", &s.out, &s.a, &s.wide, &s.b); }},
+    {"ReconnectConn", connection, -3, -3, [](auto h, auto&) { return TRN_ReconnectConn(h); }},
+    {"GetAttr", both, -3, -3, [](auto h, auto& s) { return TRN_GetAttr(h, 3, s.text, 64, &s.a, &s.b); }},
+    {"SetAttr", connection, -3, 0, [](auto h, auto& s) { return TRN_SetAttr(h, 11, s.text); }},
+    {"Execute_procesure", connection, -3, -3, [](auto h, auto& s) { return TRN_Execute_procesure(h, "x", s.text); }},
+    {"ExecwithServerCursorReader", connection, -3, -3,
+     [](auto h, auto& s) { return TRN_ExecwithServerCursorReader(h, "x", "c", &s.out, &s.a); }},
+    {"FetchServerCursorRowset", connection, -3, -3, [](auto h, auto& s) { return TRN_FetchServerCursorRowset(h, "c", &s.out); }},
+    {"FetchServerCursorRowset_V2", connection, -3, -3,
+     [](auto h, auto&) { TRN_HANDLE none = nullptr; return TRN_FetchServerCursorRowset_V2(h, "x", &none); }},
+    {"FetchRefCursorHead", connection, -3, -3,
+     [](auto h, auto& s) { return TRN_FetchRefCursorHead(h, "c", &s.out, &s.a, &s.wide, &s.b); }},
+    {"CloseCursor", connection, -3, -3, [](auto h, auto&) { return TRN_CloseCursor(h, "c"); }},
     {"ReadNext", result, -1, -1, [](auto h, auto&) { return TRN_ReadNext(h); }},
     {"NextResult", result, 0, 0, [](auto h, auto&) { return TRN_NextResult(h); }},
     {"getResultColumnsnum", result, -3, -3, [](auto h, auto& s) { return TRN_getResultColumnsnum(h, &s.a); }},
@@ -93,6 +107,8 @@ TEST(bad_arguments, required_pointers_that_are_null) {
     TRN_HANDLE* conn = good.session.handle();
     TRN_HANDLE* rows = &good.reader.result;
     Scratch s;
+    TRN_HANDLE unknown = &good.unknown_kind;
+    const std::string list = connection_string(test_refusing_port(), account + ";IPS=127.0.0.1");
     // clang-format off
     const std::pair<const char*, std::int32_t> statuses[] = {
         {"last insert id", TRN_GetLastInsertId(conn, nullptr)}, {"function type", TRN_GetFunReturnType(conn, nullptr)},
@@ -106,11 +122,22 @@ TEST(bad_arguments, required_pointers_that_are_null) {
         {"name", TRN_getResultcolname(rows, 1, nullptr)}, {"sought name", TRN_getResultcolseq(rows, nullptr)},
         {"destination", TRN_GetData(rows, 1, 2, nullptr, 10, &s.a)}, {"statement", fun_sql_type(nullptr)},
         {"moment", dt2dtm_Api(0, nullptr)}, {"reset", TRN_Reset(nullptr)},
+        {"attribute", TRN_GetAttr(conn, 3, nullptr, 64, &s.a, &s.b)}, {"row attribute", TRN_GetAttr(rows, 61, nullptr, 64, &s.a, &s.b)},
+        {"auto-commit", TRN_SetAttr(conn, 11, nullptr)}, {"call text", TRN_Execute_procesure(conn, nullptr, s.text)},
+        {"cursor text", TRN_ExecwithServerCursorReader(conn, nullptr, "c", &s.out, &s.a)},
+        {"cursor", TRN_ExecwithServerCursorReader(conn, "x", nullptr, &s.out, &s.a)},
+        {"fetched cursor", TRN_FetchServerCursorRowset(conn, nullptr, &s.out)}, {"fetch text", TRN_FetchServerCursorRowset_V2(conn, nullptr, rows)},
+        {"rowset", TRN_FetchServerCursorRowset_V2(conn, "x", nullptr)}, {"kind of rowset", TRN_FetchServerCursorRowset_V2(conn, "x", conn)},
+        {"no rowset", TRN_FetchServerCursorRowset_V2(conn, "x", &unknown)},
+        {"ref cursor", TRN_FetchRefCursorHead(conn, nullptr, &s.out, &s.a, &s.wide, &s.b)},
+        {"rows asked for", TRN_FetchRefCursorHead(conn, "c", &s.out, &s.a, &s.wide, nullptr)}, {"closed cursor", TRN_CloseCursor(conn, nullptr)},
+        {"list text", TRN_OpenConn_Ips(nullptr, -1, &s.out, &s.other_out)}, {"record", TRN_OpenConn_Ips(list.c_str(), 0, nullptr, &s.out)},
+        {"listed connection", TRN_OpenConn_Ips(list.c_str(), 0, &s.out, nullptr)},
     };
     // clang-format on
     for (const auto& [name, status] : statuses)
         EXPECT_EQ(status, TRN_ERR_ARGUMENT) << name;
-    EXPECT_TRUE(s.a == 77 && s.word == 77 && s.text[0] == 0);
+    EXPECT_TRUE(s.a == 77 && s.b == 77 && s.word == 77 && s.text[0] == 0 && s.out == &s && s.other_out == &s);
 }
 
 TEST(bad_arguments, optional_pointers_may_be_null) {
@@ -122,6 +149,9 @@ TEST(bad_arguments, optional_pointers_may_be_null) {
     EXPECT_EQ(TRN_getResultColInfo(rows, 1, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
     EXPECT_EQ(TRN_GetError(conn, nullptr, &length), 0);
     EXPECT_EQ(TRN_GetErrorInfo(conn, nullptr, nullptr), 0);
+    EXPECT_EQ(TRN_GetAttr(rows, 61, &length, 0, nullptr, nullptr), 0);
+    EXPECT_EQ(std::exchange(length, 77), 1);
+    EXPECT_EQ(Release_IpsAttrs(nullptr) + Release_IpsAttrs(&nothing), -2);
     EXPECT_EQ(TRN_FreePtr(nullptr) + TRN_FreePtr(&nothing) + TRN_FreeRowset(nullptr), 0);
     TRN_HANDLE null_handle = nullptr, unknown = &good.unknown_kind;
     for (TRN_HANDLE* handle : {static_cast<TRN_HANDLE*>(nullptr), &null_handle, &unknown})

@@ -17,39 +17,6 @@ std::string batch(std::size_t rows, std::size_t parameters, const std::string& r
     return request("q", std::int64_t(rows << 16 | parameters), rest);
 }
 
-/* The values of one parameter for all rows, bound at a position or, when that is 0, by name. */
-struct Array {
-    std::int32_t type;
-    Bytes values;
-    std::vector<std::int32_t> lengths;
-
-    std::int32_t bind(TRN_HANDLE* handle, std::int32_t position, std::int32_t count, const char* name = "n",
-                      std::int32_t direction = 1) {
-        const auto rows = std::int32_t(lengths.size()), size = std::int32_t(values.size());
-        void* data = values.data();
-        return position == 0 ? TRN_BindParamArrayByName(handle, name, count, direction, type, rows, data,
-                                                        size, lengths.data())
-                             : TRN_BindParamArrayByPos(handle, position, count, direction, type, rows, data,
-                                                       size, lengths.data());
-    }
-};
-
-/* Texts, each behind its length in host order. */
-Array texts(const std::vector<std::string>& values) {
-    Array array{TRN_TYPE_TEXT, {}, {}};
-    for (const std::string& value : values) {
-        array.lengths.push_back(std::int32_t(value.size()));
-        const std::string element = host_bytes(array.lengths.back()) + value;
-        array.values.insert(array.values.end(), element.begin(), element.end());
-    }
-    return array;
-}
-
-Array integers(const std::vector<std::int32_t>& values) {
-    const std::string_view bytes(reinterpret_cast<const char*>(values.data()), values.size() * 4);
-    return {TRN_TYPE_INTEGER, exact(bytes), std::vector<std::int32_t>(values.size(), 4)};
-}
-
 // clang-format off
 const struct { std::int32_t position, direction; std::vector<std::int32_t> values; std::int32_t status; const char* text; } refusals[] = {
     {4001, 4, {1, 2}, -52, "[EC052]Error invalid param type 4"}, {0, 0, {1, 2}, -52, "[EC052]Error invalid param type 0"},
@@ -60,7 +27,6 @@ const struct { std::int32_t position, direction; std::vector<std::int32_t> value
     {2, 1, {1, 2, 3}, -58, "[EC058]Error bindparam unsurpported datatype 5 invalid"},
     {0, 1, {1}, -58, "[EC058]Error bindparam unsurpported datatype 5 invalid"}, {2, 1, {}, -3, ""}, {0, 1, {}, -3, ""},
 };
-std::string counted(const std::string& text) { return host_bytes(std::int32_t(text.size())) + text; }
 
 /* Elements that would run past their buffer. */
 const struct { std::int32_t type; std::string values; std::vector<std::int32_t> lengths; } outside[] = {
@@ -152,61 +118,45 @@ TEST(batch, sends_every_type_of_row_exactly) {
             }
 }
 
-/* The blocks of the rows behind the first: whole rows, of 512,000 bytes at most unless one value needs more. */
-std::string blocks(const std::vector<std::vector<std::string>>& rows, bool typed) {
-    std::size_t limit = 512000;
-    std::string sent, whole;
-    for (std::size_t r = 1; r < rows.size(); ++r) {
-        std::string row;
-        for (std::size_t i = 0; i < rows[r].size(); ++i) {
-            const auto overflows = [&] { return whole.size() + row.size() + 5 + rows[r][i].size() > limit; };
-            if (overflows() && !whole.empty()) { /* the row begins anew in the next block */
-                sent += wire_text(whole);
-                whole.clear();
-                row.clear();
-                i = 0;
-            }
-            if (overflows()) limit += 5 + rows[r][i].size();
-            row += (typed ? "\x1e" : "") + wire_text(rows[r][i]);
-        }
-        whole += row;
-        if (whole.size() > limit - 64000 || whole.size() >= 512001) {
-            sent += wire_text(whole);
-            whole.clear();
-        }
-    }
-    return whole.empty() ? sent : sent + wire_text(whole);
-}
-
+/* Blocks hold whole rows, of 512,000 bytes at most unless one value needs more; a type is a byte of each value. */
 TEST(batch, sends_blocks_of_whole_rows) {
+    using Sizes = std::vector<std::size_t>;
     const std::size_t sizes[] = {1, 200000, 17, 65000, 3000, 199999, 2049, 90000, 447990, 5, 130000};
-    std::vector<std::vector<std::string>> one{{"1"}}, mixed, tiny, edges, giant;
-    for (std::size_t r = 0; r < 60; ++r)
-        mixed.push_back({pattern(sizes[r % 11]), pattern(sizes[r * 5 % 7]), pattern(sizes[r * 3 % 11] / 2)});
-    for (std::size_t r = 0; r < 60001; ++r)
-        tiny.push_back({std::to_string(r)});
-    for (const std::size_t size : {1, 447995, 1, 447996, 511995, 511996, 1, 447990, 63990, 447990, 64000, 1})
-        edges.push_back({pattern(size)});
-    for (const std::size_t size :
-         {600000, 1, 600000, 3000, 500000, 600000, 700000, 540000, 2, 500000, 300000})
-        giant.push_back({pattern(9), pattern(size)});
-    for (const auto& rows : {one, mixed, tiny, edges, giant})
+    std::vector<Sizes> mixed;
+    for (std::size_t r = 0; r < 30; ++r)
+        mixed.push_back({sizes[r % 11], sizes[r * 5 % 7], sizes[r * 3 % 11] / 2});
+    // clang-format off
+    /* The sizes of the values, row for row, and how many of the rows behind the first travel in each block. */
+    const struct { std::vector<Sizes> rows; Sizes typed_blocks, untyped_blocks; } cases[] = {
+        {{{1}}, {}, {}}, {mixed, {2, 2, 3, 1, 1, 1, 5, 2, 2, 3, 3, 4}, {2, 2, 3, 1, 1, 1, 5, 2, 2, 3, 3, 4}},
+        {{{1}, {447995}, {1}, {447996}, {511995}, {511996}, {1}, {447990}, {63990}, {447990}, {64000}, {1}},
+         {2, 1, 1, 1, 4, 2}, {2, 1, 1, 2, 3, 2}},
+        {{{9, 600000}, {9, 1}, {9, 600000}, {9, 3000}, {9, 500000}, {9, 600000}, {9, 700000}, {9, 540000}, {9, 2}, {9, 500000}, {9, 300000}},
+         {1, 1, 3, 1, 1, 3}, {1, 1, 3, 1, 1, 3}},
+    };
+    // clang-format on
+    for (const auto& [rows, typed_blocks, untyped_blocks] : cases)
         for (const bool typed : {true, false}) {
             const std::size_t columns = rows[0].size();
-            std::string entries;
-            for (const std::string& value : rows[0])
-                entries += text_entry(value);
-            const std::string sent = batch(rows.size(), columns, entries) + blocks(rows, typed);
-            Session session(asked_of(typed, {{sent, K}, {command("next"), U(7) + K}}));
-            for (std::size_t column = 0; column < columns; ++column) {
-                std::vector<std::string> values;
-                for (const auto& row : rows)
-                    values.push_back(row[column]);
-                EXPECT_EQ(
-                    texts(values).bind(session.handle(), std::int32_t(column) + 1, std::int32_t(columns)), 0);
+            std::vector<std::vector<std::string>> values(columns);
+            std::string entries, sent;
+            for (const Sizes& row : rows)
+                for (std::size_t column = 0; column < columns; ++column)
+                    values[column].push_back(pattern(row[column]));
+            for (const auto& column : values)
+                entries += text_entry(column[0]);
+            std::size_t row = 1;
+            for (std::size_t count : typed ? typed_blocks : untyped_blocks) {
+                std::string block;
+                for (; count > 0; --count, ++row)
+                    for (const auto& column : values)
+                        block += (typed ? "\x1e" : "") + wire_text(column[row]);
+                sent += wire_text(block);
             }
+            Session session(asked_of(typed, {{batch(rows.size(), columns, entries) + sent, K}}));
+            for (std::size_t column = 0; column < columns; ++column)
+                texts(values[column]).bind(session.handle(), std::int32_t(column) + 1, std::int32_t(columns));
             EXPECT_EQ(TRN_ExecBatch(session.handle(), "q", std::int32_t(rows.size())), 0);
-            EXPECT_EQ(session.connection.run("next"), 7);
         }
 }
 
@@ -267,22 +217,18 @@ TEST(array_binding, by_name_takes_each_name_once_and_prints_a_line_beyond_the_gi
 
 /* Whatever is bound to one set, in whatever order: nothing outside the values is read. */
 TEST(array_binding, mixed_with_single_values_and_other_numbers_reads_nothing_outside) {
-    const std::function<void(TRN_HANDLE*)> binds[] = {
-        [](TRN_HANDLE* handle) {
-            integers({1, 2}).bind(handle, 1, 2);
-        },
-        [](TRN_HANDLE* handle) { texts({"one row"}).bind(handle, 3, 0); },
-        [](TRN_HANDLE* handle) { bind_text(handle, 2, "text"); },
-        [](TRN_HANDLE* handle) {
-            integers({1, 2}).bind(handle, 0, 200, "name");
-        },
+    const auto bind = [](TRN_HANDLE* handle, int pick) {
+        if (pick == 0) integers({1, 2}).bind(handle, 1, 2);
+        if (pick == 1) texts({"one row"}).bind(handle, 3, 0);
+        if (pick == 2) bind_text(handle, 2, "text");
+        if (pick == 3) integers({1, 2}).bind(handle, 0, 200, "name");
     };
     OutputCapture output;
     for (int order = 0; order < 64; ++order)
         for (const bool as_batch : {true, false}) {
             Session session(logged_in(Script{expect("?"), reset_connection()}));
             for (const int pick : {order % 4, order / 4 % 4, order / 16})
-                binds[pick](session.handle());
+                bind(session.handle(), pick);
             if (as_batch) TRN_ExecBatch(session.handle(), "q", 2); /* refused when the rows are others */
             EXPECT_EQ(session.connection.run("q"), TRN_ERR_NETWORK) << order;
         }

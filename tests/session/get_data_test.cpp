@@ -42,13 +42,8 @@ const std::vector<Source> sources = {
 };
 
 const std::vector<Source> text_forms = {
-    {TRN_WIRE_BOOLEAN, "F", "F"}, {TRN_WIRE_BOOLEAN, "t", "UNKNOWN"},
-    {TRN_WIRE_NUMERIC, std::string(90, '8'), std::string(63, '8')}, {TRN_WIRE_OPAQUE, "abc\0def"s, "abc"},
+    {TRN_WIRE_BOOLEAN, "F", "F"}, {TRN_WIRE_BOOLEAN, "t", "UNKNOWN"}, {TRN_WIRE_OPAQUE, "abc\0def"s, "abc"},
     {TRN_WIRE_OPAQUE, std::string(90, 'o'), std::string(63, 'o')}, {TRN_WIRE_OPAQUE, "\0abc"s, "status -13"},
-    {TRN_WIRE_FLOAT, be_float(-0.1f), "-0.100000"}, {TRN_WIRE_DOUBLE, be_double(12345.678), "12345.67800000000"},
-    {TRN_WIRE_DOUBLE, be_double(0), "0.000000000000000"}, {TRN_WIRE_DOUBLE, be_double(1e15), "1000000000000000.000000"},
-    {TRN_WIRE_DOUBLE, be_double(-999999999999999), "-999999999999999.0"},
-    {TRN_WIRE_DATE, be32(-1), "1969-12-31"}, {TRN_WIRE_DATE, be32(-25508), "1900-03-01"},
     {TRN_WIRE_DATE, be32(-719528), "0000-01-01"}, {TRN_WIRE_DATE, be32(INT32_MAX), "5881580-07-11"},
     {TRN_WIRE_TIME, be32(-3661000), "-1:-1:-1"}, {TRN_WIRE_TIME, be32(100 * 3600000), "100:00:00"},
     {TRN_WIRE_TIME_TZ, be32(86399000) + be16(120), "25:59:59+2"},
@@ -58,7 +53,7 @@ const std::vector<Source> text_forms = {
     {TRN_WIRE_DATETIME_TZ, be64(-1000) + be16(0), "1969-12-31 23:59:59+0"},
     {TRN_WIRE_DATETIME_TZ, be64(0) + be16(330), "1970-01-01 05:30:00+5"},
     {TRN_WIRE_DATETIME_TZ, be64(-719528 * 86400000000) + be16(0), "0-01-01 00:00:00+0"},
-    {TRN_WIRE_DATETIME_TZ, be64(0), "status -13"}, {TRN_WIRE_DATETIME, be64(-1), "1969-12-31 23:59:59"},
+    {TRN_WIRE_DATETIME_TZ, be64(0), "status -13"},
     {TRN_WIRE_INTERVAL_YEAR_TO_MONTH, be32(-5), "0-05"}, {TRN_WIRE_INTERVAL_YEAR_TO_MONTH, be32(INT32_MIN), "-178956970-08"},
     {TRN_WIRE_INTERVAL_DAY_TO_HOUR, be32(-49), "-2 -1"}, {TRN_WIRE_INTERVAL_DAY_TO_MINUTE, be32(-1501), "-1 -1:-1"},
     {TRN_WIRE_INTERVAL_HOUR_TO_MINUTE, be32(-61), "-1:-1"},
@@ -94,13 +89,11 @@ std::map<std::pair<std::int32_t, std::int32_t>, std::string> delivered_cells() {
     whole(TRN_WIRE_DATETIME, 86400001, {}, {}, {23});
     whole(TRN_WIRE_INTERVAL_YEAR_TO_MONTH, -14, {}, {28}, {});
     whole(TRN_WIRE_INTERVAL_DAY_TO_SECOND, 93784999999, {}, {}, {31});
-    for (const auto& [type, value] : {std::pair{TRN_WIRE_TINYINT, -123.0},
-                                      {TRN_WIRE_SMALLINT, -300.0},
-                                      {TRN_WIRE_INTEGER, -70000.0},
-                                      {TRN_WIRE_BIGINT, -5e9},
-                                      {TRN_WIRE_NUMERIC, -42.75},
-                                      {TRN_WIRE_FLOAT, 2.5},
-                                      {TRN_WIRE_DOUBLE, 3.5}}) {
+    const std::pair<std::int32_t, double> numbers[] = {{TRN_WIRE_TINYINT, -123},   {TRN_WIRE_SMALLINT, -300},
+                                                       {TRN_WIRE_INTEGER, -70000}, {TRN_WIRE_BIGINT, -5e9},
+                                                       {TRN_WIRE_NUMERIC, -42.75}, {TRN_WIRE_FLOAT, 2.5},
+                                                       {TRN_WIRE_DOUBLE, 3.5}};
+    for (const auto& [type, value] : numbers) {
         put(type, {7}, be_float(static_cast<float>(value)));
         put(type, {8}, be_double(value));
     }
@@ -185,21 +178,6 @@ TEST(get_data, text_forms) {
     for (std::size_t i = 0; i < text_forms.size(); ++i)
         EXPECT_EQ(row.reader.text(static_cast<std::int32_t>(i) + 1), text_forms[i].text)
             << "value " << i << " of type " << text_forms[i].type;
-    OneRow huge({{TRN_WIRE_DOUBLE, be_double(1e300), ""}});
-    EXPECT_EQ(huge.reader.text(1).size(), 63u);
-}
-
-TEST(get_data, numeric_texts_are_read_up_to_the_first_other_character) {
-    // clang-format off
-    for (const auto& [text, whole, real] : {std::tuple{"12.75", 12, 12.75}, {"  -7abc", -7, -7.0}, {"+3e2", 3, 300.0},
-                                            {"abc", 0, 0.0}, {"2147483647", INT32_MAX, 2147483647.0}}) {
-        // clang-format on
-        SCOPED_TRACE(text);
-        OneRow row({{TRN_WIRE_NUMERIC, text, ""}});
-        row.expect(1, 5, 4, 77, 0, 4, reversed(be32(whole)));
-        row.expect(1, 6, 8, 77, 0, 8, reversed(be64(whole)));
-        row.expect(1, 8, 8, 77, 0, 8, reversed(be_double(real)));
-    }
 }
 
 TEST(get_data, what_does_not_fit_is_cut_and_pieces_walk_through_the_value) {

@@ -128,18 +128,18 @@ TEST(lob, travels_complete_as_a_parameter) {
 
 /* A session with one row of one column, made current, and what follows on its connection. */
 struct OneValue {
-    OneValue(bool descriptors, std::int32_t type, const std::string& value, Script rest = {})
-        : server(script(descriptors, query({{"c", type}}, {row({value})}) + K, std::move(rest))),
+    OneValue(bool descriptors, std::int32_t type, const std::string& value, const Script& rest = {})
+        : server(script(descriptors, query({{"c", type}}, {row({value})}) + K, rest)),
           connection(connection_string(server.port(), account + (descriptors ? ";lob_ret=descriptor" : ""))),
           reader(connection, "q") {
         EXPECT_TRUE(reader.next());
     }
-    static Script script(bool descriptors, const std::string& reply, Script rest) {
+    static Script script(bool descriptors, const std::string& reply, const Script& rest) {
         const std::string clauses = default_settings + (descriptors ? " lob_ret  =descriptor" : "");
-        const Script start{expect_login(login_on_channel("D", "U", "P", clauses)), send("K"),
-                           expect_command("q"), send(reply)};
-        rest.insert(rest.begin(), start.begin(), start.end());
-        return rest;
+        Script script = logged_in({{"q", reply}});
+        script[0] = expect_login(login_on_channel("D", "U", "P", clauses));
+        script.insert(script.end(), rest.begin(), rest.end());
+        return script;
     }
     /* The status, the length reported (-7 when it was left alone) and the content. */
     std::string get(Lob& lob, std::int32_t target) {

@@ -126,20 +126,6 @@ TEST(binding, by_position_jumps_at_most_one_step_above_the_room) {
     }
 }
 
-TEST(binding, by_name_takes_the_next_slot_each_time) {
-    std::vector<std::string> names{"", "a", "A", "a", std::string(1000, 'n')};
-    for (int i = 0; i < 400; ++i)
-        names.push_back("p" + std::to_string(i));
-    std::string entries = text_entry("first");
-    for (std::size_t i = 0; i < names.size(); ++i)
-        entries += integer_entry(std::int32_t(i), names[i]);
-    expect_sent(entries, names.size() + 1, [&](Session&, TRN_HANDLE* handle) {
-        EXPECT_EQ(bind_text(handle, 1, "first"), 0);
-        for (std::size_t i = 0; i < names.size(); ++i)
-            ASSERT_EQ(bind_integer(handle, names[i], std::int32_t(i)), 0);
-    });
-}
-
 TEST(binding, again_replaces_the_value_and_all_but_inputs_are_read_at_the_execution) {
     for (const std::int32_t direction : {2, 3}) {
         char value[] = "before";
@@ -158,39 +144,6 @@ TEST(binding, again_replaces_the_value_and_all_but_inputs_are_read_at_the_execut
             }
             std::strcpy(value, "after");
             length = 5;
-        });
-    }
-}
-
-/* Bytes are cut to their buffer, numbers filled up with zeros; the length of a number travels as the set holds it:
- * cut for a copied input, as it stands for the others. */
-TEST(binding, never_reads_beside_the_buffer) {
-    // clang-format off
-    const struct { std::int32_t type; std::string buffer; std::int32_t length, wire_type; std::string value; } cases[] = {
-        {2, "abc", 1000000, 30, "abc"}, {2, "abc", INT32_MAX, 30, "abc"}, {62, "abc", 4, 30, "abc"}, {15, "a", 2, 33, "a"},
-        {3, "\7", 4, 3, "\7"}, {5, "\7\1", 2, 5, be32(263)}, {5, "\7", 4, 5, be32(7)}, {4, "\7", 1, 4, be16(7)},
-        {4, "\7", 2, 4, be16(7)}, {6, "\7", 8, 6, be64(7)}, {7, "\1\2", 4, 8, be32(0x201)}, {8, "\1\2\3", 8, 9, be64(0x30201)},
-        {23, "\7", 100, 13, be64(7)},
-    };
-    // clang-format on
-    for (const std::int32_t direction : {1, 2, 3}) {
-        std::string entries;
-        std::vector<Bytes> buffers;
-        std::vector<std::int32_t> lengths;
-        for (const auto& [type, buffer, length, wire_type, value] : cases) {
-            const auto size = std::int32_t(buffer.size()),
-                       cut = direction == 1 ? std::min(length, size) : length;
-            const bool counts_bytes = value == buffer || type == TRN_TYPE_INTEGER;
-            entries +=
-                entry("", direction, wire_type, counts_bytes ? std::int32_t(value.size()) : cut, value);
-            buffers.push_back(exact(buffer));
-            lengths.push_back(length);
-        }
-        expect_sent(entries, std::size(cases), [&](Session&, TRN_HANDLE* handle) {
-            for (std::size_t i = 0; i < std::size(cases); ++i)
-                EXPECT_EQ(TRN_BindParamByPos(handle, std::int32_t(i) + 1, direction, cases[i].type,
-                                             buffers[i].data(), std::int32_t(buffers[i].size()), &lengths[i]),
-                          0);
         });
     }
 }

@@ -62,6 +62,43 @@ inline std::int32_t bind_integer(TRN_HANDLE* handle, const std::string& name, st
                                &length);
 }
 
+/* The values of one parameter for all rows, bound at a position or, when that is 0, by name. */
+struct Array {
+    std::int32_t type;
+    Bytes values;
+    std::vector<std::int32_t> lengths;
+
+    std::int32_t bind(TRN_HANDLE* handle, std::int32_t position, std::int32_t count, const char* name = "n",
+                      std::int32_t direction = 1) {
+        const auto rows = std::int32_t(lengths.size()), size = std::int32_t(values.size());
+        void* data = values.data();
+        return position == 0 ? TRN_BindParamArrayByName(handle, name, count, direction, type, rows, data,
+                                                        size, lengths.data())
+                             : TRN_BindParamArrayByPos(handle, position, count, direction, type, rows, data,
+                                                       size, lengths.data());
+    }
+};
+
+inline std::string counted(const std::string& text) {
+    return host_bytes(std::int32_t(text.size())) + text;
+}
+
+/* Texts, each behind its length in host order. */
+inline Array texts(const std::vector<std::string>& values) {
+    Array array{TRN_TYPE_TEXT, {}, {}};
+    for (const std::string& value : values) {
+        array.lengths.push_back(std::int32_t(value.size()));
+        const std::string element = counted(value);
+        array.values.insert(array.values.end(), element.begin(), element.end());
+    }
+    return array;
+}
+
+inline Array integers(const std::vector<std::int32_t>& values) {
+    const std::string_view bytes(reinterpret_cast<const char*>(values.data()), values.size() * 4);
+    return {TRN_TYPE_INTEGER, exact(bytes), std::vector<std::int32_t>(values.size(), 4)};
+}
+
 struct ParamSet {
     ParamSet() { EXPECT_EQ(TRN_CreateParams(&handle), 0); }
     ~ParamSet() { TRN_Drop(&handle); }

@@ -45,7 +45,7 @@ TEST(prepared, names_count_on_and_the_default_statement_is_replaced) {
     const std::string sql(5000, 's');
     // clang-format off
     Session session({{"PREPARE STC0 AS sql", K}, {"PREPARE STC1 AS sql", K}, {"PREPARE STC2 AS " + sql, columns + K},
-                     {"? STC1 ", U(1) + K}, {"DEALLOCATE STC0 ", K}, {"DEALLOCATE nobody ", E("unknown") + K}, {"? STC1 ", K},
+                     {"? STC1 ", U(1) + K}, {"DEALLOCATE STC0 ", K}, {"DEALLOCATE nobody ", E("unknown") + W("w") + K}, {"? STC1 ", K},
                      {"DEALLOCATE STC1 ", K}, {"PREPARE STC3 AS sql", columns + K}, {"PREPARE STC4 AS ", E("empty") + K},
                      {"DEALLOCATE STC3 ", K}, {"PREPARE STC5 AS sql", K}, {"? STC5 ", two_rows + K},
                      {"DEALLOCATE STC5 ", E("refused") + K}, {"PREPARE STC6 AS sql", K}, {"DEALLOCATE STC6 ", K}});

@@ -18,14 +18,10 @@ TEST(single_value, is_written_as_text_without_terminator_or_handed_over) {
     constexpr std::uint32_t over = TRN_HANDED_OVER;
     // clang-format off
     const struct { std::int32_t type; std::string bytes, text; std::uint32_t added = 0; } rows[] = {
-        {TRN_WIRE_BOOLEAN, "T", "T"}, {TRN_WIRE_BOOLEAN, "?", "?"}, {TRN_WIRE_TINYINT, "\xff", "-1"},
-        {TRN_WIRE_SMALLINT, be16(-32768), "-32768"}, {TRN_WIRE_INTEGER, be32(INT32_MIN), "-2147483648"},
-        {TRN_WIRE_BIGINT, be64(-1234567890123456789), "-1234567890123456789"},
+        {TRN_WIRE_BOOLEAN, "?", "?"}, {TRN_WIRE_INTEGER, be32(INT32_MIN), "-2147483648"},
         {TRN_WIRE_NUMERIC, std::string(70, '9'), std::string(63, '9')}, {TRN_WIRE_FLOAT, be_float(-1.5f), "-1.500000"},
         {TRN_WIRE_DOUBLE, be_double(3.5), "3.5"}, {TRN_WIRE_DOUBLE, be_double(0.1), "0.1"},
-        {TRN_WIRE_DOUBLE, be_double(1e100), "1e+100"}, {TRN_WIRE_DATE, be32(11016), "2000-02-29"},
-        {TRN_WIRE_TIME, be32(45296789), "12:34:56"}, {TRN_WIRE_DATETIME, be64(-1), "1969-12-31 23:59:59"},
-        {TRN_WIRE_INTERVAL_YEAR_TO_MONTH, be32(-14), "-1-02"}, {TRN_WIRE_INTERVAL_DAY_TO_SECOND, be64(93784999999), "1 2:03:04"},
+        {TRN_WIRE_DOUBLE, be_double(1e100), "1e+100"}, {TRN_WIRE_DATETIME, be64(-1), "1969-12-31 23:59:59"},
         {TRN_WIRE_CHAR, "zero\0inside"s, "zero\0inside"s}, {TRN_WIRE_CHAR, std::string(63, 'x'), std::string(63, 'x')},
         {45, "opaque text", "opaque text"}, {TRN_WIRE_TIME_TZ, be32(0) + be16(0), ""}, {TRN_WIRE_OPAQUE, "bytes", ""},
         {TRN_WIRE_DATETIME_TZ, be64(0) + be16(0), ""}, {99, "bytes", ""},

@@ -38,34 +38,25 @@ const Left lefts[] = {
 };
 // clang-format on
 
+/* The rest of the reply comes at once, or behind the next command. */
 TEST(unread_reply, is_passed_over_by_the_next_call_of_any_kind) {
     const std::pair<std::string, std::int32_t> nexts[] = {
         {U(42) + K, 42}, {D(1) + K, 3}, {rows_reply(6) + K, 6}};
     OutputCapture output;
-    for (const Left& left : lefts) {
-        for (const Call next : all_calls) {
-            SCOPED_TRACE("call " + std::to_string(left.call) + " left " + left.read.substr(0, 10) +
-                         ", then " + std::to_string(next));
-            Session session(
-                {{"leave", left.read + left.rest}, {"next", nexts[next].first}, {"third", U(7) + K}});
-            EXPECT_EQ(run(left.call, session.connection, "leave"), left.status);
-            EXPECT_EQ(run(next, session.connection, "next"), nexts[next].second);
-            EXPECT_EQ(run(no_query, session.connection, "third"), 7);
-        }
-    }
-}
-
-TEST(unread_reply, may_arrive_after_the_next_command) {
-    OutputCapture output;
-    for (const Left& left : lefts) {
-        SCOPED_TRACE("call " + std::to_string(left.call) + " left " + left.read.substr(0, 10));
-        Session session({expect_login(), send("K"), expect_command("leave"), send(left.read),
-                         expect_command("leave"), send_in_pieces(left.rest + left.read, 3),
-                         expect_command("next"), send_in_pieces(left.rest + U(42) + K, 3)});
-        EXPECT_EQ(run(left.call, session.connection, "leave"), left.status);
-        EXPECT_EQ(run(left.call, session.connection, "leave"), left.status);
-        EXPECT_EQ(run(no_query, session.connection, "next"), 42);
-    }
+    for (const auto& [call, read, rest, status] : lefts)
+        for (const Call next : all_calls)
+            for (const bool late : {false, true}) {
+                SCOPED_TRACE("call " + std::to_string(call) + " left " + read.substr(0, 10) + ", then " +
+                             std::to_string(next) + (late ? " before the rest" : ""));
+                const auto& [reply, expected] = nexts[next];
+                Session session(
+                    logged_in({expect_command("leave"), send(late ? read : read + rest),
+                               expect_command("next"), send_in_pieces(late ? rest + reply : reply, 3),
+                               expect_command("third"), send(U(7) + K)}));
+                EXPECT_EQ(run(call, session.connection, "leave"), status);
+                EXPECT_EQ(run(next, session.connection, "next"), expected);
+                EXPECT_EQ(run(no_query, session.connection, "third"), 7);
+            }
 }
 
 /* A server that is still sending takes no large request: the rest must be gone before. */

@@ -9,7 +9,10 @@
 #include <string_view>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "crypto/multi_precision.h"
+#include "crypto/turing.h"
 
 namespace tarn {
 
@@ -23,12 +26,20 @@ inline Bytes bytes_of_hex(std::string_view hex) {
     return bytes;
 }
 
-// Written with the most significant digit first, 8 characters a digit.
-inline Number number_of_hex(std::string_view hex) {
-    Number number;
-    for (size_t end = hex.size(); end >= 8; end -= 8)
-        number.push_back(static_cast<Digit>(std::stoul(std::string(hex.substr(end - 8, 8)), nullptr, 16)));
-    return number;
+// The plain text of the cipher, block after block.
+inline Bytes keystream(std::string_view key_hex, std::string_view iv_hex, size_t length) {
+    const Bytes key = bytes_of_hex(key_hex);
+    const Bytes iv = bytes_of_hex(iv_hex);
+    TuringState state{};
+    turing_set_key(state, key.data(), key.size());
+    EXPECT_TRUE(turing_set_iv(state, iv.data(), iv.size()));
+    Bytes stream;
+    uint8_t block[turing_block_size];
+    while (stream.size() < length) {
+        EXPECT_EQ(turing_generate(state, block), 340);
+        stream.insert(stream.end(), block, block + sizeof block);
+    }
+    return stream;
 }
 
 // Half of the digits lie on the edges where carries, borrows and estimates go wrong. The sequence is the same in every run.

@@ -43,7 +43,7 @@ TEST(address_list, pieces_are_kept_as_written) {
     ASSERT_EQ(p.conn.ips_attrs->count, 4);
     EXPECT_STREQ(p.conn.ips_attrs->addresses[1], " 10.0.0.2 ");
     EXPECT_STREQ(p.conn.ips_attrs->addresses[2], "");
-    EXPECT_EQ(p.conn.ips_attrs->states[3], 0U);
+    EXPECT_EQ(p.conn.ips_attrs->states[3], nullptr);
     EXPECT_EQ(p.conn.port, 5);
 }
 

@@ -1,25 +1,9 @@
 // The cipher against published and independently computed keystreams.
 #include <gtest/gtest.h>
 
-#include "crypto/turing.h"
 #include "crypto_support.h"
 
 using namespace tarn;
-
-static Bytes keystream(std::string_view key_hex, std::string_view iv_hex, size_t length) {
-    const Bytes key = bytes_of_hex(key_hex);
-    const Bytes iv = bytes_of_hex(iv_hex);
-    TuringState state{};
-    turing_set_key(state, key.data(), key.size());
-    EXPECT_TRUE(turing_set_iv(state, iv.data(), iv.size()));
-    Bytes stream;
-    uint8_t block[turing_block_size];
-    while (stream.size() < length) {
-        EXPECT_EQ(turing_generate(state, block), 340);
-        stream.insert(stream.end(), block, block + sizeof block);
-    }
-    return stream;
-}
 
 TEST(turing, known_keystreams) {
     const char* const text_key = "74657374206b65792031323862697473"; // "test key 128bits"
