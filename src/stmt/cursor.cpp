@@ -18,11 +18,6 @@ int32_t open_cursor(Conn& conn, const char* name) noexcept {
     return submit(conn, command.get()) ? take_verdict(conn) : TRN_ERR_NETWORK;
 }
 
-void hand_out_columns(ResultSet* declared, TRN_HANDLE* out) noexcept {
-    if (declared) release_chain(std::exchange(declared->next, nullptr));
-    hand_out(declared, out);
-}
-
 // A refused declaration leaves no columns; the server then refuses to open the cursor too.
 static void declare_cursor(Conn& conn, const char* command, ResultSet*& columns) noexcept {
     columns = nullptr;
@@ -89,7 +84,9 @@ int32_t TRN_ExecwithServerCursorReader(TRN_HANDLE* handle, const char* sql, cons
         return status;
     }
     if (columns && column_count) *column_count = columns->column_count;
-    hand_out_columns(columns, result_out);
+    // Nobody looks for further items behind a cursor's columns.
+    if (columns) release_chain(std::exchange(columns->next, nullptr));
+    hand_out(columns, result_out);
     return TRN_OK;
 }
 

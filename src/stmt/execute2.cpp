@@ -84,7 +84,7 @@ static int32_t execute_through_cursor(Conn& conn, const char* name, char* cursor
     }
     const int32_t opened = open_cursor(conn, cursor);
     const bool answered = opened == TRN_OK || opened == TRN_ERR_SERVER;
-    hand_out_columns(result, answered ? result_out : nullptr);
+    hand_out(result, answered ? result_out : nullptr);
     // A server that refuses to open the cursor leaves its text; the status does not tell, on purpose: applications look at
     // the error text.
     return answered ? TRN_OK : opened;
