@@ -23,8 +23,10 @@ struct Connection {
     std::int32_t opened;
 };
 
-/* A statement run by TRN_ExecwithDataReader, with its result. Untouched out-variables keep -7. */
+/* A statement run by TRN_ExecwithDataReader, with its result; or, without one, a place for the result of another
+ * call. Untouched out-variables keep -7. */
 struct Reader {
+    Reader() : status(-7) {}
     Reader(Connection& connection, const std::string& sql)
         : status(
               TRN_ExecwithDataReader(&connection.handle, sql.c_str(), &result, &columns, &rows, &affected)) {}

@@ -77,8 +77,9 @@ Step serve_commands(std::size_t count, Responder respond) {
             }};
 }
 
-ScriptedServer::ScriptedServer(Script script)
-    : script_(std::move(script)), listener_(listen_on_loopback(port_)), thread_([this] { play(); }) {}
+ScriptedServer::ScriptedServer(Script script, std::uint16_t port, int host)
+    : script_(std::move(script)), port_(port), listener_(listen_on_loopback(port_, host)),
+      thread_([this] { play(); }) {}
 
 ScriptedServer::~ScriptedServer() {
     finish();
@@ -183,6 +184,12 @@ void ScriptedServer::drop(bool reset) {
         close_socket(client_);
     client_ = no_socket;
     pending_.clear();
+    decode_ = encode_ = nullptr;
+}
+
+void ScriptedServer::turn_clients_away() {
+    while (!finishing_)
+        if (wait_readable(listener_, accept_slice)) close_socket(accept_client(listener_));
 }
 
 bool ScriptedServer::has_pending_bytes() {

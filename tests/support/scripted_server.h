@@ -1,9 +1,10 @@
 /*
  * A server that plays a list of steps to the client under test: one thread on 127.0.0.1 and a port of the
- * system's choosing. The first step that needs a client accepts one. A step that does not come true, steps left
- * over and bytes that the script does not know fail the test when the server is destroyed or finish() is called;
- * the connection is reset at the first failure, so that the client fails quickly too. No wait is without limit.
- * The client must have closed its connection before finish() or the destructor runs.
+ * system's choosing, or on another loopback host and port. A step that needs a client and has none, or has it no
+ * more, accepts one. A step that does not come true, steps left over and bytes that the script does not know fail
+ * the test when the server is destroyed or finish() is called; the connection is reset at the first failure, so
+ * that the client fails quickly too. No wait is without limit. The client must have closed its connection before
+ * finish() or the destructor runs.
  */
 #ifndef TEST_SUPPORT_SCRIPTED_SERVER_H
 #define TEST_SUPPORT_SCRIPTED_SERVER_H
@@ -40,7 +41,7 @@ Step serve_commands(std::size_t count, Responder respond); /* each command must 
 
 class ScriptedServer {
   public:
-    explicit ScriptedServer(Script script);
+    explicit ScriptedServer(Script script, std::uint16_t port = 0, int host = 1);
     ~ScriptedServer();
     ScriptedServer(const ScriptedServer&) = delete;
     ScriptedServer& operator=(const ScriptedServer&) = delete;
@@ -56,6 +57,7 @@ class ScriptedServer {
     void send_bytes(std::string_view bytes, std::size_t piece);
     bool receive_end(); /* true when the end was a reset */
     void drop(bool reset);
+    void turn_clients_away();
     bool has_pending_bytes();
 
   private:
@@ -81,6 +83,8 @@ inline Step expect_enciphered_login(std::string text) { return {"login", [text](
 inline Step expect_end() { return {"expect end", [](ScriptedServer& server) { server.receive_end(); }}; }
 inline Step close_connection() { return {"close", [](ScriptedServer& server) { server.drop(false); }}; }
 inline Step reset_connection() { return {"reset", [](ScriptedServer& server) { server.drop(true); }}; }
+/* Takes every connection until the test is over, and closes it unheard. */
+inline Step turn_clients_away() { return {"turn away", [](ScriptedServer& server) { server.turn_clients_away(); }}; }
 // clang-format on
 
 } // namespace test_support

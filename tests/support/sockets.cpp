@@ -24,7 +24,7 @@ namespace {
 using native_socket = SOCKET;
 using address_length = int;
 using buffer_length = int;
-constexpr int send_flags = 0;
+constexpr int send_flags = 0, shut_sending = SD_SEND;
 
 void start_sockets() {
     static const int started = [] {
@@ -41,7 +41,7 @@ void close_native(native_socket socket) {
 using native_socket = int;
 using address_length = socklen_t;
 using buffer_length = std::size_t;
-constexpr int send_flags = MSG_NOSIGNAL;
+constexpr int send_flags = MSG_NOSIGNAL, shut_sending = SHUT_WR;
 
 void start_sockets() {}
 void close_native(native_socket socket) {
@@ -53,13 +53,17 @@ native_socket native(socket_handle socket) {
     return static_cast<native_socket>(socket);
 }
 
-socket_handle bound_socket(std::uint16_t& port) {
+socket_handle bound_socket(std::uint16_t& port, int host = 1) {
     start_sockets();
     const auto socket = static_cast<socket_handle>(::socket(AF_INET, SOCK_STREAM, 0));
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK - 1 + static_cast<std::uint32_t>(host));
+    address.sin_port = htons(port);
     address_length length = sizeof address;
+    const int on = 1; /* a port that was given may have connections at their end */
+    if (port != 0)
+        setsockopt(native(socket), SOL_SOCKET, SO_REUSEADDR, reinterpret_cast<const char*>(&on), sizeof on);
     if (socket == no_socket || bind(native(socket), reinterpret_cast<sockaddr*>(&address), length) != 0 ||
         getsockname(native(socket), reinterpret_cast<sockaddr*>(&address), &length) != 0)
         throw std::runtime_error("no loopback port to be had");
@@ -69,8 +73,8 @@ socket_handle bound_socket(std::uint16_t& port) {
 
 } // namespace
 
-socket_handle listen_on_loopback(std::uint16_t& port) {
-    const socket_handle socket = bound_socket(port);
+socket_handle listen_on_loopback(std::uint16_t& port, int host) {
+    const socket_handle socket = bound_socket(port, host);
     if (listen(native(socket), 16) != 0) throw std::runtime_error("the loopback port does not listen");
     return socket;
 }
@@ -105,6 +109,10 @@ bool send_all(socket_handle socket, std::string_view bytes) {
         bytes.remove_prefix(static_cast<std::size_t>(sent));
     }
     return true;
+}
+
+void end_sending(socket_handle socket) {
+    shutdown(native(socket), shut_sending);
 }
 
 void close_socket(socket_handle socket) {

@@ -1,6 +1,7 @@
 /*
- * The socket calls of the tests, the same on both platforms. Every socket lives on 127.0.0.1 and on a port of
- * the system's choosing. The only place of the tests that knows a system's socket interface is sockets.cpp.
+ * The socket calls of the tests, the same on both platforms. Every socket lives on a loopback address, 127.0.0.1
+ * unless another is asked for, and on a port of the system's choosing. The only place of the tests that knows a
+ * system's socket interface is sockets.cpp.
  */
 #ifndef TEST_SUPPORT_SOCKETS_H
 #define TEST_SUPPORT_SOCKETS_H
@@ -26,8 +27,9 @@ namespace test_support {
 using socket_handle = std::intptr_t;
 constexpr socket_handle no_socket = -1;
 
-/* A listening socket and its port. Fails by throwing std::runtime_error. */
-socket_handle listen_on_loopback(std::uint16_t& port);
+/* A listening socket and its port; on 127.0.0.host and the port given when that is not 0. On test_refusing_port()
+ * the hosts from 2 on are this process's own. Fails by throwing std::runtime_error. */
+socket_handle listen_on_loopback(std::uint16_t& port, int host = 1);
 
 /* Accepts a waiting client with Nagle's algorithm off; no_socket when there is none. */
 socket_handle accept_client(socket_handle listener);
@@ -40,6 +42,9 @@ long receive_some(socket_handle socket, char* buffer, std::size_t size);
 
 /* False when the peer is gone before everything was handed to the system. */
 bool send_all(socket_handle socket, std::string_view bytes);
+
+/* The peer sees an orderly end; what it sends still arrives. */
+void end_sending(socket_handle socket);
 
 void close_socket(socket_handle socket);
 
