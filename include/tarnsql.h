@@ -492,6 +492,8 @@ TRN_API int32_t TRN_ExecBatch(TRN_HANDLE* handle, const char* sql, int32_t array
  *   DATETIME                          "2024-02-29 10:20:30"               int64_t milliseconds since 1970-01-01
  *   all others                        the bytes                           the bytes
  *
+ * A slot bound as a large object (40 to 42) takes the bytes as its new content instead.
+ *
  * reserved  not used: rows that the procedure returns are received and dropped.
  *
  * Returns the status of the last message that has one: the rows of the last chunk of a result (chunks hold up to 200), -12

@@ -9,17 +9,19 @@
 
 namespace {
 
-// clang-format off
 /* A slot that the server fills. The buffer has its exact size, one byte at least, and dots where nothing came. */
 struct Output {
     explicit Output(std::int32_t slot_size, std::int32_t first_length = 0, std::string_view content = "")
         : size(slot_size), length(first_length), buffer(std::size_t(std::max(size, 1)), '.') {
         std::copy(content.begin(), content.end(), buffer.begin());
     }
-    std::int32_t bind(TRN_HANDLE* handle, std::int32_t position, std::int32_t direction, std::int32_t type = TRN_TYPE_TEXT) {
+    std::int32_t bind(TRN_HANDLE* handle, std::int32_t position, std::int32_t direction,
+                      std::int32_t type = TRN_TYPE_TEXT) {
         return TRN_BindParamByPos(handle, position, direction, type, buffer.data(), size, &length);
     }
-    std::string taken() const { return std::to_string(length) + ":" + std::string(buffer.begin(), buffer.end()); }
+    std::string taken() const {
+        return std::to_string(length) + ":" + std::string(buffer.begin(), buffer.end());
+    }
 
     std::int32_t size, length;
     Bytes buffer;
@@ -31,36 +33,73 @@ struct Form {
     std::string wire, text = wire, memory = wire;
 };
 
-std::string returned(std::int32_t code, std::string_view bytes) { return "O" + be32(code) + wire_text(bytes); }
-std::string output(std::int32_t slot, std::int32_t code, std::string_view bytes) { return "P" + be32(slot) + be32(code) + wire_text(bytes); }
-std::int32_t call(Session& session) { return TRN_Execute_procesure(session.handle(), "call", &session); }
+std::string returned(std::int32_t code, std::string_view bytes) {
+    return "O" + be32(code) + wire_text(bytes);
+}
+std::string output(std::int32_t slot, std::int32_t code, std::string_view bytes) {
+    return "P" + be32(slot) + be32(code) + wire_text(bytes);
+}
+std::int32_t call(Session& session) {
+    return TRN_Execute_procesure(session.handle(), "call", &session);
+}
 
 std::vector<Form> forms() {
     const float largest = std::numeric_limits<float>::max();
     std::vector<Form> all{
-        {3, "\x85", "-123"}, {3, "\x7f", "127"}, {4, be16(-300), "-300", host_bytes<std::int16_t>(-300)},
-        {5, be32(INT32_MIN), "-2147483648", host_bytes(INT32_MIN)}, {5, be32(42), "42", host_bytes(42)},
-        {6, be64(INT64_MIN), "-9223372036854775808", host_bytes(INT64_MIN)}, {7, "-12.50"}, {7, std::string(80, '9')},
+        {3, "\x85", "-123"},
+        {3, "\x7f", "127"},
+        {4, be16(-300), "-300", host_bytes<std::int16_t>(-300)},
+        {5, be32(INT32_MIN), "-2147483648", host_bytes(INT32_MIN)},
+        {5, be32(42), "42", host_bytes(42)},
+        {6, be64(INT64_MIN), "-9223372036854775808", host_bytes(INT64_MIN)},
+        {7, "-12.50"},
+        {7, std::string(80, '9')},
         {8, be_float(-1.5f), "-1.500000", host_bytes(-1.5f)},
         {8, be_float(largest), "340282346638528859811704183484516925440.000000", host_bytes(largest)},
-        {9, be_double(0.1), "0.1", host_bytes(0.1)}, {9, be_double(-1.0 / 3), "-0.3333333333333333", host_bytes(-1.0 / 3)},
-        {9, be_double(1e100), "1e+100", host_bytes(1e100)}, {10, be32(11016), "2000-02-29", host_bytes(std::array{2000, 2, 29})},
-        {10, be32(-719528), "0000-01-01", host_bytes(std::array{0, 1, 1})}, {10, be32(INT32_MAX), "5881580-07-11", host_bytes(std::array{5881580, 7, 11})},
-        {11, be32(37230005), "10:20:30.005", host_bytes(std::array{10, 20, 30, 5})}, {11, be32(-1), "00:00:00.-01", host_bytes(std::array{0, 0, 0, -1})},
-        {11, be32(360000000), "100:00:00.00", host_bytes(std::array{100, 0, 0, 0})}, {12, be32(1) + be16(60)},
+        {9, be_double(0.1), "0.1", host_bytes(0.1)},
+        {9, be_double(-1.0 / 3), "-0.3333333333333333", host_bytes(-1.0 / 3)},
+        {9, be_double(1e100), "1e+100", host_bytes(1e100)},
+        {10, be32(11016), "2000-02-29", host_bytes(std::array{2000, 2, 29})},
+        {10, be32(-719528), "0000-01-01", host_bytes(std::array{0, 1, 1})},
+        {10, be32(INT32_MAX), "5881580-07-11", host_bytes(std::array{5881580, 7, 11})},
+        {11, be32(37230005), "10:20:30.005", host_bytes(std::array{10, 20, 30, 5})},
+        {11, be32(-1), "00:00:00.-01", host_bytes(std::array{0, 0, 0, -1})},
+        {11, be32(360000000), "100:00:00.00", host_bytes(std::array{100, 0, 0, 0})},
+        {12, be32(1) + be16(60)},
         {13, be64(951827400999), "2000-02-29 12:30:00", host_bytes<std::int64_t>(951827400999)},
         {13, be64(-1), "1969-12-31 23:59:59", host_bytes<std::int64_t>(-1)},
         {13, be64(253402300800000), "10000-01-01 00:00:00", host_bytes<std::int64_t>(253402300800000)},
-        {30, "zero\0inside"s}, {30, std::string(20000, 'x')},
+        {30, "zero\0inside"s},
+        {30, std::string(20000, 'x')},
         /* Widths that are not the type's: the bytes as they came. */
-        {3, "ab"}, {4, "a"}, {4, "abc"}, {5, "a"}, {5, be64(1)}, {6, be32(1)}, {8, "abc"}, {9, be32(1)}, {10, "abc"}, {10, be64(1)},
-        {11, "a"}, {11, be64(1)}, {13, be32(1)}, {13, std::string(9, 'x')},
+        {3, "ab"},
+        {4, "a"},
+        {4, "abc"},
+        {5, "a"},
+        {5, be64(1)},
+        {6, be32(1)},
+        {8, "abc"},
+        {9, be32(1)},
+        {10, "abc"},
+        {10, be64(1)},
+        {11, "a"},
+        {11, be64(1)},
+        {13, be32(1)},
+        {13, std::string(9, 'x')},
     };
-    for (const std::int32_t plain : {0, 1, 2, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 31, 32, 33, 34, 45, 1008, -1, INT32_MIN, INT32_MAX})
+    for (const std::int32_t plain : {0,  1,  2,  14, 15, 16, 17, 18, 19, 20, 21,   22, 23,        24,
+                                     25, 26, 27, 28, 29, 31, 32, 33, 34, 45, 1008, -1, INT32_MIN, INT32_MAX})
         all.push_back({plain, plain < 24 ? be32(0x01020304) : be64(0x0102030405060708)});
     return all;
 }
-// clang-format on
+
+/* What a large object holds. */
+std::string content(TRN_HANDLE& lob) {
+    std::string bytes(100, '\0');
+    TRN_LobRead_SetPos(&lob, 0);
+    bytes.resize(static_cast<std::size_t>(TRN_Get_Lob_data(&lob, bytes.data(), 100)));
+    return bytes;
+}
 
 /* Of the return value, -1 before there was one. */
 std::int32_t function_type(Session& session) {
@@ -114,45 +153,65 @@ TEST(output_values, arrive_as_text_or_in_host_form_and_are_cut_to_the_buffer) {
     }
 }
 
-// clang-format off
 /* An input, an output, both in one, and the return value, bound in this order. */
 struct Slots {
     explicit Slots(TRN_HANDLE* handle) {
-        EXPECT_EQ((Statuses{bind_text(handle, 1, "in"), out.bind(handle, 2, 2), both.bind(handle, 3, 3, TRN_TYPE_INTEGER), back.bind(handle, 4, 6)}), Statuses(4));
+        EXPECT_EQ((Statuses{bind_text(handle, 1, "in"), out.bind(handle, 2, 2),
+                            both.bind(handle, 3, 3, TRN_TYPE_INTEGER), back.bind(handle, 4, 6)}),
+                  Statuses(4));
     }
     std::string taken() const { return out.taken() + " " + both.taken() + " " + back.taken(); }
 
     Output out{8, 3, "abc"}, both{4, 4, host_bytes(5)}, back{8, 77};
 };
 std::string call_with(const std::string& out, std::int32_t both) {
-    return request("call", 3, text_entry("in") + entry_head("", 2) + be16(30) + wire_text(out) + entry("", 3, 5, 4, be32(both)));
+    return request("call", 3,
+                   text_entry("in") + entry_head("", 2) + be16(30) + wire_text(out) +
+                       entry("", 3, 5, 4, be32(both)));
 }
-const std::string call_at_first = call_with("abc", 5), rows_of_two = query({{"n", 5}}, {row({integer(1)}), row({integer(2)})});
-const std::string new_out = output(1, 30, "new"), long_out = output(1, 30, "long value"), new_back = returned(5, be32(42));
-// clang-format on
+const std::string call_at_first = call_with("abc", 5),
+                  rows_of_two = query({{"n", 5}}, {row({integer(1)}), row({integer(2)})});
+const std::string new_out = output(1, 30, "new"), long_out = output(1, 30, "long value"),
+                  new_back = returned(5, be32(42));
 
 TEST(procedure, statuses_and_values_follow_the_messages) {
     const std::string out = "3:abc.....", both = "4:" + host_bytes(5), back = "77:........";
     const std::string e = "Server Error e \n", w = "Server Warning w \n", m = "Server Message m \n";
-    // clang-format off
-    const struct { std::string reply; std::int32_t status; std::string out, both, back, text, printed; } cases[] = {
-        {"", 0, out, both, back, "", ""}, {new_out + output(2, 5, be32(6)) + new_back, 0, "3:new.....", "4:" + host_bytes(6), "2:42......", "", ""},
-        {new_out + output(1, 4, be16(-7)) + returned(30, "first") + new_back, 0, "2:-7w.....", both, "2:42rst...", "", ""},
-        {output(1, 30, "") + output(2, 5, "") + returned(5, ""), 0, "0:abc.....", "0:" + host_bytes(5), "0:........", "", ""},
+    const struct {
+        std::string reply;
+        std::int32_t status;
+        std::string out, both, back, text, printed;
+    } cases[] = {
+        {"", 0, out, both, back, "", ""},
+        {new_out + output(2, 5, be32(6)) + new_back, 0, "3:new.....", "4:" + host_bytes(6), "2:42......", "",
+         ""},
+        {new_out + output(1, 4, be16(-7)) + returned(30, "first") + new_back, 0, "2:-7w.....", both,
+         "2:42rst...", "", ""},
+        {output(1, 30, "") + output(2, 5, "") + returned(5, ""), 0, "0:abc.....", "0:" + host_bytes(5),
+         "0:........", "", ""},
         /* Slots that take nothing: of another direction, and outside the set. */
-        {output(0, 30, "x") + output(3, 30, "x") + output(0, 30, "") + output(3, 30, "") + new_out, 0, "3:new.....", both, back, "", ""},
-        {output(4, 30, "x") + output(-1, 30, "x") + output(127, 30, "") + output(INT32_MAX, 30, "x") + output(INT32_MIN, 5, "") + new_back, 0, out, both, "2:42......", "", ""},
-        {long_out, -12, "10:long val", both, back, "", ""}, {output(2, 6, be64(7)), -12, out, "8:" + host_bytes(7), back, "", ""},
-        {returned(30, "nine char"), -12, out, both, "9:nine cha", "", ""}, {long_out + new_out, -12, "3:newg val", both, back, "", ""},
-        {long_out + W("w"), 1, "10:long val", both, back, "w", w}, {M("m") + long_out, -12, "10:long val", both, back, "m", m},
-        {E("e") + new_out, -1, "3:new.....", both, back, "e", e}, {E("x") + M("m") + F("e"), -1, out, both, back, "e", "Server Error x \n" + m + e},
-        {long_out + rows_of_two + new_back, 2, "10:long val", both, "2:42......", "", ""}, {rows_of_two + W("w") + new_out, 2, "3:new.....", both, back, "", ""},
-        {rows_of_two + query({{"n", 5}}, {row({integer(3)})}), 1, out, both, back, "", ""}, {E("e") + query({{"n", 5}}, {}), 0, out, both, back, "e", e},
+        {output(0, 30, "x") + output(3, 30, "x") + output(0, 30, "") + output(3, 30, "") + new_out, 0,
+         "3:new.....", both, back, "", ""},
+        {output(4, 30, "x") + output(-1, 30, "x") + output(127, 30, "") + output(INT32_MAX, 30, "x") +
+             output(INT32_MIN, 5, "") + new_back,
+         0, out, both, "2:42......", "", ""},
+        {long_out, -12, "10:long val", both, back, "", ""},
+        {output(2, 6, be64(7)), -12, out, "8:" + host_bytes(7), back, "", ""},
+        {returned(30, "nine char"), -12, out, both, "9:nine cha", "", ""},
+        {long_out + new_out, -12, "3:newg val", both, back, "", ""},
+        {long_out + W("w"), 1, "10:long val", both, back, "w", w},
+        {M("m") + long_out, -12, "10:long val", both, back, "m", m},
+        {E("e") + new_out, -1, "3:new.....", both, back, "e", e},
+        {E("x") + M("m") + F("e"), -1, out, both, back, "e", "Server Error x \n" + m + e},
+        {long_out + rows_of_two + new_back, 2, "10:long val", both, "2:42......", "", ""},
+        {rows_of_two + W("w") + new_out, 2, "3:new.....", both, back, "", ""},
+        {rows_of_two + query({{"n", 5}}, {row({integer(3)})}), 1, out, both, back, "", ""},
+        {E("e") + query({{"n", 5}}, {}), 0, out, both, back, "e", e},
         /* Counts are no messages of a procedure: what follows them is passed over. */
-        {new_out + U(5) + new_back, 0, "3:new.....", both, back, "", ""}, {I("K"), 0, out, both, back, "", ""},
+        {new_out + U(5) + new_back, 0, "3:new.....", both, back, "", ""},
+        {I("K"), 0, out, both, back, "", ""},
         {M("m") + D(0x4b4b4b4b) + long_out, 1, out, both, back, "m", m},
     };
-    // clang-format on
     for (const auto& each : cases) {
         SCOPED_TRACE(hex_difference(each.reply, ""));
         Session session(asked({{call_at_first, each.reply + K}, {command("next"), U(7) + K}}));
@@ -189,15 +248,26 @@ TEST(procedure, receives_two_chunks_of_rows_and_drops_them) {
 }
 
 TEST(procedure, without_slots_for_them_refuses_outputs) {
-    // clang-format off
-    const std::string unbound_return = "[EC060]Error params-return value need bind, here params without bindparams inout type is return value \n";
-    const std::string unbound_output = "[EC060]Error params-out type need bind, here params without bindparams inout type is out or inout \n";
+    const std::string unbound_return = "[EC060]Error params-return value need bind, here params without "
+                                       "bindparams inout type is return value \n";
+    const std::string unbound_output = "[EC060]Error params-out type need bind, here params without "
+                                       "bindparams inout type is out or inout \n";
     const std::string no_set = "[EC0056]when execute sql with output params or return value need bind_params";
-    const struct { bool set; std::string reply; std::int32_t status; std::string text; } cases[] = {
-        {true, new_back, -59, unbound_return}, {true, new_out, -59, unbound_output}, {true, new_out + new_back + rows_of_two, 2, unbound_return},
-        {false, new_back, -56, no_set}, {false, new_out, -56, no_set}, {false, U(5), 5, ""}, {false, I("1") + I("2"), 2, ""}, {true, "", 0, ""},
+    const struct {
+        bool set;
+        std::string reply;
+        std::int32_t status;
+        std::string text;
+    } cases[] = {
+        {true, new_back, -59, unbound_return},
+        {true, new_out, -59, unbound_output},
+        {true, new_out + new_back + rows_of_two, 2, unbound_return},
+        {false, new_back, -56, no_set},
+        {false, new_out, -56, no_set},
+        {false, U(5), 5, ""},
+        {false, I("1") + I("2"), 2, ""},
+        {true, "", 0, ""},
     };
-    // clang-format on
     for (const auto& [with_set, reply, status, text] : cases) {
         SCOPED_TRACE(hex_difference(reply, ""));
         Session session({{"call", reply + K}, {"next", U(7) + K}});
@@ -281,6 +351,25 @@ TEST(procedure, broken_replies_fail_the_call) {
         EXPECT_EQ(call(session), TRN_ERR_NETWORK);
         EXPECT_TRUE(output.text().ends_with("Net Error recv_noQuery_OP \n"));
     }
+}
+
+/* The bound buffer is a handle: written over, it would be a pointer of the server's choice. */
+TEST(output_values, become_the_content_of_a_large_object) {
+    Session session(asked({{request("call", 2) + entry("", 2, 32, 0, "") + entry("", 2, 34, 0, ""),
+                            output(0, 32, "text of server") + output(1, 5, be32(1)) + K}}));
+    TRN_HANDLE lob = nullptr, none = nullptr;
+    std::int32_t lengths[] = {8, 8};
+    ASSERT_EQ(TRN_Create_Lob(&lob), 0);
+    const TRN_HANDLE before = lob;
+    TRN_BindParamByPos(session.handle(), 1, TRN_DIRECTION_OUT, TRN_TYPE_CLOB, &lob, 8, &lengths[0]);
+    TRN_BindParamByPos(session.handle(), 2, TRN_DIRECTION_OUT, TRN_TYPE_BLOB, &none, 8, &lengths[1]);
+    EXPECT_EQ(call(session), 0);
+    EXPECT_EQ(lob, before);
+    EXPECT_EQ(none, nullptr);
+    EXPECT_EQ(content(lob), "text of server");
+    EXPECT_EQ(lengths[0], 14);
+    EXPECT_EQ(lengths[1], 8);
+    TRN_Distroy_Lob(&lob);
 }
 
 } // namespace
