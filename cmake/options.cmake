@@ -2,7 +2,7 @@
 add_library(tarnsql_warnings INTERFACE)
 target_compile_options(tarnsql_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow
-  -Wno-restrict # g++ 12 sees overlapping copies inside std::string where there are none
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict> # g++ 12 sees overlapping copies inside std::string where there are none
   $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor>
   $<$<BOOL:${TARNSQL_WERROR}>:-Werror>)
 
