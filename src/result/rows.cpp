@@ -145,7 +145,8 @@ static RowOutcome read_row(ReceiveWindow& window, ResultSet& result, uint8_t*& r
     uint8_t type;
     if (const RowOutcome outcome = find_row_start(window, result, type); outcome != RowOutcome::row)
         return outcome;
-    row = take_block(*result.pool, static_cast<size_t>(result.row_size));
+    if (!result.pool) result.pool = create_pool();
+    row = result.pool ? take_block(*result.pool, static_cast<size_t>(result.row_size)) : nullptr;
     if (!row) return RowOutcome::out_of_memory;
     uint8_t* data = row + row_header_size;
     std::memset(data, 0xFF, static_cast<size_t>(bitmap_size(result.column_count)));
@@ -173,8 +174,7 @@ static RowBatch read_batch(Conn& conn, ResultSet& result, int32_t limit) noexcep
 }
 
 RowBatch read_rows(Conn& conn, ResultSet& result, int32_t limit) noexcept {
-    if (!result.pool) result.pool = create_pool();
-    const RowBatch batch = result.pool ? read_batch(conn, result, limit) : RowBatch{0, TRN_ERR_MEMORY};
+    const RowBatch batch = read_batch(conn, result, limit);
     // What is left of the row, or of the rows beyond the limit, can no longer be told from the messages behind it.
     if (batch.status == TRN_ERR_MEMORY || batch.status == TRN_ERR_SERVER) break_link(conn);
     return batch;

@@ -89,7 +89,7 @@ int32_t read_block(Conn& conn, size_t size, Owned<char>& block) noexcept {
         }
         if (room == size) return TRN_OK;
         filled = room;
-        room = std::min(size, room * 2);
+        room = std::min(size, room + trusted_size);
         void* grown = resize_zeroed(block.get(), filled + 1, room + 1);
         if (!grown) {
             block.reset();

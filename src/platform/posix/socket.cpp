@@ -71,13 +71,16 @@ Socket connect_stream(uint32_t address, uint16_t port, int32_t recv_timeout_ms) 
     return static_cast<Socket>(fd);
 }
 
+// A signal can cut a blocking send short: what is left then follows, as if it had not been interrupted.
 ptrdiff_t send_some(Socket socket, const void* data, size_t size) noexcept {
     if (!socket) return -1;
+    size_t done = 0;
     ssize_t sent;
-    do
-        sent = send(descriptor(socket), data, size, MSG_NOSIGNAL);
-    while (sent < 0 && errno == EINTR);
-    return sent;
+    do {
+        sent = send(descriptor(socket), static_cast<const char*>(data) + done, size - done, MSG_NOSIGNAL);
+        if (sent > 0) done += static_cast<size_t>(sent);
+    } while ((sent < 0 && errno == EINTR) || (sent > 0 && done < size));
+    return sent < 0 && done == 0 ? -1 : static_cast<ptrdiff_t>(done);
 }
 
 ptrdiff_t receive_some(Socket socket, void* data, size_t size) noexcept {
