@@ -3,9 +3,10 @@
 
 #include <thread>
 
-// Each thread has a connection of its own, or all have one: the statements of a thread see its own rows in either case.
+// A thousand statements a thread. Each thread has a connection of its own, or all have one: the statements of a thread see its
+// own rows in either case. Beside them connections are opened and closed.
 TEST(live_threads, work_side_by_side_on_connections_of_their_own_and_on_a_shared_one) {
-    constexpr int threads = 8, inserts = 40;
+    constexpr int threads = 8, inserts = 250;
     for (const bool sharing : {false, true}) {
         SCOPED_TRACE(sharing);
         LiveServer server;
@@ -21,6 +22,8 @@ TEST(live_threads, work_side_by_side_on_connections_of_their_own_and_on_a_shared
                               "select count(*) as n, sum(number) as s from t where thread = " + mine),
                           "n,s: " + std::to_string(i) + "," + std::to_string(i * (i + 1) / 2) + "\n");
                 ASSERT_EQ(SingleValue(connection, "select 'thread " + mine + "'").take(), "thread " + mine);
+                const auto passing = i % 10 ? nullptr : std::make_unique<Connection>(server);
+                ASSERT_EQ(SingleValue(passing ? *passing : connection, "select " + mine).take(), mine);
             }
         };
         std::vector<std::thread> running;
@@ -29,7 +32,7 @@ TEST(live_threads, work_side_by_side_on_connections_of_their_own_and_on_a_shared
         for (std::thread& thread : running)
             thread.join();
         EXPECT_EQ(shared.transcript("select count(*) as n, count(distinct thread) as t from t"),
-                  "n,t: 320,8\n");
+                  "n,t: 2000,8\n");
     }
 }
 

@@ -98,22 +98,28 @@ class Walk {
         TRN_Distroy_Lob(&lob);
     }
 
+    void convert(TRN_HANDLE* result, std::int32_t column, std::int32_t target, std::int32_t size) {
+        if (log_) std::fill(room_.begin(), room_.end(), '?');
+        std::int32_t length = target == TRN_TYPE_BYTES_PIECEWISE ? size / 2 : 0;
+        note(TRN_GetData(result, column, target, room_.data(), size, &length));
+        note(length);
+        if (!log_) return;
+        const auto end = std::find_if(room_.rbegin(), room_.rend(), [](char c) { return c != '?'; });
+        add(room_.data(), static_cast<std::size_t>(room_.rend() - end));
+    }
+
+    /* Only texts and bytes look at the size. */
     void value(TRN_HANDLE* result, std::int32_t column) {
-        const auto size = static_cast<std::int32_t>(room_.size());
         for (std::int32_t target = 0; target <= TRN_TYPE_OPAQUE; ++target) {
-            if (target == TRN_TYPE_CLOB || target == TRN_TYPE_BLOB) {
+            if (target == TRN_TYPE_CLOB || target == TRN_TYPE_BLOB)
                 lob(result, column, target);
-                continue;
-            }
-            for (const std::int32_t given : {size, 1, 0, -1}) {
-                if (log_) std::fill(room_.begin(), room_.end(), '?');
-                std::int32_t length = target == TRN_TYPE_BYTES_PIECEWISE ? given / 2 : 0;
-                note(TRN_GetData(result, column, target, room_.data(), given, &length));
-                note(length);
-                const auto end = std::find_if(room_.rbegin(), room_.rend(), [](char c) { return c != '?'; });
-                if (log_) add(room_.data(), static_cast<std::size_t>(room_.rend() - end));
-            }
+            else
+                convert(result, column, target, static_cast<std::int32_t>(room_.size()));
         }
+        for (const std::int32_t target :
+             {TRN_TYPE_TEXT, TRN_TYPE_DATE, TRN_TYPE_BYTES, TRN_TYPE_BYTES_PIECEWISE})
+            for (const std::int32_t size : {1, 0, -1})
+                convert(result, column, target, size);
     }
 
     std::vector<char> room_;

@@ -1,0 +1,141 @@
+/*
+ * Nothing a server does breaks the process: conversations that end after any byte, that are damaged at any byte, that
+ * arrive in any pieces or under a storm of signals. Every call gives a status of the interface, and the connection connects
+ * again or closes.
+ */
+#include "conversations.h"
+#include "output_capture.h"
+
+#include <gtest/gtest.h>
+
+#ifndef _WIN32
+#include <atomic>
+#include <csignal>
+#include <pthread.h>
+#include <thread>
+#endif
+
+using namespace test_support;
+
+namespace {
+
+/* The emulator that the Windows programs run in is slow where every byte comes alone. */
+#ifdef _WIN32
+constexpr std::size_t longest_in_small_pieces = 10000;
+#else
+constexpr std::size_t longest_in_small_pieces = 1000000;
+#endif
+
+class hostile : public testing::Test {
+  protected:
+    ReplayPeer peer_;
+    OutputCapture output_; /* the library prints what servers say */
+};
+
+std::string at(const Conversation& conversation, std::size_t offset, const std::string& what) {
+    return conversation.name + ", byte " + std::to_string(offset) + ": " + what;
+}
+
+TEST_F(hostile, conversations_are_what_they_should_be) {
+    for (const auto* list : {&conversations(), &large_conversations()})
+        for (const Conversation& conversation : *list) {
+            Client client(conversation.bytes.size(), false);
+            converse(peer_, conversation, whole(conversation), client);
+            EXPECT_EQ(client.statuses, conversation.statuses) << conversation.name;
+            EXPECT_EQ(fault_after(peer_, conversation, client), "") << conversation.name;
+        }
+}
+
+TEST_F(hostile, any_byte_may_be_the_last) {
+    for (const Conversation& conversation : conversations())
+        for (const Ending ending : {Ending::orderly, Ending::reset})
+            for (std::size_t cut = 0; cut < conversation.bytes.size(); ++cut) {
+                Recording recording = whole(conversation);
+                recording.bytes.resize(cut);
+                recording.ending = ending;
+                Client client(cut, false);
+                converse(peer_, conversation, recording, client);
+                ASSERT_TRUE(client.known) << at(conversation, cut, client.statuses);
+                ASSERT_EQ(fault_after(peer_, conversation, client), "")
+                    << at(conversation, cut, client.statuses);
+            }
+}
+
+TEST_F(hostile, any_byte_may_be_wrong) {
+    for (const Conversation& conversation : conversations())
+        for (std::size_t offset = 0; offset < conversation.bytes.size(); ++offset)
+            for (const auto damage : {flipped, recounted})
+                for (const std::string& bytes : damage(conversation.bytes, offset)) {
+                    Recording recording = whole(conversation);
+                    recording.bytes = bytes;
+                    Client client(bytes.size(), false);
+                    converse(peer_, conversation, recording, client);
+                    ASSERT_TRUE(client.known) << at(conversation, offset, client.statuses);
+                    ASSERT_EQ(TRN_CloseConn(&client.handle), TRN_OK);
+                }
+}
+
+std::string transcript(ReplayPeer& peer, const Conversation& conversation, std::size_t piece) {
+    Recording recording = whole(conversation);
+    recording.piece = piece;
+    Client client(conversation.bytes.size(), true);
+    converse(peer, conversation, recording, client);
+    return client.statuses + "\n" + client.log;
+}
+
+void expect_the_same_in_pieces(ReplayPeer& peer, std::initializer_list<std::size_t> pieces) {
+    for (const auto* list : {&conversations(), &large_conversations()})
+        for (const Conversation& conversation : *list) {
+            const std::string undivided = transcript(peer, conversation, SIZE_MAX);
+            ASSERT_EQ(undivided.substr(0, undivided.find('\n')), conversation.statuses);
+            for (const std::size_t piece : pieces)
+                if (piece > 1000 || conversation.bytes.size() < longest_in_small_pieces) {
+                    EXPECT_TRUE(transcript(peer, conversation, piece) == undivided)
+                        << conversation.name << " by " << piece;
+                }
+        }
+}
+
+TEST_F(hostile, size_of_the_pieces_changes_nothing) {
+    expect_the_same_in_pieces(peer_, {1, 2, 7, 8191, 8192, 8193});
+}
+
+#ifndef _WIN32
+/* Signals without SA_RESTART, as fast as they can be sent. */
+class SignalStorm {
+  public:
+    SignalStorm() {
+        struct sigaction action {};
+        action.sa_handler = [](int) { ++arrived; };
+        sigaction(SIGUSR1, &action, &before_);
+        thread_ = std::thread([this, target = pthread_self()] {
+            while (!ended_) {
+                pthread_kill(target, SIGUSR1);
+                std::this_thread::yield();
+            }
+        });
+    }
+    ~SignalStorm() {
+        ended_ = true;
+        thread_.join();
+        sigaction(SIGUSR1, &before_, nullptr);
+    }
+    SignalStorm(const SignalStorm&) = delete;
+    SignalStorm& operator=(const SignalStorm&) = delete;
+    static inline std::atomic<int> arrived = 0;
+
+  private:
+    struct sigaction before_ {};
+    std::atomic<bool> ended_ = false;
+    std::thread thread_;
+};
+
+TEST_F(hostile, interrupted_calls_change_nothing) {
+    const SignalStorm storm;
+    do
+        expect_the_same_in_pieces(peer_, {7});
+    while (SignalStorm::arrived < 1000 && !HasFailure());
+}
+#endif
+
+} // namespace
