@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Builds and tests everything: natively, under AddressSanitizer and UndefinedBehaviorSanitizer, and cross-built for 64-bit
-# Windows under Wine. Without arguments all of them; otherwise the presets named.
-# Usage: test.sh [release|asan|windows]...
+# Builds and tests everything: natively, under AddressSanitizer and UndefinedBehaviorSanitizer, where threads meet under
+# ThreadSanitizer, and cross-built for 64-bit Windows under Wine. Without arguments all of them; otherwise the presets named.
+# Usage: test.sh [release|asan|tsan|windows]...
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 
 presets=("$@")
-[ ${#presets[@]} -gt 0 ] || presets=(release asan windows)
+[ ${#presets[@]} -gt 0 ] || presets=(release asan tsan windows)
 
 # shellcheck disable=SC2086
 need_packages $build_packages libgtest-dev unicode-data
@@ -19,8 +19,13 @@ export WINEDEBUG=-all
 for preset in "${presets[@]}"; do
     echo "== $preset"
     cmake --preset "$preset" >/dev/null
-    cmake --build --preset "$preset"
-    ctest --preset "$preset"
+    if [ "$preset" = tsan ]; then
+        cmake --build --preset tsan --target tarnlite live_test
+        ctest --preset tsan -R '^live_(threads|server_loss)'
+    else
+        cmake --build --preset "$preset"
+        ctest --preset "$preset"
+    fi
 done
 
 case " ${presets[*]} " in
