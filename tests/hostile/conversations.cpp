@@ -348,7 +348,7 @@ const std::vector<Conversation>& large_conversations() {
                           M(large), row({null_value(), wire_text(huge)}), rows});
     // clang-format off
     static const std::vector<Conversation> all = {
-        {"hundreds of rows", "", "K" + query(described, {rows}) + ";" + U(75) + I("row") + query(described, {rows}) + K + U(1) + K, {read_texts, count_only}, "2 700 1"},
+        {"hundreds of rows", "", "K" + query(described, {rows, rows}) + ";" + U(75) + I("row") + query(described, {rows}) + K + U(1) + K, {read_texts, count_only}, "2 700 1"},
         {"large values", "", "K" + values + U(1) + K, {read_texts}, "2 703"},
         {"large values, enciphered", "use_ssl=on", public_numbers() + "K" + query(described, {row({wire_text(large), null_value()}), rows}) + K, {read_texts}, "2 701", true},
         {"large texts", "", "K" + E(large) + K + one(32, wire_text(large)), {count_only, single_value}, "2 -1 0"},

@@ -22,6 +22,13 @@ TEST(row_directory, finds_every_row_across_tiers) {
     release_directory(directory);
 }
 
+TEST(row_directory, finds_the_first_row_of_the_last_tier) {
+    RowDirectory directory{};
+    uint8_t* cell = mark(7);
+    directory.blocks[128] = &cell;
+    EXPECT_EQ(find_row(directory, 67376000), mark(7));
+}
+
 TEST(row_directory, refuses_the_257th_block) {
     RowDirectory full{};
     full.block_count = directory_block_limit;
