@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     case 1: TRN_FetchRefCursorHead(conn, "c", &result, &columns, &rows, &rows_wanted); break;
     case 2:
         TRN_ExecwithServerCursorReader(conn, "x", "c", &result, &columns);
-        TRN_FreeRowset(&result);
+        read_all(&result, size);
         TRN_FetchServerCursorRowset(conn, "c", &result);
         break;
     default:

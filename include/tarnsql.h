@@ -516,8 +516,9 @@ TRN_API int32_t TRN_Execute_procesure(TRN_HANDLE* handle, const char* sql, void*
  * Declares and opens a server cursor over a query.
  *
  * cursor_name   the application's choice; required.
- * result_out    receives the cursor's column descriptions, a result item without rows; may be null.
- * column_count  receives their number; may be null. Both are written only when the status is 0.
+ * result_out    receives the cursor's column descriptions: a result item without rows, or null when the server sent none; may
+ *               be null. Walked and released as those of TRN_ExecwithDataReader.
+ * column_count  receives their number, when there is an item; may be null. Both are written only when the status is 0.
  *
  * Returns 0; -1 when the server refused to open the cursor (its text is the error text; a refused declaration shows itself
  * here too); -3 for a null argument or another kind of handle, with nothing sent; -4; -5. The bound parameters travel with
@@ -547,8 +548,8 @@ TRN_API int32_t TRN_FetchServerCursorRowset(TRN_HANDLE* handle, const char* curs
  *         begins at the new first row. With null in the variable the rows stay with the connection, out of reach, until
  *         its next such call, reset or close. Required.
  *
- * Returns what TRN_FetchServerCursorRowset returns; -3 also for a variable that holds another kind of handle. After a failure
- * the rowset is empty.
+ * Returns what TRN_FetchServerCursorRowset returns; -3 also for a variable that holds another kind of handle. After -4 and
+ * -5 the rowset is empty.
  */
 TRN_API int32_t TRN_FetchServerCursorRowset_V2(TRN_HANDLE* handle, const char* fetch_text,
                                                TRN_HANDLE* rowset);

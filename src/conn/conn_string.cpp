@@ -1,12 +1,10 @@
 #include "conn/conn_string.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <initializer_list>
 #include <string_view>
 
-#include "base/memory.h"
 #include "base/text.h"
 
 namespace tarn {

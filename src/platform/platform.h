@@ -21,8 +21,8 @@ uint32_t parse_address(const char* dotted) noexcept;
 // the connection at once. Gives 0 on any failure.
 Socket connect_stream(uint32_t address, uint16_t port, int32_t recv_timeout_ms) noexcept;
 
-// One system call each. The bytes moved, 0 at the end of the stream, -1 on failure or time-out; an interrupted call
-// that moved nothing is repeated.
+// One blocking call each. The bytes moved, 0 at the end of the stream, -1 on failure or time-out. Signals are not seen: where a
+// system lets them cut a call short, it is repeated, and a send goes on with what is left.
 ptrdiff_t send_some(Socket socket, const void* data, size_t size) noexcept;
 ptrdiff_t receive_some(Socket socket, void* data, size_t size) noexcept;
 

@@ -1,8 +1,6 @@
 // Server cursors: declaring and opening, fetching, closing.
 #include "stmt/cursor.h"
 
-#include <utility>
-
 #include "conn/messages.h"
 #include "result/reply.h"
 #include "stmt/submit.h"
@@ -26,9 +24,8 @@ static void declare_cursor(Conn& conn, const char* command, ResultSet*& columns)
     if (sent) receive_results(conn, columns);
 }
 
-// Receives into the record given, if there is one.
+// Receives into the record given, if there is one. Needs the lock.
 static int32_t fetch_rowset(Conn& conn, const char* command, OwnedResult& rowset) noexcept {
-    const ConnLock lock(conn);
     return submit(conn, command) ? receive_rowset(conn, rowset) : TRN_ERR_NETWORK;
 }
 
@@ -84,8 +81,6 @@ int32_t TRN_ExecwithServerCursorReader(TRN_HANDLE* handle, const char* sql, cons
         return status;
     }
     if (columns && column_count) *column_count = columns->column_count;
-    // Nobody looks for further items behind a cursor's columns.
-    if (columns) release_chain(std::exchange(columns->next, nullptr));
     hand_out(columns, result_out);
     return TRN_OK;
 }
@@ -95,6 +90,7 @@ int32_t TRN_FetchServerCursorRowset(TRN_HANDLE* handle, const char* cursor_name,
     if (!conn) return TRN_ERR_ARGUMENT;
     const Owned<char> command = format_fetch(message::fetch_rowset, rows_per_rowset, cursor_name);
     if (!command) return TRN_ERR_MEMORY;
+    const ConnLock lock(*conn);
     OwnedResult rowset;
     const int32_t status = fetch_rowset(*conn, command.get(), rowset);
     if (status == TRN_ERR_NETWORK || status == TRN_ERR_MEMORY) rowset.reset();
@@ -105,6 +101,7 @@ int32_t TRN_FetchServerCursorRowset(TRN_HANDLE* handle, const char* cursor_name,
 int32_t TRN_FetchServerCursorRowset_V2(TRN_HANDLE* handle, const char* fetch_text, TRN_HANDLE* rowset) {
     Conn* conn = conn_for_command(handle, fetch_text);
     if (!conn || !rowset || (*rowset && !result_of(rowset))) return TRN_ERR_ARGUMENT;
+    const ConnLock lock(*conn);
     if (ResultSet* result = result_of(rowset)) {
         reuse_result(*result, *conn);
         OwnedResult borrowed(result);

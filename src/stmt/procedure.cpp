@@ -71,13 +71,15 @@ static void take_output(Reply& reply, const ParamSet& set) noexcept {
     if (const ParamSlot* slot = output_slot(set, index)) deliver(reply, *slot, output);
 }
 
-// Rows behind the second chunk end the call. They are passed over here, where their columns are known; a link that breaks on
-// the way shows itself in the next call.
+// Rows behind the second chunk end the call. They are passed over here, where their columns are known; where that fails the
+// link is given up, and the next call shows it.
 static void end_before_rows(Reply& reply, ResultSet* rows) noexcept {
     if (rows) {
         push_back(reply.conn, reply.type);
-        if (!pass_over_rows(reply.conn, *rows) || !read_u8(reply.conn, reply.type))
+        if (!pass_over_rows(reply.conn, *rows) || !read_u8(reply.conn, reply.type)) {
+            break_link(reply.conn);
             return end(reply, reply.status);
+        }
     }
     end_before(reply, reply.status);
 }
@@ -114,9 +116,9 @@ int32_t TRN_Execute_procesure(TRN_HANDLE* handle, const char* sql, void*) {
     if (!conn) return TRN_ERR_ARGUMENT;
     const ConnLock lock(*conn);
     ParamSet* set = conn->bound_params;
-    if (!submit(*conn, sql, set)) return TRN_ERR_NETWORK;
-    if (!set) return read_no_query_reply(*conn);
-    const int32_t status = read_procedure_reply(*conn, *set);
+    int32_t status = TRN_ERR_NETWORK;
+    if (submit(*conn, sql, set))
+        status = set ? read_procedure_reply(*conn, *set) : read_no_query_reply(*conn);
     release_used_values(set);
     return status;
 }

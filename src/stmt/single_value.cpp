@@ -5,7 +5,6 @@
 
 #include "base/bytes.h"
 #include "result/reply.h"
-#include "result/rows.h"
 #include "result/type_codes.h"
 #include "result/value.h"
 #include "stmt/chunks.h"

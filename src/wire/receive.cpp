@@ -1,6 +1,7 @@
 #include "wire/receive.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "base/wipe.h"
 #include "crypto/turing.h"
@@ -78,26 +79,72 @@ bool skip_bytes(Conn& conn, size_t size) noexcept {
     return true;
 }
 
-int32_t read_block(Conn& conn, size_t size, Owned<char>& block) noexcept {
-    size_t room = std::min(size, trusted_size);
-    block.reset(static_cast<char*>(allocate_zeroed(room + 1)));
-    for (size_t filled = 0; block;) {
-        if (!read_bytes(conn, block.get() + filled, room - filled)) {
-            block.reset();
-            return TRN_ERR_NETWORK;
-        }
-        if (room == size) return TRN_OK;
-        filled = room;
-        room = std::min(size, room + trusted_size);
-        void* grown = resize_zeroed(block.get(), filled + 1, room + 1);
-        if (!grown) {
-            block.reset();
-            return skip_bytes(conn, size - filled) ? TRN_ERR_MEMORY : TRN_ERR_NETWORK;
-        }
-        (void)block.release();
-        block.reset(static_cast<char*>(grown));
+namespace {
+
+struct Piece {
+    Piece* next;
+    char bytes[trusted_size - sizeof(Piece*)];
+};
+
+// A large block on its way in. It gets its own memory when all of it is there.
+class Pieces {
+  public:
+    ~Pieces() {
+        while (first_)
+            release_first();
     }
+    // Null when memory is short.
+    Piece* add() noexcept {
+        Piece* piece = static_cast<Piece*>(allocate_raw(sizeof(Piece)));
+        if (!piece) return nullptr;
+        piece->next = nullptr;
+        (last_ ? last_->next : first_) = piece;
+        return last_ = piece;
+    }
+    void move_to(char* to, size_t size) noexcept {
+        for (size_t step; size; to += step, size -= step) {
+            step = std::min(size, sizeof first_->bytes);
+            std::memcpy(to, first_->bytes, step);
+            release_first();
+        }
+    }
+
+  private:
+    void release_first() noexcept { release(std::exchange(first_, first_->next)); }
+    Piece* first_ = nullptr;
+    Piece* last_ = nullptr;
+};
+
+} // namespace
+
+static int32_t pass_over_block(Conn& conn, size_t size) noexcept {
     return skip_bytes(conn, size) ? TRN_ERR_MEMORY : TRN_ERR_NETWORK;
+}
+
+static int32_t read_large_block(Conn& conn, size_t size, Owned<char>& block) noexcept {
+    Pieces pieces;
+    for (size_t left = size, step; left; left -= step) {
+        Piece* piece = pieces.add();
+        if (!piece) return pass_over_block(conn, left);
+        step = std::min(left, sizeof piece->bytes);
+        if (!read_bytes(conn, piece->bytes, step)) return TRN_ERR_NETWORK;
+    }
+    block.reset(static_cast<char*>(allocate_raw(size + 1)));
+    if (!block) return TRN_ERR_MEMORY;
+    pieces.move_to(block.get(), size);
+    block.get()[size] = 0;
+    return TRN_OK;
+}
+
+int32_t read_block(Conn& conn, size_t size, Owned<char>& block) noexcept {
+    block.reset();
+    if (size > trusted_size) return read_large_block(conn, size, block);
+    Owned<char> small(static_cast<char*>(allocate_raw(size + 1)));
+    if (!small) return pass_over_block(conn, size);
+    if (!read_bytes(conn, small.get(), size)) return TRN_ERR_NETWORK;
+    small.get()[size] = 0;
+    block = std::move(small);
+    return TRN_OK;
 }
 
 int32_t read_string(Conn& conn, Owned<char>& text) noexcept {

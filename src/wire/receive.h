@@ -47,7 +47,7 @@ inline void push_back(Conn& conn, uint8_t byte) noexcept {
     conn.pushed_back_byte = byte;
 }
 
-// What a length alone is trusted with: a larger block grows as its bytes arrive, and is never larger than they are by more.
+// What a length alone is trusted with: the memory of a larger block is taken as its bytes arrive.
 inline constexpr size_t trusted_size = 1024 * 1024;
 
 // Reads size bytes into a fresh block of size + 1 bytes, zero-terminated. Gives 0, or TRN_ERR_NETWORK, or TRN_ERR_MEMORY with the bytes passed over.

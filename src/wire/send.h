@@ -1,5 +1,5 @@
 // Sending: small writes gather in the connection's send buffer, writes of more than 2,048 bytes go out by themselves, and a
-// request ends with a flush. Each send is one system call: a partial send is not continued. On an enciphered channel what
+// request ends with a flush. Each send is one call of the platform: what it could not send is not sent again. On an enciphered channel what
 // is sent is enciphered first, in the order of the stream.
 //
 // All writes need the connection's lock. Their results are those of the underlying send; a lost connection shows itself when

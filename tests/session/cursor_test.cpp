@@ -26,7 +26,7 @@ std::string listed(int first, int count) {
 TEST(cursor_reader, declares_and_opens_with_the_parameters_and_hands_over_the_columns) {
     // clang-format off
     const struct { std::string declared, opened, items, text; std::int32_t status; } cases[] = {
-        {columns + K, K, "n\n", "", 0}, {K, K, "", "", 0}, {W("w") + columns + ";" + U(5) + K, K, "n\n", "w", 0},
+        {columns + K, K, "n\n", "", 0}, {K, K, "", "", 0}, {W("w") + columns + ";" + U(5) + K, K, "n\nupdate 5\n", "w", 0},
         {columns + K, E("no cursor") + K, "", "no cursor", -1}, {E("no table") + K, F("no cursor") + K, "", "no cursor", -1},
         {columns + K, "z" + wire_text("odd") + K, "", "odd", -1}, {columns + K, E("one") + M("two") + K, "", "one", -1},
         {columns + K, E("") + K, "", "", -1},
