@@ -2,7 +2,7 @@
 # Runs every fuzz target: first over its corpus, then on inputs of its own, some seconds each (30, or as given; 0: the
 # corpus only). New inputs go to build/fuzz/found, failures to build/fuzz/failures.
 # Usage: fuzz.sh [SECONDS]
-#        fuzz.sh minimize     puts what build/fuzz/found adds to the coverage into the corpus
+#        fuzz.sh minimize     makes the corpus anew: the fewest inputs, old or found, that reach all that they reach
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -20,7 +20,11 @@ for target in "${targets[@]}"; do
     found=build/fuzz/found/$target
     mkdir -p "$found"
     if [ "${1:-}" = minimize ]; then
-        "$program" -merge=1 "$corpus" "$found" 2>&1 | tail -1
+        rm -rf build/fuzz/fewest
+        mkdir build/fuzz/fewest
+        "$program" -set_cover_merge=1 -use_counters=0 -max_len=600 build/fuzz/fewest "$corpus" "$found" 2>&1 | tail -1
+        rm -r "$corpus"
+        mv build/fuzz/fewest "$corpus"
         continue
     fi
     echo "== $target: its corpus of $(find "$corpus" -type f | wc -l) inputs"
