@@ -12,6 +12,11 @@
 
 #include <gtest/gtest.h>
 
+#ifndef _WIN32
+#include <csignal>
+#include <thread>
+#endif
+
 using namespace test_support;
 
 namespace {
@@ -111,6 +116,28 @@ TEST_P(transfer, a_byte_given_back_counts_again_when_others_are_read_with_it) {
     ASSERT_TRUE(tarn::read_u32(conn_, number));
     EXPECT_EQ(number, 0x6E657874u);
 }
+
+#ifndef _WIN32
+TEST_P(transfer, a_send_that_signals_interrupt_goes_out_whole) {
+    const std::string bytes(32 * 1024 * 1024, 's'); /* far more than the sockets take at once */
+    struct sigaction interrupt {};
+    struct sigaction before {};
+    interrupt.sa_handler = [](int) {}; /* without SA_RESTART */
+    sigaction(SIGUSR1, &interrupt, &before);
+    std::ptrdiff_t sent = 0;
+    std::thread sender([&] { sent = tarn::platform::send_some(conn_.sock, bytes.data(), bytes.size()); });
+    std::string part(1024 * 1024, '\0');
+    std::size_t received = 0;
+    while (received < bytes.size() && wait_readable(peer_, std::chrono::seconds(10))) {
+        pthread_kill(sender.native_handle(), SIGUSR1);
+        received += static_cast<std::size_t>(receive_some(peer_, part.data(), part.size()));
+    }
+    EXPECT_EQ(received, bytes.size());
+    sender.join();
+    EXPECT_EQ(sent, static_cast<std::ptrdiff_t>(bytes.size()));
+    sigaction(SIGUSR1, &before, nullptr);
+}
+#endif
 
 INSTANTIATE_TEST_SUITE_P(channels, transfer, testing::Bool());
 
