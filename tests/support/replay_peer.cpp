@@ -12,7 +12,6 @@ namespace test_support {
 namespace {
 
 using namespace std::chrono_literals;
-constexpr auto idle_limit = 10s;
 
 /* Exactly so many bytes, fewer when the client goes away. */
 std::string take(socket_handle client, std::size_t count) {

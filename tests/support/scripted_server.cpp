@@ -15,7 +15,6 @@ namespace test_support {
 namespace {
 
 using namespace std::chrono_literals;
-constexpr auto idle_limit = 10s;
 constexpr auto accept_slice = 20ms; /* how soon a server that waits in vain notices that the test is over */
 
 std::uint32_t from_be32(std::string_view bytes) {
