@@ -1,5 +1,9 @@
 // TRN_GetData: one value of the current row, converted to the application's type.
+//
+// Each target has one conversion, found in a table. Most values are stored as they are wanted and cost a load and a store;
+// what else a target takes stands in a function of its own, so that the frame it needs is made only there.
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "base/text.h"
@@ -11,145 +15,179 @@ namespace tarn {
 
 namespace {
 
-// Where the application wants the value.
-struct Destination {
-    void* buffer;
-    size_t size; // consulted by texts and byte runs only
-    int32_t* length;
+// The application's buffer. Its size counts for texts and byte runs only; one of 0 or less asks how long they are.
+struct Buffer {
+    void* bytes;
+    int64_t size;
 };
+
+// length, which may be null, receives the value's length. The arguments lie where TRN_GetData got its own.
+using Conversion = int32_t (*)(const ResultSet& result, StoredValue from, Buffer to,
+                               int32_t* length) noexcept;
 
 } // namespace
 
-static int32_t refuse(const Destination& to) noexcept {
-    *to.length = 0;
+static void report(int32_t* length, size_t size) noexcept {
+    if (length) *length = static_cast<int32_t>(size);
+}
+
+static int32_t refuse(int32_t* length) noexcept {
+    report(length, 0);
     return TRN_ERR_CONVERSION;
 }
 
-template <class T> static int32_t deliver(const Destination& to, T value) noexcept {
-    store(to.buffer, value);
-    *to.length = static_cast<int32_t>(sizeof value);
+static int32_t to_nothing(const ResultSet&, StoredValue, Buffer, int32_t* length) noexcept {
+    return refuse(length);
+}
+
+template <class T> static int32_t deliver(Buffer to, int32_t* length, T value) noexcept {
+    store(to.bytes, value);
+    report(length, sizeof value);
     return TRN_OK;
 }
 
 // The integer types of the wire, narrowest first: their codes grow with their widths.
-static int64_t integer_of(const Value& value) noexcept {
-    switch (value.wire_type) {
-    case TRN_WIRE_SMALLINT: return value.as<int16_t>();
-    case TRN_WIRE_INTEGER: return value.as<int32_t>();
-    case TRN_WIRE_BIGINT: return value.as<int64_t>();
-    default: return value.as<int8_t>();
+static int64_t integer_of(StoredValue from) noexcept {
+    switch (from.wire_type()) {
+    case TRN_WIRE_SMALLINT: return from.fixed<int16_t>();
+    case TRN_WIRE_INTEGER: return from.fixed<int32_t>();
+    case TRN_WIRE_BIGINT: return from.fixed<int64_t>();
+    default: return from.fixed<int8_t>();
     }
 }
 
-static bool is_integer(const Value& value, int32_t narrowest, int32_t widest) noexcept {
-    return value.wire_type >= narrowest && value.wire_type <= widest;
+static bool is_integer(StoredValue from, int32_t narrowest, int32_t widest) noexcept {
+    return from.wire_type() >= narrowest && from.wire_type() <= widest;
+}
+
+// A value that is stored as it is wanted; any other goes the target's own way.
+template <class T, int32_t own_type, Conversion otherwise>
+static int32_t to_fixed(const ResultSet& result, StoredValue from, Buffer to, int32_t* length) noexcept {
+    if (from.wire_type() != own_type) return otherwise(result, from, to, length);
+    return deliver(to, length, from.fixed<T>());
 }
 
 // Integer targets take the integer types up to their own width.
-template <class T>
-static int32_t deliver_integer(const Destination& to, const Value& value, int32_t widest) noexcept {
-    if (!is_integer(value, TRN_WIRE_BOOLEAN, widest)) return refuse(to);
-    return deliver(to, static_cast<T>(integer_of(value)));
+template <class T, int32_t widest>
+static int32_t from_integer(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
+    if (!is_integer(from, TRN_WIRE_BOOLEAN, widest)) return refuse(length);
+    return deliver(to, length, static_cast<T>(integer_of(from)));
 }
 
 // NUMERIC passes through 32 bits even for the 64-bit target: a longer number is not preserved, as it never was.
-template <class T>
-static int32_t deliver_integer_or_numeric(const Destination& to, const Value& value,
-                                          int32_t widest) noexcept {
-    if (value.wire_type == TRN_WIRE_NUMERIC) return deliver(to, T{leading_int32(value.text())});
-    return deliver_integer<T>(to, value, widest);
+template <class T, int32_t widest>
+[[gnu::noinline]] static int32_t from_integer_or_numeric(const ResultSet& result, StoredValue from, Buffer to,
+                                                         int32_t* length) noexcept {
+    if (from.wire_type() != TRN_WIRE_NUMERIC) return from_integer<T, widest>(result, from, to, length);
+    return deliver(to, length, T{leading_int32(from.held().text())});
 }
 
-template <class T> static bool floating_of(const Value& value, T& number) noexcept {
-    switch (value.wire_type) {
-    case TRN_WIRE_NUMERIC: number = static_cast<T>(leading_double(value.text())); return true;
-    case TRN_WIRE_FLOAT: number = static_cast<T>(value.as<float>()); return true;
-    case TRN_WIRE_DOUBLE: number = static_cast<T>(value.as<double>()); return true;
+// Every source gives its first byte.
+static int32_t to_byte(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
+    return deliver(to, length, from.value().as<uint8_t>());
+}
+
+template <class T> static bool floating_of(StoredValue from, T& number) noexcept {
+    switch (from.wire_type()) {
+    case TRN_WIRE_NUMERIC: number = static_cast<T>(leading_double(from.held().text())); return true;
+    case TRN_WIRE_FLOAT: number = static_cast<T>(from.fixed<float>()); return true;
+    case TRN_WIRE_DOUBLE: number = static_cast<T>(from.fixed<double>()); return true;
     default:
-        if (!is_integer(value, TRN_WIRE_TINYINT, TRN_WIRE_BIGINT)) return false;
-        number = static_cast<T>(integer_of(value));
+        if (!is_integer(from, TRN_WIRE_TINYINT, TRN_WIRE_BIGINT)) return false;
+        number = static_cast<T>(integer_of(from));
         return true;
     }
 }
 
-static int32_t deliver_double(const Destination& to, const Value& value) noexcept {
+[[gnu::noinline]] static int32_t from_number(const ResultSet&, StoredValue from, Buffer to,
+                                             int32_t* length) noexcept {
     double number;
-    return floating_of(value, number) ? deliver(to, number) : refuse(to);
+    return floating_of(from, number) ? deliver(to, length, number) : refuse(length);
 }
 
 // A source that does not convert is no failure here, unlike everywhere else: nothing is written and the call succeeds.
-static int32_t deliver_float(const Destination& to, const Value& value) noexcept {
+static int32_t to_float(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
     float number;
-    return floating_of(value, number) ? deliver(to, number) : TRN_OK;
+    return floating_of(from, number) ? deliver(to, length, number) : TRN_OK;
 }
 
-static int32_t deliver_stored_bytes(const Destination& to, const Value& value) noexcept {
-    std::memcpy(to.buffer, value.bytes, value.length);
-    *to.length = static_cast<int32_t>(value.length);
+static int32_t to_stored_bytes(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
+    const Value value = from.value();
+    std::memcpy(to.bytes, value.bytes, value.length);
+    report(length, value.length);
     return TRN_OK;
 }
 
-static int32_t deliver_interval(const Destination& to, const Value& value, int32_t own_type) noexcept {
-    if (value.wire_type == own_type) return deliver_stored_bytes(to, value);
-    if (!is_integer(value, TRN_WIRE_INTEGER, TRN_WIRE_BIGINT)) return refuse(to);
-    return deliver(to, integer_of(value));
+// Interval targets take integers as counts of their unit, in 64 bits.
+static int32_t from_count(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
+    if (!is_integer(from, TRN_WIRE_INTEGER, TRN_WIRE_BIGINT)) return refuse(length);
+    return deliver(to, length, integer_of(from));
 }
 
-static int32_t check_interval(const Value& value) noexcept {
-    const bool is_interval = value.wire_type == TRN_WIRE_INTERVAL_YEAR_TO_MONTH ||
-                             value.wire_type == TRN_WIRE_INTERVAL_DAY_TO_SECOND;
+// Tells whether the value is such an interval; writes nothing.
+static int32_t check_interval(const ResultSet&, StoredValue from, Buffer, int32_t*) noexcept {
+    const bool is_interval = from.wire_type() == TRN_WIRE_INTERVAL_YEAR_TO_MONTH ||
+                             from.wire_type() == TRN_WIRE_INTERVAL_DAY_TO_SECOND;
     return is_interval ? TRN_OK : TRN_ERR_CONVERSION;
 }
 
-// Copies size bytes when they fit (at most fitting of them), else the first kept ones.
-static int32_t deliver_bytes(const Destination& to, const void* bytes, size_t size, size_t fitting,
-                             size_t kept) noexcept {
-    if (to.size == 0) {
-        *to.length = static_cast<int32_t>(size);
+// How bytes that do not fit are cut. A text made from a value needs room for its terminator; bytes that are a text already
+// may fill the buffer to the last byte, and lose one more when they are cut. These limits differ by one and always have.
+struct Cut {
+    size_t fitting; // both are bytes less than the buffer has: at most so many fit whole
+    size_t kept;    // so many are kept of more
+};
+static constexpr Cut made_text{1, 1}, text_bytes{0, 1}, raw_bytes{0, 0};
+
+// Copies the bytes, or those that are kept of them, and clears the rest of the buffer.
+template <Cut cut>
+static int32_t deliver_bytes(Buffer to, int32_t* length, const void* bytes, size_t size) noexcept {
+    if (to.size <= 0) {
+        report(length, size);
         return TRN_TRUNCATED;
     }
-    std::memset(to.buffer, 0, to.size);
-    const bool fits = size <= fitting;
-    std::memcpy(to.buffer, bytes, fits ? size : kept);
-    *to.length = static_cast<int32_t>(fits ? size : size - kept);
+    const size_t capacity = static_cast<size_t>(to.size);
+    const bool fits = size <= capacity - cut.fitting;
+    const size_t copied = fits ? size : capacity - cut.kept;
+    report(length, fits ? size : size - copied);
+    std::memcpy(to.bytes, bytes, copied);
+    std::memset(static_cast<uint8_t*>(to.bytes) + copied, 0, capacity - copied);
     return fits ? TRN_OK : TRN_TRUNCATED;
 }
 
-// A text made from a value needs room for its terminator; bytes that are a text already may fill the destination to the
-// last byte. The two limits differ by one and always have.
-static int32_t deliver_text(const Destination& to, const Value& value) noexcept {
-    if (is_byte_run(value.wire_type))
-        return deliver_bytes(to, value.bytes, value.length, to.size, to.size - 1);
+[[gnu::noinline]] static int32_t to_made_text(StoredValue from, Buffer to, int32_t* length) noexcept {
     WorkingText text;
-    add_value_text(value, TextStyle::of_rows, text);
-    if (text.empty()) return refuse(to);
-    return deliver_bytes(to, text.text().data(), text.text().size(), to.size - 1, to.size - 1);
+    add_value_text(from.value(), TextStyle::of_rows, text);
+    if (text.empty()) return refuse(length);
+    return deliver_bytes<made_text>(to, length, text.text().data(), text.text().size());
 }
 
-static int32_t deliver_raw_bytes(const Destination& to, const Value& value) noexcept {
-    if (!is_byte_run(value.wire_type)) return refuse(to);
-    return deliver_bytes(to, value.bytes, value.length, to.size, to.size);
+static int32_t to_text(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
+    if (!is_byte_run(from.wire_type())) return to_made_text(from, to, length);
+    const Value value = from.held();
+    return deliver_bytes<text_bytes>(to, length, value.bytes, value.length);
+}
+
+static int32_t to_raw_bytes(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
+    if (!is_byte_run(from.wire_type())) return refuse(length);
+    const Value value = from.held();
+    return deliver_bytes<raw_bytes>(to, length, value.bytes, value.length);
 }
 
 // The length variable holds the offset to read from and receives what was read.
-static int32_t deliver_piece(const Destination& to, const Value& value) noexcept {
-    const int32_t offset = *to.length;
+static int32_t to_piece(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
+    const int32_t offset = length ? *length : 0;
+    const Value value = from.value();
     if (offset < 0 || static_cast<uint32_t>(offset) > value.length) return TRN_ERR_OFFSET;
     const size_t left = value.length - static_cast<uint32_t>(offset);
     if (left == 0) {
-        *to.length = 0;
+        report(length, 0);
         return TRN_OK;
     }
-    if (!is_byte_run(value.wire_type)) return refuse(to);
-    return deliver_bytes(to, value.bytes + offset, to.size ? std::min(left, to.size) : left, to.size,
-                         to.size);
+    if (!is_byte_run(value.wire_type)) return refuse(length);
+    const size_t wanted = to.size > 0 ? std::min(left, static_cast<size_t>(to.size)) : left;
+    return deliver_bytes<raw_bytes>(to, length, value.bytes + offset, wanted);
 }
-
-// How a large object's value begins when the session asked for descriptors.
-struct LobMarkers {
-    uint8_t inline_data;
-    uint8_t descriptor;
-};
 
 // What gives way to new content is no longer complete: an object that could not be filled is not sent.
 static void clear_lob(Lob& lob) noexcept {
@@ -157,10 +195,10 @@ static void clear_lob(Lob& lob) noexcept {
     lob.state = LobState::empty;
 }
 
-static int32_t complete_lob(const Destination& to, Lob& lob, int32_t status) noexcept {
+static int32_t complete_lob(int32_t* length, Lob& lob, int32_t status) noexcept {
     if (status != TRN_OK) return status;
     lob.state = LobState::complete;
-    *to.length = static_cast<int32_t>(lob.total_len);
+    report(length, lob.total_len);
     return TRN_OK;
 }
 
@@ -168,60 +206,64 @@ static int32_t append_value(Lob& lob, const uint8_t* bytes, size_t size) noexcep
     return append_to_lob(lob, bytes, size) ? TRN_OK : TRN_ERR_ARGUMENT;
 }
 
-static int32_t fetch_by_descriptor(const Value& value, const ResultSet& result, Lob& lob) noexcept {
+static int32_t fetch_by_descriptor(Value value, const ResultSet& result, Lob& lob) noexcept {
     const std::string_view text = value.text();
     lob.descriptor = copy_text(text.data(), std::min(text.find('\0'), text.size())).release();
     return lob.descriptor ? fetch_lob(*result.conn, lob) : TRN_ERR_ARGUMENT;
 }
 
-// The destination is the application's handle variable of a large object, whose earlier content gives way.
-static int32_t deliver_lob(const Destination& to, const Value& value, const ResultSet& result,
-                           LobMarkers markers) noexcept {
-    Lob* lob = lob_of(static_cast<const TRN_HANDLE*>(to.buffer));
+// The destination is the application's handle variable of a large object, whose earlier content gives way. When the session
+// asked for descriptors, the value's first byte tells whether the data follow or a descriptor does.
+template <uint8_t inline_data, uint8_t descriptor>
+static int32_t to_lob(const ResultSet& result, StoredValue from, Buffer to, int32_t* length) noexcept {
+    Lob* lob = lob_of(static_cast<const TRN_HANDLE*>(to.bytes));
     if (!lob) return TRN_ERR_ARGUMENT;
+    const Value value = from.value();
     if (!result.lob_descriptor) {
-        if (!is_byte_run(value.wire_type)) return refuse(to);
+        if (!is_byte_run(value.wire_type)) return refuse(length);
         clear_lob(*lob);
-        return complete_lob(to, *lob, append_value(*lob, value.bytes, value.length));
+        return complete_lob(length, *lob, append_value(*lob, value.bytes, value.length));
     }
     const uint8_t marker = value.as<uint8_t>();
-    if (marker != markers.inline_data && marker != markers.descriptor) return TRN_OK;
+    if (marker != inline_data && marker != descriptor) return TRN_OK;
     clear_lob(*lob);
-    if (marker == markers.descriptor) return complete_lob(to, *lob, fetch_by_descriptor(value, result, *lob));
+    if (marker == descriptor) return complete_lob(length, *lob, fetch_by_descriptor(value, result, *lob));
     // Inline data is at most one chunk.
     const size_t size = std::min(size_t{value.length} - 1, lob_chunk_size);
-    return complete_lob(to, *lob, append_value(*lob, value.bytes + 1, size));
+    return complete_lob(length, *lob, append_value(*lob, value.bytes + 1, size));
 }
 
-static int32_t convert(const Value& value, int32_t target, const ResultSet& result,
-                       const Destination& to) noexcept {
-    switch (target) {
-    case TRN_TYPE_BOOLEAN:
-    case TRN_TYPE_INTEGER: return deliver_integer_or_numeric<int32_t>(to, value, TRN_WIRE_INTEGER);
-    case TRN_TYPE_SMALLINT: return deliver_integer<int16_t>(to, value, TRN_WIRE_SMALLINT);
-    case TRN_TYPE_BIGINT: return deliver_integer_or_numeric<int64_t>(to, value, TRN_WIRE_BIGINT);
-    case TRN_TYPE_FLOAT: return deliver_float(to, value);
-    case TRN_TYPE_DOUBLE: return deliver_double(to, value);
-    case TRN_TYPE_TINYINT:
-    case TRN_TYPE_BYTE: return deliver(to, value.as<uint8_t>());
-    case TRN_TYPE_NUMERIC: return deliver_stored_bytes(to, value);
-    case TRN_TYPE_TEXT:
-    case TRN_TYPE_DATE:
-    case TRN_TYPE_TIME:
-    case TRN_TYPE_TIME_TZ:
-    case TRN_TYPE_DATETIME:
-    case TRN_TYPE_DATETIME_TZ: return deliver_text(to, value);
-    case TRN_TYPE_BYTES: return deliver_raw_bytes(to, value);
-    case TRN_TYPE_BYTES_PIECEWISE: return deliver_piece(to, value);
-    case TRN_TYPE_INTERVAL: return check_interval(value);
-    case TRN_TYPE_DATETIME_RAW:
-        return value.wire_type == TRN_WIRE_DATETIME ? deliver_stored_bytes(to, value) : refuse(to);
-    case TRN_TYPE_INTERVAL_YEAR_TO_MONTH: return deliver_interval(to, value, TRN_WIRE_INTERVAL_YEAR_TO_MONTH);
-    case TRN_TYPE_INTERVAL_DAY_TO_SECOND: return deliver_interval(to, value, TRN_WIRE_INTERVAL_DAY_TO_SECOND);
-    case TRN_TYPE_CLOB: return deliver_lob(to, value, result, {'c', 'C'});
-    case TRN_TYPE_BLOB: return deliver_lob(to, value, result, {'b', 'B'});
-    default: return refuse(to);
-    }
+// By target, TRN_TYPE_*.
+static constexpr auto conversions = [] {
+    std::array<Conversion, TRN_TYPE_BYTE + 1> table{};
+    table.fill(to_nothing);
+    table[TRN_TYPE_BOOLEAN] =
+        to_fixed<int32_t, TRN_WIRE_INTEGER, from_integer_or_numeric<int32_t, TRN_WIRE_INTEGER>>;
+    table[TRN_TYPE_SMALLINT] = to_fixed<int16_t, TRN_WIRE_SMALLINT, from_integer<int16_t, TRN_WIRE_SMALLINT>>;
+    table[TRN_TYPE_INTEGER] = table[TRN_TYPE_BOOLEAN];
+    table[TRN_TYPE_BIGINT] =
+        to_fixed<int64_t, TRN_WIRE_BIGINT, from_integer_or_numeric<int64_t, TRN_WIRE_BIGINT>>;
+    table[TRN_TYPE_FLOAT] = to_float;
+    table[TRN_TYPE_DOUBLE] = to_fixed<double, TRN_WIRE_DOUBLE, from_number>;
+    table[TRN_TYPE_TINYINT] = table[TRN_TYPE_BYTE] = to_byte;
+    table[TRN_TYPE_NUMERIC] = to_stored_bytes;
+    for (const int32_t text : {TRN_TYPE_TEXT, TRN_TYPE_DATE, TRN_TYPE_TIME, TRN_TYPE_TIME_TZ,
+                               TRN_TYPE_DATETIME, TRN_TYPE_DATETIME_TZ})
+        table[static_cast<size_t>(text)] = to_text;
+    table[TRN_TYPE_BYTES] = to_raw_bytes;
+    table[TRN_TYPE_BYTES_PIECEWISE] = to_piece;
+    table[TRN_TYPE_INTERVAL] = check_interval;
+    table[TRN_TYPE_DATETIME_RAW] = to_fixed<int64_t, TRN_WIRE_DATETIME, to_nothing>;
+    table[TRN_TYPE_INTERVAL_YEAR_TO_MONTH] = to_fixed<int32_t, TRN_WIRE_INTERVAL_YEAR_TO_MONTH, from_count>;
+    table[TRN_TYPE_INTERVAL_DAY_TO_SECOND] = to_fixed<int64_t, TRN_WIRE_INTERVAL_DAY_TO_SECOND, from_count>;
+    table[TRN_TYPE_CLOB] = to_lob<'c', 'C'>;
+    table[TRN_TYPE_BLOB] = to_lob<'b', 'B'>;
+    return table;
+}();
+
+static Conversion conversion_to(int32_t target) noexcept {
+    const size_t index = static_cast<uint32_t>(target);
+    return index < conversions.size() ? conversions[index] : to_nothing;
 }
 
 } // namespace tarn
@@ -233,15 +275,12 @@ int32_t TRN_GetData(TRN_HANDLE* handle, int32_t column, int32_t target, void* de
     const ResultSet* result = result_of(handle);
     if (!result) return kind_of(handle) == TRN_KIND_RESERVED ? TRN_OK : TRN_ERR_ARGUMENT;
     if (!destination) return TRN_ERR_ARGUMENT;
-    const ColumnDesc* described = column_of(*result, column);
-    if (!described) return TRN_ERR_COLUMN;
-    int32_t scratch_length = 0;
-    const Destination to{destination, static_cast<size_t>(std::max(destination_length, 0)),
-                         length ? length : &scratch_length};
-    Value value;
-    if (!result->current_row || !locate_value(result->current_row, *described, value)) {
-        *to.length = 0;
+    if (!has_column(*result, column)) return TRN_ERR_COLUMN;
+    const ColumnDesc& described = result->columns[column - 1];
+    if (!result->current_row || is_null(result->current_row, described)) {
+        report(length, 0);
         return TRN_NULL_VALUE;
     }
-    return convert(value, target, *result, to);
+    return conversion_to(target)(*result, stored_value(result->current_row, described),
+                                 {destination, destination_length}, length);
 }

@@ -78,9 +78,13 @@ inline ResultSet* result_of(const TRN_HANDLE* handle) noexcept {
     return kind_of(handle) == TRN_KIND_RESULT ? static_cast<ResultSet*>(*handle) : nullptr;
 }
 
+inline bool has_column(const ResultSet& result, int32_t column) noexcept {
+    return column >= 1 && column <= result.column_count;
+}
+
 // The column of a 1-based number; null when out of range.
 inline const ColumnDesc* column_of(const ResultSet& result, int32_t column) noexcept {
-    return column >= 1 && column <= result.column_count ? &result.columns[column - 1] : nullptr;
+    return has_column(result, column) ? &result.columns[column - 1] : nullptr;
 }
 
 inline int32_t bitmap_size(int32_t column_count) noexcept {

@@ -19,16 +19,30 @@ struct Value {
     std::string_view text() const noexcept { return {reinterpret_cast<const char*>(bytes), length}; }
 };
 
-// Finds a column's value in a row; false when it is null.
-inline bool locate_value(const uint8_t* row, const ColumnDesc& column, Value& value) noexcept {
-    const uint8_t* data = row + row_header_size;
-    if (data[column.null_offset] & column.null_bit) return false;
-    const uint8_t* slot = data + column.offset;
-    const bool held = column.slot_size == held_slot_size;
-    value.wire_type = column.wire_type;
-    value.bytes = held ? load<const uint8_t*>(slot + held_pointer_offset) : slot;
-    value.length = held ? load<uint32_t>(slot) : static_cast<uint32_t>(column.slot_size);
-    return true;
+// A value of a stored row that is not null, as its column and its slot: what a conversion needs to know of it is loaded there.
+struct StoredValue {
+    const ColumnDesc* column;
+    const uint8_t* slot;
+
+    int32_t wire_type() const noexcept { return column->wire_type; }
+    bool is_held() const noexcept { return column->slot_size == held_slot_size; }
+    // Of a type that is not held.
+    template <class T> T fixed() const noexcept { return load<T>(slot); }
+    Value held() const noexcept {
+        return {wire_type(), load<uint32_t>(slot), load<const uint8_t*>(slot + held_pointer_offset)};
+    }
+    Value value() const noexcept {
+        return is_held() ? held() : Value{wire_type(), static_cast<uint32_t>(column->slot_size), slot};
+    }
+};
+
+inline bool is_null(const uint8_t* row, const ColumnDesc& column) noexcept {
+    return (row + row_header_size)[column.null_offset] & column.null_bit;
+}
+
+// The value of a column that is not null in the row.
+inline StoredValue stored_value(const uint8_t* row, const ColumnDesc& column) noexcept {
+    return {&column, row + row_header_size + column.offset};
 }
 
 // The three ways in which a value is put into words. They differ on purpose, in these types only:

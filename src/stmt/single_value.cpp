@@ -48,13 +48,14 @@ static int32_t give_value(const ResultSet& result, const SingleValue& out) noexc
         return TRN_OK;
     }
     if (result.column_count == 0) return TRN_OK;
-    *out.type_word = static_cast<uint32_t>(result.columns[0].wire_type);
-    Value value;
-    if (!locate_value(find_row(*result.directory, 0), result.columns[0], value)) {
+    const ColumnDesc& column = result.columns[0];
+    *out.type_word = static_cast<uint32_t>(column.wire_type);
+    const uint8_t* row = find_row(*result.directory, 0);
+    if (is_null(row, column)) {
         store(out.area, int32_t{0});
         return TRN_OK;
     }
-    return format_value(value, out);
+    return format_value(stored_value(row, column).value(), out);
 }
 
 static void take_result(Reply& reply, const SingleValue& out) noexcept {
