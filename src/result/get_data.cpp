@@ -18,7 +18,7 @@ namespace {
 // The application's buffer. Its size counts for texts and byte runs only; one of 0 or less asks how long they are.
 struct Buffer {
     void* bytes;
-    int64_t size;
+    int32_t size;
 };
 
 // length, which may be null, receives the value's length. The arguments lie where TRN_GetData got its own.
@@ -146,12 +146,13 @@ static int32_t deliver_bytes(Buffer to, int32_t* length, const void* bytes, size
         report(length, size);
         return TRN_TRUNCATED;
     }
+    uint8_t* out = static_cast<uint8_t*>(to.bytes);
     const size_t capacity = static_cast<size_t>(to.size);
     const bool fits = size <= capacity - cut.fitting;
     const size_t copied = fits ? size : capacity - cut.kept;
     report(length, fits ? size : size - copied);
-    std::memcpy(to.bytes, bytes, copied);
-    std::memset(static_cast<uint8_t*>(to.bytes) + copied, 0, capacity - copied);
+    std::memcpy(out, bytes, copied);
+    std::memset(out + copied, 0, capacity - copied);
     return fits ? TRN_OK : TRN_TRUNCATED;
 }
 
@@ -261,11 +262,6 @@ static constexpr auto conversions = [] {
     return table;
 }();
 
-static Conversion conversion_to(int32_t target) noexcept {
-    const size_t index = static_cast<uint32_t>(target);
-    return index < conversions.size() ? conversions[index] : to_nothing;
-}
-
 } // namespace tarn
 
 using namespace tarn;
@@ -276,11 +272,12 @@ int32_t TRN_GetData(TRN_HANDLE* handle, int32_t column, int32_t target, void* de
     if (!result) return kind_of(handle) == TRN_KIND_RESERVED ? TRN_OK : TRN_ERR_ARGUMENT;
     if (!destination) return TRN_ERR_ARGUMENT;
     if (!has_column(*result, column)) return TRN_ERR_COLUMN;
-    const ColumnDesc& described = result->columns[column - 1];
-    if (!result->current_row || is_null(result->current_row, described)) {
+    const Slot& slot = result->slots[column - 1];
+    if (!result->current_row || is_null(result->current_row, slot)) {
         report(length, 0);
         return TRN_NULL_VALUE;
     }
-    return conversion_to(target)(*result, stored_value(result->current_row, described),
-                                 {destination, destination_length}, length);
+    if (static_cast<uint32_t>(target) >= conversions.size()) return refuse(length);
+    return conversions[static_cast<uint32_t>(target)](*result, stored_value(result->current_row, slot),
+                                                      {destination, destination_length}, length);
 }

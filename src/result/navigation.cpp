@@ -12,7 +12,10 @@ int32_t TRN_ReadNext(TRN_HANDLE* handle) {
         result->current_row = nullptr;
         return TRN_END;
     }
-    result->current_row = find_row(*result->directory, result->current++);
+    RowRun& upcoming = result->upcoming;
+    if (upcoming.next == upcoming.end) upcoming = rows_from(*result->directory, result->current);
+    ++result->current;
+    result->current_row = *upcoming.next++;
     return TRN_OK;
 }
 

@@ -21,7 +21,9 @@ void release_columns(ResultSet& result) noexcept {
         release(column.table ? column.table : column.name);
     }
     release(result.columns);
+    release(result.slots);
     result.columns = nullptr;
+    result.slots = nullptr;
     result.column_count = 0;
 }
 
@@ -31,6 +33,7 @@ void release_rows(ResultSet& result) noexcept {
     result.directory = nullptr;
     result.pool = nullptr;
     result.row_count = result.current = 0;
+    result.upcoming = {};
     result.current_row = nullptr;
 }
 
@@ -58,11 +61,11 @@ void hand_out(ResultSet* head, TRN_HANDLE* out) noexcept {
         release_chain(head);
 }
 
-int32_t append_row(ResultSet& result, uint8_t* row) noexcept {
+int32_t append_row_to_new_block(ResultSet& result, uint8_t* row) noexcept {
     if (!result.directory) result.directory = allocate_record<RowDirectory>();
     if (!result.directory) return TRN_ERR_MEMORY;
-    switch (store_row(*result.directory, row)) {
-    case DirectoryOutcome::stored: ++result.row_count; return TRN_OK;
+    switch (add_block(*result.directory)) {
+    case DirectoryOutcome::ready: return append_row(result, row);
     case DirectoryOutcome::full:
         print_line("%s\n", message::result_too_large);
         set_error_message(result.head, message::result_too_large);

@@ -59,12 +59,13 @@ DirectoryOutcome add_block(RowDirectory& directory) noexcept {
     directory.blocks[directory.block_count++] = block;
     directory.next = block;
     directory.end = block + rows;
-    return DirectoryOutcome::stored;
+    return DirectoryOutcome::ready;
 }
 
-uint8_t* find_row(const RowDirectory& directory, int64_t index) noexcept {
+RowRun rows_from(const RowDirectory& directory, int64_t index) noexcept {
     const Place place = place_of(index);
-    return directory.blocks[place.block][place.cell];
+    uint8_t** block = directory.blocks[place.block];
+    return {block + place.cell, block + rows_of_block(place.block)};
 }
 
 void release_directory(RowDirectory* directory) noexcept {

@@ -19,7 +19,7 @@ struct RowDirectory {
 inline constexpr int64_t directory_row_limit = 1347376000;
 
 enum class DirectoryOutcome {
-    stored,
+    ready,
     full,
     out_of_memory,
 };
@@ -27,17 +27,21 @@ enum class DirectoryOutcome {
 // Makes room for rows behind the last one.
 DirectoryOutcome add_block(RowDirectory& directory) noexcept;
 
-// Stores the next row: the first gets index 0.
-inline DirectoryOutcome store_row(RowDirectory& directory, uint8_t* row) noexcept {
-    if (directory.next == directory.end) [[unlikely]]
-        if (const DirectoryOutcome outcome = add_block(directory); outcome != DirectoryOutcome::stored)
-            return outcome;
+// Stores the next row: the first gets index 0. False when another block is needed.
+inline bool store_row(RowDirectory& directory, uint8_t* row) noexcept {
+    if (directory.next == directory.end) return false;
     *directory.next++ = row;
-    return DirectoryOutcome::stored;
+    return true;
 }
 
-// The row of an index that has been stored.
-uint8_t* find_row(const RowDirectory& directory, int64_t index) noexcept;
+// Rows that follow each other without a gap.
+struct RowRun {
+    uint8_t** next;
+    uint8_t** end; // of the block, whether all of its cells are in use or not
+};
+
+// The run that begins with a stored row.
+RowRun rows_from(const RowDirectory& directory, int64_t index) noexcept;
 
 // Null is accepted.
 void release_directory(RowDirectory* directory) noexcept;

@@ -7,17 +7,23 @@ namespace tarn {
 static PoolChunk* create_chunk(size_t size) noexcept {
     Owned<PoolChunk> chunk(allocate_record<PoolChunk>());
     if (!chunk) return nullptr;
-    chunk->buffer = static_cast<uint8_t*>(allocate_raw(size));
-    if (!chunk->buffer) return nullptr;
-    chunk->left = static_cast<uint32_t>(size);
-    return chunk.release();
+    chunk->buffer = static_cast<uint8_t*>(allocate_raw(size + copy_slack));
+    return chunk->buffer ? chunk.release() : nullptr;
+}
+
+static void carve_from(RowPool& pool, PoolChunk* chunk) noexcept {
+    pool.current = chunk;
+    pool.free = chunk->buffer;
+    pool.end = chunk->buffer + pool_chunk_size;
 }
 
 RowPool* create_pool() noexcept {
     Owned<RowPool> pool(allocate_record<RowPool>());
     if (!pool) return nullptr;
-    pool->first = pool->current = create_chunk(pool_chunk_size);
-    return pool->first ? pool.release() : nullptr;
+    pool->first = create_chunk(pool_chunk_size);
+    if (!pool->first) return nullptr;
+    carve_from(*pool, pool->first);
+    return pool.release();
 }
 
 void release_pool(RowPool* pool) noexcept {
@@ -40,23 +46,18 @@ static void link_full_chunk(RowPool& pool, PoolChunk* chunk) noexcept {
 uint8_t* take_block_from_new_chunk(RowPool& pool, size_t size) noexcept {
     constexpr size_t half_chunk = pool_chunk_size / 2;
     const size_t reserved = size + 1;
+    const size_t left = static_cast<size_t>(pool.end - pool.free);
     // A block of more than half a chunk opens a new chunk only when the current one is half used up as well.
-    const bool shares_chunk =
-        reserved <= pool_chunk_size && (reserved <= half_chunk || pool.current->left <= half_chunk);
-    if (!shares_chunk) {
-        PoolChunk* own = create_chunk(reserved);
-        if (!own) return nullptr;
-        own->used = own->left;
-        own->left = 0;
-        link_full_chunk(pool, own);
-        return own->buffer;
-    }
-    PoolChunk* chunk = create_chunk(pool_chunk_size);
+    const bool shares_chunk = reserved <= pool_chunk_size && (reserved <= half_chunk || left <= half_chunk);
+    PoolChunk* chunk = create_chunk(shares_chunk ? pool_chunk_size : reserved);
     if (!chunk) return nullptr;
+    if (!shares_chunk) {
+        link_full_chunk(pool, chunk);
+        return chunk->buffer;
+    }
     pool.current->next = chunk;
-    pool.current = chunk;
-    chunk->used = static_cast<uint32_t>(reserved);
-    chunk->left -= chunk->used;
+    carve_from(pool, chunk);
+    pool.free += reserved;
     return chunk->buffer;
 }
 

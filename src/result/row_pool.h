@@ -5,21 +5,26 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "base/bytes.h"
+
 namespace tarn {
 
 struct PoolChunk {
     PoolChunk* next;
-    uint32_t used;
-    uint32_t left;
     uint8_t* buffer;
 };
 
 struct RowPool {
     PoolChunk* first;
     PoolChunk* current; // blocks are carved from here
+    uint8_t* free;      // what is left of it
+    uint8_t* end;
 };
 
 inline constexpr uint32_t pool_chunk_size = 65536;
+
+// Blocks up to this size are filled with_slack: behind the block that was taken last, copy_slack bytes may always be written.
+inline constexpr size_t pool_short_block = 64;
 
 // A pool with one empty chunk; null when memory is short.
 RowPool* create_pool() noexcept;
@@ -31,12 +36,10 @@ uint8_t* take_block_from_new_chunk(RowPool& pool, size_t size) noexcept;
 
 // A block of size bytes and one more for a terminator; null when memory is short.
 inline uint8_t* take_block(RowPool& pool, size_t size) noexcept {
-    PoolChunk& chunk = *pool.current;
-    if (chunk.left <= size) [[unlikely]]
+    uint8_t* block = pool.free;
+    if (static_cast<size_t>(pool.end - block) <= size) [[unlikely]]
         return take_block_from_new_chunk(pool, size);
-    uint8_t* block = chunk.buffer + chunk.used;
-    chunk.used += static_cast<uint32_t>(size) + 1;
-    chunk.left -= static_cast<uint32_t>(size) + 1;
+    pool.free = block + size + 1;
     return block;
 }
 

@@ -39,119 +39,118 @@ static bool join_text(ResultSet& result, Owned<char> text) noexcept {
     return true;
 }
 
-static RowOutcome read_text_between_rows(ReceiveWindow& window, ResultSet& result) noexcept {
+static RowOutcome read_text_between_rows(Conn& conn, ResultSet& result) noexcept {
     Owned<char> text;
-    const int32_t status = window.through_connection([&](Conn& conn) { return read_string(conn, text); });
+    const int32_t status = read_string(conn, text);
     if (status == TRN_ERR_NETWORK) return RowOutcome::network_failure;
     return status == TRN_OK && join_text(result, std::move(text)) ? RowOutcome::row
                                                                   : RowOutcome::out_of_memory;
 }
 
 // Reads type bytes until one introduces a row.
-static RowOutcome find_row_start(ReceiveWindow& window, ResultSet& result, uint8_t& type) noexcept {
+static RowOutcome find_row_start(ReceiveWindow& window, ResultSet& result, int& type) noexcept {
     for (;;) {
-        if (!window.take(&type, 1)) return RowOutcome::network_failure;
+        type = window.take_u8();
+        if (type == 'R' || type == '*') [[likely]]
+            return RowOutcome::row;
         switch (type) {
-        case 'R':
-        case '*': return RowOutcome::row;
+        case -1: return RowOutcome::network_failure;
         case 'E':
         case 'F':
         case 'M':
         case 'W':
-            if (const RowOutcome outcome = read_text_between_rows(window, result); outcome != RowOutcome::row)
+            if (const RowOutcome outcome = window.through_connection(
+                    [&](Conn& conn) { return read_text_between_rows(conn, result); });
+                outcome != RowOutcome::row)
                 return outcome;
             break;
-        default: push_back(*result.conn, type); return RowOutcome::no_row;
+        default: push_back(*result.conn, static_cast<uint8_t>(type)); return RowOutcome::no_row;
         }
     }
 }
 
-static bool take_row_identifier(ReceiveWindow& window, uint8_t* row) noexcept {
-    uint32_t length;
-    if (!window.take_wire(length)) return false;
-    if (static_cast<int32_t>(length) < 0)
-        return window.through_connection([](Conn& conn) {
-            break_link(conn); // a row without its end cannot be passed over
-            return false;
-        });
-    const size_t kept = std::min(size_t{length}, size_t{row_identifier_size});
-    if (!window.take(row + row_identifier_offset, kept)) return false;
-    return length == kept ||
-           window.through_connection([&](Conn& conn) { return skip_bytes(conn, length - kept); });
+static bool pass_over_identifier(Conn& conn) noexcept {
+    int32_t length;
+    if (!read_i32(conn, length)) return false;
+    if (length >= 0) return skip_bytes(conn, static_cast<size_t>(length));
+    break_link(conn); // a row without its end cannot be passed over
+    return false;
 }
 
-template <class T> static bool take_fixed(ReceiveWindow& window, uint8_t* slot) noexcept {
-    T value;
-    if (!window.take_wire(value)) return false;
-    store(slot, value);
-    return true;
+static void store_held(uint8_t* slot, uint32_t length, uint8_t* bytes) noexcept {
+    store(slot, length);
+    store(slot + held_pointer_offset, bytes);
 }
 
-static RowOutcome take_huge_value(ReceiveWindow& window, RowPool& pool, uint32_t length,
-                                  uint8_t*& bytes) noexcept {
+static RowOutcome read_huge_value(Conn& conn, RowPool& pool, uint32_t length, uint8_t* slot) noexcept {
     Owned<char> block;
-    const int32_t status =
-        window.through_connection([&](Conn& conn) { return read_block(conn, length, block); });
+    const int32_t status = read_block(conn, length, block);
     if (status == TRN_ERR_NETWORK) return RowOutcome::network_failure;
-    bytes = reinterpret_cast<uint8_t*>(block.get());
+    uint8_t* bytes = reinterpret_cast<uint8_t*>(block.get());
     if (status != TRN_OK || !adopt_block(pool, bytes)) return RowOutcome::out_of_memory;
     (void)block.release();
+    store_held(slot, length, bytes);
     return RowOutcome::row;
 }
 
 static RowOutcome take_held(ReceiveWindow& window, RowPool& pool, uint32_t length, uint8_t* slot) noexcept {
-    uint8_t* bytes = nullptr;
-    if (length <= trusted_size) [[likely]] {
-        bytes = take_block(pool, length);
-        if (!bytes) return RowOutcome::out_of_memory;
-        if (!window.take(bytes, length)) return RowOutcome::network_failure;
-        bytes[length] = 0;
-    } else if (const RowOutcome outcome = take_huge_value(window, pool, length, bytes);
-               outcome != RowOutcome::row) {
-        return outcome;
-    }
-    store(slot, length);
-    store(slot + held_pointer_offset, bytes);
+    if (length > trusted_size) [[unlikely]]
+        return window.through_connection(
+            [&](Conn& conn) { return read_huge_value(conn, pool, length, slot); });
+    uint8_t* bytes = take_block(pool, length);
+    if (!bytes) return RowOutcome::out_of_memory;
+    const bool taken =
+        length <= pool_short_block ? window.take_with_slack(bytes, length) : window.take(bytes, length);
+    if (!taken) return RowOutcome::network_failure;
+    bytes[length] = 0;
+    store_held(slot, length, bytes);
     return RowOutcome::row;
 }
 
-// A fixed value takes its own width off the stream whatever its length says; a length below 1 is a null.
-static RowOutcome take_values(ReceiveWindow& window, const ResultSet& result, uint8_t* data) noexcept {
-    const ColumnDesc* const end = result.columns + result.column_count;
-    for (const ColumnDesc* column = result.columns; column != end; ++column) {
-        uint32_t length;
-        if (!window.take_wire(length)) return RowOutcome::network_failure;
-        if (static_cast<int32_t>(length) < 1) continue;
-        uint8_t* slot = data + column->offset;
-        bool taken;
-        switch (column->slot_size) {
-        case 1: taken = window.take(slot, 1); break;
-        case 2: taken = take_fixed<uint16_t>(window, slot); break;
-        case 4: taken = take_fixed<uint32_t>(window, slot); break;
-        case 8: taken = take_fixed<uint64_t>(window, slot); break;
-        default:
-            if (const RowOutcome outcome = take_held(window, *result.pool, length, slot);
-                outcome != RowOutcome::row)
-                return outcome;
-            taken = true;
+static RowOutcome taken(bool success) noexcept {
+    return success ? RowOutcome::row : RowOutcome::network_failure;
+}
+
+// A fixed value takes its own width off the stream whatever its length says.
+static RowOutcome take_value(ReceiveWindow& window, const ResultSet& result, int32_t slot_size,
+                             uint32_t length, uint8_t* slot) noexcept {
+    switch (slot_size) {
+    case 1: return taken(window.take_fixed<uint8_t>(slot));
+    case 2: return taken(window.take_fixed<uint16_t>(slot));
+    case 4: return taken(window.take_fixed<uint32_t>(slot));
+    case 8: return taken(window.take_fixed<uint64_t>(slot));
+    default: return take_held(window, *result.pool, length, slot);
+    }
+}
+
+// A length below 1 is a null.
+static RowOutcome take_values(ReceiveWindow& window, const ResultSet& result, uint8_t* row) noexcept {
+    const Slot* const end = result.slots + result.column_count;
+    for (const Slot* slot = result.slots; slot != end; ++slot) {
+        const int64_t length = window.take_length();
+        if (length < 1) {
+            if (length == ReceiveWindow::stream_ended) return RowOutcome::network_failure;
+            row[slot->null_offset] |= slot->null_bit;
+            continue;
         }
-        if (!taken) return RowOutcome::network_failure;
-        data[column->null_offset] ^= column->null_bit;
+        const RowOutcome outcome =
+            take_value(window, result, slot->size, static_cast<uint32_t>(length), row + slot->offset);
+        if (outcome != RowOutcome::row) [[unlikely]]
+            return outcome;
     }
     return RowOutcome::row;
 }
 
 static RowOutcome read_row(ReceiveWindow& window, ResultSet& result, uint8_t*& row) noexcept {
-    uint8_t type;
+    int type;
     if (const RowOutcome outcome = find_row_start(window, result, type); outcome != RowOutcome::row)
         return outcome;
     if (!result.pool) result.pool = create_pool();
     row = result.pool ? take_block(*result.pool, static_cast<size_t>(result.row_size)) : nullptr;
     if (!row) return RowOutcome::out_of_memory;
-    uint8_t* data = row + row_header_size;
-    std::memset(data, 0xFF, static_cast<size_t>(bitmap_size(result.column_count)));
-    if (type == '*' && !take_row_identifier(window, row)) return RowOutcome::network_failure;
-    return take_values(window, result, data);
+    if (type == '*' && !window.through_connection(pass_over_identifier)) return RowOutcome::network_failure;
+    clear_with_slack(row, bitmap_size(result.column_count));
+    return take_values(window, result, row);
 }
 
 static int32_t status_of(RowOutcome outcome) noexcept {

@@ -8,7 +8,7 @@
 namespace tarn {
 
 // A slot of this size holds a length and a pointer to the value's bytes; narrower slots hold the value itself.
-inline constexpr int32_t held_slot_size = 16;
+inline constexpr int32_t held_slot_size = 12;
 
 struct WireType {
     int32_t code; // TRN_WIRE_*

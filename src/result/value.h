@@ -19,30 +19,29 @@ struct Value {
     std::string_view text() const noexcept { return {reinterpret_cast<const char*>(bytes), length}; }
 };
 
-// A value of a stored row that is not null, as its column and its slot: what a conversion needs to know of it is loaded there.
+// A value of a stored row that is not null: what a conversion needs to know of it is loaded there.
 struct StoredValue {
-    const ColumnDesc* column;
-    const uint8_t* slot;
+    const Slot* slot;
+    const uint8_t* bytes; // of the slot
 
-    int32_t wire_type() const noexcept { return column->wire_type; }
-    bool is_held() const noexcept { return column->slot_size == held_slot_size; }
+    int32_t wire_type() const noexcept { return slot->wire_type; }
     // Of a type that is not held.
-    template <class T> T fixed() const noexcept { return load<T>(slot); }
+    template <class T> T fixed() const noexcept { return load<T>(bytes); }
     Value held() const noexcept {
-        return {wire_type(), load<uint32_t>(slot), load<const uint8_t*>(slot + held_pointer_offset)};
+        return {wire_type(), load<uint32_t>(bytes), load<const uint8_t*>(bytes + held_pointer_offset)};
     }
     Value value() const noexcept {
-        return is_held() ? held() : Value{wire_type(), static_cast<uint32_t>(column->slot_size), slot};
+        return slot->size == held_slot_size ? held() : Value{wire_type(), slot->size, bytes};
     }
 };
 
-inline bool is_null(const uint8_t* row, const ColumnDesc& column) noexcept {
-    return (row + row_header_size)[column.null_offset] & column.null_bit;
+inline bool is_null(const uint8_t* row, const Slot& slot) noexcept {
+    return row[slot.null_offset] & slot.null_bit;
 }
 
-// The value of a column that is not null in the row.
-inline StoredValue stored_value(const uint8_t* row, const ColumnDesc& column) noexcept {
-    return {&column, row + row_header_size + column.offset};
+// The value of a slot that is not null in the row.
+inline StoredValue stored_value(const uint8_t* row, const Slot& slot) noexcept {
+    return {&slot, row + slot.offset};
 }
 
 // The three ways in which a value is put into words. They differ on purpose, in these types only:

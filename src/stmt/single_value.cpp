@@ -48,14 +48,14 @@ static int32_t give_value(const ResultSet& result, const SingleValue& out) noexc
         return TRN_OK;
     }
     if (result.column_count == 0) return TRN_OK;
-    const ColumnDesc& column = result.columns[0];
-    *out.type_word = static_cast<uint32_t>(column.wire_type);
-    const uint8_t* row = find_row(*result.directory, 0);
-    if (is_null(row, column)) {
+    const Slot& slot = result.slots[0];
+    *out.type_word = static_cast<uint32_t>(slot.wire_type);
+    const uint8_t* row = *rows_from(*result.directory, 0).next;
+    if (is_null(row, slot)) {
         store(out.area, int32_t{0});
         return TRN_OK;
     }
-    return format_value(stored_value(row, column).value(), out);
+    return format_value(stored_value(row, slot).value(), out);
 }
 
 static void take_result(Reply& reply, const SingleValue& out) noexcept {

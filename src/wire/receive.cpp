@@ -171,11 +171,4 @@ void break_link(Conn& conn) noexcept {
     release_cipher(conn.send_cipher);
 }
 
-bool ReceiveWindow::take_slowly(void* dest, size_t size) noexcept {
-    close();
-    const bool taken = read_bytes(conn_, dest, size);
-    open();
-    return taken;
-}
-
 } // namespace tarn

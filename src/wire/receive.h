@@ -62,29 +62,14 @@ int32_t read_string(Conn& conn, Owned<char>& text) noexcept;
 void break_link(Conn& conn) noexcept;
 
 // The buffered bytes of a connection, from which many small values are taken without a call. Between open and
-// close only the window's own functions may read from the connection.
+// close only the window's own functions may read from the connection. Its address is given to nobody, so that it lives in
+// registers: what it cannot serve itself is read through the connection.
 class ReceiveWindow {
   public:
     explicit ReceiveWindow(Conn& conn) noexcept : conn_(conn) { open(); }
     ~ReceiveWindow() { close(); }
     ReceiveWindow(const ReceiveWindow&) = delete;
     ReceiveWindow& operator=(const ReceiveWindow&) = delete;
-
-    bool take(void* dest, size_t size) noexcept {
-        if (buffered() >= size) [[likely]] {
-            std::memcpy(dest, pos_, size);
-            pos_ += size;
-            return true;
-        }
-        return take_slowly(dest, size);
-    }
-
-    template <class T> bool take_wire(T& value) noexcept {
-        T raw;
-        if (!take(&raw, sizeof raw)) return false;
-        value = wire_order(raw);
-        return true;
-    }
 
     // Runs a read that needs the connection itself.
     template <class Read> auto through_connection(Read read) noexcept {
@@ -94,20 +79,71 @@ class ReceiveWindow {
         return outcome;
     }
 
+    bool take(void* dest, size_t size) noexcept {
+        if (!holds(size)) [[unlikely]]
+            return through_connection([=](Conn& conn) { return read_bytes(conn, dest, size); });
+        std::memcpy(dest, pass(size), size);
+        return true;
+    }
+
+    // The same where copy_slack bytes behind dest may be written.
+    bool take_with_slack(void* dest, size_t size) noexcept {
+        if (!holds(size + copy_slack)) [[unlikely]]
+            return take(dest, size);
+        copy_with_slack(static_cast<uint8_t*>(dest), pass(size), size);
+        return true;
+    }
+
+    // A byte; -1 when the stream ended.
+    int take_u8() noexcept {
+        if (!holds(1)) [[unlikely]]
+            return through_connection([](Conn& conn) {
+                uint8_t byte;
+                return read_u8(conn, byte) ? int{byte} : -1;
+            });
+        return *pass(1);
+    }
+
+    // A 32-bit length, which may be negative; stream_ended, which is below every length.
+    int64_t take_length() noexcept {
+        if (!holds(sizeof(uint32_t))) [[unlikely]]
+            return through_connection([](Conn& conn) {
+                int32_t length;
+                return read_i32(conn, length) ? int64_t{length} : stream_ended;
+            });
+        return static_cast<int32_t>(load_wire<uint32_t>(pass(sizeof(uint32_t))));
+    }
+    static constexpr int64_t stream_ended = INT64_MIN;
+
+    // Stores a fixed value in host order; dest need not be aligned.
+    template <class T> bool take_fixed(uint8_t* dest) noexcept {
+        if (!holds(sizeof(T))) [[unlikely]]
+            return through_connection([=](Conn& conn) {
+                if (!read_bytes(conn, dest, sizeof(T))) return false;
+                store(dest, load_wire<T>(dest));
+                return true;
+            });
+        store(dest, load_wire<T>(pass(sizeof(T))));
+        return true;
+    }
+
   private:
-    size_t buffered() const noexcept { return static_cast<size_t>(end_ - pos_); }
+    bool holds(size_t size) const noexcept { return next_ + static_cast<ptrdiff_t>(size) <= 0; }
+    const uint8_t* pass(size_t size) noexcept {
+        next_ += static_cast<ptrdiff_t>(size);
+        return end_ + next_ - size;
+    }
     // A byte that was given back comes before the buffer: the window is empty until it has been read.
     void open() noexcept {
         const int32_t end = conn_.pushed_back_byte ? conn_.recv_pos : conn_.recv_fill;
-        pos_ = conn_.recv_buf + conn_.recv_pos;
         end_ = conn_.recv_buf + end;
+        next_ = conn_.recv_pos - end;
     }
-    void close() noexcept { conn_.recv_pos = static_cast<int32_t>(pos_ - conn_.recv_buf); }
-    bool take_slowly(void* dest, size_t size) noexcept;
+    void close() noexcept { conn_.recv_pos = static_cast<int32_t>(end_ + next_ - conn_.recv_buf); }
 
     Conn& conn_;
-    const uint8_t* pos_;
     const uint8_t* end_;
+    ptrdiff_t next_; // where the next byte is, counted from the end: the same number tells how many are left
 };
 
 } // namespace tarn
