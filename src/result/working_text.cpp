@@ -4,11 +4,18 @@
 
 namespace tarn {
 
+// Two digits; value is below 100.
+static void put_pair(char* to, unsigned value) noexcept {
+    static constexpr char pairs[] =
+        "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+        "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+        "8081828384858687888990919293949596979899";
+    std::memcpy(to, pairs + 2 * value, 2);
+}
+
 void WorkingText::add_padded(int64_t value, int width) noexcept {
-    if (width == 2 && value >= 0 && value < 100) { // most fields of dates and times
-        const char digits[] = {static_cast<char>('0' + value / 10), static_cast<char>('0' + value % 10)};
-        return add({digits, sizeof digits});
-    }
+    if (width == 2 && static_cast<uint64_t>(value) < 100)
+        if (char* to = add_room(2)) return put_pair(to, static_cast<unsigned>(value));
     char digits[24];
     const bool negative = value < 0;
     const uint64_t magnitude = negative ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
@@ -49,7 +56,16 @@ void WorkingText::add_double(double value) noexcept {
     add_fixed(value, digits <= 15 ? 16 - digits : 6);
 }
 
+// The dates and times that there are have their widths. Those that bytes from outside make up may be wider.
 void WorkingText::add_date(const Date& date) noexcept {
+    const unsigned year = static_cast<unsigned>(date.year);
+    if (char* to = year < 10000 ? add_room(10) : nullptr) {
+        put_pair(to, year / 100);
+        put_pair(to + 2, year % 100);
+        to[4] = to[7] = '-';
+        put_pair(to + 5, static_cast<unsigned>(date.month));
+        return put_pair(to + 8, static_cast<unsigned>(date.day));
+    }
     add_padded(date.year, 4);
     add('-');
     add_padded(date.month, 2);
@@ -58,6 +74,14 @@ void WorkingText::add_date(const Date& date) noexcept {
 }
 
 void WorkingText::add_time(const TimeOfDay& time) noexcept {
+    const bool fields_have_two_digits =
+        static_cast<unsigned>(time.hour) < 100 && time.minute >= 0 && time.second >= 0;
+    if (char* to = fields_have_two_digits ? add_room(8) : nullptr) {
+        put_pair(to, static_cast<unsigned>(time.hour));
+        to[2] = to[5] = ':';
+        put_pair(to + 3, static_cast<unsigned>(time.minute));
+        return put_pair(to + 6, static_cast<unsigned>(time.second));
+    }
     add_padded(time.hour, 2);
     add(':');
     add_padded(time.minute, 2);

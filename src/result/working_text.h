@@ -22,7 +22,9 @@ class WorkingText {
         std::memcpy(area_ + length_, piece.data(), kept);
         length_ += kept;
     }
-    void add(char c) noexcept { add({&c, 1}); }
+    void add(char c) noexcept {
+        if (length_ < capacity) area_[length_++] = c;
+    }
 
     // "%d", "%lld"
     void add_integer(int64_t value) noexcept {
@@ -58,6 +60,12 @@ class WorkingText {
   private:
     static constexpr size_t capacity = 63;
 
+    // Adds size characters, which the caller writes; null when they do not fit.
+    char* add_room(size_t size) noexcept {
+        if (size > capacity - length_) return nullptr;
+        length_ += size;
+        return area_ + length_ - size;
+    }
     void add_number(double value, std::chars_format format, int precision) noexcept;
 
     char area_[capacity];
