@@ -718,7 +718,10 @@ TRN_API int32_t TRN_getResultcolseq(TRN_HANDLE* result, const char* name);
  *   7              float        TINYINT to BIGINT, NUMERIC, FLOAT, DOUBLE; other sources: 0, nothing written
  *   8              double       TINYINT to BIGINT, NUMERIC, FLOAT, DOUBLE
  *   3, 63          1 byte       any source: the first byte stored
- *   9              bytes        any source: all bytes stored; destination_length is NOT consulted
+ *   9              bytes        any source: all bytes stored; destination_length is NOT consulted. Numbers stand in
+ *                               their own widths and the host's byte order, DATE as an int32_t of days since
+ *                               1970-01-01, TIME as an int32_t of milliseconds, DATETIME as under 23. The fastest
+ *                               way to a date: no text is made
  *   23             int64_t      DATETIME: milliseconds since 1970-01-01
  *   28             int64_t      INTEGER and BIGINT widened, 8 bytes; INTERVAL YEAR TO MONTH: months, 4 bytes
  *   31             int64_t      INTEGER and BIGINT widened; INTERVAL DAY TO SECOND: microseconds
@@ -871,7 +874,7 @@ TRN_API int32_t fun_sql_type(const char* sql);
 #define TRN_TYPE_BIGINT 6   /* int64_t */
 #define TRN_TYPE_FLOAT 7    /* float */
 #define TRN_TYPE_DOUBLE 8   /* double */
-#define TRN_TYPE_NUMERIC 9  /* the bytes as stored */
+#define TRN_TYPE_NUMERIC 9  /* the bytes as stored, see above */
 #define TRN_TYPE_DATE 10    /* text, as the following four */
 #define TRN_TYPE_TIME 11
 #define TRN_TYPE_TIME_TZ 12

@@ -38,17 +38,12 @@ template <class T> void store_wire(void* to, T value) noexcept {
     store(to, wire_order(value));
 }
 
-// Short runs are copied and cleared in steps, without a call. Up to so many bytes behind their ends are read and written too:
-// the areas must have them, and what they hold must not matter.
-inline constexpr size_t copy_slack = 15;
+// A run of at most short_run bytes is copied as so many, without a call and without a branch on its size: what is copied too
+// much must belong to both areas and must not matter.
+inline constexpr size_t short_run = 64;
 
-inline void copy_with_slack(uint8_t* to, const uint8_t* from, size_t size) noexcept {
-    for (size_t at = 0; at < size; at += 16)
-        std::memcpy(to + at, from + at, 16);
-}
-inline void clear_with_slack(uint8_t* to, size_t size) noexcept {
-    store(to, uint64_t{0});
-    if (size > sizeof(uint64_t)) std::memset(to, 0, size);
+inline void copy_short_run(uint8_t* to, const uint8_t* from) noexcept {
+    std::memcpy(to, from, short_run);
 }
 
 } // namespace tarn

@@ -7,7 +7,7 @@ namespace tarn {
 static PoolChunk* create_chunk(size_t size) noexcept {
     Owned<PoolChunk> chunk(allocate_record<PoolChunk>());
     if (!chunk) return nullptr;
-    chunk->buffer = static_cast<uint8_t*>(allocate_raw(size + copy_slack));
+    chunk->buffer = static_cast<uint8_t*>(allocate_raw(size + short_run));
     return chunk->buffer ? chunk.release() : nullptr;
 }
 

@@ -1,5 +1,6 @@
 // Memory for the rows and values of one result: blocks carved back to back from chunks of 64 KiB and freed together.
-// Blocks are neither cleared nor aligned. A large block gets a chunk of its own, so that it wastes no rest.
+// Blocks are neither cleared nor aligned. A large block gets a chunk of its own, so that it wastes no rest. From the beginning
+// of a block that was just taken short_run bytes may be written, however short it is.
 #pragma once
 
 #include <cstddef>
@@ -22,9 +23,6 @@ struct RowPool {
 };
 
 inline constexpr uint32_t pool_chunk_size = 65536;
-
-// Blocks up to this size are filled with_slack: behind the block that was taken last, copy_slack bytes may always be written.
-inline constexpr size_t pool_short_block = 64;
 
 // A pool with one empty chunk; null when memory is short.
 RowPool* create_pool() noexcept;

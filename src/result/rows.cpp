@@ -99,9 +99,7 @@ static RowOutcome take_held(ReceiveWindow& window, RowPool& pool, uint32_t lengt
             [&](Conn& conn) { return read_huge_value(conn, pool, length, slot); });
     uint8_t* bytes = take_block(pool, length);
     if (!bytes) return RowOutcome::out_of_memory;
-    const bool taken =
-        length <= pool_short_block ? window.take_with_slack(bytes, length) : window.take(bytes, length);
-    if (!taken) return RowOutcome::network_failure;
+    if (!window.take_short(bytes, length)) return RowOutcome::network_failure;
     bytes[length] = 0;
     store_held(slot, length, bytes);
     return RowOutcome::row;
@@ -149,7 +147,9 @@ static RowOutcome read_row(ReceiveWindow& window, ResultSet& result, uint8_t*& r
     row = result.pool ? take_block(*result.pool, static_cast<size_t>(result.row_size)) : nullptr;
     if (!row) return RowOutcome::out_of_memory;
     if (type == '*' && !window.through_connection(pass_over_identifier)) return RowOutcome::network_failure;
-    clear_with_slack(row, bitmap_size(result.column_count));
+    store(row, uint64_t{0}); // the bitmap of up to 64 columns
+    if (const size_t size = bitmap_size(result.column_count); size > sizeof(uint64_t))
+        std::memset(row, 0, size);
     return take_values(window, result, row);
 }
 

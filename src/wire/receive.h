@@ -86,11 +86,10 @@ class ReceiveWindow {
         return true;
     }
 
-    // The same where copy_slack bytes behind dest may be written.
-    bool take_with_slack(void* dest, size_t size) noexcept {
-        if (!holds(size + copy_slack)) [[unlikely]]
-            return take(dest, size);
-        copy_with_slack(static_cast<uint8_t*>(dest), pass(size), size);
+    // The same where short_run bytes may be written, however few are taken.
+    bool take_short(uint8_t* dest, size_t size) noexcept {
+        if (size > short_run || !holds(short_run)) return take(dest, size);
+        copy_short_run(dest, pass(size));
         return true;
     }
 
