@@ -14,7 +14,7 @@ namespace tarn {
 static bool add_chunk(Lob& lob) noexcept {
     Owned<LobChunk> chunk(allocate_record<LobChunk>());
     if (!chunk) return false;
-    chunk->data = static_cast<uint8_t*>(allocate_zeroed(lob_chunk_size));
+    chunk->data = static_cast<uint8_t*>(allocate_raw(lob_chunk_size));
     if (!chunk->data) return false;
     chunk->index = lob.chunk_count++;
     (lob.tail_chunk ? lob.tail_chunk->next : lob.head_chunk) = chunk.get();

@@ -65,7 +65,7 @@ static int32_t make_slot(const ArrayBinding& binding, ParamSlot& slot) noexcept 
     slot.value_bytes = binding.values_size;
     slot.length = const_cast<int32_t*>(binding.lengths);
     slot.rows = binding.array_size;
-    if (!array_fits(slot, type, binding.array_size)) return TRN_ERR_ARRAY_TYPE;
+    if (!array_fits(slot)) return TRN_ERR_ARRAY_TYPE;
 
     int32_t* lengths = allocate_array<int32_t>(static_cast<size_t>(binding.array_size)).release();
     if (!lengths) return TRN_ERR_MEMORY;

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "conn/conn.h"
+#include "stmt/param_array.h"
 #include "stmt/param_set.h"
 
 namespace tarn {
@@ -21,26 +22,26 @@ int32_t encode_params(Conn& conn, const ParamSet& set) noexcept;
 class BatchEncoder {
   public:
     BatchEncoder(Conn& conn, const ParamSet& set) noexcept;
-    bool ready() const noexcept { return offsets_ && staged_; }
+    bool ready() const noexcept { return columns_ && staged_; }
 
     // Writes the next rows, the first of them as entries and the others in blocks. A lack of memory on the way breaks the
     // link.
     void encode(int32_t rows) noexcept;
 
   private:
-    void go_to_next_row() noexcept;
     void put_row() noexcept;
     bool stage_row() noexcept;
-    bool stage_value(const ParamSlot& slot, int64_t offset) noexcept;
+    bool stage_value(ArrayWalk& column) noexcept;
+    template <class T> bool stage_number(ArrayWalk& column) noexcept;
+    bool stage_bytes(ArrayWalk& column) noexcept;
+    uint8_t* stage_head(uint32_t wire_type, size_t size) noexcept;
     bool make_room(size_t size) noexcept;
     void send_complete_rows() noexcept;
-    template <class T> void stage(T value) noexcept;
 
     Conn& conn_;
     const ParamSet& set_;
     bool with_wire_types_;
-    int32_t row_ = -1;         // the current one
-    Owned<int64_t[]> offsets_; // of the current row's element, a slot each
+    Owned<ArrayWalk[]> columns_; // at the next row's elements, a slot each
     Owned<uint8_t> staged_;
     size_t room_;
     size_t filled_ = 0;

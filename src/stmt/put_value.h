@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "base/bytes.h"
 #include "conn/conn.h"
 #include "stmt/param_set.h"
 #include "stmt/param_types.h"
@@ -19,6 +20,8 @@ struct BoundValue {
 
     // A number in host order; bytes that are not there count as zero.
     template <class T> T as() const noexcept {
+        if (readable >= static_cast<int32_t>(sizeof(T))) [[likely]]
+            return load<T>(bytes);
         T number{};
         std::memcpy(&number, bytes, std::min(static_cast<size_t>(std::max(readable, 0)), sizeof number));
         return number;
