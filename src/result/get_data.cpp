@@ -111,11 +111,19 @@ static int32_t to_float(const ResultSet&, StoredValue from, Buffer to, int32_t* 
     return floating_of(from, number) ? deliver(to, length, number) : TRN_OK;
 }
 
-static int32_t to_stored_bytes(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
+[[gnu::noinline]] static int32_t copy_stored_bytes(StoredValue from, Buffer to, int32_t* length) noexcept {
     const Value value = from.value();
     std::memcpy(to.bytes, value.bytes, value.length);
     report(length, value.length);
     return TRN_OK;
+}
+
+static int32_t to_stored_bytes(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
+    switch (from.slot->size) {
+    case 4: return deliver(to, length, from.fixed<uint32_t>());
+    case 8: return deliver(to, length, from.fixed<uint64_t>());
+    default: return copy_stored_bytes(from, to, length);
+    }
 }
 
 // Interval targets take integers as counts of their unit, in 64 bits.
