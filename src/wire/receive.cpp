@@ -9,29 +9,28 @@
 
 namespace tarn {
 
-// One reception. The server may be slow to answer: a fruitless one is tried again twice. 0 when the stream ended.
-static size_t receive(Conn& conn, uint8_t* to, size_t size) noexcept {
+// One reception into the empty buffer. The server may be slow to answer: a fruitless reception is tried again twice.
+static bool fill_buffer(Conn& conn) noexcept {
     constexpr int receptions = 3;
-    for (int i = 0; i < receptions; ++i)
-        if (const ptrdiff_t received = platform::receive_some(conn.sock, to, size); received > 0)
-            return static_cast<size_t>(received);
-    return 0;
+    conn.recv_pos = conn.recv_fill = 0;
+    for (int i = 0; i < receptions; ++i) {
+        const ptrdiff_t received = platform::receive_some(conn.sock, conn.recv_buf, sizeof conn.recv_buf);
+        if (received > 0) {
+            conn.recv_fill = static_cast<int32_t>(received);
+            return true;
+        }
+    }
+    return false;
 }
 
-// What is at least as large as the empty buffer goes straight to its place.
 static bool read_buffered(Conn& conn, uint8_t* to, size_t size) noexcept {
-    for (size_t step; size; to += step, size -= step) {
-        if (conn.recv_pos == conn.recv_fill) {
-            conn.recv_pos = conn.recv_fill = 0;
-            const bool straight = size >= sizeof conn.recv_buf;
-            step = straight ? receive(conn, to, size) : receive(conn, conn.recv_buf, sizeof conn.recv_buf);
-            if (step == 0) return false;
-            if (straight) continue;
-            conn.recv_fill = static_cast<int32_t>(step);
-        }
-        step = std::min(size, static_cast<size_t>(conn.recv_fill - conn.recv_pos));
+    while (size) {
+        if (conn.recv_pos == conn.recv_fill && !fill_buffer(conn)) return false;
+        const size_t step = std::min(size, static_cast<size_t>(conn.recv_fill - conn.recv_pos));
         std::memcpy(to, conn.recv_buf + conn.recv_pos, step);
         conn.recv_pos += static_cast<int32_t>(step);
+        to += step;
+        size -= step;
     }
     return true;
 }

@@ -1,5 +1,5 @@
-// Receiving: every byte from the server passes through read_bytes: out of the connection's receive buffer on a plain channel
-// (large blocks straight from the socket), straight from the socket and deciphered on an enciphered one. The typed reads and the receive window serve what is
+// Receiving: every byte from the server passes through read_bytes: out of the connection's receive buffer on a plain channel,
+// straight from the socket and deciphered on an enciphered one. The typed reads and the receive window serve what is
 // buffered without a call.
 //
 // All reads need the connection's lock. A read that fails has used up what the stream still gave; nothing is set or printed.
