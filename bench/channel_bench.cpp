@@ -1,141 +1,104 @@
-// What the enciphered channel costs: one query's reply, prebuilt and sent by a thread over loopback, received by the client
-// plain and enciphered. Times are CPU times of the client's thread.
-//
-//     channel_bench [VALUES] [BYTES-A-VALUE] [ROUNDS]
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <ctime>
-#include <string>
-#include <thread>
-#include <vector>
+// What the enciphered channel costs the client on the whole road, login excluded: large values received, read
+// with TRN_GetData and released, plain and enciphered. Processor time of the client, whose server is another
+// process.
+#include "measure.h"
+#include "peer.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include "crypto/turing.h"
-#include "tarnsql.h"
+using namespace bench;
 
 namespace {
 
-void put_u32(std::string& bytes, uint32_t value) {
-    for (int shift = 24; shift >= 0; shift -= 8)
-        bytes += static_cast<char>(value >> shift);
-}
+constexpr int32_t wire_types[] = {TRN_WIRE_BLOB, TRN_WIRE_CLOB};
 
-std::string build_reply(uint32_t values, uint32_t size) {
-    std::string reply = "A";
-    put_u32(reply, 1);
-    put_u32(reply, 1);
-    reply += "v";
-    put_u32(reply, TRN_WIRE_BLOB);
-    put_u32(reply, 0);
-    put_u32(reply, 0);
-    for (uint32_t i = 0; i < values; ++i) {
-        reply += "R";
-        put_u32(reply, size);
-        reply.append(size, static_cast<char>(i));
+// Rows of a BLOB and a CLOB of one size.
+struct Values {
+    size_t size;
+    size_t rows;
+    std::string blob, clob;
+};
+
+std::string build_reply(const Values& values) {
+    std::string reply = result_head({std::begin(wire_types), std::end(wire_types)});
+    reply.reserve(values.rows * (2 * values.size + 9) + 100);
+    for (size_t row = 0; row < values.rows; ++row) {
+        reply += 'R';
+        put_counted(reply, values.blob);
+        put_counted(reply, values.clob);
     }
-    return reply + "K";
+    return reply + 'K';
 }
 
-void send_all(int peer, const std::string& bytes) {
-    for (size_t sent = 0; sent < bytes.size();) {
-        const ssize_t step = send(peer, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-        if (step <= 0) std::exit(1);
-        sent += static_cast<size_t>(step);
-    }
-}
-
-std::string receive_some(int peer, size_t least) {
-    std::string bytes;
-    char buffer[4096];
-    while (bytes.size() < least) {
-        const ssize_t step = recv(peer, buffer, sizeof buffer, 0);
-        if (step <= 0) std::exit(1);
-        bytes.append(buffer, static_cast<size_t>(step));
-    }
-    return bytes;
-}
-
-// With an exponent of 1 the client's blocks arrive as they are, and begin with the session key.
-void serve(int listener, const std::string& reply, bool enciphered) {
-    const int peer = accept(listener, nullptr, nullptr);
-    std::string answer = "N0000K" + reply;
-    if (enciphered) {
-        receive_some(peer, 5);
-        std::string numbers(64, '\0');
-        numbers[0] = 1;
-        std::fill(numbers.begin() + 32, numbers.end(), '\xFF');
-        send_all(peer, numbers);
-        const std::string blocks = receive_some(peer, 64);
-        tarn::TuringState state{};
-        tarn::set_up_keystream(state, reinterpret_cast<const uint8_t*>(blocks.data()));
-        tarn::apply_keystream(state, reinterpret_cast<uint8_t*>(answer.data()), answer.size());
-    } else {
-        receive_some(peer, 1);
-    }
-    send_all(peer, answer.substr(0, 6));
-    receive_some(peer, 1);
-    send_all(peer, answer.substr(6));
-    char rest;
-    recv(peer, &rest, 1, 0);
-    close(peer);
-}
-
-double cpu_seconds() {
-    timespec now;
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
-}
-
-double receive_once(const std::string& reply, bool enciphered) {
-    const int listener = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    if (bind(listener, reinterpret_cast<sockaddr*>(&address), size) != 0 || listen(listener, 1) != 0)
-        std::exit(1);
-    getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
-    std::thread server(serve, listener, reply, enciphered);
-
-    const std::string settings = "server=127.0.0.1;port=" + std::to_string(ntohs(address.sin_port)) +
-                                 ";db=d;user=u;password=p" + (enciphered ? ";use_ssl=on" : "");
-    TRN_HANDLE conn = nullptr;
+double receive_all(const Peer& peer, const char* keys, size_t number, const Values& values) {
+    TRN_HANDLE conn = peer.open(keys);
     TRN_HANDLE result = nullptr;
-    if (TRN_OpenConn(settings.c_str(), &conn) != TRN_OPENED) std::exit(1);
-    const double start = cpu_seconds();
-    if (TRN_ExecwithDataReader(&conn, "q", &result, nullptr, nullptr, nullptr) < 0) std::exit(1);
-    const double spent = cpu_seconds() - start;
+    int64_t rows = 0;
+    std::string bytes(values.size, '\0');
+    const auto size = static_cast<int32_t>(values.size);
+    bool good = true;
+    const double start = process_cpu_seconds();
+    TRN_ExecwithDataReader(&conn, std::to_string(number).c_str(), &result, nullptr, &rows, nullptr);
+    while (TRN_ReadNext(&result) == TRN_OK)
+        for (int32_t column = 1; column <= 2; ++column) {
+            int32_t length = 0;
+            good = good &&
+                   TRN_GetData(&result, column, TRN_TYPE_BYTES, bytes.data(), size, &length) == TRN_OK &&
+                   length == size && bytes.back() == (column == 1 ? values.blob : values.clob).back();
+        }
     TRN_FreeRowset(&result);
+    const double spent = process_cpu_seconds() - start;
+    check(good && rows == static_cast<int64_t>(values.rows), "the values did not arrive");
     TRN_CloseConn(&conn);
-    server.join();
-    close(listener);
     return spent;
 }
 
-double median(std::vector<double> times) {
-    std::sort(times.begin(), times.end());
-    return times[times.size() / 2];
+void check_content(const Peer& peer, const char* keys, size_t number, const Values& values) {
+    TRN_HANDLE conn = peer.open(keys);
+    TRN_HANDLE result = nullptr;
+    TRN_ExecwithDataReader(&conn, std::to_string(number).c_str(), &result, nullptr, nullptr, nullptr);
+    std::string bytes(values.size, '\0');
+    for (size_t row = 0; row < values.rows; ++row) {
+        check(TRN_ReadNext(&result) == TRN_OK, "rows are missing");
+        for (int32_t column = 1; column <= 2; ++column) {
+            TRN_GetData(&result, column, TRN_TYPE_BYTES, bytes.data(), static_cast<int32_t>(values.size),
+                        nullptr);
+            check(bytes == (column == 1 ? values.blob : values.clob), "a value differs");
+        }
+    }
+    TRN_FreeRowset(&result);
+    TRN_CloseConn(&conn);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    const auto argument = [&](int i, int otherwise) { return argc > i ? std::atoi(argv[i]) : otherwise; };
-    const std::string reply =
-        build_reply(static_cast<uint32_t>(argument(1, 64)), static_cast<uint32_t>(argument(2, 1024 * 1024)));
-    std::vector<double> plain, enciphered;
-    for (int round = 0; round < argument(3, 9); ++round) {
-        plain.push_back(receive_once(reply, false));
-        enciphered.push_back(receive_once(reply, true));
+    const Options options = parse_options(argc, argv);
+    const size_t amount = options.quick ? 4 << 20 : 256 << 20;
+    Random random;
+    std::vector<Values> all;
+    for (const size_t size : {100000, 1000000})
+        all.push_back({size, amount / size / 2, random.letters(size), random.letters(size)});
+    const Peer peer([&] {
+        std::vector<std::string> replies;
+        for (const Values& values : all)
+            replies.push_back(build_reply(values));
+        return replay(std::move(replies));
+    });
+    pin_to_cpu(0);
+
+    constexpr const char* enciphered = ";use_ssl=on";
+    Figures figures;
+    for (size_t i = 0; i < all.size(); ++i) {
+        for (const char* keys : {"", enciphered})
+            check_content(peer, keys, i, all[i]);
+        const std::vector<double> seconds =
+            medians(options.quick ? 1 : 7, {[&] { return receive_all(peer, "", i, all[i]); },
+                                            [&] { return receive_all(peer, enciphered, i, all[i]); }});
+        const double megabytes = static_cast<double>(2 * all[i].rows * all[i].size) / 1e6;
+        const std::string name = "channel/values_of_" + std::to_string(all[i].size);
+        figures.add(name + "/amount", megabytes, "MB");
+        figures.add(name + "/plain", seconds[0] / megabytes * 1e3, "ms/MB");
+        figures.add(name + "/enciphered", seconds[1] / megabytes * 1e3, "ms/MB");
+        figures.add(name + "/ratio", seconds[1] / seconds[0], "of plain");
     }
-    const double megabytes = static_cast<double>(reply.size()) / 1e6;
-    std::printf("%.1f MB: plain %.1f ms (%.0f MB/s), enciphered %.1f ms (%.0f MB/s), ratio %.3f\n", megabytes,
-                median(plain) * 1e3, megabytes / median(plain), median(enciphered) * 1e3,
-                megabytes / median(enciphered), median(enciphered) / median(plain));
+    figures.report(options);
 }

@@ -77,6 +77,21 @@ def measure_instructions(build):
     return table
 
 
+def count_in_library(build, rows):
+    """Inside the calls of tarnsql alone, the reader's own work left out."""
+    with tempfile.TemporaryDirectory() as directory:
+        out = pathlib.Path(directory) / "out"
+        run_road(build, "tarnsql", rows,
+                 under=["valgrind", "--tool=callgrind", f"--callgrind-out-file={out}", "--toggle-collect=TRN_*"])
+        return int(re.search(r"^(?:totals|summary): (\d+)$", out.read_text(), re.MULTILINE)[1])
+
+
+def measure_in_library(build):
+    need("valgrind")
+    few, many = 20_000, 60_000
+    return round((count_in_library(build, many) - count_in_library(build, few)) / (many - few), 2)
+
+
 def count_receive_calls(build, rows):
     """The recv calls of the tarnsql client, and the bytes of the reply."""
     with tempfile.NamedTemporaryFile("r") as trace:
@@ -123,6 +138,7 @@ def main():
     arguments.add_argument("--rows", type=int, default=1_000_000)
     arguments.add_argument("--runs", type=int, default=9, help="rounds; 0 leaves the comparison out")
     arguments.add_argument("--instructions", action="store_true", help="count them under callgrind")
+    arguments.add_argument("--in-library", action="store_true", help="count those inside tarnsql")
     arguments.add_argument("--recv-calls", action="store_true", help="count them under strace")
     arguments.add_argument("--growth", action="store_true", help="tarnsql with more rows and more columns")
     arguments.add_argument("--growth-runs", type=int, default=5)
@@ -136,6 +152,9 @@ def main():
     if given.instructions:
         results["instructions"] = measure_instructions(build)
         show("Instructions per row:", [{"form": form, **line} for form, line in results["instructions"].items()])
+    if given.in_library:
+        results["instructions_in_library"] = measure_in_library(build)
+        print("Instructions per row inside tarnsql:", results["instructions_in_library"])
     if given.recv_calls:
         results["recv_calls"] = measure_receive_calls(build)
         show("Receiving, tarnsql:", [results["recv_calls"]])

@@ -28,7 +28,13 @@ class WorkingText {
 
     // "%d", "%lld"
     void add_integer(int64_t value) noexcept {
-        char digits[24];
+        constexpr size_t most_digits = 20;
+        if (capacity - length_ >= most_digits) {
+            length_ =
+                static_cast<size_t>(std::to_chars(area_ + length_, area_ + capacity, value).ptr - area_);
+            return;
+        }
+        char digits[most_digits];
         add({digits, static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits)});
     }
 

@@ -1,0 +1,79 @@
+// Opening and closing connections, thousands of times: the memory and the files that the process holds must not
+// grow between the hundredth cycle and the last; and the time of a cycle, plain and enciphered.
+#include <cstdio>
+#include <filesystem>
+#include <iterator>
+
+#include <malloc.h>
+#include <unistd.h>
+
+#include "measure.h"
+#include "peer.h"
+
+using namespace bench;
+
+namespace {
+
+struct Held {
+    long resident_kb;
+    long heap_bytes;
+    long files;
+};
+
+Held held_now() {
+    long pages = 0;
+    std::FILE* file = std::fopen("/proc/self/statm", "r");
+    check(file && std::fscanf(file, "%*d %ld", &pages) == 1, "the resident memory is not told");
+    std::fclose(file);
+    const struct mallinfo2 heap = mallinfo2();
+    const std::filesystem::directory_iterator files("/proc/self/fd");
+    return {pages * (sysconf(_SC_PAGESIZE) / 1024), static_cast<long>(heap.uordblks + heap.hblkhd),
+            static_cast<long>(std::distance(begin(files), end(files)))};
+}
+
+void cycle(const Peer& peer, const char* keys, int times) {
+    for (int i = 0; i < times; ++i) {
+        TRN_HANDLE conn = peer.open(keys);
+        check(TRN_CloseConn(&conn) == TRN_OK && !conn, "a connection cannot be closed");
+    }
+}
+
+// True when nothing has grown.
+bool measure(Figures& figures, const Peer& peer, const char* name, const char* keys, int cycles) {
+    constexpr int settled = 100;
+    held_now(); // looking takes memory itself, the first time
+    cycle(peer, keys, settled);
+    const Held before = held_now();
+    const double cpu = process_cpu_seconds(), start = wall_seconds();
+    cycle(peer, keys, cycles - settled);
+    const double wall = wall_seconds() - start, spent = process_cpu_seconds() - cpu;
+    const Held after = held_now();
+
+    const auto add = [&](const char* what, double figure, const char* unit) {
+        figures.add(std::string("connections/") + name + "/" + what, figure, unit);
+    };
+    add("cycles", cycles, "cycles");
+    add("resident_growth", static_cast<double>(after.resident_kb - before.resident_kb), "kB");
+    add("heap_growth", static_cast<double>(after.heap_bytes - before.heap_bytes), "bytes");
+    add("file_growth", static_cast<double>(after.files - before.files), "files");
+    add("cycle", wall / (cycles - settled) * 1e6, "us");
+    add("cycle_cpu", spent / (cycles - settled) * 1e6, "us");
+    // A page or two may still be touched for the first time; a leak of a byte a cycle shows in the heap.
+    return after.heap_bytes <= before.heap_bytes && after.files == before.files &&
+           after.resident_kb - before.resident_kb <= 64;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const Options options = parse_options(argc, argv);
+    const int cycles = options.quick ? 2000 : 10000;
+    // A connection that is not really closed keeps one of the peer's servers busy, and must not stop the next ones.
+    const Peer peer([] { return replay({}); }, 1, 64);
+    pin_to_cpu(0);
+    Figures figures;
+    bool steady = measure(figures, peer, "plain", "", cycles);
+    steady = measure(figures, peer, "enciphered", ";use_ssl=on", cycles / 10) && steady;
+    figures.report(options);
+    check(steady, "memory or files have grown");
+}

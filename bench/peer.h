@@ -1,0 +1,86 @@
+// The other end of the benchmarks: a process of its own that accepts connections on loopback, takes their
+// logins, plain or enciphered, and answers commands with bytes made beforehand; and a client without any
+// driver, to measure the bare stream.
+//
+// Wire bytes are built here without the driver's own code; only the keystream is the driver's.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <sys/types.h>
+
+#include "tarnsql.h"
+
+namespace tarn {
+struct TuringState;
+}
+
+namespace bench {
+
+void put_u16(std::string& bytes, uint64_t value);
+void put_u32(std::string& bytes, uint64_t value);
+void put_u64(std::string& bytes, uint64_t value);
+// A 32-bit length and the bytes: the form of texts and of column values.
+void put_counted(std::string& bytes, std::string_view value);
+
+// The head of a result with unnamed columns of these types; rows ("R" and a value a column) and an end ("K") follow.
+std::string result_head(const std::vector<int32_t>& wire_types);
+
+// One end of a connection.
+class Link {
+  public:
+    explicit Link(int socket);
+    ~Link();
+    Link(Link&&) noexcept;
+
+    // All give false when the other end has gone.
+    bool send(const void* bytes, size_t size);
+    bool send(std::string_view bytes) { return send(bytes.data(), bytes.size()); }
+    bool receive(void* bytes, size_t size);
+    bool receive_u32(uint32_t& value);
+    bool drop(size_t size); // receives and throws away, on a plain channel
+
+    // The server's side: takes a login; takes a command frame up to its parameter word.
+    bool accept_login();
+    bool receive_command(std::string& text, uint32_t& parameter_word);
+
+  private:
+    bool agree_on_key();
+    int socket_;
+    std::unique_ptr<tarn::TuringState> receiving_; // null on a plain channel, as the next
+    std::unique_ptr<tarn::TuringState> sending_;
+};
+
+// What a peer does with a connection that has logged in.
+using Service = std::function<void(Link&)>;
+
+// Answers every command with the reply that its text is the number of.
+Service replay(std::vector<std::string> replies);
+
+// A process that ends with the object.
+class Peer {
+  public:
+    static constexpr int any_cpu = -1;
+
+    // Serves so many connections at a time. The service is prepared in the peer's process, so that the memory
+    // it takes leaves no trace in the allocator of the process that is measured.
+    explicit Peer(const std::function<Service()>& prepare, int cpu = 1, int at_a_time = 1);
+    ~Peer();
+    Peer(const Peer&) = delete;
+    Peer& operator=(const Peer&) = delete;
+
+    // A driver's connection, with further keys of its connection string; one without a driver, logged in too.
+    TRN_HANDLE open(const std::string& keys = "") const;
+    Link connect() const;
+
+  private:
+    uint16_t port_ = 0;
+    pid_t process_;
+};
+
+} // namespace bench

@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Measures the driver: everything, written to docs/performance.md with its charts, or only what continuous integration guards.
+# Usage: bench.sh          the whole measurement, some twenty minutes; the machine should have nothing else to do
+#        bench.sh guard    instructions a row against bench/instructions.json, and one quick run of every benchmark
+set -euo pipefail
+cd "$(dirname "$0")/.."
+. scripts/packages.sh
+
+# shellcheck disable=SC2086
+need_packages $build_packages libbenchmark-dev libpq-dev libmariadb-dev valgrind
+cmake --preset bench >/dev/null
+cmake --build --preset bench
+measured=build/bench/measured
+mkdir -p "$measured"
+
+case "${1:-all}" in
+all)
+    need_packages strace python3-matplotlib
+    python3 bench/road/run.py --build build/bench --json "$measured/road.json" \
+        --instructions --in-library --recv-calls --growth
+    python3 bench/run_parts.py --build build/bench --json "$measured/parts.json"
+    /usr/bin/python3 bench/report.py --road "$measured/road.json" --parts "$measured/parts.json" \
+        --page docs/performance.md
+    ;;
+guard)
+    python3 bench/road/run.py --build build/bench --rows 1000 --runs 1 --json "$measured/guard.json" --in-library
+    python3 bench/guard.py "$measured/guard.json" bench/instructions.json
+    python3 bench/run_parts.py --build build/bench --json "$measured/quick.json" --quick >/dev/null
+    ;;
+*)
+    echo "usage: bench.sh [guard]" >&2
+    exit 2
+    ;;
+esac
