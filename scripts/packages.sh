@@ -15,4 +15,4 @@ need_packages() {
     DEBIAN_FRONTEND=noninteractive $as_root apt-get install -y -qq --no-install-recommends $missing >/dev/null
 }
 
-build_packages="g++ cmake ninja-build pkg-config libsqlite3-dev libcli11-dev libfmt-dev libssl-dev"
+build_packages="g++ cmake ninja-build pkg-config libsqlite3-dev libcli11-dev libfmt-dev libssl-dev libedit-dev libutf8proc-dev"

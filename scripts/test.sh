@@ -10,7 +10,7 @@ presets=("$@")
 [ ${#presets[@]} -gt 0 ] || presets=(release asan tsan windows)
 
 # shellcheck disable=SC2086
-need_packages $build_packages libgtest-dev unicode-data
+need_packages $build_packages libgtest-dev unicode-data python3 python3-pexpect
 case " ${presets[*]} " in
 *" windows "*) need_packages g++-mingw-w64-x86-64-posix googletest wine wine64 ;;
 esac

@@ -1,0 +1,403 @@
+"""The shell as people and scripts use it, against a development server of each suite's own.
+
+Usage: shell_test.py TARNSH TARNLITE SUITE
+"""
+import json
+import os
+import pathlib
+import select
+import subprocess
+import sys
+import tempfile
+import unittest
+
+try:
+    import pexpect
+except ImportError:
+    print("skipped: python3-pexpect is not installed")
+    sys.exit(77)
+
+TARNSH, TARNLITE = sys.argv[1:3]
+PROMPT = "tarn> "
+ENDLESS = "WITH RECURSIVE s(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM s) SELECT n FROM s"
+
+
+class Server:
+    """A tarnlite; started again it listens on the same port."""
+
+    def __init__(self, *options):
+        self.options = options
+        self.port = 0
+        self.start()
+
+    def start(self):
+        command = [TARNLITE, "--port", str(self.port), *self.options]
+        self.process = subprocess.Popen(command, stdout=subprocess.PIPE, text=True)
+        self.port = int(self.process.stdout.readline().rsplit(":", 1)[1])
+
+    def stop(self):
+        self.process.terminate()
+        self.process.wait()
+        self.process.stdout.close()
+
+    @property
+    def connection(self):
+        return f"server=127.0.0.1;port={self.port};user=demo;password=demo"
+
+
+class ShellTest(unittest.TestCase):
+    server_options = ()
+
+    def setUp(self):
+        self.server = Server(*self.server_options)
+        self.addCleanup(lambda: self.server.stop())
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def run_shell(self, *arguments, connection=None, text="", env=None):
+        if connection is None:
+            connection = [self.server.connection]
+        return subprocess.run([TARNSH, *connection, *arguments], input=text, capture_output=True, text=True,
+                              timeout=60, env={**os.environ, **(env or {})}, start_new_session=True)
+
+    def expect(self, arguments, rows, code=0, says="", **more):
+        """Runs the shell: what comes out on standard output, the exit code, a part of standard error."""
+        done = self.run_shell(*arguments, **more)
+        self.assertEqual((done.stdout, done.returncode), (rows, code), done.stderr)
+        self.assertIn(says, done.stderr)
+        return done
+
+    def rows_of(self, sql):
+        done = self.run_shell("-q", "--format", "csv", "--no-header", "-c", sql)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        return done.stdout
+
+
+class Formats(ShellTest):
+    def setUp(self):
+        super().setUp()
+        self.expect(["-f", "-"], "", text="""
+            CREATE TABLE t (id INTEGER, name VARCHAR(20), w DOUBLE, n NUMERIC(9,2), at DATETIME, b BLOB, ok BOOLEAN);
+            INSERT INTO t VALUES (1, 'Ada', 0.1, 12.5, '2024-02-29 12:34:56.789', x'00ff', 1),
+                (20, '日本語', 1e300, NULL, NULL, NULL, 0),
+                (NULL, 'a|"b",' || char(10) || char(27), NULL, 3, NULL, NULL, NULL);""")
+
+    def test_every_format_shows_the_same_rows(self):
+        goldens = {
+            "table": "  id | name         |      w |     n | at                      | b      | ok\n"
+                     "-----+--------------+--------+-------+-------------------------+--------+-----\n"
+                     "   1 | Ada          |    0.1 | 12.50 | 2024-02-29 12:34:56.789 | 0x00ff | T\n"
+                     "  20 | 日本語       | 1e+300 |  NULL | NULL                    | NULL   | F\n"
+                     "NULL | a|\"b\",\\n\\x1b |   NULL |  3.00 | NULL                    | NULL   | NULL\n",
+            "csv": "id,name,w,n,at,b,ok\n1,Ada,0.1,12.50,2024-02-29 12:34:56.789,0x00ff,T\n"
+                   "20,日本語,1e+300,,,,F\n,\"a|\"\"b\"\",\n\x1b\",,3.00,,,\n",
+            "markdown": "| id | name | w | n | at | b | ok |\n| ---: | --- | ---: | ---: | --- | --- | --- |\n"
+                        "| 1 | Ada | 0.1 | 12.50 | 2024-02-29 12:34:56.789 | 0x00ff | T |\n"
+                        "| 20 | 日本語 | 1e+300 | NULL | NULL | NULL | F |\n"
+                        "| NULL | a\\|\"b\",\\n\\x1b | NULL | 3.00 | NULL | NULL | NULL |\n",
+            "vertical": "-- row 1\nid   | 1\nname | Ada\nw    | 0.1\nn    | 12.50\nat   | 2024-02-29 12:34:56.789\n"
+                        "b    | 0x00ff\nok   | T\n"
+                        "-- row 2\nid   | 20\nname | 日本語\nw    | 1e+300\nn    | NULL\nat   | NULL\n"
+                        "b    | NULL\nok   | F\n"
+                        "-- row 3\nid   | NULL\nname | a|\"b\",\\n\\x1b\nw    | NULL\nn    | 3.00\nat   | NULL\n"
+                        "b    | NULL\nok   | NULL\n",
+        }
+        for name, golden in goldens.items():
+            with self.subTest(name):
+                self.expect(["--format", name, "-c", "SELECT * FROM t"], golden, says="(3 rows)")
+
+    def test_json_is_json_with_numbers_and_booleans(self):
+        rows = json.loads(self.run_shell("--format", "json", "-c", "SELECT * FROM t").stdout)
+        self.assertEqual(rows[0], {"id": 1, "name": "Ada", "w": 0.1, "n": 12.5, "at": "2024-02-29 12:34:56.789",
+                                   "b": "0x00ff", "ok": True})
+        self.assertEqual((rows[1]["w"], rows[1]["ok"], rows[1]["b"]), (1e300, False, None))
+        self.assertEqual(rows[2]["name"], 'a|"b",\n\x1b')
+        self.expect(["--format", "json", "-c", "SELECT * FROM t WHERE 0"], "[]\n")
+
+    def test_nulls_and_headers_follow_the_options(self):
+        self.expect(["--format", "csv", "--null", "-", "--no-header", "-c", "SELECT NULL, '-', 'x'"], '-,"-",x\n')
+        self.expect(["--null", "", "--no-header", "-c", "SELECT NULL AS a, 1 AS b"], "  | 1\n")
+
+    def test_a_table_goes_on_behind_its_measured_rows(self):
+        columns = "SELECT CASE n WHEN 1500 THEN 'much wider' ELSE 'x' END a, n FROM"
+        lines = self.run_shell("-c", ENDLESS.replace("SELECT n FROM", columns) + " LIMIT 2000").stdout.splitlines()
+        self.assertEqual((len(lines), lines[2], lines[1501], lines[2001]),
+                         (2002, "x |    1", "much wider | 1500", "x | 2000"))
+
+    def test_large_object_descriptors_are_fetched(self):
+        self.run_shell("-c", "CREATE TABLE l (b BLOB, c CLOB); INSERT INTO l VALUES (zeroblob(70000), 'short')")
+        done = self.run_shell("--format", "csv", "--no-header", "-c", "SELECT c, b FROM l",
+                              connection=[self.server.connection + ";lob_ret=descriptor"])
+        self.assertEqual(done.stdout, "short,0x" + "00" * 70000 + "\n")
+
+
+class Scripts(ShellTest):
+    def test_statements_end_outside_of_quotes_comments_and_bodies(self):
+        script = """\ufeffCREATE TABLE t (a INTEGER); -- ; not here
+            /* nor ; here */ SELECT ';"' AS "a;b", 7 -- x ;
+            / 2 AS half;; \\format csv\r
+            CREATE TRIGGER r AFTER INSERT ON t BEGIN
+              UPDATE t SET a = CASE WHEN a > 1 THEN 5 END; DELETE FROM t WHERE a IS NULL;
+            END;
+/
+            INSERT INTO t VALUES (9); SELECT a\r
+            FROM t"""
+        self.expect(["-q", "-f", "-"], 'a;b | half\n----+-----\n;"  |    3\na\n5\n', text=script)
+
+    def test_rows_of_a_pipe_appear_as_statements_arrive(self):
+        shell = subprocess.Popen([TARNSH, self.server.connection, "-q", "--format", "csv", "--no-header"],
+                                 stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, bufsize=1)
+        for number in ("1", "2"):
+            shell.stdin.write(f"SELECT {number};\n")
+            self.assertTrue(select.select([shell.stdout], [], [], 30)[0], "no rows before the end of input")
+            self.assertEqual(shell.stdout.readline(), number + "\n")
+        shell.communicate()
+
+    def test_a_script_stops_at_its_first_failure_and_names_the_line(self):
+        script = self.folder / "s.sql"
+        script.write_text("SELECT 1;\n\nSELECT\n nope;\nSELECT 2;\n")
+        self.expect(["--format", "csv", "-f", str(script)], "1\n1\n", 3, f"{script}:3: no such column: nope")
+        self.expect(["-q", "-c", "SELECT 1; \\q\nSELECT 2"], "1\n-\n1\n")
+
+    def test_rows_go_to_a_file_and_catalogue_and_watch_print_as_rows(self):
+        rows = self.folder / "rows"
+        self.expect(["-q", "-o", str(rows), "--format", "csv", "-c",
+                     "CREATE TABLE t (a INTEGER NOT NULL, b TEXT DEFAULT 'x', PRIMARY KEY (a)); \\d\n\\d t\n"
+                     "SELECT 4;\n\\watch 0.01 2"], "")
+        self.assertEqual(rows.read_text(), "name,kind\nt,table\nname,type,not null,default,key\na,INTEGER,yes,,1\n"
+                                           "b,TEXT,,'x',\n" + "4\n4\n" * 3)
+
+    def test_memory_is_bounded_for_any_number_of_rows(self):
+        script = "import resource, subprocess, sys\n" \
+                 "subprocess.run(sys.argv[1:], stdout=subprocess.DEVNULL, check=True)\n" \
+                 "print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)"
+        env = {**os.environ, "ASAN_OPTIONS": "quarantine_size_mb=1"}  # which otherwise keeps what was freed
+        peaks = [int(subprocess.run([sys.executable, "-c", script, TARNSH, self.server.connection, "-q", "-c",
+                                     f"{ENDLESS} LIMIT {rows}"], capture_output=True, check=True, env=env).stdout)
+                 for rows in (40000, 400000)]
+        self.assertLess(peaks[1], peaks[0] + 20000)
+
+
+class Failures(ShellTest):
+    def test_exit_codes(self):
+        nobody = ["server=127.0.0.1;port=1;user=x;password=x"]
+        for arguments, code, says, more in (
+                (["-c", "SELECT nope"], 3, "no such column: nope", {}),
+                (["-c", "EXEC FAIL('in' || char(10) || 'two')"], 3, "in\ntwo", {}),
+                (["-c", "\\nope"], 1, "no command \\nope", {}),
+                (["-f", "/nowhere"], 1, "/nowhere", {}),
+                (["-o", "/nowhere/x", "-c", "SELECT 1"], 1, "/nowhere/x", {}),
+                (["-o", "/dev/full", "-c", "SELECT 1"], 1, "No space left", {}),
+                (["--format", "xml"], 1, "xml", {}),
+                (["-c", "SELECT 1"], 1, "no server", {"connection": []}),
+                (["-c", "SELECT 1"], 2, "cannot connect", {"connection": nobody})):
+            with self.subTest(arguments=arguments):
+                self.expect(arguments, "", code, says, **more)
+
+    def test_a_warning_is_told_and_is_no_failure(self):
+        self.expect(["--format", "csv", "-c", "EXEC WARN('careful'); SELECT 1 AS a"], "a\n1\n", 0, "warning: careful")
+
+    def test_lines_of_the_library_stay_out_of_the_rows(self):
+        done = self.expect(["--format", "csv", "-c", "SELECT 1 AS a; SELECT nope"], "a\n1\n", 3)
+        self.assertEqual(done.stderr.count("no such column"), 1)
+
+    def test_a_closed_pipe_ends_the_shell_without_a_word(self):
+        shell = subprocess.Popen([TARNSH, self.server.connection, "--format", "csv", "-c", ENDLESS],
+                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.assertEqual(shell.stdout.readline(), b"n\n")
+        shell.stdout.close()
+        self.assertEqual((shell.stderr.read(), shell.wait(60)), (b"", 0))
+        shell.stderr.close()
+
+    def test_a_link_lost_among_the_rows_ends_a_script(self):
+        self.server.stop()
+        self.server = Server("--fault", "drop-after=100000")
+        done = self.run_shell("--format", "csv", "-c", f"{ENDLESS} LIMIT 100000; SELECT 'next'")
+        self.assertEqual(done.returncode, 2)
+        self.assertIn("the connection is lost", done.stderr)
+        self.assertNotIn("next", done.stdout)
+
+
+class Passwords(ShellTest):
+    server_options = ("--user", "ada", "--password", "se=cr,et")
+
+    def connect(self, *arguments, code, says="", **more):
+        options = ["--server", "127.0.0.1", "--port", str(self.server.port), "--user", "ada"]
+        self.expect(["-q", "-c", "VALUES (1)", "--no-header", *arguments], "1\n" if code == 0 else "", code, says,
+                    connection=options, **more)
+
+    def test_file_and_environment(self):
+        file = self.folder / "password"
+        for content, mode, code, says in (("se=cr,et\n", 0o600, 0, ""), ("se=cr,et", 0o400, 0, ""),
+                                          ("se=cr,et\n", 0o640, 1, "others"), ("se=cr,et\n", 0o604, 1, "others"),
+                                          ("wrong\n", 0o600, 2, "cannot connect"),
+                                          ("a;b\n", 0o600, 1, "cannot be sent"),
+                                          ("x" * 64, 0o600, 1, "cannot be sent")):
+            with self.subTest(content=content, mode=oct(mode)):
+                file.write_text(content)
+                file.chmod(mode)
+                self.connect("--password-file", str(file), code=code, says=says)
+                file.unlink()
+        self.connect("--password-file", str(file), code=1, says="No such file")
+        self.connect(code=0, env={"TARNSH_PASSWORD": "se=cr,et"})
+        self.connect(code=2, says="cannot connect")
+
+    def test_prompt_shows_nothing(self):
+        shell = pexpect.spawn(TARNSH, ["--server", "127.0.0.1", "--port", str(self.server.port), "--user", "ada", "-c",
+                                       "VALUES ('in')"], encoding="utf-8", timeout=30)
+        shell.expect_exact("Password: ")
+        shell.waitnoecho(10)
+        shell.sendline("se=cr,et")
+        shell.expect(pexpect.EOF)
+        shell.close()
+        self.assertIn("in", shell.before)
+        self.assertNotIn("cr,et", shell.before)
+        self.assertEqual(shell.exitstatus, 0)
+
+
+class Copies(ShellTest):
+    def setUp(self):
+        super().setUp()
+        self.file = self.folder / "rows of t.csv"
+        self.rows = 25000  # several batches and rowsets
+        self.run_shell("-c", f"""CREATE TABLE t (id INTEGER, name VARCHAR(40), w DOUBLE, b BLOB);
+            INSERT INTO t WITH RECURSIVE s(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM s LIMIT {self.rows})
+            SELECT n, CASE n % 4 WHEN 0 THEN 'a,"b"' || char(13, 10) || n WHEN 1 THEN 'NULL' WHEN 2 THEN 'é' END,
+            n / 7.0, CASE n % 3 WHEN 0 THEN CAST(x'00' || n AS BLOB) END FROM s;
+            CREATE TABLE u (b BLOB, w DOUBLE, name VARCHAR(40), id INTEGER)""")
+
+    def test_a_table_comes_back_from_its_file(self):
+        for options in ([], ["--null", "NULL"]):
+            with self.subTest(options=options):
+                self.expect([*options, "-c", f"DELETE FROM u; \\copy (SELECT * FROM t) TO '{self.file}'\n"
+                                             f"\\copy u FROM '{self.file}'"], "", says=f"{self.rows:,} rows stored")
+                self.assertEqual(self.rows_of("SELECT id, name, w, b FROM u EXCEPT SELECT * FROM t"), "")
+                self.assertEqual(self.rows_of("SELECT count(*) FROM u"), f"{self.rows}\n")
+
+    def test_columns_are_chosen_by_list_or_header(self):
+        self.file.write_text("\ufeffID,name\r\n1,x\r\n\r\n")
+        self.expect(["-q", "-c", f"\\copy u FROM '{self.file}'\n\\copy u (w, name) FROM '{self.file}'"], "")
+        self.file.write_text("2,y")
+        self.expect(["-q", "--no-header", "-c", f"\\copy u (id, name) FROM '{self.file}'"], "")
+        self.assertEqual(self.rows_of("SELECT id, name, w FROM u"), "1,x,\n,x,1\n2,y,\n")
+
+    def test_bad_files_are_refused_with_their_line(self):
+        for content, says in (("id,nope\n1,2\n", 'no column "nope"'), ("id,name\n1,a\n2\n", "line 3: 1 fields for 2"),
+                              ('id\n1\n"2\n', "line 3: a quoted field has no end"),
+                              ('id\n"1"x\n', "line 2: text behind"), ("b\nzz\n", "line 2: b holds binary")):
+            with self.subTest(content=content):
+                self.file.write_text(content)
+                self.expect(["-c", f"\\copy u FROM '{self.file}'"], "", 1, says)
+        self.expect(["-c", f"\\copy u FROM '{self.folder}/none'"], "", 1, "No such file")
+        self.expect(["-c", f"\\copy nowhere FROM '{self.file}'"], "", 3, "no such table")
+        self.expect(["-c", "\\copy u TO"], "", 1, "usage")
+
+    def test_a_failed_batch_tells_what_stands_and_a_failed_query_leaves_the_file(self):
+        self.run_shell("-c", "CREATE TABLE k (id INTEGER PRIMARY KEY)")
+        self.file.write_text("id\n" + "".join(f"{n % 19000}\n" for n in range(20000)))
+        self.expect(["-c", f"\\copy k FROM '{self.file}'"], "", 3, "10000 rows were stored, those before line 10002")
+        self.file.write_text("id\n" + "".join(f"{n}\n" for n in range(20000, 32000)) + "x,y\n")
+        self.expect(["-c", f"\\copy k FROM '{self.file}'"], "", 1,
+                    "line 12002: 2 fields for 1 columns\n10000 rows were stored, those before line 10002")
+        self.assertEqual(self.rows_of("SELECT count(*) FROM k"), "20000\n")
+        self.expect(["-c", f"\\copy (SELECT nope) TO '{self.file}'"], "", 3)
+        self.assertTrue(self.file.read_text().startswith("id\n20000\n"))
+
+    def test_large_objects_come_back_as_they_were_sent(self):
+        binary, text, back = (self.folder / name for name in ("binary", "text", "back"))
+        binary.write_bytes(os.urandom(3000000))
+        text.write_text("größer\n" * 50000)
+        self.run_shell("-c", "CREATE TABLE l (id INTEGER, b BLOB, c CLOB)")
+        for form in ("", ";lob_ret=descriptor"):
+            connection = [self.server.connection + form]
+            self.expect(["-c", f"DELETE FROM l; \\lob_import l.b {binary}\nUPDATE l SET id = 1;"
+                               f"\\lob_import l.c {text} WHERE id = 1"], "", connection=connection)
+            for column, file in (("b", binary), ("c", text)):
+                self.expect(["-c", f"\\lob_export (SELECT {column} FROM l) {back}"], "", connection=connection)
+                self.assertEqual(back.read_bytes(), file.read_bytes())
+        self.assertEqual(self.rows_of("SELECT typeof(b), typeof(c), count(*) FROM l"), "blob,text,1\n")
+        self.expect(["-c", f"\\lob_import l.c {text} WHERE id = 2"], "", 3, "no row was found")
+        self.expect(["-c", f"\\lob_export (SELECT c FROM l WHERE 0) {back}"], "", 3, "gives no row")
+
+
+class Terminal(ShellTest):
+    def setUp(self):
+        super().setUp()
+        self.server.stop()
+        self.server = Server("--database", str(self.folder / "db"))
+        self.history = self.folder / "history"
+        self.run_shell("-c", "CREATE TABLE people (id INTEGER, surname VARCHAR(20));"
+                             "INSERT INTO people VALUES (1, 'Byron')")
+        self.shell = self.open_shell()
+
+    def open_shell(self):
+        env = {**os.environ, "TARNSH_HISTORY": str(self.history), "TERM": "xterm", "LC_ALL": "C.UTF-8"}
+        shell = pexpect.spawn(TARNSH, [self.server.connection, "--format", "csv"], encoding="utf-8", timeout=30,
+                              dimensions=(40, 200), env=env)
+        self.addCleanup(shell.close, force=True)
+        shell.expect_exact(PROMPT)
+        return shell
+
+    def type(self, text, *expected):
+        self.shell.send(text)
+        for part in (*expected, PROMPT):
+            self.shell.expect_exact(part)
+
+    def test_statements_over_lines_completion_and_history(self):
+        self.shell.send("SEL\tsur\t\r")
+        self.shell.expect_exact("   -> ")
+        self.type("FROM peo\tWHERE people.sur\t= 'Byron';\r", "Byron\r\n", "(1 row)")
+        self.type("\\d peo\t\r", "surname,VARCHAR(20)")
+        self.type("CREATE TABLE pets (bark INTEGER);\r", "done")
+        self.type("select bar\tfrom pets;\r", "(0 rows)")  # names are read anew
+        self.type("create procedure p as begin case a when 1 then b; end case; if c then d; end if; end;\r", "error: ")
+        self.type("select 'é', nope;\r", "error: no such column")
+        self.shell.sendeof()
+        self.shell.expect(pexpect.EOF)
+        self.shell.close()
+        self.assertEqual(self.shell.exitstatus, 0)
+        self.assertEqual(self.history.stat().st_mode & 0o77, 0)
+        self.shell = self.open_shell()
+        self.type("\x1b[A\r", "no such column")
+        self.shell.send("\\q\r")
+        self.shell.expect(pexpect.EOF)
+
+    def test_interrupts_stop_what_runs_and_nothing_else(self):
+        self.shell.send("SELECT 'not ended\r")
+        self.shell.expect_exact("   -> ")
+        self.type("\x03")
+        self.shell.send(ENDLESS + "; SELECT 'never' || 'more';\r")
+        self.shell.expect_exact("1000\r\n")
+        self.type("\x03", "error: stopped")
+        self.assertNotIn("nevermore", self.shell.before)
+        self.type("SELECT 'alive';\r", "alive\r\n", "(1 row)")
+        self.shell.send("\\watch 60\r")
+        self.shell.expect_exact("(1 row)")
+        self.type("\x03")
+
+    def test_a_lost_link_is_made_anew(self):
+        self.server.stop()
+        self.type("SELECT 'a';\r", "error: the connection is lost", "cannot connect again")
+        self.type("SELECT 'b';\r", "cannot connect again")
+        self.type("\\timing\r", "timing is on")
+        self.server.start()
+        self.type("SELECT 'c' || 'd';\r", "connected again", "cd\r\n", "time: ")
+        self.server.stop()
+        self.server.start()
+        self.type("SELECT 'e';\r", "error: the connection is lost", "connected again", "not repeated")
+
+    def test_a_copy_shows_its_progress_on_a_terminal_alone(self):
+        file = self.folder / "people.csv"
+        file.write_text("id,surname\n" + "1,x\n" * 30000)
+        self.type(f"\\copy people FROM {file}\r", "%  10,000 rows", "rows/s", "left", "30,000 rows stored")
+        self.assertNotIn("%", self.run_shell("-c", f"\\copy people FROM {file}").stderr)
+
+
+SUITES = {"formats": Formats, "scripts": Scripts, "failures": Failures, "passwords": Passwords, "copies": Copies,
+          "terminal": Terminal}
+
+if __name__ == "__main__":
+    suite = unittest.defaultTestLoader.loadTestsFromTestCase(SUITES[sys.argv[3]])
+    result = unittest.TextTestRunner(verbosity=2).run(suite)
+    sys.exit(0 if result.wasSuccessful() and result.testsRun else 1)

@@ -1,0 +1,17 @@
+// \lob_import and \lob_export: files into and out of single values.
+#pragma once
+
+#include "session.h"
+
+#include <string_view>
+
+namespace tarnsh {
+
+// arguments is "TABLE.COLUMN FILE [WHERE CONDITION]": sets the column of the rows found, or inserts a row with
+// it alone.
+void import_lob(Session& session, std::string_view arguments);
+
+// arguments is "(QUERY) FILE": writes the first column of the first row.
+void export_lob(Session& session, std::string_view arguments);
+
+} // namespace tarnsh

@@ -1,0 +1,179 @@
+// Line input is editline's. Nothing here prints to descriptor 1: prompts go to standard error.
+#include "terminal.h"
+
+#include <editline/readline.h>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <termios.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <clocale>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+
+namespace tarnsh {
+
+namespace {
+
+int scratch = -1;
+std::atomic<int> interrupts = 0; // lock-free, as a signal handler needs it
+Completer complete_word;
+std::string history_path;
+std::vector<std::string> candidates;
+
+extern "C" void note_interrupt(int) {
+    if (interrupts++ > 0) _exit(130);
+}
+
+extern "C" char* next_candidate(const char*, int state) {
+    const auto index = static_cast<std::size_t>(state);
+    return index < candidates.size() ? strdup(candidates[index].c_str()) : nullptr;
+}
+
+extern "C" char** complete(const char* word, int start, int) {
+    candidates = complete_word(word, std::string(rl_line_buffer, static_cast<std::size_t>(start)));
+    return candidates.empty() ? nullptr : rl_completion_matches(word, next_candidate);
+}
+
+} // namespace
+
+std::FILE* claim_standard_output() {
+    std::signal(SIGPIPE, SIG_IGN); // a closed pipe shows itself when it is written to
+    const int rows = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+    scratch = memfd_create("tarnsh", MFD_CLOEXEC);
+    if (rows < 0 || scratch < 0 || dup2(scratch, STDOUT_FILENO) < 0) return nullptr;
+    return fdopen(rows, "w");
+}
+
+std::string take_library_output() {
+    std::string text;
+    const off_t size = lseek(scratch, 0, SEEK_CUR);
+    if (size <= 0) return text;
+    text.resize(static_cast<std::size_t>(size));
+    const ssize_t got = pread(scratch, text.data(), text.size(), 0);
+    text.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+    if (ftruncate(scratch, 0) != 0) text.clear();
+    lseek(scratch, 0, SEEK_SET);
+    return text;
+}
+
+bool is_reader_gone() {
+    return errno == EPIPE;
+}
+
+std::vector<std::string> command_line(int argc, char** argv) {
+    return {argv, argv + argc};
+}
+
+std::FILE* open_file(const std::string& path, const char* mode) {
+    return std::fopen(path.c_str(), mode);
+}
+
+bool is_terminal(std::FILE* file) {
+    return isatty(fileno(file)) != 0;
+}
+
+bool is_private(std::FILE* file) {
+    struct stat status {};
+    return fstat(fileno(file), &status) == 0 && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
+}
+
+bool read_secret(const std::string& prompt, std::string& secret) {
+    const int tty = open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY);
+    struct termios shown {};
+    if (tty < 0 || tcgetattr(tty, &shown) != 0) return false;
+    struct sigaction noted {
+    }, before{};
+    noted.sa_handler = note_interrupt; // Ctrl-C must not leave the terminal mute
+    sigaction(SIGINT, &noted, &before);
+    struct termios hidden = shown;
+    hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    tcsetattr(tty, TCSAFLUSH, &hidden);
+    bool good = write(tty, prompt.data(), prompt.size()) >= 0;
+    secret.clear();
+    for (char c = 0; good && c != '\n';) {
+        good = read(tty, &c, 1) == 1;
+        if (good && c != '\n') secret += c;
+    }
+    tcsetattr(tty, TCSAFLUSH, &shown);
+    sigaction(SIGINT, &before, nullptr);
+    good = write(tty, "\n", 1) == 1 && good;
+    close(tty);
+    return good;
+}
+
+void catch_interrupts() {
+    struct sigaction action {};
+    action.sa_handler = note_interrupt; // without SA_RESTART: line input is to notice
+    sigaction(SIGINT, &action, nullptr);
+}
+
+bool is_interrupted() {
+    return interrupts > 0;
+}
+
+void take_interrupt() {
+    interrupts = 0;
+}
+
+void wait_seconds(double seconds) {
+    timespec left{};
+    left.tv_sec = static_cast<time_t>(seconds);
+    left.tv_nsec = static_cast<long>((seconds - static_cast<double>(left.tv_sec)) * 1e9);
+    while (!is_interrupted() && nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
+}
+
+void start_line_input(const std::string& history_file, Completer completer) {
+    std::setlocale(LC_CTYPE, "");
+    complete_word = std::move(completer);
+    history_path = history_file;
+    static char name[] = "tarnsh";
+    rl_readline_name = name;
+    rl_instream = stdin;
+    rl_outstream = stderr;
+    rl_attempted_completion_function = complete;
+    static char breaks[] = " \t\n\"'`();,=<>+-*|&{}[]";
+    rl_basic_word_break_characters = breaks;
+    rl_completer_word_break_characters = breaks;
+    rl_initialize();
+    using_history();
+    stifle_history(1000);
+    if (!history_path.empty()) read_history(history_path.c_str());
+}
+
+Line read_line(const std::string& prompt, std::string& line) {
+    char* const text = readline(prompt.c_str());
+    if (!text) {
+        if (!is_interrupted()) return Line::end;
+        take_interrupt();
+        return Line::interrupted;
+    }
+    line = text;
+    std::free(text);
+    return Line::read;
+}
+
+void keep_in_history(const std::string& line) {
+    const HIST_ENTRY* const last =
+        history_length > 0 ? history_get(history_base + history_length - 1) : nullptr;
+    if (!last || line != last->line) add_history(line.c_str());
+}
+
+// Editline makes the file its owner's alone.
+void end_line_input() {
+    if (!history_path.empty()) write_history(history_path.c_str());
+}
+
+std::string default_history_file() {
+    const char* const home = std::getenv("HOME");
+    return home && *home ? std::string(home) + "/.tarnsh_history" : "";
+}
+
+} // namespace tarnsh

@@ -1,0 +1,168 @@
+#include "text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+
+#ifdef TARNSH_UTF8PROC
+#include <utf8proc.h>
+#endif
+
+namespace tarnsh {
+
+namespace {
+
+#ifdef TARNSH_UTF8PROC
+std::size_t char_width(char32_t code) {
+    return static_cast<std::size_t>(utf8proc_charwidth(static_cast<utf8proc_int32_t>(code)));
+}
+#else
+struct Range {
+    char32_t first, last;
+};
+
+// Where there is no Unicode table: combining marks take no column, and the scripts of East Asia and pictographs
+// two.
+constexpr Range without_width[] = {{0x300, 0x36F},   {0x483, 0x489},   {0x591, 0x5BD},    {0x610, 0x61A},
+                                   {0x64B, 0x65F},   {0x200B, 0x200F}, {0x20D0, 0x20FF},  {0xFE00, 0xFE0F},
+                                   {0xFE20, 0xFE2F}, {0xFEFF, 0xFEFF}, {0xE0100, 0xE01EF}};
+constexpr Range of_two[] = {{0x1100, 0x115F},  {0x2E80, 0x303E},   {0x3041, 0xA4CF},   {0xA960, 0xA97C},
+                            {0xAC00, 0xD7A3},  {0xF900, 0xFAFF},   {0xFE30, 0xFE6F},   {0xFF00, 0xFF60},
+                            {0xFFE0, 0xFFE6},  {0x1F300, 0x1F64F}, {0x1F680, 0x1F6FC}, {0x1F900, 0x1F9FF},
+                            {0x20000, 0x3FFFD}};
+
+std::size_t char_width(char32_t code) {
+    const auto holds = [code](Range range) { return code >= range.first && code <= range.last; };
+    if (std::ranges::any_of(without_width, holds)) return 0;
+    return std::ranges::any_of(of_two, holds) ? 2 : 1;
+}
+#endif
+
+bool is_control(char32_t code) {
+    return code < 0x20 || (code >= 0x7F && code < 0xA0) || code == 0x2028 || code == 0x2029 ||
+           (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069); // direction overrides
+}
+
+bool is_word_character(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
+}
+
+bool is_blank(char c) {
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
+
+void add_escaped(std::string& out, Character character) {
+    switch (character.code) {
+    case '\n': out += "\\n"; break;
+    case '\t': out += "\\t"; break;
+    case '\r': out += "\\r"; break;
+    default:
+        if (character.code < 0x80 || !character.valid)
+            out += fmt::format("\\x{:02x}", static_cast<unsigned>(character.code));
+        else
+            out += fmt::format("\\u{:04x}", static_cast<unsigned>(character.code));
+    }
+}
+
+int digit_value(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    const int letter = std::tolower(static_cast<unsigned char>(c));
+    return letter >= 'a' && letter <= 'f' ? letter - 'a' + 10 : -1;
+}
+
+} // namespace
+
+Character first_character(std::string_view text) {
+    const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const Character alone{byte(0), 1, byte(0) < 0x80};
+    const std::size_t size = byte(0) < 0xC2 ? 1 : byte(0) < 0xE0 ? 2 : byte(0) < 0xF0 ? 3 : 4;
+    if (size == 1 || byte(0) > 0xF4 || text.size() < size) return alone;
+    char32_t code = byte(0) & (0xFFU >> (size + 1));
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((byte(i) & 0xC0) != 0x80) return alone;
+        code = code << 6 | (byte(i) & 0x3F);
+    }
+    constexpr char32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
+    if (code < smallest[size] || code > 0x10FFFF || (code >= 0xD800 && code < 0xE000)) return alone;
+    return {code, size, true};
+}
+
+std::size_t text_width(std::string_view text) {
+    std::size_t width = 0;
+    while (!text.empty()) {
+        const Character character = first_character(text);
+        width += character.code < 0x80 ? 1 : char_width(character.code);
+        text.remove_prefix(character.size);
+    }
+    return width;
+}
+
+std::string printable(std::string_view text, bool keep_line_feeds) {
+    std::string out;
+    out.reserve(text.size());
+    while (!text.empty()) {
+        const Character character = first_character(text);
+        if (character.valid && (!is_control(character.code) || (keep_line_feeds && character.code == '\n')))
+            out += text.substr(0, character.size);
+        else
+            add_escaped(out, character);
+        text.remove_prefix(character.size);
+    }
+    return out;
+}
+
+std::string hex_of(std::string_view bytes) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string out = "0x";
+    out.reserve(2 + 2 * bytes.size());
+    for (const char c : bytes) {
+        out += digits[static_cast<unsigned char>(c) >> 4];
+        out += digits[static_cast<unsigned char>(c) & 15];
+    }
+    return out;
+}
+
+bool bytes_of_hex(std::string_view text, std::string& bytes) {
+    bytes.clear();
+    if (!text.starts_with("0x") || text.size() % 2 != 0) return false;
+    for (std::size_t i = 2; i < text.size(); i += 2) {
+        const int high = digit_value(text[i]), low = digit_value(text[i + 1]);
+        if (high < 0 || low < 0) return false;
+        bytes += static_cast<char>(high << 4 | low);
+    }
+    return true;
+}
+
+std::string upper(std::string_view text) {
+    std::string out(text);
+    std::ranges::transform(out, out.begin(),
+                           [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
+    return out;
+}
+
+std::string_view trim(std::string_view text) {
+    while (!text.empty() && is_blank(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && is_blank(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
+std::string first_word(std::string_view text) {
+    const auto end = std::ranges::find_if_not(text, is_word_character);
+    return upper(text.substr(0, static_cast<std::size_t>(end - text.begin())));
+}
+
+std::string take_word(std::string_view& text) {
+    text = trim(text);
+    const bool quoted = text.starts_with('\'');
+    if (quoted) text.remove_prefix(1);
+    const auto end = quoted ? std::ranges::find(text, '\'') : std::ranges::find_if(text, is_blank);
+    const std::string word(text.begin(), end);
+    text.remove_prefix(std::min(text.size(), word.size() + (quoted ? 1 : 0)));
+    text = trim(text);
+    return word;
+}
+
+} // namespace tarnsh

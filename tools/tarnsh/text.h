@@ -1,0 +1,38 @@
+// Texts as a terminal shows them: UTF-8 taken apart, columns counted, and what could disturb the screen
+// escaped.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace tarnsh {
+
+// The first character of a text that is not empty. A byte that begins none stands alone and is not valid.
+struct Character {
+    char32_t code;
+    std::size_t size; // in bytes
+    bool valid;
+};
+
+Character first_character(std::string_view text);
+
+// The terminal columns of a text.
+std::size_t text_width(std::string_view text);
+
+// Control characters and bytes that are no UTF-8 as \n, \t, \r, \xNN or \uNNNN. Line feeds stay when they are
+// asked for.
+std::string printable(std::string_view text, bool keep_line_feeds = false);
+
+// "0x" and two digits for every byte; and back, false when the text is none of that kind.
+std::string hex_of(std::string_view bytes);
+bool bytes_of_hex(std::string_view text, std::string& bytes);
+
+std::string upper(std::string_view text); // ASCII only
+std::string_view trim(std::string_view text);
+// The first word of letters, digits and underscores, in upper case; empty when something else comes first.
+std::string first_word(std::string_view text);
+// Cuts the first blank-separated word off, without its quotes when it stands in single ones.
+std::string take_word(std::string_view& text);
+
+} // namespace tarnsh
