@@ -69,7 +69,8 @@ class Checksum {
         return word;
     }
 
-    void add_word(uint64_t word) { state_ = (std::rotl(state_, 23) ^ word) * 0x9E3779B97F4A7C15; }
+    // One step of the chain is a rotation and an addition: a longer chain would hold up what is measured.
+    void add_word(uint64_t word) { state_ = std::rotl(state_, 23) + word * 0x9E3779B97F4A7C15; }
 
     uint64_t state_ = 1;
 };

@@ -1,6 +1,7 @@
 #include "result/row_pool.h"
 
 #include "base/memory.h"
+#include "platform/platform.h"
 
 namespace tarn {
 
@@ -57,6 +58,7 @@ uint8_t* take_block_from_new_chunk(RowPool& pool, size_t size) noexcept {
     }
     pool.current->next = chunk;
     carve_from(pool, chunk);
+    platform::prepare_pages(chunk->buffer, pool_chunk_size); // a pool that needs another chunk mostly fills it
     pool.free += reserved;
     return chunk->buffer;
 }

@@ -38,12 +38,15 @@ static bool read_buffered(Conn& conn, uint8_t* to, size_t size) noexcept {
 // Straight from the socket, exactly what was asked for and nothing ahead of it: a byte is deciphered once, at the position
 // at which it is read. Behind the login the keystream lives as long as the socket does.
 static bool read_enciphered(Conn& conn, uint8_t* to, size_t size) noexcept {
-    for (size_t filled = 0; filled < size;) {
-        const ptrdiff_t received = platform::receive_some(conn.sock, to + filled, size - filled);
+    constexpr size_t near_processor = 64 * 1024; // what arrives is deciphered while its caches still hold it
+    while (size) {
+        const ptrdiff_t received = platform::receive_some(conn.sock, to, std::min(size, near_processor));
         if (received <= 0) return false;
-        filled += static_cast<size_t>(received);
+        const size_t step = static_cast<size_t>(received);
+        apply_keystream(*conn.recv_cipher, to, step);
+        to += step;
+        size -= step;
     }
-    apply_keystream(*conn.recv_cipher, to, size);
     return true;
 }
 
