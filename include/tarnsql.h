@@ -36,7 +36,8 @@
  *
  * 7. Printed lines. Server errors, warnings and notices and network failures are also printed on the standard
  *    output of the process, one flushed line each ("Server Error %s \n", "Server Warning %s \n", "Server Message
- *    %s \n", "Net Error %s \n").
+ *    %s \n", "Net Error %s \n"; calls that receive results: "[EC031]Error in recv result :%s \n", "[EC032]Server
+ *    Warning in recv result :%s \n").
  *
  * 8. Threads. The library starts no thread. Calls that talk to the server hold their connection's lock for
  *    the whole request and reply, so several threads may execute on one connection and run one after another.
@@ -67,9 +68,10 @@ extern "C" {
 #endif
 
 /* The version of this header; the library's soname follows the major number. */
-#define TARNSQL_VERSION_MAJOR 1
-#define TARNSQL_VERSION_MINOR 0
-#define TARNSQL_VERSION_PATCH 0
+#define TRN_VERSION_MAJOR 1
+#define TRN_VERSION_MINOR 0
+#define TRN_VERSION_PATCH 0
+#define TRN_VERSION "1.0.0"
 
 /* A handle variable. Initialise it with null. */
 typedef void* TRN_HANDLE;

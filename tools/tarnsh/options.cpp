@@ -32,8 +32,7 @@ constexpr const char* footer =
 
 void define(CLI::App& app, Options& options, std::string& format, bool& no_header) {
     app.footer(footer);
-    app.set_version_flag("--version", fmt::format("tarnsh {}.{}.{}", TARNSQL_VERSION_MAJOR,
-                                                  TARNSQL_VERSION_MINOR, TARNSQL_VERSION_PATCH));
+    app.set_version_flag("--version", "tarnsh " TRN_VERSION);
     auto* const whole =
         app.add_option("connection", options.connection, "\"server=...;port=...;db=...;user=...\"");
     app.add_option("--server", options.server, "numeric IPv4 address")->excludes(whole);

@@ -28,6 +28,6 @@ int main(void) {
     check("the failure has words", TRN_GetErrorInfo(&connection, code, message) == TRN_OK);
     check("and their code", strcmp(code, "EC011") == 0);
     check("the handle closes", TRN_CloseConn(&connection) == TRN_OK && !connection);
-    printf("consumer of tarnsql %d: %d failures\n", TARNSQL_VERSION_MAJOR, failures);
+    printf("consumer of tarnsql %d: %d failures\n", TRN_VERSION_MAJOR, failures);
     return failures != 0;
 }

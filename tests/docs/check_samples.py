@@ -1,0 +1,132 @@
+#!/usr/bin/env python3
+"""Compiles and runs the samples of the pages, and checks that their links lead to files.
+
+    check_samples.py BUILD-DIRECTORY
+
+A fenced block is a sample: c, cpp, python or sh. A text block right behind one is what it prints. Each page has a tarnlite
+of its own, whose port stands in for 5139, and its samples run there in order, in one directory. A C sample with a main is
+a program and gets the connection string as its argument; one without is put into the frame, the program in the guide's
+first page with a line "/* the sample */". The python blocks of a page are one program.
+"""
+import argparse
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+SOURCE = pathlib.Path(__file__).resolve().parents[2]
+PAGES = [SOURCE / "README.md", *sorted((SOURCE / "docs").rglob("*.md")),
+         *sorted((SOURCE / "tools").glob("*/README.md")), *sorted((SOURCE / "bindings").glob("*/README.md"))]
+WITH_SAMPLES = [page for page in PAGES if page == SOURCE / "README.md" or page.parent == SOURCE / "docs/guide"]
+BLOCK = re.compile(r"^```(\w*)\n(.*?)^```\n(?:\n```text\n(.*?)^```\n)?", re.M | re.S)
+LINK = re.compile(r"\]\(([^)\s]+)\)")
+PLACE = "/* the sample */"
+WARNINGS = ["-Wall", "-Wextra", "-Wpedantic", "-Werror"]
+COMPILERS = {"c": [os.environ.get("CC", "cc"), "-std=c99"], "cpp": [os.environ.get("CXX", "c++"), "-std=c++20"]}
+
+
+def samples(page):
+    """Every sample of a page: its language, its text, the line it begins on, what it should print or None."""
+    text = page.read_text("utf-8")
+    for block in BLOCK.finditer(text):
+        line = text.count("\n", 0, block.start()) + 2
+        if block[1] not in ("c", "cpp", "python", "sh"):
+            raise ValueError(f"{page}:{line}: a block of no known language: '{block[1]}'")
+        yield block[1], block[2], line, block[3]
+
+
+def frame():
+    return next(code for _, code, _, _ in samples(SOURCE / "docs/guide/README.md") if PLACE in code)
+
+
+def lead_nowhere(page):
+    """The relative links of a page that find no file, or no heading of that name in it."""
+    for target in LINK.findall(BLOCK.sub("", page.read_text("utf-8"))):
+        if "://" in target:
+            continue
+        name, _, heading = target.partition("#")
+        file = page.parent / name if name else page
+        if not file.exists():
+            yield target
+        elif heading and heading not in headings(file):
+            yield target
+
+
+def headings(file):
+    titles = re.findall(r"^#+ (.*)$", BLOCK.sub("", file.read_text("utf-8")), re.M)
+    return {re.sub(r"[^\w\- ]", "", title.lower()).replace(" ", "-") for title in titles}
+
+
+def compiled(language, code, build):
+    """The command that compiles a C or C++ sample to ./sample, after its text has been written."""
+    pathlib.Path(f"sample.{language}").write_text(code, "utf-8")
+    return [*COMPILERS[language], *WARNINGS, f"-I{SOURCE / 'include'}", f"sample.{language}", "-o", "sample",
+            f"-L{build / 'src'}", f"-Wl,-rpath,{build / 'src'}", "-ltarnsql"]
+
+
+def run(language, code, build, connection):
+    """Runs a sample and gives what it printed; a failure is an exception with all that it said."""
+    command = {"c": ["./sample", connection], "cpp": ["./sample", connection],
+               "python": [sys.executable, "-c", code], "sh": ["bash", "-euo", "pipefail", "-c", code]}[language]
+    if language in COMPILERS:
+        subprocess.run(compiled(language, code, build), check=True, text=True, capture_output=True, timeout=60)
+    return subprocess.run(command, check=True, text=True, capture_output=True, timeout=60).stdout
+
+
+def run_page(page, build, connection):
+    """Gives the number of samples that ran and of those that failed."""
+    port = re.search(r"port=(\d+)", connection)[1]
+    blocks = list(samples(page))
+    python = [block for block in blocks if block[0] == "python"]
+    if python:  # one program, behind the others
+        joined = ("python", "\n".join(block[1] for block in python), python[0][2],
+                  "".join(block[3] or "" for block in python) or None)
+        blocks = [block for block in blocks if block[0] != "python"] + [joined]
+    failed = 0
+    for language, code, line, expected in blocks:
+        if language == "c" and not re.search(r"\bmain\(", code):
+            code = frame().replace(PLACE, code)
+        code = re.sub(r"\b(port[= ])5139\b", rf"\g<1>{port}", code)
+        try:
+            printed = run(language, code, build, connection)
+        except subprocess.SubprocessError as error:
+            printed = f"{error}\n{error.stdout or ''}{error.stderr or ''}"
+            wrong = True
+        else:
+            wrong = expected is not None and printed.replace(f"port={port}", "port=5139") != expected
+        if wrong:
+            failed += 1
+            print(f"{page.relative_to(SOURCE)}:{line}: sample failed:\n{printed}")
+    return len(blocks), failed
+
+
+def main():
+    arguments = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    arguments.add_argument("build", type=pathlib.Path)
+    arguments.add_argument("page", type=pathlib.Path, nargs="?", help=argparse.SUPPRESS)
+    arguments.add_argument("connection", nargs="?", help=argparse.SUPPRESS)
+    given = arguments.parse_args()
+    build = given.build.resolve()
+
+    if given.page:  # below, with a server for the page
+        os.environ.update(TARNSQL_LIBRARY=str(build / "src/libtarnsql.so"), PYTHONDONTWRITEBYTECODE="1",
+                          PYTHONPATH=str(SOURCE / "bindings/python/src"),
+                          PATH=f"{build}/tools/tarnlite:{build}/tools/tarnsh:{os.environ['PATH']}")
+        with tempfile.TemporaryDirectory() as work:
+            os.chdir(work)
+            ran, failed = run_page(given.page, build, given.connection)
+        print(f"{given.page.relative_to(SOURCE)}: {ran} samples ran, {failed} failed")
+        return 1 if failed else 0
+
+    wrong = [f"{page.relative_to(SOURCE)}: no such place: {link}" for page in PAGES for link in lead_nowhere(page)]
+    print("\n".join(wrong + [f"{len(PAGES)} pages searched for links"]), flush=True)
+    pages = [page for page in WITH_SAMPLES if any(samples(page))]
+    server = [SOURCE / "scripts/with_tarnlite.sh", build / "tools/tarnlite/tarnlite"]
+    runs = [subprocess.run([*server, sys.executable, __file__, build, page, "{}"]).returncode for page in pages]
+    return 1 if wrong or not pages or any(runs) else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
