@@ -1,0 +1,276 @@
+"""Values of result rows as Python objects.
+
+For every column a reader is made once: a function that asks the library for the column's value of the current row, in the
+form that suits its type, through buffers that it keeps. So a value costs one call of the library and one conversion.
+"""
+
+from __future__ import annotations
+
+import ctypes
+import datetime
+import struct
+from decimal import Decimal, InvalidOperation
+from typing import Any, Callable, ContextManager, Dict, List, Optional, Tuple
+
+from . import _library as codes
+from ._errors import DataError, failure
+from ._types import YearToMonth
+from .lob import Lob, empty_lob
+
+Reader = Callable[[], Any]
+Column = Tuple[str, int, None, Optional[int], Optional[int], Optional[int], Optional[bool]]
+
+# What a conversion raises for a value that Python's type cannot hold, such as the year 0.
+CONVERSION_ERRORS = (ValueError, OverflowError, InvalidOperation)
+
+_EPOCH = datetime.datetime(1970, 1, 1)
+_EPOCH_DAY = _EPOCH.toordinal()
+_MILLISECOND = datetime.timedelta(milliseconds=1)
+_MICROSECOND = datetime.timedelta(microseconds=1)
+_TRUE = (ord("T"), ord("t"), 1)
+_COMMON_SIZE = 1024  # of the buffer that byte runs are first read into
+
+_NAME_SIZE = 1025
+_NOT_NULL = 1  # among a column's flags
+
+
+def _date(days: int) -> datetime.date:
+    return datetime.date.fromordinal(_EPOCH_DAY + days)
+
+
+def _time(milliseconds: int, zone: Optional[datetime.timezone] = None) -> datetime.time:
+    seconds, millisecond = divmod(milliseconds, 1000)
+    return datetime.time(seconds // 3600, seconds // 60 % 60, seconds % 60, millisecond * 1000, zone)
+
+
+def _zone(minutes: int) -> datetime.timezone:
+    return datetime.timezone(datetime.timedelta(minutes=minutes))
+
+
+def time_with_zone(stored: bytes) -> datetime.time:
+    """From milliseconds in UTC and the zone's minutes, in network order."""
+    milliseconds, minutes = struct.unpack(">ih", stored)
+    return _time((milliseconds + minutes * 60_000) % 86_400_000, _zone(minutes))
+
+
+def datetime_with_zone(stored: bytes) -> datetime.datetime:
+    """From microseconds in UTC and the zone's minutes, in network order."""
+    microseconds, minutes = struct.unpack(">qh", stored)
+    local = _EPOCH + datetime.timedelta(minutes=minutes, microseconds=microseconds)
+    return local.replace(tzinfo=_zone(minutes))
+
+
+def datetime_of(milliseconds: int) -> datetime.datetime:
+    return _EPOCH + milliseconds * _MILLISECOND
+
+
+class RowReader:
+    """Reads the rows of the result in a handle variable; made anew for every result item."""
+
+    def __init__(
+        self,
+        lib: ctypes.CDLL,
+        result: ctypes.c_void_p,
+        columns: List[Column],
+        descriptors: bool,
+        connection_lock: ContextManager[Any],
+    ) -> None:
+        self._lib = lib
+        self._result = result
+        self._connection_lock = connection_lock
+        self._handle = ctypes.byref(result)
+        self._length = ctypes.c_int32()
+        self._length_ref = ctypes.byref(self._length)
+        self._readers = [
+            self._reader(number, column[1], descriptors) for number, column in enumerate(columns, 1)
+        ]
+
+    def row(self) -> Tuple[Any, ...]:
+        """The current row."""
+        try:
+            return tuple([read() for read in self._readers])
+        except CONVERSION_ERRORS as error:
+            raise DataError(f"a value has no Python form: {error}") from error
+
+    def _reader(self, column: int, code: int, descriptors: bool) -> Reader:
+        if descriptors and code in (codes.CLOB, codes.BLOB):
+            return self._lob(column, code)
+        plain = _PLAIN.get(code)
+        if plain:
+            return self._fixed(column, *plain)
+        if code == codes.TIME_TZ:
+            return self._zoned(column, 6, time_with_zone)
+        if code == codes.DATETIME_TZ:
+            return self._zoned(column, 10, datetime_with_zone)
+        if code in (codes.BYTES, codes.BLOB):
+            return self._bytes(column, bytes)
+        if code in (codes.TEXT, codes.CLOB):
+            return self._bytes(column, _decode)
+        if code == codes.OPAQUE:
+            return lambda: self._stored(column)
+        if code == codes.NUMERIC:
+            return self._text(column, Decimal)
+        return self._text(column, str)
+
+    def _failure(self, status: int) -> Any:
+        """Null for the status of a null; raises for any other."""
+        if status == codes.NULL_VALUE:
+            return None
+        raise failure(status, codes.error_text(self._lib, self._result))
+
+    def _fixed(self, column: int, target: int, kind: Any, convert: Optional[Callable[[Any], Any]]) -> Reader:
+        get, handle, failed = self._lib.TRN_GetData, self._handle, self._failure
+        cell = kind()
+        cell_ref = ctypes.byref(cell)
+        if convert is None:
+
+            def read() -> Any:
+                status = get(handle, column, target, cell_ref, 0, None)
+                return failed(status) if status else cell.value
+
+            return read
+        to_python = convert
+
+        def read_converted() -> Any:
+            status = get(handle, column, target, cell_ref, 0, None)
+            return failed(status) if status else to_python(cell.value)
+
+        return read_converted
+
+    def _bytes(self, column: int, convert: Callable[[bytes], Any]) -> Reader:
+        get, handle, failed = self._lib.TRN_GetData, self._handle, self._failure
+        length, length_ref = self._length, self._length_ref
+        buffer = ctypes.create_string_buffer(_COMMON_SIZE)
+        address = ctypes.addressof(buffer)
+        string_at = ctypes.string_at
+
+        def read() -> Any:
+            status = get(handle, column, codes.BYTES, buffer, _COMMON_SIZE, length_ref)
+            if not status:
+                return convert(string_at(address, length.value))
+            if status != codes.TRUNCATED:
+                return failed(status)
+            whole = bytearray(_COMMON_SIZE + length.value)
+            room = (ctypes.c_char * len(whole)).from_buffer(whole)
+            status = get(handle, column, codes.BYTES, room, len(whole), length_ref)
+            del room
+            return failed(status) if status else convert(whole)
+
+        return read
+
+    def _text(self, column: int, convert: Callable[[str], Any]) -> Reader:
+        get, handle, failed = self._lib.TRN_GetData, self._handle, self._failure
+        buffer = ctypes.create_string_buffer(
+            128
+        )  # a text made from a number or interval has 63 characters at most
+
+        def read() -> Any:
+            status = get(handle, column, codes.TEXT, buffer, 128, None)
+            return failed(status) if status else convert(buffer.value.decode("ascii"))
+
+        return read
+
+    def _zoned(self, column: int, size: int, convert: Callable[[bytes], Any]) -> Reader:
+        get, handle, failed = self._lib.TRN_GetData, self._handle, self._failure
+        length, length_ref = self._length, self._length_ref
+        buffer = ctypes.create_string_buffer(size)
+
+        def read() -> Any:
+            # Stored bytes are copied without regard to the room: first make sure of their number. A piece read from
+            # the end of a value succeeds, from anywhere else it does not.
+            length.value = size
+            status = get(handle, column, codes.PIECE, buffer, size, length_ref)
+            if status in (codes.ERR_CONVERSION, codes.ERR_OFFSET):
+                raise DataError("a value with a time zone has another length than such values have", status)
+            if status:
+                return failed(status)
+            status = get(handle, column, codes.AS_STORED, buffer, 0, None)
+            return failed(status) if status else convert(buffer.raw)
+
+        return read
+
+    def _stored(self, column: int) -> Optional[bytes]:
+        """The bytes of a value of a type that the library does not know the inside of."""
+        low, high = 0, 64
+        while (status := self._piece_at(column, high)) == codes.ERR_CONVERSION:
+            low, high = high, high * 2
+        if status not in (0, codes.ERR_OFFSET):
+            self._failure(status)
+            return None
+        while status:
+            middle = (low + high) // 2
+            status = self._piece_at(column, middle)
+            low, high = (middle, high) if status == codes.ERR_CONVERSION else (low, middle)
+        buffer = ctypes.create_string_buffer(high)
+        status = self._lib.TRN_GetData(self._handle, column, codes.AS_STORED, buffer, 0, None)
+        if status:
+            self._failure(status)
+        return buffer.raw
+
+    def _piece_at(self, column: int, offset: int) -> int:
+        """0 when the value ends at the offset, ERR_OFFSET when before it, ERR_CONVERSION when behind it."""
+        self._length.value = offset
+        room = ctypes.byref(ctypes.c_char())
+        return int(self._lib.TRN_GetData(self._handle, column, codes.PIECE, room, 1, self._length_ref))
+
+    def _lob(self, column: int, code: int) -> Reader:
+        def read() -> Optional[Lob]:
+            lob = empty_lob(code)
+            self._length.value = 0
+            with self._connection_lock:  # the content comes from the server
+                status = self._lib.TRN_GetData(self._handle, column, code, lob.variable, 0, self._length_ref)
+            if not status:
+                return lob.filled(self._length.value)
+            lob.close()
+            self._failure(status)
+            return None
+
+        return read
+
+
+def _decode(text: Any) -> str:
+    return str(text, "utf-8")
+
+
+# Types of fixed size: the target, the C type that it is delivered as, and the conversion.
+_PLAIN: Dict[int, Tuple[int, Any, Optional[Callable[[Any], Any]]]] = {
+    codes.BOOLEAN: (codes.BOOLEAN, ctypes.c_int32, _TRUE.__contains__),
+    codes.TINYINT: (codes.INTEGER, ctypes.c_int32, None),
+    codes.SMALLINT: (codes.INTEGER, ctypes.c_int32, None),
+    codes.INTEGER: (codes.INTEGER, ctypes.c_int32, None),
+    codes.BIGINT: (codes.BIGINT, ctypes.c_int64, None),
+    codes.FLOAT: (codes.FLOAT, ctypes.c_float, None),
+    codes.DOUBLE: (codes.DOUBLE, ctypes.c_double, None),
+    codes.DATE: (codes.AS_STORED, ctypes.c_int32, _date),
+    codes.TIME: (codes.AS_STORED, ctypes.c_int32, _time),
+    codes.DATETIME: (codes.MILLISECONDS, ctypes.c_int64, datetime_of),
+    codes.YEAR_TO_MONTH: (codes.YEAR_TO_MONTH, ctypes.c_int32, YearToMonth),
+    codes.DAY_TO_SECOND: (codes.DAY_TO_SECOND, ctypes.c_int64, _MICROSECOND.__mul__),
+}
+
+
+def describe(lib: ctypes.CDLL, result: ctypes.c_void_p, count: int) -> List[Column]:
+    """The columns of a result item, as a cursor's description tells them."""
+    name, label = (ctypes.create_string_buffer(_NAME_SIZE) for _ in range(2))
+    code, modifier, flags = ctypes.c_int32(), ctypes.c_int32(), ctypes.c_int32()
+    columns: List[Column] = []
+    for number in range(1, count + 1):
+        name.value = label.value = bytes(_NAME_SIZE)
+        lib.TRN_getResultColInfo(
+            ctypes.byref(result),
+            number,
+            None,
+            name,
+            label,
+            ctypes.byref(code),
+            ctypes.byref(modifier),
+            ctypes.byref(flags),
+        )
+        size = precision = scale = None
+        if code.value == codes.NUMERIC and modifier.value > 0:
+            precision, scale = divmod(modifier.value, 65536)
+        elif modifier.value > 0:
+            size = modifier.value
+        text = (label.value or name.value).decode("utf-8", "replace")
+        columns.append((text, code.value, None, size, precision, scale, not flags.value & _NOT_NULL))
+    return columns

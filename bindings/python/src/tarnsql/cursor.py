@@ -1,0 +1,335 @@
+"""Cursors: statements, their parameters and their results.
+
+A plain cursor receives a result whole and reads it from the library row by row; its results stay readable until the next
+statement on the same cursor, whatever other cursors do.
+"""
+
+from __future__ import annotations
+
+import ctypes
+import re
+from typing import TYPE_CHECKING, Any, Iterable, Iterator, List, Optional, Sequence, Tuple, Type
+
+from . import _library as codes
+from ._binding import Encoded, Output, Parameters, batches, fit_for_arrays
+from ._errors import Error, InterfaceError, ProgrammingError, Warning, failure
+from ._reading import Column, RowReader, describe
+from ._types import CURSOR, Out
+
+if TYPE_CHECKING:
+    from .connection import Connection
+
+Row = Tuple[Any, ...]
+
+_PROCEDURE_NAME = re.compile(r'[\w$#."]+')
+_ID_SIZE = 32
+
+
+class Cursor:
+    """What PEP 249 calls a cursor. One thread at a time may use it."""
+
+    def __init__(self, connection: Connection) -> None:
+        self.connection = connection
+        self.arraysize = 1
+        self.messages: List[Tuple[Type[Exception], Exception]] = []
+        self.closed = False
+        self._lib = codes.library()
+        self._result = ctypes.c_void_p()
+        self._result_ref = ctypes.byref(self._result)
+        self._error_behind: Optional[Error] = None  # to be raised where the rows end
+        self._postponed: Optional[Error] = None  # to be raised by the next fetch
+        self._text_told = False  # the text that the server left with the result has been raised
+        self._forget()
+
+    # ------------------------------------------------------------------------------- statements
+
+    def execute(self, operation: str, parameters: Optional[Parameters] = None) -> Cursor:
+        """Runs a statement, or several separated by ";": a sequence fills "?", a mapping ":name"."""
+        sql = codes.c_text(operation)
+        with self.connection.lock:
+            self._begin()
+            try:
+                if parameters is not None:
+                    self.connection.binder.bind(parameters)
+                self._run(sql)
+            finally:
+                self.connection.binder.forget()
+        return self
+
+    def executemany(self, operation: str, seq_of_parameters: Iterable[Parameters]) -> Cursor:
+        """Runs a statement once for each set of parameters.
+
+        Up to 65,535 sets travel in one request, which is all or nothing, where each parameter keeps to one type; otherwise
+        the sets run one by one.
+        """
+        sql = codes.c_text(operation)
+        with self.connection.lock:
+            self._begin()
+            for keys, rows in batches(seq_of_parameters):
+                try:
+                    if fit_for_arrays(rows, isinstance(keys[0], str) if keys else False):
+                        self._run_batch(sql, keys, rows)
+                    else:
+                        self._run_each(sql, keys, rows)
+                finally:
+                    self.connection.binder.forget()
+            self.rowcount = -1  # batches do not tell
+        return self
+
+    def callproc(self, procname: str, parameters: Sequence[Any] = ()) -> List[Any]:
+        """Calls a procedure; gives its arguments back with the value in place of each Out and InOut.
+
+        Without outputs among the arguments, rows that the procedure returns can be fetched. With outputs the rows are
+        dropped, and a result of more than 400 rows keeps the outputs behind it from arriving.
+        """
+        if any(isinstance(argument, Out) for argument in parameters):
+            return self._call(procname, parameters, None)[:-1]
+        self.execute(_call_text(procname, parameters), parameters)
+        return list(parameters)
+
+    def callfunc(self, name: str, return_type: Any = str, parameters: Sequence[Any] = ()) -> Any:
+        """Calls a function and gives its value as return_type, a type that Out takes, or an Out."""
+        returns = return_type if isinstance(return_type, Out) else Out(return_type)
+        return self._call(name, parameters, returns)[-1]
+
+    def nextset(self) -> Optional[bool]:
+        """Moves to the next result of the statements; None when there is none."""
+        self._require_open()
+        if not self._result or self._lib.TRN_NextResult(self._result_ref) == codes.END:
+            self._leave_item()
+            return None
+        self._take_item()
+        return True
+
+    def setinputsizes(self, sizes: Sequence[Any]) -> None:
+        """Without effect: values tell their own types and sizes."""
+
+    def setoutputsize(self, size: int, column: Optional[int] = None) -> None:
+        """Without effect: values of any size are fetched whole."""
+
+    def close(self) -> None:
+        """Releases the result; the cursor cannot be used any more."""
+        self._forget()
+        self.closed = True
+
+    # ------------------------------------------------------------------------------- rows
+
+    def fetchone(self) -> Optional[Row]:
+        """The next row; None when there is none."""
+        reader = self._require_rows()
+        while self._lib.TRN_ReadNext(self._result_ref) != 0:
+            if not self._refill():
+                return None
+        self.rownumber += 1  # type: ignore[operator]
+        return reader.row()
+
+    def fetchmany(self, size: Optional[int] = None) -> List[Row]:
+        """The next rows, arraysize of them when size is not given; an empty list when there are none."""
+        left = self.arraysize if size is None else size
+        rows: List[Row] = []
+        while len(rows) < left:
+            try:
+                row = self.fetchone()
+            except Error as error:
+                if not rows:
+                    raise
+                self._postponed = error  # to the next fetch: these rows are good
+                break
+            if row is None:
+                break
+            rows.append(row)
+        return rows
+
+    def fetchall(self) -> List[Row]:
+        """All rows that are left."""
+        reader = self._require_rows()
+        rows: List[Row] = []
+        step, handle, read = self._lib.TRN_ReadNext, self._result_ref, reader.row
+        while True:
+            while step(handle) == 0:
+                rows.append(read())
+            if not self._refill():
+                self.rownumber += len(rows)  # type: ignore[operator]
+                return rows
+
+    def __iter__(self) -> Iterator[Row]:
+        return self
+
+    def __next__(self) -> Row:
+        row = self.fetchone()
+        if row is None:
+            raise StopIteration
+        return row
+
+    def __enter__(self) -> Cursor:
+        return self
+
+    def __exit__(self, *exception: Any) -> None:
+        self.close()
+
+    def __del__(self) -> None:
+        if getattr(self, "_result", None):
+            self._release()
+
+    # ------------------------------------------------------------------------------- inside
+
+    def _require_open(self) -> None:
+        if self.closed:
+            raise InterfaceError("the cursor is closed")
+        self.connection.require_open()
+
+    def _require_rows(self) -> RowReader:
+        self._require_open()
+        if self._reader is None:
+            raise ProgrammingError("there is no result to fetch from")
+        postponed, self._postponed = self._postponed, None
+        if postponed:
+            raise postponed
+        return self._reader
+
+    def _refill(self) -> bool:
+        """Called where rows end: whether there are more after all.
+
+        A server that fails while it sends rows leaves its text with the result, behind the rows that it sent. It is
+        raised there, once.
+        """
+        error = self._error_behind
+        self._error_behind = None
+        if not error and not self._text_told:
+            text = codes.error_text(self._lib, self._result)
+            error = failure(codes.ERR_SERVER, text) if text else None
+        self._text_told = True
+        if error:
+            self._raise(error)
+        return False
+
+    def _release(self) -> None:
+        while self._lib.TRN_NextResult(self._result_ref) == 0 and self._result:
+            pass  # an item is released as it is left
+        self._lib.TRN_FreeRowset(self._result_ref)
+
+    def _forget(self) -> None:
+        if self._result:
+            self._release()
+        self.lastrowid: Any = None
+        self._leave_item()
+
+    def _leave_item(self) -> None:
+        self.description: Optional[List[Column]] = None
+        self.rowcount = -1
+        self.rownumber: Optional[int] = None
+        self._reader: Optional[RowReader] = None
+        self._error_behind = self._postponed = None
+        self._text_told = False
+
+    def _begin(self) -> None:
+        """What comes before a statement; the caller holds the connection's lock."""
+        self._require_open()
+        self._forget()
+        del self.messages[:]
+        self.connection.begin_call()
+
+    def _raise(self, error: Error) -> None:
+        self.messages.append((type(error), error))
+        raise error
+
+    def _check(self, status: int) -> None:
+        if status < 0:
+            self._raise(self.connection.failure(status))
+
+    def _run(self, sql: bytes) -> None:
+        status = self._lib.TRN_ExecwithDataReader(self.connection.ref, sql, self._result_ref, None, None, None)
+        self._take_item()  # also with an error: what came before it stays readable
+        if status == codes.ERR_SERVER and self._result:
+            text = codes.error_text(self._lib, self._result)
+            if text:
+                self._raise(failure(status, text))
+        self._check(status)
+
+    def _run_batch(self, sql: bytes, keys: Sequence[Any], rows: Sequence[Sequence[Encoded]]) -> None:
+        self.connection.binder.bind_arrays(keys, rows)
+        self._check(self._lib.TRN_ExecBatch(self.connection.ref, sql, len(rows)))
+        if self._lib.fun_sql_type(sql) == codes.SQL_INSERT:
+            identifier = ctypes.create_string_buffer(_ID_SIZE)
+            self.connection.call("TRN_GetLastInsertId", identifier)
+            self.lastrowid = _row_id(identifier.value)
+
+    def _run_each(self, sql: bytes, keys: Sequence[Any], rows: Sequence[Sequence[Encoded]]) -> None:
+        for row in rows:
+            self.connection.binder.bind_encoded(keys, row)
+            self._run(sql)
+            last = self.lastrowid
+            self._forget()
+            self.lastrowid = last
+
+    def _call(self, name: str, arguments: Sequence[Any], returns: Optional[Out]) -> List[Any]:
+        """The arguments after the call, and the returned value behind them."""
+        connection = self.connection
+        sql = codes.c_text(_call_text(name, arguments))
+        with connection.lock:
+            self._begin()
+            try:
+                outputs = connection.binder.bind_call(arguments, returns)
+                text_before = codes.error_text(self._lib, connection.handle)
+                status = self._lib.TRN_Execute_procesure(connection.ref, sql, None)
+                if status != codes.TRUNCATED:  # which the value itself tells better
+                    self._check(status)
+                text = codes.error_text(self._lib, connection.handle)
+                if status == codes.WARNED and text != text_before:
+                    self.messages.append((Warning, Warning(text)))
+            finally:
+                connection.binder.forget()
+        values = [
+            self._value_of(output) if output else argument for output, argument in zip(outputs, arguments)
+        ]
+        return [*values, self._value_of(outputs[-1]) if returns and outputs[-1] else None]
+
+    def _value_of(self, output: Output) -> Any:
+        value = output.value()
+        if output.type is not CURSOR or value is None:
+            return value
+        return self.connection.opened_cursor(value)
+
+    def _take_item(self) -> None:
+        """Makes the result item in the handle the cursor's own."""
+        self._leave_item()
+        if not self._result:
+            return
+        kind, columns, affected = ctypes.c_int32(), ctypes.c_int32(), ctypes.c_int32()
+        identifier = ctypes.create_string_buffer(_ID_SIZE + 1)
+        self._lib.TRN_getResultRet(
+            self._result_ref,
+            ctypes.byref(kind),
+            ctypes.byref(columns),
+            None,
+            ctypes.byref(affected),
+            identifier,
+        )
+        if kind.value == codes.ITEM_QUERY:
+            rows = ctypes.c_int64()
+            self._lib.TRN_GetAttr(self._result_ref, codes.ROWS, ctypes.byref(rows), 8, None, None)
+            self._take_columns(columns.value)
+            self.rowcount = rows.value
+        elif kind.value == codes.ITEM_INSERT:
+            self.lastrowid = _row_id(identifier.value)
+        else:
+            self.rowcount = affected.value
+
+    def _take_columns(self, count: int) -> None:
+        self.description = describe(self._lib, self._result, count)
+        self.rownumber = 0
+        self._reader = RowReader(
+            self._lib, self._result, self.description, self.connection.descriptors, self.connection.lock
+        )
+
+
+def _row_id(text: bytes) -> Any:
+    if not text:
+        return None
+    return int(text) if text.isdigit() else text.decode("utf-8", "replace")
+
+
+def _call_text(name: str, arguments: Sequence[Any]) -> str:
+    if not _PROCEDURE_NAME.fullmatch(name):
+        raise ProgrammingError(f"{name!r} is no procedure's name")
+    return f"EXEC {name}({', '.join('?' * len(arguments))})"

@@ -1,0 +1,134 @@
+"""Server-side cursors: the rows stay on the server and are fetched in blocks."""
+
+from __future__ import annotations
+
+import ctypes
+from typing import TYPE_CHECKING, Any, Iterable, NoReturn, Optional
+
+from . import _library as codes
+from ._binding import Parameters
+from ._errors import Error, InterfaceError, NotSupportedError
+from .cursor import Cursor
+
+if TYPE_CHECKING:
+    from .connection import Connection
+
+_LARGEST_FETCH = 20000  # the library keeps a block in one piece
+
+
+class ServerCursor(Cursor):
+    """A cursor over one query, fetch_size rows at a time; rowcount is -1. It ends with its last row."""
+
+    def __init__(self, connection: Connection, fetch_size: int) -> None:
+        self._name = ""  # of the open cursor
+        self._generation = 0
+        if not 1 <= fetch_size <= _LARGEST_FETCH:
+            raise InterfaceError(f"fetch_size is a number from 1 to {_LARGEST_FETCH}")
+        self.fetch_size = fetch_size
+        super().__init__(connection)
+
+    def execute(self, operation: str, parameters: Optional[Parameters] = None) -> ServerCursor:
+        """Opens the cursor over a query and fetches its first rows."""
+        connection = self.connection
+        with connection.lock:
+            name = connection.new_cursor_name()
+            # In two statements: the library's call for both tells of a refused query only that there is no such cursor.
+            query = operation.rstrip("; \t\r\n")
+            super().execute(f"DECLARE {name} CURSOR FOR {query} ", parameters)
+            self._name, self._generation = name, connection.generation
+            self._check(self._lib.TRN_Execute_no_query(connection.ref, f"OPEN {name} ;".encode()))
+            self.adopt(name)
+        return self
+
+    def adopt(self, name: str) -> None:
+        """Takes over a cursor that is open, and fetches its first rows: they tell the types of all columns."""
+        self._name, self._generation = name, self.connection.generation
+        with self.connection.lock:
+            if self._result:
+                self._fetch()
+            else:
+                self._fetch_first()
+            columns = ctypes.c_int32()
+            self._lib.TRN_getResultRet(
+                self._result_ref, ctypes.byref(ctypes.c_int32()), ctypes.byref(columns), None, None, None
+            )
+            self._take_columns(columns.value)
+            self.rowcount = -1
+
+    def executemany(self, operation: str, seq_of_parameters: Iterable[Parameters]) -> NoReturn:
+        raise NotSupportedError("a server-side cursor runs one query")
+
+    def callproc(self, procname: str, parameters: Any = ()) -> NoReturn:
+        raise NotSupportedError("a server-side cursor runs one query")
+
+    def callfunc(self, name: str, return_type: Any = str, parameters: Any = ()) -> NoReturn:
+        raise NotSupportedError("a server-side cursor runs one query")
+
+    def nextset(self) -> None:
+        """There is one result only."""
+        self._require_open()
+
+    def close(self) -> None:
+        with self.connection.lock:
+            super().close()
+
+    def __del__(self) -> None:
+        if getattr(self, "_name", ""):
+            self.connection.abandon(self._generation, self._name)
+        super().__del__()
+
+    # ------------------------------------------------------------------------------- inside
+
+    def _fetch_first(self) -> None:
+        """Of a cursor whose columns are not known yet."""
+        count = ctypes.byref(ctypes.c_int32(self.fetch_size))
+        self.connection.call("TRN_FetchRefCursorHead", self._name.encode(), self._result_ref, None, None, count)
+        if not self._result:  # the call does not tell failures
+            error = self.connection.failure(codes.ERR_SERVER)
+            self._close_on_server()
+            self._raise(error)
+
+    def _fetch(self) -> int:
+        """Fetches the next rows in place of the last ones; gives their number."""
+        text = f"FETCH {self.fetch_size} FROM {self._name}".encode()
+        status: int = self._lib.TRN_FetchServerCursorRowset_V2(self.connection.ref, text, self._result_ref)
+        self._text_told = False
+        if status < 0:
+            error = self.connection.failure(status)
+            rows = ctypes.c_int64()
+            self._lib.TRN_GetAttr(self._result_ref, codes.ROWS, ctypes.byref(rows), 8, None, None)
+            if not rows.value:
+                self._close_on_server()
+                self._raise(error)
+            self._error_behind, status = error, rows.value
+        return status
+
+    def _refill(self) -> bool:
+        with self.connection.lock:
+            try:
+                super()._refill()
+            except Error:
+                self._close_on_server()
+                raise
+            if not self._name:
+                return False
+            self.connection.begin_call()
+            if self._generation != self.connection.generation:
+                self._name = ""
+                raise InterfaceError("the cursor ended when the connection logged in again")
+            if self._fetch():
+                return True
+            self._close_on_server()
+            return False
+
+    def _close_on_server(self) -> None:
+        """Closes the cursor, which may have ended with the server's failure already."""
+        name, self._name = self._name, ""
+        if name and self._generation == self.connection.generation and not self.connection.closed:
+            self._lib.TRN_CloseCursor(self.connection.ref, name.encode())
+
+    def _forget(self) -> None:
+        if self._name:
+            with self.connection.lock:
+                self._close_on_server()
+        super()._forget()

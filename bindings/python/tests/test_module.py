@@ -1,0 +1,90 @@
+"""The module itself: the library that it looks for, connection strings, threads, the examples of the README."""
+
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import unittest
+from concurrent.futures import ThreadPoolExecutor
+
+import tarnsql
+from support import Server, ServerCase
+
+
+class Finding(unittest.TestCase):
+    def test_a_library_that_is_not_there_or_another_is_told(self):
+        code = "import tarnsql\ntry: tarnsql.connect(server='127.0.0.1')\nexcept tarnsql.InterfaceError as error: print(error)"
+        system = "libm.so.6" if sys.platform == "linux" else "kernel32.dll"
+        for path, said in [
+            ("/nowhere/libtarnsql.so", "TARNSQL_LIBRARY names cannot be loaded (/nowhere/libtarnsql.so: "),
+            ("", "set TARNSQL_LIBRARY to the path of"),
+            (system, f"{system} is no tarnsql library: it has no TRN_OpenConn"),
+        ]:
+            environment = {**os.environ, "TARNSQL_LIBRARY": path, "LD_LIBRARY_PATH": ""}
+            told = subprocess.run([sys.executable, "-c", code], env=environment, capture_output=True, text=True)
+            self.assertIn(said, told.stdout, told.stderr)
+
+
+class Connecting(ServerCase):
+    def test_strings_and_keywords_say_the_same(self):
+        port = self.server.port
+        address = f"server=127.0.0.1;port={port};db=d;user=u;pwd=p"
+        ips = {"ips": ["127.0.0.1", "localhost"], "port": port, "user": "u", "char_set": "utf8"}
+        for given, keywords, autocommit, enciphered in [
+            (address.replace(";", ","), {}, False, False),
+            (address + ";auto_commit=on;use_ssl=on", {}, True, True),
+            (address.replace("pwd=p", "pwd=auto_commit"), {}, False, False),
+            (address + ";auto_commit=on", {"autocommit": False, "enciphered": True}, False, True),
+            ("db=d;user=u;port=1", {"server": "localhost", "port": port}, False, False),
+            ("", ips, False, False),
+        ]:
+            with self.subTest(given, **keywords), tarnsql.connect(given, **keywords) as connection:
+                self.addCleanup(connection.close)
+                self.assertEqual((connection.autocommit, connection.enciphered), (autocommit, enciphered))
+                self.assertRegex(connection.server_version, "^tarnlite ")
+
+    def test_what_a_string_cannot_carry_and_what_servers_refuse(self):
+        refusing = Server("--fault", "refuse-login")
+        self.addCleanup(refusing.stop)
+        for keywords in ({"password": "a;b"}, {"password": "x" * 64}, {"user": "ips=1"}, {"colour": "red"}):
+            with self.subTest(**keywords), self.assertRaises(tarnsql.InterfaceError):
+                self.connect(**keywords)
+        for keywords, code in [({"server": "no such host"}, None), ({"port": refusing.port}, "EC012")]:
+            with self.subTest(**keywords), self.assertRaises(tarnsql.OperationalError) as caught:
+                self.connect(**keywords)
+            self.assertEqual(caught.exception.code, code)
+
+
+class Threads(ServerCase):
+    def test_threads_share_one_connection_beside_their_own(self):
+        def work(number):  # parameters, results and failures of this thread, each of which must stay its own
+            own = self.connect(database=str(number)).cursor()
+            server_side = self.connection.cursor(server_side=True, fetch_size=7)
+            for turn in range(150):
+                cursor = self.connection.cursor()
+                mine = f"{number}-{turn}"
+                for each in (cursor, own):
+                    self.assertEqual(each.execute("select ?, ?", (mine, turn)).fetchall(), [(mine, turn)])
+                with self.assertRaisesRegex(tarnsql.ProgrammingError, f"no such table: t{number}_{turn}$"):
+                    cursor.execute(f"select * from t{number}_{turn} where a = ?", [mine])
+                cursor.executemany("insert into shared values (?, ?)", [(number, turn), (number, turn)])
+                if turn % 25 == 0:
+                    rows = server_side.execute("select a from shared where a = ?", [number]).fetchall()
+                    self.assertEqual(rows, [(number,)] * 2 * (turn + 1))
+
+        self.cursor.execute("create table shared(a INTEGER, b INTEGER)")
+        with ThreadPoolExecutor(8) as pool:
+            list(pool.map(work, range(8)))  # raises what they raise
+        self.assertEqual(self.one("select count(*) from shared"), 8 * 150 * 2)
+
+
+class Readme(ServerCase):
+    def test_the_examples_run(self):
+        text = (pathlib.Path(__file__).parent.parent / "README.md").read_text("utf-8")
+        examples = re.findall(r"```python\n(.*?)```", text, re.DOTALL)
+        self.assertGreater(len(examples), 3)
+        names = {}
+        for example in examples:
+            exec(example.replace("port=5139", f"port={self.server.port}"), names)
+        names["connection"].close()
