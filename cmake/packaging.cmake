@@ -1,0 +1,137 @@
+# What is packed besides the library, and how: the tools, the texts that go with each package, and CPack's settings
+# for Debian packages (libtarnsql1, libtarnsql-dev, tarnsql-tools) and for archives of everything (tar.gz, zip).
+# scripts/package.sh makes them. The version stands in the project, the header and the two changelogs; here they are
+# held together.
+file(STRINGS include/tarnsql.h lines REGEX "^#define TRN_VERSION")
+if(NOT lines STREQUAL "#define TRN_VERSION_MAJOR ${PROJECT_VERSION_MAJOR};#define TRN_VERSION_MINOR ${PROJECT_VERSION_MINOR};\
+#define TRN_VERSION_PATCH ${PROJECT_VERSION_PATCH};#define TRN_VERSION \"${PROJECT_VERSION}\"")
+  message(FATAL_ERROR "include/tarnsql.h is not of version ${PROJECT_VERSION}:\n${lines}")
+endif()
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS include/tarnsql.h CHANGELOG.md packaging/debian/changelog)
+if(NOT PROJECT_IS_TOP_LEVEL)
+  return()
+endif()
+
+file(STRINGS CHANGELOG.md changes REGEX "^## " LIMIT_COUNT 1)
+file(STRINGS packaging/debian/changelog debian_changes REGEX "^tarnsql " LIMIT_COUNT 1)
+string(REPLACE "." "\\." version_pattern ${PROJECT_VERSION})
+if(NOT changes MATCHES "^## ${version_pattern}( |$)" OR NOT debian_changes MATCHES "^tarnsql \\(${version_pattern}-([0-9]+)\\) ")
+  message(FATAL_ERROR "CHANGELOG.md and packaging/debian/changelog do not begin with version ${PROJECT_VERSION}")
+endif()
+set(CPACK_DEBIAN_PACKAGE_RELEASE ${CMAKE_MATCH_1})
+
+# Debian's library is found without a search path in the programs, and each of its packages has a directory of texts.
+option(TARNSQL_DEBIAN "Lay out what is installed as Debian packages have it (with CMAKE_INSTALL_PREFIX=/usr)" OFF)
+
+if(TARNSQL_BUILD_TOOLS)
+  set(tools tarnsh)
+  if(TARGET tarnlite)
+    list(APPEND tools tarnlite)
+  endif()
+  install(TARGETS ${tools} RUNTIME COMPONENT tools)
+  if(NOT TARNSQL_DEBIAN AND NOT WIN32)
+    file(RELATIVE_PATH libraries /prefix/${CMAKE_INSTALL_BINDIR} /prefix/${CMAKE_INSTALL_LIBDIR})
+    set_target_properties(tarnsh PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries}")
+  endif()
+endif()
+
+set(runtime_package libtarnsql${PROJECT_VERSION_MAJOR})
+set(development_package libtarnsql-dev)
+set(tools_package tarnsql-tools)
+if(TARNSQL_DEBIAN)
+  find_program(TARNSQL_GZIP gzip REQUIRED)
+  set(packed ${CMAKE_CURRENT_BINARY_DIR}/debian)
+  file(MAKE_DIRECTORY ${packed})
+  execute_process(COMMAND ${TARNSQL_GZIP} -9nc ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+                  OUTPUT_FILE ${packed}/changelog.gz COMMAND_ERROR_IS_FATAL ANY)
+  execute_process(COMMAND ${TARNSQL_GZIP} -9nc ${PROJECT_SOURCE_DIR}/packaging/debian/changelog
+                  OUTPUT_FILE ${packed}/changelog.Debian.gz COMMAND_ERROR_IS_FATAL ANY)
+  foreach(component runtime development tools)
+    set(${component}_texts ${CMAKE_INSTALL_DATAROOTDIR}/doc/${${component}_package})
+    install(FILES packaging/debian/copyright ${packed}/changelog.gz ${packed}/changelog.Debian.gz
+            DESTINATION ${${component}_texts} COMPONENT ${component})
+  endforeach()
+else()
+  foreach(component runtime development tools)
+    set(${component}_texts ${CMAKE_INSTALL_DATAROOTDIR}/doc/tarnsql)
+  endforeach()
+  install(FILES LICENSE NOTICE CHANGELOG.md DESTINATION ${runtime_texts} COMPONENT runtime)
+endif()
+install(FILES README.md DESTINATION ${development_texts} COMPONENT development)
+foreach(tool IN LISTS tools)
+  install(FILES tools/${tool}/README.md DESTINATION ${tools_texts} RENAME ${tool}.md COMPONENT tools)
+endforeach()
+
+# Which version of the library a program needs, by the names it calls: a name in exports.txt below a line
+# "# Since VERSION" came with that version.
+set(since 1.0.0)
+set(library libtarnsql.so.${PROJECT_VERSION_MAJOR})
+set(symbols "${library} ${runtime_package} #MINVER#\n TARNSQL_1@TARNSQL_1 1.0.0\n")
+file(STRINGS src/exports.txt lines)
+foreach(line IN LISTS lines)
+  if(line MATCHES "^# Since ([0-9.]+)")
+    set(since ${CMAKE_MATCH_1})
+  elseif(line MATCHES "^[A-Za-z]")
+    string(APPEND symbols " ${line}@TARNSQL_1 ${since}\n")
+  endif()
+endforeach()
+set(control ${CMAKE_CURRENT_BINARY_DIR}/control)
+file(CONFIGURE OUTPUT ${control}/symbols CONTENT "@symbols@" @ONLY)
+file(CONFIGURE OUTPUT ${control}/shlibs @ONLY
+     CONTENT "libtarnsql @PROJECT_VERSION_MAJOR@ @runtime_package@ (>= @PROJECT_VERSION@)\n")
+file(CONFIGURE OUTPUT ${control}/triggers CONTENT "activate-noawait ldconfig\n")
+
+set(CPACK_PACKAGE_NAME tarnsql)
+set(CPACK_PACKAGE_VENDOR "The tarnsql authors")
+set(CPACK_PACKAGE_CONTACT "The tarnsql authors <authors@tarnsql.invalid>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each Debian package has its own
+string(TOLOWER ${CMAKE_SYSTEM_NAME} system)
+set(CPACK_PACKAGE_FILE_NAME tarnsql-${PROJECT_VERSION}-${system}-${CMAKE_SYSTEM_PROCESSOR})
+set(CPACK_STRIP_FILES ON)
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/strip_archives.cmake)
+set(CPACK_TARNSQL_STRIP ${CMAKE_STRIP})
+set(CPACK_COMPONENTS_ALL runtime development)
+if(TARNSQL_BUILD_TOOLS)
+  list(APPEND CPACK_COMPONENTS_ALL tools)
+endif()
+
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+set(debian_version ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime_package})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${control}/symbols;${control}/shlibs;${control}/triggers")
+set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "client driver of the TARNDBMS database server
+tarnsql opens connections to TARNDBMS servers, runs SQL there and reads
+results: parameters, prepared statements, batches, large objects, server
+cursors and procedures, in one flat set of C functions.
+.
+This package contains the shared library.")
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${runtime_package} (= ${debian_version})")
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "client driver of the TARNDBMS database server (development files)
+tarnsql opens connections to TARNDBMS servers, runs SQL there and reads
+results.
+.
+This package contains the header, which documents every call, the static
+library, and what CMake and pkg-config need to find them.")
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${tools_package})
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION database)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${runtime_package} (>= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_CURRENT_BINARY_DIR}/src)
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION "SQL shell and development server of TARNDBMS
+tarnsh runs SQL on a TARNDBMS server, for a person at a terminal and for
+scripts, and copies tables from and to CSV files.
+.
+tarnlite is a server with SQLite inside that speaks the same protocol, to
+develop and test applications with.")
+
+include(CPack)

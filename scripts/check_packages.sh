@@ -1,0 +1,101 @@
+#!/usr/bin/env bash
+# Proves the packages that package.sh made, as their users have them. The Debian packages: no error in lintian's eyes,
+# installed by dpkg into an empty root with their dependencies looked up among this system's packages, symbols that are
+# the library's. The trees of all packages: an outside program built by CMake, with pkg-config and by a plain compiler,
+# shared and static, and tarnsh against tarnlite; those of the zip under Wine. The library: the binary interface that
+# packaging/abi holds.
+# Usage: check_packages.sh [DIRECTORY [--accept-abi]]
+#     DIRECTORY is build/packages otherwise; --accept-abi makes the interface of this build the one to hold later ones to
+set -euo pipefail
+cd "$(dirname "$0")/.."
+. scripts/packages.sh
+# shellcheck disable=SC2086
+need_packages $build_packages dpkg-dev lintian abigail-tools unzip wine wine64 g++-mingw-w64-x86-64-posix
+export WINEDEBUG=-all LC_ALL=C.UTF-8
+
+packages=$(realpath "${1:-build/packages}")
+version=$(sed -n 's/^#define TRN_VERSION "\(.*\)"/\1/p' include/tarnsql.h)
+multiarch=$(dpkg-architecture -qDEB_HOST_MULTIARCH)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+fail() {
+    echo "check_packages: $*" >&2
+    exit 1
+}
+
+built_outside() { # NAME TREE LIBDIR CC CXX EMULATOR CMAKE-ARGUMENT...
+    here=$work/$1 tree=$2 libdir=$3 cc=$4 cxx=$5 emulator=$6
+    consumer=$PWD/tests/install/consumer
+    shift 6
+    mkdir -p "$here/plain"
+    echo "-- by CMake"
+    ctest --build-and-test "$consumer" "$here/cmake" --build-generator Ninja \
+        --build-options -Dtarnsql_DIR="$tree/$libdir/cmake/tarnsql" "$@" \
+        --test-command ctest --output-on-failure --no-tests=error >"$here/log" 2>&1 || { cat "$here/log"; fail "CMake"; }
+    grep 'tests passed' "$here/log"
+    echo "-- with pkg-config"
+    cmake -DPKG_CONFIG=pkg-config -DCOMPILER="$cc" -DFLAGS= -DPROGRAM="$consumer/consumer.c" -DVERSION="$version" \
+        -DTREE="$tree" -DLIBDIR="$libdir" -DBINDIR=bin -DWORK="$here/pkg_config" -DEMULATOR="$emulator" \
+        -P tests/install/pkg_config_consumer.cmake
+    echo "-- by a plain compiler"
+    "$cxx" -I"$tree/include" "$consumer/consumer.c" -o "$here/plain/consumer.exe" -L"$tree/$libdir" -ltarnsql
+    [ -z "$emulator" ] || cp "$tree/bin/tarnsql.dll" "$here/plain"
+    LD_LIBRARY_PATH=$tree/$libdir $emulator "$here/plain/consumer.exe"
+}
+
+shell_works() { # TARNLITE TARNSH...
+    tarnlite=$1
+    shift
+    answer=$(scripts/with_tarnlite.sh "$tarnlite" "$@" "{}" -q --format csv -c "SELECT 'hello' AS greeting, 6 * 7 AS answer" |
+        tr -d '\r')
+    [ "$answer" = $'greeting,answer\nhello,42' ] || fail "tarnsh says: $answer"
+    echo "-- tarnsh against tarnlite"
+}
+
+echo "== Debian packages: lintian"
+lintian --allow-root --fail-on error "$packages"/*.deb
+
+echo "== Debian packages: installed"
+root=$work/root
+mkdir -p "$root" "$work/control/debian"
+cp -r /var/lib/dpkg "$work/dpkg"
+rm -f "$work"/dpkg/lock*
+dpkg --admindir="$work/dpkg" --instdir="$root" --force-not-root --force-script-chrootless --no-triggers --log="$work/dpkg.log" \
+    --install "$packages"/*.deb >"$work/log" 2>&1 || { cat "$work/log"; fail "dpkg"; }
+library=$root/usr/lib/$multiarch/libtarnsql.so.${version%%.*}
+built_outside debian "$root/usr" "lib/$multiarch" cc g++ ""
+LD_LIBRARY_PATH=$root/usr/lib/$multiarch shell_works "$root/usr/bin/tarnlite" "$root/usr/bin/tarnsh"
+
+echo "== Debian packages: what a program that uses the library depends on"
+printf 'Source: tarnsql\n\nPackage: libtarnsql%s\nArchitecture: any\n' "${version%%.*}" >"$work/control/debian/control"
+dpkg-deb -e "$packages"/libtarnsql[0-9]*.deb "$root/DEBIAN"
+(
+    cd "$work/control"
+    dpkg-gensymbols -p"libtarnsql${version%%.*}" -v"$version" -I"$root/DEBIAN/symbols" -e"$library" -O"$work/symbols" -c4 -q
+    dpkg-shlibdeps -S"$root" -l"$root/usr/lib/$multiarch" -O -e"$work/debian/plain/consumer.exe" | tee "$work/depends"
+)
+grep -q "libtarnsql${version%%.*} (>= 1.0.0)" "$work/depends" || fail "the program does not depend on the library's package"
+
+echo "== tar.gz"
+mkdir "$work/tar"
+tar -xzf "$packages"/tarnsql-*.tar.gz -C "$work/tar" --strip-components=1
+built_outside tar_programs "$work/tar" lib cc g++ ""
+shell_works "$work/tar/bin/tarnlite" "$work/tar/bin/tarnsh"
+
+echo "== zip"
+wine=/usr/lib/wine/wine64
+unzip -q "$packages"/tarnsql-*.zip -d "$work/zip"
+zip=$(echo "$work"/zip/tarnsql-*)
+built_outside zip_programs "$zip" lib x86_64-w64-mingw32-gcc-posix x86_64-w64-mingw32-g++-posix "$wine" \
+    -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/mingw-w64.cmake"
+shell_works "$work/tar/bin/tarnlite" "$wine" "$zip/bin/tarnsh.exe"
+
+echo "== the binary interface"
+baseline=packaging/abi/libtarnsql.abi
+abidw --exported-interfaces-only --type-id-style hash --no-comp-dir-path --no-corpus-path --no-show-locs \
+    --out-file "$work/libtarnsql.abi" "$packages/linux/src/libtarnsql.so.$version"
+[ "${2:-}" != --accept-abi ] || cp "$work/libtarnsql.abi" "$baseline"
+abidiff "$baseline" "$work/libtarnsql.abi" ||
+    fail "not the interface of $baseline; additions that are meant are accepted with --accept-abi"
+echo "all packages hold"
