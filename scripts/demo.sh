@@ -8,12 +8,16 @@ cd "$(dirname "$0")/.."
 # shellcheck disable=SC2086
 need_packages $build_packages unicode-data
 
-cmake --preset release -DTARNSQL_BUILD_TESTS=OFF -B build/demo >/dev/null
-cmake --build build/demo --target tarnlite quickstart >/dev/null
+tree=build/release # of the tests, when they have been built
+if [ ! -f "$tree/CMakeCache.txt" ]; then
+    tree=build/demo
+    cmake --preset release -DTARNSQL_BUILD_TESTS=OFF -B "$tree" >/dev/null
+fi
+cmake --build "$tree" --target tarnlite quickstart >/dev/null
 for channel in plain enciphered; do
     echo "== over the $channel channel"
     settings=
     [ "$channel" = plain ] || settings="use_ssl=on;"
-    scripts/with_tarnlite.sh build/demo/tools/tarnlite/tarnlite \
-        build/demo/examples/quickstart "$settings{}" /usr/share/unicode/UnicodeData.txt
+    scripts/with_tarnlite.sh "$tree/tools/tarnlite/tarnlite" \
+        "$tree/examples/quickstart" "$settings{}" /usr/share/unicode/UnicodeData.txt
 done
