@@ -27,7 +27,8 @@ struct ColumnDesc {
     int32_t flags;    // as sent
 };
 
-// Where a column's value lies in a row: all that reception and reading ask for with every value, and therefore kept small and apart.
+// Where a column's value lies in a row: all that reception and reading ask for with every value, and therefore kept small and
+// apart.
 struct Slot {
     int32_t wire_type;
     int32_t offset;      // inside a row
@@ -83,7 +84,7 @@ inline ResultSet* result_of(const TRN_HANDLE* handle) noexcept {
 }
 
 inline bool has_column(const ResultSet& result, int32_t column) noexcept {
-    return static_cast<uint32_t>(column - 1) < static_cast<uint32_t>(result.column_count);
+    return static_cast<uint32_t>(column) - 1 < static_cast<uint32_t>(result.column_count);
 }
 
 // The description of a 1-based column number; null when out of range.

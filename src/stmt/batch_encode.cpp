@@ -79,15 +79,16 @@ inline uint8_t* BatchEncoder::stage_head(uint32_t wire_type, size_t size) noexce
 }
 
 template <class T> bool BatchEncoder::stage_number(ArrayWalk& column) noexcept {
-    uint8_t* to = stage_head(column.wire_type, sizeof(T));
-    if (!to) return false;
     const BoundValue value = element_value(column);
     go_to_next_element(column);
     const bool given = value.length > 0;
+    const size_t size = given ? sizeof(T) : 0;
+    uint8_t* to = stage_head(column.wire_type, size);
+    if (!to) return false;
     const uint32_t length = sizeof(T) == sizeof(uint32_t) ? sizeof(T) : static_cast<uint32_t>(value.length);
     store_wire(to, given ? length : uint32_t{0});
     if (given) store_wire(to + sizeof length, value.as<T>());
-    filled_ += sizeof length + (given ? sizeof(T) : 0);
+    filled_ += sizeof length + size;
     return true;
 }
 
