@@ -720,15 +720,16 @@ TRN_API int32_t TRN_getResultcolseq(TRN_HANDLE* result, const char* name);
  *   7              float        TINYINT to BIGINT, NUMERIC, FLOAT, DOUBLE; other sources: 0, nothing written
  *   8              double       TINYINT to BIGINT, NUMERIC, FLOAT, DOUBLE
  *   3, 63          1 byte       any source: the first byte stored
- *   9              bytes        any source: all bytes stored; destination_length is NOT consulted. Numbers stand in
- *                               their own widths and the host's byte order, DATE as an int32_t of days since
- *                               1970-01-01, TIME as an int32_t of milliseconds, DATETIME as under 23. The fastest
- *                               way to a date: no text is made
+ *   9              bytes        any source: all bytes stored; destination_length is NOT consulted. Integers, FLOAT and
+ *                               DOUBLE stand in their own widths and the host's byte order, DATE as an int32_t of
+ *                               days since 1970-01-01, TIME as an int32_t of milliseconds, DATETIME as under 23;
+ *                               NUMERIC is its text without a terminator, TIME_TZ and DATETIME_TZ are 6 and 10
+ *                               bytes in the order of the wire. The fastest way to a date: no text is made
  *   23             int64_t      DATETIME: milliseconds since 1970-01-01
  *   28             int64_t      INTEGER and BIGINT widened, 8 bytes; INTERVAL YEAR TO MONTH: months, 4 bytes
  *   31             int64_t      INTEGER and BIGINT widened; INTERVAL DAY TO SECOND: microseconds
  *   21             nothing      0 for INTERVAL YEAR TO MONTH and DAY TO SECOND, else -13
- *   2, 10 to 14    text         every known source. The destination is cleared first. A text made from a number,
+ *   2, 10 to 14    text         every known source. What is left of the destination is cleared. A text made from a number,
  *                               date or interval keeps room for its terminator; CHAR, CLOB, BINARY and BLOB
  *                               bytes that fill the destination exactly have none
  *   15             bytes        CHAR, CLOB, BINARY, BLOB; no terminator

@@ -1,5 +1,6 @@
 // What the library needs of the operating system: a blocking TCP stream, a lock that any thread may give back, the start of
-// the sockets layer, and pages of memory. One implementation lives in posix/, one in win32/; no other source includes a system header.
+// the sockets layer, and pages of memory. One implementation lives in posix/, one in win32/; no other source includes a
+// system header.
 #pragma once
 
 #include <cstddef>
@@ -35,8 +36,8 @@ void destroy_lock(Lock* lock) noexcept;
 void acquire(Lock* lock) noexcept;
 void give_back(Lock* lock) noexcept;
 
-// Has the system provide the pages of memory that is about to be written, all at once instead of one by one as they are touched.
-// Only speed depends on it: where there is no such call it does nothing.
+// Has the system provide the pages of memory that is about to be written, all at once instead of one by one as they are
+// touched. Only speed depends on it: where there is no such call it does nothing.
 void prepare_pages(void* memory, size_t size) noexcept;
 
 } // namespace tarn::platform

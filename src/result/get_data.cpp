@@ -21,7 +21,7 @@ struct Buffer {
     int32_t size;
 };
 
-// length, which may be null, receives the value's length. The arguments lie where TRN_GetData got its own.
+// length, which may be null, receives the value's length.
 using Conversion = int32_t (*)(const ResultSet& result, StoredValue from, Buffer to,
                                int32_t* length) noexcept;
 
@@ -158,9 +158,10 @@ static int32_t deliver_bytes(Buffer to, int32_t* length, const void* bytes, size
     const size_t capacity = static_cast<size_t>(to.size);
     const bool fits = size <= capacity - cut.fitting;
     const size_t copied = fits ? size : capacity - cut.kept;
-    report(length, fits ? size : size - copied);
     std::memcpy(out, bytes, copied);
     std::memset(out + copied, 0, capacity - copied);
+    // Last: the length variable may be part of the buffer, behind the text.
+    report(length, fits ? size : size - copied);
     return fits ? TRN_OK : TRN_TRUNCATED;
 }
 

@@ -38,9 +38,12 @@ void BatchEncoder::put_row() noexcept {
     for (int32_t i = 0; i < set_.count; ++i) {
         const ParamSlot& slot = set_.slots[i];
         ArrayWalk& column = columns_[static_cast<size_t>(i)];
+        if (slot.direction == TRN_DIRECTION_RETURN) {
+            go_to_next_element(column);
+            continue;
+        }
         const BoundValue value = element_value(column);
         go_to_next_element(column);
-        if (slot.direction == TRN_DIRECTION_RETURN) continue;
         put_entry_head(conn_, slot);
         if (column.form == ValueForm::unknown) continue;
         put_u16(conn_, column.wire_type);
