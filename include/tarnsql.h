@@ -729,9 +729,9 @@ TRN_API int32_t TRN_getResultcolseq(TRN_HANDLE* result, const char* name);
  *   28             int64_t      INTEGER and BIGINT widened, 8 bytes; INTERVAL YEAR TO MONTH: months, 4 bytes
  *   31             int64_t      INTEGER and BIGINT widened; INTERVAL DAY TO SECOND: microseconds
  *   21             nothing      0 for INTERVAL YEAR TO MONTH and DAY TO SECOND, else -13
- *   2, 10 to 14    text         every known source. What is left of the destination is cleared. A text made from a number,
- *                               date or interval keeps room for its terminator; CHAR, CLOB, BINARY and BLOB
- *                               bytes that fill the destination exactly have none
+ *   2, 10 to 14    text         every known source. What is left of the destination is cleared. A text made from a
+ *                               number, date or interval keeps room for its terminator; CHAR, CLOB, BINARY and
+ *                               BLOB bytes that fill the destination exactly have none
  *   15             bytes        CHAR, CLOB, BINARY, BLOB; no terminator
  *   18             bytes        the same sources, piecewise: *length holds the offset to read from and receives
  *                               the bytes copied; 0 bytes at the end
