@@ -208,7 +208,7 @@ static void clear_lob(Lob& lob) noexcept {
 static int32_t complete_lob(int32_t* length, Lob& lob, int32_t status) noexcept {
     if (status != TRN_OK) return status;
     lob.state = LobState::complete;
-    report(length, lob.total_len);
+    report(length, static_cast<size_t>(lob.total_len));
     return TRN_OK;
 }
 
