@@ -18,20 +18,20 @@ static constexpr size_t value_head_size = 5;     // wire type and length
 BatchEncoder::BatchEncoder(Conn& conn, const ParamSet& set) noexcept
     : conn_(conn), set_(set), with_wire_types_(std::strcmp(conn.protocol_version, "201") != 0),
       columns_(allocate_array<ArrayWalk>(static_cast<size_t>(set.count) + 1)),
-      staged_(static_cast<uint8_t*>(allocate_raw(staging_size))), room_(staging_size) {
+      staged_(static_cast<uint8_t*>(allocate_raw(staging_size + short_run))), room_(staging_size) {
     for (int32_t i = 0; columns_ && i < set.count; ++i)
         columns_[static_cast<size_t>(i)] = walk_array(set.slots[i]);
 }
 
 // The value of the current element: the bind has seen that the element lies inside the buffer, but its length may lie. Empty
-// where the slot has no value or no such row.
-static inline BoundValue element_value(const ArrayWalk& column) noexcept {
+// where the slot has no value or no such row. The form is the column's.
+static inline BoundValue element_value(const ArrayWalk& column, ValueForm form) noexcept {
     if (column.rows_left == 0) return {};
     const int64_t start = column.offset + column.skip;
     const int32_t readable = static_cast<int32_t>(std::max<int64_t>(column.size - start, 0));
     const int32_t length = *column.lengths;
     return {column.elements + (readable ? start : 0), readable,
-            column.form == ValueForm::bytes ? std::min(length, readable) : length};
+            form == ValueForm::bytes ? std::min(length, readable) : length};
 }
 
 void BatchEncoder::put_row() noexcept {
@@ -42,7 +42,7 @@ void BatchEncoder::put_row() noexcept {
             go_to_next_element(column);
             continue;
         }
-        const BoundValue value = element_value(column);
+        const BoundValue value = element_value(column, column.form);
         go_to_next_element(column);
         put_entry_head(conn_, slot);
         if (column.form == ValueForm::unknown) continue;
@@ -65,7 +65,7 @@ void BatchEncoder::send_complete_rows() noexcept {
 bool BatchEncoder::make_room(size_t size) noexcept {
     if (filled_ + size > room_) send_complete_rows();
     if (filled_ + size <= room_) return true;
-    void* grown = resize_zeroed(staged_.get(), room_, room_ + size);
+    void* grown = resize_zeroed(staged_.get(), room_ + short_run, room_ + size + short_run);
     if (!grown) return false;
     (void)staged_.release();
     staged_.reset(static_cast<uint8_t*>(grown));
@@ -81,9 +81,10 @@ inline uint8_t* BatchEncoder::stage_head(uint32_t wire_type, size_t size) noexce
     return staged_.get() + filled_;
 }
 
+// Arrays of numbers have elements of their numbers' size.
 template <class T> bool BatchEncoder::stage_number(ArrayWalk& column) noexcept {
-    const BoundValue value = element_value(column);
-    go_to_next_element(column);
+    const BoundValue value = element_value(column, ValueForm::u64);
+    go_to_next_element(column, sizeof(T));
     const bool given = value.length > 0;
     const size_t size = given ? sizeof(T) : 0;
     uint8_t* to = stage_head(column.wire_type, size);
@@ -96,13 +97,16 @@ template <class T> bool BatchEncoder::stage_number(ArrayWalk& column) noexcept {
 }
 
 bool BatchEncoder::stage_bytes(ArrayWalk& column) noexcept {
-    const BoundValue value = element_value(column);
+    const BoundValue value = element_value(column, ValueForm::bytes);
     go_to_next_element(column);
     const uint32_t length = static_cast<uint32_t>(std::max(value.length, 0));
     uint8_t* to = stage_head(column.wire_type, length);
     if (!to) return false;
     store_wire(to, length);
-    if (length) std::memcpy(to + sizeof length, value.bytes, length);
+    if (length <= short_run && value.readable >= static_cast<int32_t>(short_run))
+        copy_short_run(to + sizeof length, value.bytes);
+    else if (length)
+        std::memcpy(to + sizeof length, value.bytes, length);
     filled_ += sizeof length + length;
     return true;
 }

@@ -54,11 +54,15 @@ inline int64_t element_step(const ArrayWalk& walk) noexcept {
     return -1;
 }
 
-inline void go_to_next_element(ArrayWalk& walk) noexcept {
+inline void go_to_next_element(ArrayWalk& walk, int64_t step) noexcept {
     if (walk.rows_left == 0) return;
-    walk.offset += std::max<int64_t>(element_step(walk), 0);
+    walk.offset += step;
     ++walk.lengths;
     --walk.rows_left;
+}
+
+inline void go_to_next_element(ArrayWalk& walk) noexcept {
+    if (walk.rows_left > 0) go_to_next_element(walk, std::max<int64_t>(element_step(walk), 0));
 }
 
 // Whether all elements lie inside the slot's buffer.
