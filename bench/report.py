@@ -161,7 +161,9 @@ conversion of texts and dates where a library leaves that to it, and the checksu
 {growth_columns}
 ## Parts
 
-Ratios named "of ..." compare with the rival measured in the same run; `bench/` tells of each what exactly is measured.
+Ratios named "of ..." compare with the rival measured in the same run; `bench/` tells of each what exactly is measured. A large
+object that is received stays in memory, and the first touch of that memory takes most of the time: beside the bare stream into a
+small buffer stands the bare stream into memory that is kept (`lob/loopback_receive_and_keep`).
 
 {parts}"""
 
