@@ -17,8 +17,8 @@ static bool add_chunk(Lob& lob) noexcept {
     if (!chunk) return false;
     chunk->data = static_cast<uint8_t*>(allocate_raw(lob_chunk_size));
     if (!chunk->data) return false;
-    if (lob.head_chunk)
-        platform::prepare_pages(chunk->data, lob_chunk_size); // an object of several chunks fills them
+    // An object of several chunks fills them.
+    if (lob.head_chunk) platform::prepare_pages(chunk->data, lob_chunk_size);
     chunk->index = lob.chunk_count++;
     (lob.tail_chunk ? lob.tail_chunk->next : lob.head_chunk) = chunk.get();
     lob.tail_chunk = chunk.release();

@@ -58,7 +58,8 @@ uint8_t* take_block_from_new_chunk(RowPool& pool, size_t size) noexcept {
     }
     pool.current->next = chunk;
     carve_from(pool, chunk);
-    platform::prepare_pages(chunk->buffer, pool_chunk_size); // a pool that needs another chunk mostly fills it
+    // A pool that needs another chunk mostly fills it.
+    platform::prepare_pages(chunk->buffer, pool_chunk_size);
     pool.free += reserved;
     return chunk->buffer;
 }

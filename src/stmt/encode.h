@@ -42,7 +42,7 @@ class BatchEncoder {
     const ParamSet& set_;
     bool with_wire_types_;
     Owned<ArrayWalk[]> columns_; // at the next row's elements, a slot each
-    Owned<uint8_t> staged_; // short_run bytes more than its room
+    Owned<uint8_t> staged_;      // short_run bytes more than its room
     size_t room_;
     size_t filled_ = 0;
     size_t complete_ = 0; // the part of it that holds whole rows
