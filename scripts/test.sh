@@ -6,15 +6,21 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 
+export WINEDEBUG=-all
+
 presets=("$@")
 [ ${#presets[@]} -gt 0 ] || presets=(release asan tsan windows)
 
 # shellcheck disable=SC2086
 need_packages $build_packages libgtest-dev unicode-data python3 python3-pexpect
 case " ${presets[*]} " in
-*" windows "*) need_packages g++-mingw-w64-x86-64-posix googletest wine wine64 ;;
+*" windows "*)
+    need_packages g++-mingw-w64-x86-64-posix googletest wine wine64
+    # Wine sets up its home at the first start. Two programs that start at the same time in a new home spoil it: some
+    # then hang for minutes or fail.
+    /usr/lib/wine/wine64 wineboot --init
+    ;;
 esac
-export WINEDEBUG=-all
 
 for preset in "${presets[@]}"; do
     echo "== $preset"
