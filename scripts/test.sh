@@ -12,16 +12,13 @@ presets=("$@")
 [ ${#presets[@]} -gt 0 ] || presets=(release asan tsan windows)
 
 # shellcheck disable=SC2086
-need_packages $build_packages libgtest-dev unicode-data python3 python3-pexpect
+need_packages $build_packages libgtest-dev libssl-dev unicode-data python3 python3-pexpect
 case " ${presets[*]} " in
-*" windows "*)
-    need_packages g++-mingw-w64-x86-64-posix googletest wine wine64
-    # Wine sets up its home at the first start. Two programs that start at the same time in a new home spoil it: some
-    # then hang for minutes or fail.
-    /usr/lib/wine/wine64 wineboot --init
-    ;;
+*" windows "*) need_packages g++-mingw-w64-x86-64-posix googletest wine wine64 ;;
 esac
 
+# The programs for Windows run one at a time, as their preset has it: they share one Wine server, which two keep no busier
+# than one, and two that are the first to start in a new home of Wine's spoil it and hang.
 for preset in "${presets[@]}"; do
     echo "== $preset"
     cmake --preset "$preset" >/dev/null
