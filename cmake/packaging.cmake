@@ -60,6 +60,17 @@ endif()
 install(FILES README.md DESTINATION ${development_texts} COMPONENT development)
 foreach(tool IN LISTS tools)
   install(FILES tools/${tool}/README.md DESTINATION ${tools_texts} RENAME ${tool}.md COMPONENT tools)
+  set(man_page ${PROJECT_SOURCE_DIR}/docs/man/${tool}.1)
+  if(WIN32 OR NOT EXISTS ${man_page})
+    continue()
+  endif()
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${man_page})
+  if(TARNSQL_DEBIAN)
+    execute_process(COMMAND ${TARNSQL_GZIP} -9nc ${man_page}
+                    OUTPUT_FILE ${packed}/${tool}.1.gz COMMAND_ERROR_IS_FATAL ANY)
+    set(man_page ${packed}/${tool}.1.gz)
+  endif()
+  install(FILES ${man_page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 endforeach()
 
 # Which version of the library a program needs, by the names it calls: a name in exports.txt below a line

@@ -1,16 +1,24 @@
 #!/usr/bin/env python3
-"""Shows the plain comments of tarnsql.h to Doxygen, which reads the header through this filter.
+"""Shows the plain comments of tarnsql.h and the pages of the guide to Doxygen, which reads both through this filter.
 
-A comment's first sentence stays text; what follows, argument lists and tables, keeps its layout. The first comment is the
-main page. A line of dashes with a title begins a group, and a comment right below describes it. A comment above several
-#defines describes each that has none of its own.
+In the header a comment's first sentence stays text; what follows, argument lists and tables, keeps its layout. The first
+comment is a page of its own. A line of dashes with a title begins a group, and a comment right below describes it. A comment
+above several #defines describes each that has none of its own.
+
+The guide's first page is the main page, with the groups of calls behind it. Links between pages become references, links out of
+them plain text, and the names of calls lead to the calls.
 """
+import pathlib
 import re
 import sys
 
-SECTION = re.compile(r"/\* -{20,} (.+) \*/$")
+ROOT = pathlib.Path(__file__).resolve().parents[1]
+HEADER = ROOT / "include/tarnsql.h"
+MAIN_PAGE = ROOT / "docs/guide/README.md"
+SECTION = re.compile(r"/\* -{20,} (.+) \*/$", re.M)
 DEFINE = re.compile(r"#define TRN_(?!API)")
 DECLARED = re.compile(r"TRN_API .*?(\w+)\(")
+CALLS = set(DECLARED.findall(HEADER.read_text("utf-8")))
 
 
 def safe(text):
@@ -18,12 +26,17 @@ def safe(text):
     return re.sub(r"^( *)-(?= )", r"\1&ndash;", re.sub(r'([\\@#%$&<>"])', r"\\\1", text))
 
 
+def linked(text):
+    """The same text with references where it names calls."""
+    return re.sub(r"\b[A-Z]\w+", lambda word: f'@ref {word[0]} "{word[0]}"' if word[0] in CALLS else word[0], text)
+
+
 def comment(lines, heading=""):
     """A comment for Doxygen, from the lines of a plain one."""
     first = next((i + 1 for i, line in enumerate(lines) if not line or line.endswith((".", ":"))), len(lines))
     sentence, rest = (list(map(safe, part)) for part in (lines[:first], lines[first:]))
     if rest:  # a blank line would end it
-        sentence += ["<pre>", *(line or "&nbsp;" for line in rest[not rest[0]:]), "</pre>"]
+        sentence += ["<pre>", *(linked(line) or "&nbsp;" for line in rest[not rest[0]:]), "</pre>"]
     return f"/** {heading}" + "\n".join(sentence) + " */"
 
 
@@ -35,9 +48,13 @@ def block(line, lines):
     return [re.sub(r"^ \* ?", "", each).rstrip() for each in text.split("\n")]
 
 
-def filtered(source):
+def group(title):
+    return re.sub("[^a-z]+", "_", title), title[0].upper() + title[1:]
+
+
+def header(source):
     lines = iter(source.split("\n"))
-    yield comment(block(next(lines), lines), "@mainpage tarnsql\n\n")
+    yield comment(block(next(lines), lines), "@page conventions Conventions of the header\n\n")
     yield "/** @file */"
     open_group = False
     for line in lines:
@@ -47,8 +64,8 @@ def filtered(source):
             open_group = True
             line = next(lines)
             about = block(line, lines) if line.startswith("/*") else [""]
-            name = re.sub("[^a-z]+", "_", title[1])
-            yield comment(about, f"@defgroup {name} {title[1][0].upper()}{title[1][1:]}\n\n")
+            name, shown = group(title[1])
+            yield comment(about, f"@defgroup {name} {shown}\n\n")
             yield "/** @{ */"
         elif line.startswith("/*"):
             about = block(line, lines)
@@ -73,6 +90,50 @@ def filtered(source):
     yield "/** @} */"
 
 
+def page_id(path):
+    return "page_" + re.sub(r"\W", "_", path.relative_to(ROOT).with_suffix("").as_posix())
+
+
+def slug(heading):
+    return re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-")
+
+
+def is_page(path):
+    return path.suffix == ".md" and path.exists() and ROOT / "docs" in path.parents
+
+
+def link(path):
+    """What replaces a link of a page."""
+    def replace(match):
+        text, (target, _, heading) = match[1], match[2].partition("#")
+        aim = (path.parent / target).resolve() if target else path
+        if aim == HEADER:
+            return f'@ref tarnsql.h "{text}"'
+        if not is_page(aim):
+            return match[0] if "://" in match[2] else text
+        anchor = f"{page_id(aim)}_{heading}" if heading else page_id(aim)
+        return f'@{"subpage" if path == MAIN_PAGE else "ref"} {anchor} "{text}"'
+    return replace
+
+
+def page(path, source):
+    """A page of the guide; what stands in fences stays as it is."""
+    parts = re.split(r"(^```.*?^```\n)", source, flags=re.M | re.S)
+    for i in range(0, len(parts), 2):
+        text = re.sub(r"\[([^]]+)\]\(([^)\s]+)\)", link(path), parts[i])
+        text = re.sub(r"`([^`]+)`", lambda code: f"<code>{linked(safe(code[1]))}</code>", text)
+        text = re.sub(r"\[(EC\d+)\]", r"\\[\1\\]", text)
+        text = re.sub(r"^(##+) (.*)$", lambda line: f"{line[0]} {{#{page_id(path)}_{slug(line[2])}}}", text, flags=re.M)
+        parts[i] = re.sub(r"^# (.*)$", rf"# \1 {{#{page_id(path)}}}", text, count=1, flags=re.M) if i == 0 else text
+    yield "".join(parts)
+    if path == MAIN_PAGE:
+        yield "\n## The calls {#calls}\n\nWhat holds for all of them: @subpage conventions\n"
+        for title in SECTION.findall(HEADER.read_text("utf-8")):
+            name, shown = group(title)
+            yield f'- @ref {name} "{shown}"'
+
+
 if __name__ == "__main__":
-    with open(sys.argv[1], encoding="utf-8") as header:
-        print("\n".join(filtered(header.read())))
+    given = pathlib.Path(sys.argv[1]).resolve()
+    text = given.read_text("utf-8")
+    print("\n".join(header(text) if given.suffix == ".h" else page(given, text)))

@@ -33,19 +33,23 @@
  * 6. Errors. A failure that the library can put into words replaces the error text of the handle it happened
  *    on; a later success does not clear it. TRN_GetErrorLen, TRN_GetError and TRN_GetErrorInfo read it. Texts of
  *    the library begin with a bracketed code such as "[EC011]"; texts of the server are kept as they arrived.
+ *    A text of the server between the rows of a result, or right behind them, goes to the result, joined to those before
+ *    it, and changes no status.
  *
- * 7. Printed lines. Server errors, warnings and notices and network failures are also printed on the standard
- *    output of the process, one flushed line each ("Server Error %s \n", "Server Warning %s \n", "Server Message
- *    %s \n", "Net Error %s \n"; calls that receive results: "[EC031]Error in recv result :%s \n", "[EC032]Server
- *    Warning in recv result :%s \n").
+ * 7. Printed lines. What the server says of an execution is also printed on the standard output of the process,
+ *    one flushed line each: "Server Error %s \n", "Server Warning %s \n", "Server Message %s \n"; by calls that
+ *    receive results "[EC031]Error in recv result :%s \n", "[EC032]Server Warning in recv result :%s \n". Further
+ *    lines tell of a reply that broke off (TRN_Execute_no_query, TRN_Execute_procesure: "Net Error %s \n", or
+ *    "Update Prop NetError  \n" and "Insert Prop NetError  \n"), of arrays that could not be bound, of a large
+ *    object that could not be sent and of a list of more than 99 addresses.
  *
  * 8. Threads. The library starts no thread. Calls that talk to the server hold their connection's lock for
  *    the whole request and reply, so several threads may execute on one connection and run one after another.
  *    Everything else (results, error texts, opening, closing) takes no lock: a handle must not be closed, freed
  *    or read while another thread uses it. Different connections share nothing.
  *
- * 9. Waiting. A read from the server waits at most 30 minutes for the next bytes, and at most three such
- *    waits in a row end it.
+ * 9. Waiting. A read from the server waits at most 30 minutes for the next bytes; three such waits in a row end
+ *    it, one on an enciphered channel. Connecting and sending wait as long as the system does.
  *
  * 10. Linking. One calling convention, the platform's own. Define TARNSQL_STATIC before including this header
  *     when linking the static library on Windows.
@@ -77,6 +81,7 @@ extern "C" {
 typedef void* TRN_HANDLE;
 
 /* -------------------------------------------------------------------------------------- connection */
+/* Opening, connecting again and closing, and what a session told last. */
 
 /*
  * Opens a connection: parses conn_string, connects a TCP socket and logs in.
@@ -151,9 +156,10 @@ TRN_API int32_t Release_IpsAttrs(void** ips_state);
 TRN_API int32_t TRN_ReconnectConn(TRN_HANDLE* handle);
 
 /*
- * Closes a connection, releases everything it holds and sets the variable to null. The socket is reset at
- * once (linger time 0). Must not run while another call uses the connection. Results received earlier stay
- * valid. Returns 0; -1 when handle or *handle is null; -3 when it is not a connection.
+ * Closes a connection, releases everything it holds and sets the variable to null. A default statement is first ended
+ * on the server, which waits for its answer; then the socket is reset at once (linger time 0). Must not run while
+ * another call uses the connection. Results received earlier stay valid.
+ * Returns 0; -1 when handle or *handle is null; -3 when it is not a connection.
  */
 TRN_API int32_t TRN_CloseConn(TRN_HANDLE* handle);
 
@@ -166,7 +172,8 @@ TRN_API void TRN_Drop(TRN_HANDLE* handle);
 
 /*
  * Copies the identifier of the last inserted row, as the server sent it, into out_text with its terminator.
- * out_text  at least 32 bytes; required. Empty when no insert has been reported.
+ * out_text  at least 32 bytes; required. Empty when no insert has been reported; inserts by TRN_Execute_query_with_one do
+ *           not count.
  * Returns 0; -3 for a null argument or another kind of handle. Takes no lock.
  */
 TRN_API int32_t TRN_GetLastInsertId(TRN_HANDLE* handle, char* out_text);
@@ -194,6 +201,7 @@ TRN_API int32_t TRN_GetErrorInfoOption();
 #endif
 
 /* ------------------------------------------------------------------------------------------ errors */
+/* The error text of a handle: whole, its length, and split into code and message. */
 
 /*
  * Copies the handle's error text, without a terminator, into out_text and its length into out_len.
@@ -220,6 +228,7 @@ TRN_API int32_t TRN_GetErrorLen(TRN_HANDLE* handle);
 TRN_API int32_t TRN_GetErrorInfo(TRN_HANDLE* handle, char* out_code, char* out_message);
 
 /* -------------------------------------------------------------------------------------- attributes */
+/* What a connection was opened with, and the numbers of a result, by number. */
 
 /*
  * Reads a numbered attribute of a connection or of a result.
@@ -263,6 +272,7 @@ TRN_API int32_t TRN_GetAttr(TRN_HANDLE* handle, int32_t id, void* out_value, int
 TRN_API int32_t TRN_SetAttr(TRN_HANDLE* handle, int32_t id, void* value);
 
 /* --------------------------------------------------------------------------------------- execution */
+/* Statements, single values and results. */
 
 /*
  * Runs a statement and reports a count.
@@ -284,9 +294,13 @@ TRN_API int32_t TRN_Execute_no_query(TRN_HANDLE* handle, const char* sql);
  *             - handed-over form: a 4-byte length and, at byte 4 (unaligned), an 8-byte pointer to a NUL-terminated
  *               copy of the value, to be released with TRN_FreePtr. Used for CLOB, BINARY and BLOB values of any
  *               length and for CHAR values of 64 bytes or more.
- *             A null value, or a result without rows, clears the first 4 bytes.
+ *             A null value, or a result without rows, clears the first 4 bytes. Text of a number is cut to 63 bytes;
+ *             TIME and DATETIME WITH TIME ZONE and OPAQUE have no text here, and leave the area as it is.
  * type_word   receives the wire type of the column (TRN_WIRE_*), plus 100 (TRN_HANDED_OVER) for the handed-over
  *             form; 0 for a result without rows; required.
+ *
+ * Both are written only when the reply ends behind the rows. Where an error or another statement's count follows them
+ * nothing is written and the status may still be 0, so set *type_word to a value of your own beforehand.
  *
  * Returns 0; 1 after a warning or notice or an insert; 2 after an update; 3 after a delete; -1 after a server
  * error; -3 for a null argument or another kind of handle, with nothing sent; -4 when the reply could not be
@@ -307,9 +321,10 @@ TRN_API int32_t TRN_Execute_query_with_one(TRN_HANDLE* handle, const char* sql, 
  * affected_count  receives its affected rows.
  *
  * Returns the rows of the last batch of rows received (a batch holds up to 20,000), 0 when the reply held no
- * rows; -1 after a server error, warning or notice, whose text is then the error text: items that arrived are
- * handed over all the same; -3 for a null argument or another kind of handle, with nothing sent; -4 when the
- * reply could not be read and -5 when memory ran out: no item is then handed over and *result_out is null.
+ * rows; -1 after a server error, warning or notice (not one of convention 6), whose text is then the error text:
+ * items that arrived are handed over all the same; -3 for a null argument or another kind of handle, with nothing
+ * sent; -4 when the reply could not be read and -5 when memory ran out: no item is then handed over and
+ * *result_out is null.
  */
 TRN_API int32_t TRN_ExecwithDataReader(TRN_HANDLE* handle, const char* sql, TRN_HANDLE* result_out,
                                        int32_t* column_count, int64_t* row_count, int32_t* affected_count);
@@ -386,10 +401,13 @@ TRN_API int32_t TRN_BindParamByPos(TRN_HANDLE* handle, int32_t position, int32_t
  * values           the elements, one behind the other:
  *                    1, 3, 63       1 byte each; 4: 2; 5: 4 (and 7, by position only); 6, 8, 23: 8
  *                    2, 62          a 4-byte length in host order and its bytes
- *                    9 to 15        of the row's length each (15 by position: 4 bytes more), as 28 and 31
+ *                    15             by position: 4 bytes that are not looked at, then bytes of the row's length; by
+ *                                   name: the bytes alone, but what travels begins and ends 4 bytes late
+ *                    9              bytes of the row's length, for all rows together at most 41 a row
+ *                    10, 11, 13     bytes of the row's length
+ *                    12, 14, 28, 31 taken, but the server cannot read a request that holds them: bind texts (2)
  *                  Elements of 1 to 9, 23, 62 and 63 are copied (15 by position too); the others stay the
- *                  application's and must live until the execution. 2, 15 and 62 travel from the fifth byte of each
- *                  element on.
+ *                  application's and must live until the execution.
  * values_size      size of values in bytes; nothing beyond it is read.
  * lengths          array_size lengths, copied; below 1 is a null.
  *
@@ -404,7 +422,8 @@ TRN_API int32_t TRN_BindParamArrayByName(TRN_HANDLE* handle, const char* name, i
 /*
  * The same at a position, from 1.
  * Returns 0 (also for direction 6, without effect); -8 for directions 2 and 3, without effect; -51 ([EC051]) for a
- * position above 4,000 or above parameter_count; -54 ([EC054]) for a position below 1; -52, -58, -3, -5 as above.
+ * position above 4,000 or above parameter_count, and without a text for one more than 128 above the room made so far;
+ * -54 ([EC054]) for a position below 1; -52, -58, -3, -5 as above.
  */
 TRN_API int32_t TRN_BindParamArrayByPos(TRN_HANDLE* handle, int32_t position, int32_t parameter_count,
                                         int32_t direction, int32_t data_type, int32_t array_size,
@@ -423,6 +442,7 @@ TRN_API int32_t TRN_BindParams2Conn(TRN_HANDLE* conn_handle, TRN_HANDLE* set_han
 TRN_API int32_t TRN_ResetParams(TRN_HANDLE* handle);
 
 /* ------------------------------------------------------------------------------ prepared execution */
+/* The same statement again and again, and one statement for many rows. */
 
 /*
  * Prepares a statement on the server under a generated name: "STC" and a number that is never used twice on a
@@ -477,13 +497,15 @@ TRN_API int32_t TRN_Execute2(TRN_HANDLE* handle, const char* statement_name, cha
 TRN_API int32_t TRN_ExecBatch(TRN_HANDLE* handle, const char* sql, int32_t array_count);
 
 /* -------------------------------------------------------------------------------------- procedures */
+/* Calls with output parameters. */
 
 /*
  * Calls a procedure or function and fills the bound output parameters.
  *
  * Output values (directions 2, 3 and 6) are written into the application's buffers as they arrive, without a terminator, and
  * their full lengths into the length variables. A return value goes to the last slot of the set, which is never sent and
- * whose direction must be 6. A slot without a buffer or length is passed over; an empty (null) value sets its length to 0.
+ * whose direction must be 6. A slot of another direction, or without a buffer or length, is passed over; an empty (null)
+ * value sets the length to 0.
  *
  *   arrives as                        slot bound as text (type 2)         any other type
  *   TINYINT, SMALLINT, INTEGER, BIGINT  decimal                           the integer, in host order
@@ -492,14 +514,14 @@ TRN_API int32_t TRN_ExecBatch(TRN_HANDLE* handle, const char* sql, int32_t array
  *   DATE                              "2024-02-29"                        int32_t year, month, day
  *   TIME                              "10:20:30.005"                      int32_t hour, minute, second, millisecond
  *   DATETIME                          "2024-02-29 10:20:30"               int64_t milliseconds since 1970-01-01
- *   all others                        the bytes                           the bytes
+ *   all others                        the bytes as they travelled, numbers big-endian
  *
  * A slot bound as a large object (40 to 42) takes the bytes as its new content instead.
  *
  * reserved  not used: rows that the procedure returns are received and dropped.
  *
  * Returns the status of the last message that has one: the rows of the last chunk of a result (chunks hold up to 200), -12
- * when a value was cut to its buffer, -59 ([EC060]) for an output without any bound slot, 1 after a warning or notice,
+ * when a value was cut to its buffer, -59 ([EC060]) for an output when the set is empty, 1 after a warning or notice,
  * -1 after a server error; 0 when none came; -3 for a null argument or another kind of handle, with nothing sent; -4
  * when the reply could not be read; -5 out of memory. Outputs behind a result of more than 400 rows are not delivered.
  * Without an attached set it does what TRN_Execute_no_query does (-56 for output values). A set of TRN_CreateParams stays
@@ -613,6 +635,7 @@ TRN_API int32_t TRN_Reset_Lob(TRN_HANDLE* lob);
 TRN_API int32_t TRN_Distroy_Lob(TRN_HANDLE* lob);
 
 /* ----------------------------------------------------------------------------------------- results */
+/* Rows, the items of a reply, counts, and giving memory back. */
 
 /*
  * Makes the next row current; the first call gives the first row. There is no way back.
@@ -629,7 +652,8 @@ TRN_API int32_t TRN_NextResult(TRN_HANDLE* result);
 
 /*
  * Releases one result item and sets the variable to null. Items further on are released only by walking to
- * them with TRN_NextResult first. Returns 0 always.
+ * them with TRN_NextResult first. A handle of another kind is not released, though its variable becomes null as well.
+ * Returns 0 always.
  */
 TRN_API int32_t TRN_FreeRowset(TRN_HANDLE* result);
 
@@ -702,6 +726,7 @@ TRN_API int32_t TRN_getResultcolname(TRN_HANDLE* result, int32_t column, char* n
 TRN_API int32_t TRN_getResultcolseq(TRN_HANDLE* result, const char* name);
 
 /* ----------------------------------------------------------------------------------- values, dates */
+/* One value of the current row in the type wanted, and two helpers. */
 
 /*
  * Converts one value of the current row.
@@ -722,16 +747,19 @@ TRN_API int32_t TRN_getResultcolseq(TRN_HANDLE* result, const char* name);
  *   3, 63          1 byte       any source: the first byte stored
  *   9              bytes        any source: all bytes stored; destination_length is NOT consulted. Integers, FLOAT and
  *                               DOUBLE stand in their own widths and the host's byte order, DATE as an int32_t of
- *                               days since 1970-01-01, TIME as an int32_t of milliseconds, DATETIME as under 23;
- *                               NUMERIC is its text without a terminator, TIME_TZ and DATETIME_TZ are 6 and 10
- *                               bytes in the order of the wire. The fastest way to a date: no text is made
+ *                               days since 1970-01-01, TIME as an int32_t of milliseconds, DATETIME as under 23,
+ *                               intervals that end in SECOND as an int64_t of microseconds, other intervals as an
+ *                               int32_t of their smallest field; NUMERIC is its text without a terminator, TIME_TZ
+ *                               and DATETIME_TZ are 6 and 10 bytes in the order of the wire. The fastest way to a
+ *                               date: no text is made
  *   23             int64_t      DATETIME: milliseconds since 1970-01-01
  *   28             int64_t      INTEGER and BIGINT widened, 8 bytes; INTERVAL YEAR TO MONTH: months, 4 bytes
  *   31             int64_t      INTEGER and BIGINT widened; INTERVAL DAY TO SECOND: microseconds
  *   21             nothing      0 for INTERVAL YEAR TO MONTH and DAY TO SECOND, else -13
  *   2, 10 to 14    text         every known source. What is left of the destination is cleared. A text made from a
- *                               number, date or interval keeps room for its terminator; CHAR, CLOB, BINARY and
- *                               BLOB bytes that fill the destination exactly have none
+ *                               number, date, interval or OPAQUE keeps room for its terminator and is cut to 63
+ *                               bytes without a word; CHAR, CLOB, BINARY and BLOB bytes that fill the destination
+ *                               exactly have none
  *   15             bytes        CHAR, CLOB, BINARY, BLOB; no terminator
  *   18             bytes        the same sources, piecewise: *length holds the offset to read from and receives
  *                               the bytes copied; 0 bytes at the end
@@ -739,7 +767,8 @@ TRN_API int32_t TRN_getResultcolseq(TRN_HANDLE* result, const char* name);
  *                               replaced by a CHAR, CLOB, BINARY or BLOB value. In a session that asked for
  *                               descriptors the value's first byte decides: behind "c" and "b" the data follows,
  *                               "C" and "B" begin a descriptor, whose content is fetched from the server under the
- *                               connection's lock; anything else gives 0 and writes nothing
+ *                               connection's lock (a server that refuses it leaves the object empty, with 0); anything
+ *                               else gives 0 and writes nothing
  *
  * Returns 0; -3 no result or destination, or no large object in it; or no memory for its
  * content; -4 a large object could not be fetched; -11 no current row or a null value (*length is 0); -12 truncated:
@@ -763,11 +792,12 @@ TRN_API int32_t dt2dtm_Api(int64_t milliseconds, char* text);
  * Returns TRN_SQL_*: 1 INSERT, MERGE, REPLACE; 2 UPDATE; 3 DELETE; 4 a single SELECT, or a prepared
  * statement's name (STC...); 5 CREATE; 6 ALTER; 9 SELECT followed by further statements, and everything else;
  * 10 EXEC, EXECUTE; -3 when sql is null. Only blanks, carriage returns and line feeds are skipped before the
- * word: a tab, a comment or a parenthesis gives 9.
+ * word: a tab, a comment or a parenthesis gives 9, and so does MERGE, ALTER or EXEC without a blank behind it.
  */
 TRN_API int32_t fun_sql_type(const char* sql);
 
 /* --------------------------------------------------------------------------------------- constants */
+/* Kinds, statuses, directions and type codes. */
 
 /* Handle kinds: the first 32 bits of every record. */
 #define TRN_KIND_CONNECTION 1
@@ -777,7 +807,7 @@ TRN_API int32_t fun_sql_type(const char* sql);
 #define TRN_KIND_RESERVED 6 /* accepted by several calls as a kind without content; never made */
 
 /* Statuses. */
-#define TRN_OK 0
+#define TRN_OK 0                     /* done */
 #define TRN_WARNING 1                /* a warning or notice ended the reply */
 #define TRN_OPENED 2                 /* TRN_OpenConn succeeded */
 #define TRN_RECONNECTED 1            /* TRN_ReconnectConn succeeded */

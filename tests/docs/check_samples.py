@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Compiles and runs the samples of the pages, and checks that their links lead to files.
+"""Compiles and runs the samples of the pages, and checks that their links lead to files and that no error is left out.
 
     check_samples.py BUILD-DIRECTORY
 
@@ -57,6 +57,17 @@ def lead_nowhere(page):
 def headings(file):
     titles = re.findall(r"^#+ (.*)$", BLOCK.sub("", file.read_text("utf-8")), re.M)
     return {re.sub(r"[^\w\- ]", "", title.lower()).replace(" ", "-") for title in titles}
+
+
+def unlisted():
+    """The error codes and statuses that do not have exactly one row in the tables of the page about errors."""
+    page = (SOURCE / "docs/guide/errors.md").read_text("utf-8")
+    listed = re.findall(r"\bEC\d+", " ".join(re.findall(r"^\| (EC[^|]*)", page, re.M)))
+    listed += re.findall(r"^\|[^|]*\| `(TRN_[A-Z_]+)` \|", page, re.M)
+    statuses = re.search(r"/\* Statuses\. \*/\n(.*?)\n\n", (SOURCE / "include/tarnsql.h").read_text("utf-8"), re.S)[1]
+    texts = (SOURCE / "src/conn/messages.h").read_text("utf-8")
+    expected = {"EC0100", *re.findall(r"\[(EC\d+)\]", texts), *re.findall(r"#define (\w+)", statuses)}
+    return [name for name in sorted(expected.union(listed)) if listed.count(name) != (name in expected)]
 
 
 def compiled(language, code, build):
@@ -121,6 +132,7 @@ def main():
         return 1 if failed else 0
 
     wrong = [f"{page.relative_to(SOURCE)}: no such place: {link}" for page in PAGES for link in lead_nowhere(page)]
+    wrong += [f"docs/guide/errors.md: not listed once: {name}" for name in unlisted()]
     print("\n".join(wrong + [f"{len(PAGES)} pages searched for links"]), flush=True)
     pages = [page for page in WITH_SAMPLES if any(samples(page))]
     server = [SOURCE / "scripts/with_tarnlite.sh", build / "tools/tarnlite/tarnlite"]
