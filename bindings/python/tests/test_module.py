@@ -1,5 +1,7 @@
-"""The module itself: the library that it looks for, connection strings, threads, the examples of the README."""
+"""The module itself: the library that it looks for, connection strings, threads, lifetimes, the examples of the README."""
 
+import contextlib
+import gc
 import os
 import pathlib
 import re
@@ -7,6 +9,7 @@ import subprocess
 import sys
 import unittest
 from concurrent.futures import ThreadPoolExecutor
+from unittest import mock
 
 import tarnsql
 from support import Server, ServerCase
@@ -36,7 +39,8 @@ class Connecting(ServerCase):
             (address + ";auto_commit=on;use_ssl=on", {}, True, True),
             (address.replace("pwd=p", "pwd=auto_commit"), {}, False, False),
             (address + ";auto_commit=on", {"autocommit": False, "enciphered": True}, False, True),
-            ("db=d;user=u;port=1", {"server": "localhost", "port": port}, False, False),
+            (address.replace("server=127.0.0.1", "IP = localhost "), {}, False, False),
+            ("server=no such host;port=1", {"server": "localhost", "port": port}, False, False),
             ("", ips, False, False),
         ]:
             with self.subTest(given, **keywords), tarnsql.connect(given, **keywords) as connection:
@@ -47,10 +51,14 @@ class Connecting(ServerCase):
     def test_what_a_string_cannot_carry_and_what_servers_refuse(self):
         refusing = Server("--fault", "refuse-login")
         self.addCleanup(refusing.stop)
-        for keywords in ({"password": "a;b"}, {"password": "x" * 64}, {"user": "ips=1"}, {"colour": "red"}):
+        for keywords in ({"password": "a;b"}, {"password": "x" * 64}, {"user": "ips=1"}, {"user": "\ud800"}):
             with self.subTest(**keywords), self.assertRaises(tarnsql.InterfaceError):
                 self.connect(**keywords)
-        for keywords, code in [({"server": "no such host"}, None), ({"port": refusing.port}, "EC012")]:
+        for keywords, code in [
+            ({"server": "no such host"}, None),
+            ({"server": None, "connection_string": "server=a..b;"}, None),
+            ({"port": refusing.port}, "EC012"),
+        ]:
             with self.subTest(**keywords), self.assertRaises(tarnsql.OperationalError) as caught:
                 self.connect(**keywords)
             self.assertEqual(caught.exception.code, code)
@@ -77,6 +85,28 @@ class Threads(ServerCase):
         with ThreadPoolExecutor(8) as pool:
             list(pool.map(work, range(8)))  # raises what they raise
         self.assertEqual(self.one("select count(*) from shared"), 8 * 150 * 2)
+
+
+class Lifetimes(ServerCase):
+    def test_what_goes_out_of_use_is_released_without_the_garbage_collector(self):
+        self.cursor.execute("create table t(a DATE)")
+        self.cursor.execute("insert into t values ('1999-01-01'), ('0000-05-05')")
+        self.connection.commit()
+        library = tarnsql._library.library()
+        self.addCleanup(gc.enable)
+        gc.disable()
+        for sql in ("select 1", "select 1; select * from nowhere", "select a from t"):
+            with contextlib.ExitStack() as patches, self.subTest(sql):
+                freed, closed = (
+                    patches.enter_context(mock.patch.object(library, name, wraps=getattr(library, name)))
+                    for name in ("TRN_FreeRowset", "TRN_CloseConn")
+                )
+                cursor = tarnsql.connect(**self.server.settings).cursor()
+                with contextlib.suppress(tarnsql.Error):
+                    cursor.execute(sql).fetchmany(5)
+                freed.reset_mock()
+                cursor = None
+                self.assertEqual((freed.call_count, closed.call_count), (1, 1))
 
 
 class Readme(ServerCase):

@@ -128,7 +128,7 @@ class Statements(ServerCase):
                 self.assertIs(type(caught.exception), error)
         self.assertEqual(self.cursor.fetchall(), [(1,)], "what came before the failure")
         self.assertEqual((caught.exception.status, str(caught.exception)), (-1, "no such table: nowhere"))
-        self.assertEqual(self.cursor.messages, [(tarnsql.ProgrammingError, caught.exception)])
+        self.assertEqual(repr(self.cursor.messages), repr([(tarnsql.ProgrammingError, caught.exception)]))
         self.cursor.close()
         self.assertRaises(tarnsql.InterfaceError, self.cursor.execute, "select 1")
 
@@ -150,8 +150,11 @@ class Statements(ServerCase):
         self.assertEqual(self.cursor.fetchall(), [(1, "number 1"), (2, "number 2"), (3, "number 3")])
         count, cursor = self.cursor.callproc("open_numbers", [4500, Out(CURSOR)])
         self.assertEqual((count, len(cursor.fetchall())), (4500, 4500))
-        for name, sent, value in [("DATE", "2024-02-29", moment.date()), ("BOOLEAN", "T", True)]:
+        day = moment.date()
+        for name, sent, value in [("DATE", "2024-02-29", day), ("BOOLEAN", "T", True), ("NUMERIC", "42", 42)]:
             self.assertEqual(self.cursor.callfunc("typed", type(value), [name, sent]), value)
+        for wanted in (date, int):
+            self.assertRaises(tarnsql.DataError, self.cursor.callfunc, "typed", wanted, ["DOUBLE", "1.5"])
         self.assertIsNone(self.cursor.callfunc("warn", str, ["mind the gap"]))
         told = [(kind, str(text)) for kind, text in self.cursor.messages]
         self.assertEqual(told, [(tarnsql.Warning, "mind the gap")])

@@ -26,6 +26,7 @@ TYPES = [
     ("INTEGER", NUMBER, [-(2**31), 0x01020304], []),
     ("BIGINT", NUMBER, [-(2**63), 2**63 - 1], []),
     ("NUMERIC(12,3)", NUMBER, [Decimal("-0.001"), Decimal("123456789.125")], [(7, Decimal("7.000"))]),
+    ("NUMERIC", NUMBER, [Decimal("1E-61"), Decimal("1E-62"), Decimal("-1E-100"), Decimal("1E+200")], []),
     ("FLOAT", NUMBER, [-0.5, 2.0**-60], []),
     ("DOUBLE", NUMBER, [0.1, -1.7976931348623157e308], []),
     ("DATE", DATETIME, [date(1, 1, 1), date(9999, 12, 31), date(1969, 12, 31)], []),
@@ -75,6 +76,7 @@ class Values(ServerCase):
         for error, sets in [
             (tarnsql.ProgrammingError, ("a", 5, [1, object()], [1, 2])),
             (tarnsql.DataError, ([Decimal("NaN")], ["\ud800"])),
+            (tarnsql.InterfaceError, ({1: 1}, {"a\0": 1})),
         ]:
             for parameters in sets:
                 with self.subTest(parameters=repr(parameters)), self.assertRaises(error):
@@ -106,6 +108,7 @@ class LargeObjects(ServerCase):
         self.assertEqual((blob.seek(-2, io.SEEK_END), blob.read()), (len(content) - 2, b"\xfe\xff"))
         self.assertEqual((blob.seek(1 << 30), blob.read(5)), (1 << 30, b""))
         self.assertRaises(ValueError, blob.seek, -1)
+        self.assertEqual(list(Clob("one\ntwo\n" + "x" * 9999)), [b"one\n", b"two\n", b"x" * 9999])
         self.assertEqual((blob.seek(0), blob.read()), (0, content))
         self.assertEqual((clob.text(), clob.seek(0)), ("ü" * 50000, 0))
         self.assertEqual(io.TextIOWrapper(io.BufferedReader(clob), "utf-8").read(3), "üüü")
@@ -116,3 +119,9 @@ class LargeObjects(ServerCase):
         self.assertEqual([len(value) if value else None for value, in cursor], [100000, 4, None])
         blob.close()
         self.assertRaises(ValueError, blob.read, 1)
+        self.assertRaises(tarnsql.DataError, execute, "select ?", [blob])
+        # In the middle of a thread's fetching another one closes the connection.
+        fetching = execute("select a from t")._reader
+        self.connection.close()
+        self.assertEqual(fetching.step(), 0)
+        self.assertRaises(tarnsql.InterfaceError, fetching.row)

@@ -11,8 +11,9 @@ import datetime
 import struct
 import sys
 import uuid
+from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
 from decimal import Decimal
-from typing import Any, Callable, Dict, Iterable, Iterator, List, Mapping, Optional, Sequence, Tuple, Union
+from typing import Any, Dict, List, Optional, Tuple, Union
 
 from . import _library as codes
 from ._errors import DataError, NotSupportedError, ProgrammingError, failure
@@ -21,6 +22,7 @@ from ._types import CURSOR, InOut, Out, YearToMonth
 from .lob import Blob, Clob, Lob
 
 Parameters = Union[Sequence[Any], Mapping[str, Any]]
+Keys = Sequence[Union[int, bytes]]  # of parameters: positions from 1, or names
 Encoded = Tuple[int, Any]  # the type's code; the bytes, or a large object
 
 _BATCH_ROWS = 65535  # as many travel in one request
@@ -30,8 +32,8 @@ _BATCH_BYTES = 64 << 20
 _LONGEST = 65535
 
 _EPOCH = datetime.datetime(1970, 1, 1)
-_MILLISECOND = datetime.timedelta(milliseconds=1)
 _NULL: Encoded = (codes.NO_TYPE, b"")
+_int64, _double, _size_in_front = (struct.Struct(form).pack for form in ("=q", "=d", "=i"))
 
 
 def _text(value: Any) -> Encoded:
@@ -48,10 +50,16 @@ def _bytes(value: Any) -> Encoded:
     return (codes.BYTES, encoded) if len(encoded) <= _LONGEST else (codes.BLOB, Blob(encoded))
 
 
+def _lob(value: Lob) -> Encoded:
+    value.require_open()
+    return value.code, value
+
+
 def _int(value: int) -> Encoded:
-    if -(1 << 63) <= value < 1 << 63:
-        return codes.BIGINT, struct.pack("=q", value)
-    return _text(int(value))
+    try:
+        return codes.BIGINT, _int64(value)
+    except struct.error:
+        return _text(int(value))
 
 
 def _decimal(value: Decimal) -> Encoded:
@@ -63,7 +71,8 @@ def _decimal(value: Decimal) -> Encoded:
 def _datetime(value: datetime.datetime) -> Encoded:
     if value.tzinfo:
         return _text(value.isoformat(" "))
-    return codes.MILLISECONDS, struct.pack("=q", (value - _EPOCH) // _MILLISECOND)
+    since = value - _EPOCH
+    return codes.MILLISECONDS, _int64((since.days * 86400 + since.seconds) * 1000 + since.microseconds // 1000)
 
 
 def _timedelta(value: datetime.timedelta) -> Encoded:
@@ -77,7 +86,7 @@ _ENCODERS: Dict[type, Callable[[Any], Encoded]] = {
     type(None): lambda value: _NULL,
     bool: lambda value: (codes.BOOLEAN, b"\1" if value else b"\0"),
     int: _int,
-    float: lambda value: (codes.DOUBLE, struct.pack("=d", value)),
+    float: lambda value: (codes.DOUBLE, _double(value)),
     str: _str,
     bytes: _bytes,
     bytearray: _bytes,
@@ -89,7 +98,7 @@ _ENCODERS: Dict[type, Callable[[Any], Encoded]] = {
     datetime.timedelta: _timedelta,
     YearToMonth: _text,
     uuid.UUID: _text,
-    Lob: lambda value: (value.code, value),
+    Lob: _lob,
 }
 
 
@@ -98,7 +107,7 @@ def encode(value: Any) -> Encoded:
     if encoder is None:
         base = next((base for base in type(value).__mro__ if base in _ENCODERS), None)
         if base is None:
-            raise ProgrammingError(f"a {type(value).__name__} cannot be a parameter")
+            raise ProgrammingError(f"a parameter cannot be of type {type(value).__name__}")
         encoder = _ENCODERS[base]
     try:
         return encoder(value)
@@ -106,17 +115,21 @@ def encode(value: Any) -> Encoded:
         raise DataError(f"a parameter cannot be sent: {error}") from error
 
 
-def is_named(parameters: Parameters) -> bool:
-    """Whether the parameters have names; raises for what are no parameters."""
-    if isinstance(parameters, Mapping):
-        return True
-    if isinstance(parameters, (str, bytes)) or not isinstance(parameters, Sequence):
-        raise ProgrammingError("parameters come as a sequence, or as a mapping of names")
-    return False
+def keys_of(parameters: Parameters) -> Keys:
+    """The positions or the names of the parameters; raises for what are no parameters."""
+    if not isinstance(parameters, (tuple, list)):  # which most are
+        if isinstance(parameters, Mapping):
+            return [codes.c_text(name, "a parameter's name") for name in parameters]
+        if isinstance(parameters, (str, bytes)) or not isinstance(parameters, Sequence):
+            raise ProgrammingError("parameters come as a sequence, or as a mapping of names")
+    return range(1, len(parameters) + 1)
 
 
 class Binder:
-    """Binds values to a connection for its next execution. The caller holds the connection's lock until that is done."""
+    """Binds values to a connection for its next execution.
+
+    The caller holds the connection's lock until that is done, and then has all forgotten, also behind a failure.
+    """
 
     def __init__(self, lib: ctypes.CDLL, connection: ctypes.c_void_p) -> None:
         self._lib = lib
@@ -131,52 +144,45 @@ class Binder:
 
     def _check(self, status: int) -> None:
         if status < 0:
-            text = codes.error_text(self._lib, self._handle)
-            self.forget()
-            raise failure(status, text)
+            raise failure(status, codes.error_text(self._lib, self._handle))
 
     def bind(self, parameters: Parameters) -> None:
         """Single values, by position or by name."""
-        is_named(parameters)
-        items: Iterable[Tuple[Any, Any]]
-        items = parameters.items() if isinstance(parameters, Mapping) else enumerate(parameters, 1)
-        encoded: List[Tuple[Any, Encoded]]
-        encoded = [(key, encode(value)) for key, value in items]  # a value that fails leaves nothing bound
-        for key, (code, content) in encoded:
-            self._bind_one(key, code, content)
+        keys = keys_of(parameters)
+        values = parameters.values() if isinstance(parameters, Mapping) else parameters
+        self.bind_encoded(keys, [encode(value) for value in values])
 
-    def bind_encoded(self, keys: Sequence[Any], row: Sequence[Encoded]) -> None:
+    def bind_encoded(self, keys: Keys, row: Sequence[Encoded]) -> None:
         for key, (code, content) in zip(keys, row):
             self._bind_one(key, code, content)
 
-    def _bind_one(self, key: Union[int, str], code: int, content: Any) -> None:
+    def _bind_one(self, key: Union[int, bytes], code: int, content: Any) -> None:
         size = 0  # of a large object, which knows its own
         if isinstance(content, Lob):
             self._held.append(content)
             content = content.variable
         else:
             size = len(content)
-        if isinstance(key, str):
-            name = codes.c_text(key, "a parameter's name")
+        if isinstance(key, bytes):
             status = self._lib.TRN_BindParamByName(
-                self._connection, name, codes.IN, code, content, size, None, None
+                self._connection, key, codes.IN, code, content, size, None, None
             )
         else:
             status = self._lib.TRN_BindParamByPos(self._connection, key, codes.IN, code, content, size, None)
         self._check(status)
 
-    def bind_arrays(self, keys: Sequence[Any], rows: Sequence[Sequence[Encoded]]) -> None:
+    def bind_arrays(self, keys: Keys, rows: Sequence[Sequence[Encoded]]) -> None:
         """One array for each parameter; fit_for_arrays has agreed to the rows."""
         for index, key in enumerate(keys):
             column = [row[index] for row in rows]
             code = next((code for code, _ in column if code != codes.NO_TYPE), codes.TEXT)
-            values = b"".join(_element(code, content) for _, content in column)
-            lengths = (ctypes.c_int32 * len(rows))(*[len(content) for _, content in column])
-            bind, name = self._lib.TRN_BindParamArrayByPos, key
-            if isinstance(key, str):
-                bind, name = self._lib.TRN_BindParamArrayByName, codes.c_text(key, "a parameter's name")
+            values = b"".join(_elements(code, [content for _, content in column]))
+            lengths = struct.pack(f"={len(column)}i", *[len(content) for _, content in column])
+            bind = self._lib.TRN_BindParamArrayByPos
+            if isinstance(key, bytes):
+                bind = self._lib.TRN_BindParamArrayByName
             self._check(
-                bind(self._connection, name, len(keys), codes.IN, code, len(rows), values, len(values), lengths)
+                bind(self._connection, key, len(keys), codes.IN, code, len(rows), values, len(values), lengths)
             )
 
     def bind_call(self, arguments: Sequence[Any], returns: Optional[Out]) -> List[Optional[Output]]:
@@ -205,53 +211,45 @@ class Binder:
 _WIDTHS = {codes.BOOLEAN: 1, codes.BIGINT: 8, codes.DOUBLE: 8, codes.MILLISECONDS: 8}
 
 
-def _element(code: int, content: bytes) -> bytes:
-    width = _WIDTHS.get(code)
-    if width:
-        return content or bytes(width)
-    return struct.pack("=i", len(content)) + content
+def _elements(code: int, column: Sequence[bytes]) -> List[bytes]:
+    if code in _WIDTHS:
+        null = bytes(_WIDTHS[code])
+        return [content or null for content in column]
+    return [part for content in column for part in (_size_in_front(len(content)), content)]
 
 
-def fit_for_arrays(rows: Sequence[Sequence[Encoded]], named: bool) -> bool:
+def fit_for_arrays(keys: Keys, rows: Sequence[Sequence[Encoded]]) -> bool:
     """Whether the rows can travel as arrays: there is one type a column, and arrays of it."""
+    without_arrays = {codes.CLOB, codes.BLOB}
+    if keys and isinstance(keys[0], bytes):
+        without_arrays.add(codes.BYTES)
     for column in zip(*rows):
         kinds = {code for code, _ in column} - {codes.NO_TYPE}
-        if len(kinds) > 1 or kinds & {codes.CLOB, codes.BLOB} or (named and codes.BYTES in kinds):
+        if len(kinds) > 1 or kinds & without_arrays:
             return False
-    return bool(rows and rows[0])
+    return bool(keys)
 
 
-def batches(rows: Iterable[Parameters]) -> Iterator[Tuple[Sequence[Any], List[List[Encoded]]]]:
+def batches(rows: Iterable[Parameters]) -> Iterator[Tuple[Keys, List[List[Encoded]]]]:
     """The rows, encoded, in pieces that a request can take, each with the names or positions of its parameters."""
-    keys: Sequence[Any] = ()
+    keys: Keys = ()
     batch: List[List[Encoded]] = []
     size = 0
     for row in rows:
-        if is_named(row):
-            names = list(row)
-            if batch and set(names) != set(keys):
-                raise ProgrammingError("the sets of parameters have different names")
-            keys = keys if batch else names
-            encoded = [encode(row[name]) for name in keys]
-        else:
-            if batch and len(row) != len(keys):
-                raise ProgrammingError("the sets of parameters have different lengths")
-            keys = range(1, len(row) + 1)
-            encoded = [encode(value) for value in row]
+        keys_of_row = keys_of(row)
+        if not batch:
+            keys, names = keys_of_row, list(row)
+        elif keys_of_row != keys and set(keys_of_row) != set(keys):
+            raise ProgrammingError("the sets of parameters have different names or lengths")
+        values = [row[name] for name in names] if isinstance(row, Mapping) else row
+        encoded = [encode(value) for value in values]
         batch.append(encoded)
-        size += sum(len(content) for _, content in encoded)
+        size += sum([len(content) for _, content in encoded])
         if len(batch) == _BATCH_ROWS or size >= _BATCH_BYTES:
             yield keys, batch
             batch, size = [], 0
     if batch:
         yield keys, batch
-
-
-def _fields(kind: Callable[..., Any]) -> Callable[[bytes], Any]:
-    def convert(content: bytes) -> Any:
-        return kind(*struct.unpack(f"={len(content) // 4}i", content))
-
-    return convert
 
 
 def _time_of(content: bytes) -> datetime.time:
@@ -280,14 +278,15 @@ _OUTPUTS: Dict[Any, Tuple[int, int, Callable[[bytes], Any]]] = {
     str: (codes.TEXT, 0, _string_of),
     bytes: (codes.BYTES, 0, bytes),
     Decimal: (codes.TEXT, 0, lambda content: Decimal(content.decode("ascii"))),
-    int: (codes.BIGINT, 8, lambda content: int.from_bytes(content, sys.byteorder, signed=True)),
+    int: (codes.TEXT, 0, int),  # a NUMERIC comes as text anyway: it would be taken for the bytes of an integer
     float: (codes.DOUBLE, 8, _float_of),
     bool: (codes.BOOLEAN, 1, lambda content: content in (b"T", b"t", b"\1")),
-    datetime.date: (codes.DATE, 12, _fields(datetime.date)),
+    datetime.date: (codes.DATE, 12, lambda content: datetime.date(*struct.unpack("=3i", content))),
     datetime.time: (codes.TIME, 16, _time_of),
     datetime.datetime: (codes.MILLISECONDS, 10, _datetime_of),
     CURSOR: (codes.TEXT, 256, _string_of),
 }
+_INT_BOTH_WAYS = (codes.BIGINT, 8, lambda content: int.from_bytes(content, sys.byteorder, signed=True))
 
 
 class Output:
@@ -298,7 +297,11 @@ class Output:
             raise NotSupportedError(f"outputs cannot be of type {argument.type!r}")
         self.type = argument.type
         self.code, size, self._convert = _OUTPUTS[argument.type]
-        content = self._input(argument.value) if isinstance(argument, InOut) else b""
+        content = b""
+        if isinstance(argument, InOut):
+            if argument.type is int:
+                self.code, size, self._convert = _INT_BOTH_WAYS
+            content = self._input(argument.value)
         self.buffer = ctypes.create_string_buffer(content, max(size or argument.size, len(content)))
         self.length = ctypes.c_int32(len(content))
         self.length_ref = ctypes.byref(self.length)

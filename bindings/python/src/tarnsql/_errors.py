@@ -94,7 +94,7 @@ _BY_CODE = {"EC080": OperationalError, "EC053": ProgrammingError, "EC057": Inter
 _BY_WORDS = [
     (r"constraint|duplicate|foreign key|not unique", IntegrityError),
     (
-        r"syntax|no such|does not exist|doesn't exist|already exists|not found|undefined|ambiguous|unrecognized|incomplete"
+        r"syntax|no such|there is no|does not exist|doesn't exist|already exists|not found|undefined|ambiguous|unrecognized|incomplete"
         r"|parameter|has no column|values for|number of arguments|not authorized|permission|privilege",
         ProgrammingError,
     ),

@@ -1,8 +1,8 @@
 """The driver library: where it is looked for, its calls and its numbers.
 
 Nothing is loaded before the first connection. Every pointer is declared as a plain address, which takes
-ctypes.byref(...), ctypes buffers, bytes (for what the library only reads) and None; so a call costs as little as ctypes
-allows. Handle variables are ctypes.c_void_p objects and travel as their address.
+ctypes.byref(...), ctypes buffers, bytes (for what the library only reads) and None. Handle variables are ctypes.c_void_p
+objects and travel as their address.
 """
 
 from __future__ import annotations
@@ -12,7 +12,7 @@ import ctypes.util
 import functools
 import os
 import sys
-from typing import Iterator
+from typing import Callable, Iterator, Tuple
 
 from ._errors import InterfaceError
 
@@ -97,7 +97,6 @@ _CALLS = {
     "TRN_Get_Lob_data": (_address, _address, _int),
     "TRN_LobRead_SetPos": (_address, _int),
     "TRN_Distroy_Lob": (_address,),
-    "TRN_ReadNext": (_address,),
     "TRN_NextResult": (_address,),
     "TRN_FreeRowset": (_address,),
     "TRN_getResultRet": (_address, _address, _address, _address, _address, _address),
@@ -108,12 +107,12 @@ _CALLS = {
 
 
 def _candidates() -> Iterator[str]:
-    if sys.platform == "win32":
-        yield "tarnsql.dll"
-    else:
+    if sys.platform != "win32":
         yield "libtarnsql.so.1"
         yield "libtarnsql.so"
-    found = ctypes.util.find_library("tarnsql")
+        return
+    yield "tarnsql.dll"
+    found = ctypes.util.find_library("tarnsql")  # along PATH, where the loader does not look for a bare name
     if found:
         yield found
 
@@ -145,6 +144,18 @@ def library() -> ctypes.CDLL:
     return loaded
 
 
+@functools.lru_cache(maxsize=None)
+def row_calls() -> Tuple[Callable[..., int], Callable[..., int]]:
+    """TRN_ReadNext and TRN_GetData for what is called again and again, by every row and value.
+
+    They keep the interpreter's lock, which is dearer to give up than to hold meanwhile, and have no declared arguments:
+    ctypes passes an int as int32_t, byref(...), buffers and None as addresses, faster than where it has to check.
+    """
+    loaded = library()
+    keeping_the_lock = ctypes.PyDLL(loaded._name, handle=loaded._handle)
+    return keeping_the_lock["TRN_ReadNext"], keeping_the_lock["TRN_GetData"]
+
+
 def error_text(lib: ctypes.CDLL, handle: ctypes.c_void_p) -> str:
     """What the library last said about a handle; empty when it said nothing."""
     length = ctypes.c_int32(lib.TRN_GetErrorLen(ctypes.byref(handle)))
@@ -159,7 +170,7 @@ def c_text(text: str, what: str = "the statement") -> bytes:
     """A text as the library takes it."""
     try:
         encoded = text.encode("utf-8")
-    except UnicodeEncodeError as error:
+    except (UnicodeEncodeError, AttributeError) as error:
         raise InterfaceError(f"{what} is no valid text: {error}") from None
     if b"\0" in encoded:
         raise InterfaceError(f"{what} holds a zero byte")

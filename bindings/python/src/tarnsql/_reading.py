@@ -8,6 +8,7 @@ from __future__ import annotations
 
 import ctypes
 import datetime
+import functools
 import struct
 from decimal import Decimal, InvalidOperation
 from typing import Any, Callable, ContextManager, Dict, List, Optional, Tuple
@@ -28,6 +29,7 @@ _EPOCH_DAY = _EPOCH.toordinal()
 _MILLISECOND = datetime.timedelta(milliseconds=1)
 _MICROSECOND = datetime.timedelta(microseconds=1)
 _TRUE = (ord("T"), ord("t"), 1)
+_LONGEST_TEXT = 63  # what the library makes of a number or an interval is cut here
 _COMMON_SIZE = 1024  # of the buffer that byte runs are first read into
 
 _NAME_SIZE = 1025
@@ -65,7 +67,11 @@ def datetime_of(milliseconds: int) -> datetime.datetime:
 
 
 class RowReader:
-    """Reads the rows of the result in a handle variable; made anew for every result item."""
+    """Reads the rows of the result in a handle variable; made anew for every result item.
+
+    descriptors  large objects come as Blob and Clob
+    in_session   holds the connection, open, while a large object is fetched from the server
+    """
 
     def __init__(
         self,
@@ -73,26 +79,47 @@ class RowReader:
         result: ctypes.c_void_p,
         columns: List[Column],
         descriptors: bool,
-        connection_lock: ContextManager[Any],
+        in_session: Callable[[], ContextManager[Any]],
     ) -> None:
-        self._lib = lib
-        self._result = result
-        self._connection_lock = connection_lock
-        self._handle = ctypes.byref(result)
-        self._length = ctypes.c_int32()
-        self._length_ref = ctypes.byref(self._length)
+        step, get = codes.row_calls()
+        # Moves to the next row: 0, or END behind the last one.
+        self.step = functools.partial(step, ctypes.byref(result))
+        self.rows_read = 0
+        values = _Values(lib, get, result, in_session)
         self._readers = [
-            self._reader(number, column[1], descriptors) for number, column in enumerate(columns, 1)
+            values.reader(number, column[1], descriptors) for number, column in enumerate(columns, 1)
         ]
 
     def row(self) -> Tuple[Any, ...]:
         """The current row."""
+        self.rows_read += 1
         try:
             return tuple([read() for read in self._readers])
         except CONVERSION_ERRORS as error:
-            raise DataError(f"a value has no Python form: {error}") from error
+            text = f"a value has no Python form: {error}"
+        # Not from the other one: its frames would hold the cursor of a postponed failure.
+        raise DataError(text)
 
-    def _reader(self, column: int, code: int, descriptors: bool) -> Reader:
+
+class _Values:
+    """Makes the readers of a result's columns, which share it. It does not know them: a cycle would outlive the cursor."""
+
+    def __init__(
+        self,
+        lib: ctypes.CDLL,
+        get: Callable[..., int],
+        result: ctypes.c_void_p,
+        in_session: Callable[[], ContextManager[Any]],
+    ) -> None:
+        self._lib = lib
+        self._get = get
+        self._result = result
+        self._in_session = in_session
+        self._handle = ctypes.byref(result)
+        self._length = ctypes.c_int32()
+        self._length_ref = ctypes.byref(self._length)
+
+    def reader(self, column: int, code: int, descriptors: bool) -> Reader:
         if descriptors and code in (codes.CLOB, codes.BLOB):
             return self._lob(column, code)
         plain = _PLAIN.get(code)
@@ -109,7 +136,7 @@ class RowReader:
         if code == codes.OPAQUE:
             return lambda: self._stored(column)
         if code == codes.NUMERIC:
-            return self._text(column, Decimal)
+            return self._numeric(column)
         return self._text(column, str)
 
     def _failure(self, status: int) -> Any:
@@ -119,7 +146,7 @@ class RowReader:
         raise failure(status, codes.error_text(self._lib, self._result))
 
     def _fixed(self, column: int, target: int, kind: Any, convert: Optional[Callable[[Any], Any]]) -> Reader:
-        get, handle, failed = self._lib.TRN_GetData, self._handle, self._failure
+        get, handle, failed = self._get, self._handle, self._failure
         cell = kind()
         cell_ref = ctypes.byref(cell)
         if convert is None:
@@ -138,31 +165,26 @@ class RowReader:
         return read_converted
 
     def _bytes(self, column: int, convert: Callable[[bytes], Any]) -> Reader:
-        get, handle, failed = self._lib.TRN_GetData, self._handle, self._failure
+        get, handle, failed = self._get, self._handle, self._failure
         length, length_ref = self._length, self._length_ref
-        buffer = ctypes.create_string_buffer(_COMMON_SIZE)
-        address = ctypes.addressof(buffer)
-        string_at = ctypes.string_at
+        buffer: Any = ctypes.create_string_buffer(_COMMON_SIZE)  # whose slices are bytes
 
         def read() -> Any:
             status = get(handle, column, codes.BYTES, buffer, _COMMON_SIZE, length_ref)
             if not status:
-                return convert(string_at(address, length.value))
+                return convert(buffer[: length.value])
             if status != codes.TRUNCATED:
                 return failed(status)
-            whole = bytearray(_COMMON_SIZE + length.value)
-            room = (ctypes.c_char * len(whole)).from_buffer(whole)
-            status = get(handle, column, codes.BYTES, room, len(whole), length_ref)
-            del room
-            return failed(status) if status else convert(whole)
+            size = _COMMON_SIZE + length.value
+            whole = ctypes.create_string_buffer(size)
+            status = get(handle, column, codes.BYTES, whole, size, length_ref)
+            return failed(status) if status else convert(whole.raw)
 
         return read
 
     def _text(self, column: int, convert: Callable[[str], Any]) -> Reader:
-        get, handle, failed = self._lib.TRN_GetData, self._handle, self._failure
-        buffer = ctypes.create_string_buffer(
-            128
-        )  # a text made from a number or interval has 63 characters at most
+        get, handle, failed = self._get, self._handle, self._failure
+        buffer = ctypes.create_string_buffer(128)
 
         def read() -> Any:
             status = get(handle, column, codes.TEXT, buffer, 128, None)
@@ -170,8 +192,16 @@ class RowReader:
 
         return read
 
+    def _numeric(self, column: int) -> Reader:
+        def convert(text: str) -> Decimal:
+            if len(text) == _LONGEST_TEXT:
+                text = (self._stored(column) or b"").decode("ascii")
+            return Decimal(text)
+
+        return self._text(column, convert)
+
     def _zoned(self, column: int, size: int, convert: Callable[[bytes], Any]) -> Reader:
-        get, handle, failed = self._lib.TRN_GetData, self._handle, self._failure
+        get, handle, failed = self._get, self._handle, self._failure
         length, length_ref = self._length, self._length_ref
         buffer = ctypes.create_string_buffer(size)
 
@@ -190,7 +220,7 @@ class RowReader:
         return read
 
     def _stored(self, column: int) -> Optional[bytes]:
-        """The bytes of a value of a type that the library does not know the inside of."""
+        """The bytes of a value as they are stored, whose number the library does not tell."""
         low, high = 0, 64
         while (status := self._piece_at(column, high)) == codes.ERR_CONVERSION:
             low, high = high, high * 2
@@ -202,7 +232,7 @@ class RowReader:
             status = self._piece_at(column, middle)
             low, high = (middle, high) if status == codes.ERR_CONVERSION else (low, middle)
         buffer = ctypes.create_string_buffer(high)
-        status = self._lib.TRN_GetData(self._handle, column, codes.AS_STORED, buffer, 0, None)
+        status = self._get(self._handle, column, codes.AS_STORED, buffer, 0, None)
         if status:
             self._failure(status)
         return buffer.raw
@@ -211,13 +241,13 @@ class RowReader:
         """0 when the value ends at the offset, ERR_OFFSET when before it, ERR_CONVERSION when behind it."""
         self._length.value = offset
         room = ctypes.byref(ctypes.c_char())
-        return int(self._lib.TRN_GetData(self._handle, column, codes.PIECE, room, 1, self._length_ref))
+        return self._get(self._handle, column, codes.PIECE, room, 1, self._length_ref)
 
     def _lob(self, column: int, code: int) -> Reader:
         def read() -> Optional[Lob]:
             lob = empty_lob(code)
             self._length.value = 0
-            with self._connection_lock:  # the content comes from the server
+            with self._in_session():
                 status = self._lib.TRN_GetData(self._handle, column, code, lob.variable, 0, self._length_ref)
             if not status:
                 return lob.filled(self._length.value)
@@ -228,7 +258,7 @@ class RowReader:
         return read
 
 
-def _decode(text: Any) -> str:
+def _decode(text: bytes) -> str:
     return str(text, "utf-8")
 
 
@@ -249,23 +279,16 @@ _PLAIN: Dict[int, Tuple[int, Any, Optional[Callable[[Any], Any]]]] = {
 }
 
 
-def describe(lib: ctypes.CDLL, result: ctypes.c_void_p, count: int) -> List[Column]:
+def describe(lib: ctypes.CDLL, result: ctypes.c_void_p) -> List[Column]:
     """The columns of a result item, as a cursor's description tells them."""
     name, label = (ctypes.create_string_buffer(_NAME_SIZE) for _ in range(2))
     code, modifier, flags = ctypes.c_int32(), ctypes.c_int32(), ctypes.c_int32()
+    outputs = (name, label, *map(ctypes.byref, (code, modifier, flags)))
     columns: List[Column] = []
-    for number in range(1, count + 1):
+    while True:
         name.value = label.value = bytes(_NAME_SIZE)
-        lib.TRN_getResultColInfo(
-            ctypes.byref(result),
-            number,
-            None,
-            name,
-            label,
-            ctypes.byref(code),
-            ctypes.byref(modifier),
-            ctypes.byref(flags),
-        )
+        if lib.TRN_getResultColInfo(ctypes.byref(result), len(columns) + 1, None, *outputs):
+            return columns
         size = precision = scale = None
         if code.value == codes.NUMERIC and modifier.value > 0:
             precision, scale = divmod(modifier.value, 65536)
@@ -273,4 +296,3 @@ def describe(lib: ctypes.CDLL, result: ctypes.c_void_p, count: int) -> List[Colu
             size = modifier.value
         text = (label.value or name.value).decode("utf-8", "replace")
         columns.append((text, code.value, None, size, precision, scale, not flags.value & _NOT_NULL))
-    return columns

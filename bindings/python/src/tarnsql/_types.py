@@ -56,14 +56,17 @@ Binary = bytes
 
 
 def DateFromTicks(ticks: float) -> datetime.date:
+    """The local date of a number of seconds since 1970."""
     return datetime.date(*time.localtime(ticks)[:3])
 
 
 def TimeFromTicks(ticks: float) -> datetime.time:
+    """The local time of day of a number of seconds since 1970."""
     return datetime.time(*time.localtime(ticks)[3:6])
 
 
 def TimestampFromTicks(ticks: float) -> datetime.datetime:
+    """The local date and time of a number of seconds since 1970."""
     return datetime.datetime(*time.localtime(ticks)[:6])
 
 
@@ -91,7 +94,7 @@ class Out:
     """An output of a procedure.
 
     type  the type that the value is wanted in: str, bytes, int, float, bool, Decimal, date, time, datetime, or CURSOR
-    size  the room for a str, bytes or Decimal, in bytes; a longer value is a DataError
+    size  the room for a str, bytes, int or Decimal, in bytes; a longer value is a DataError
     """
 
     type: Any = str

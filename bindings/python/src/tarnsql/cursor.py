@@ -8,16 +8,15 @@ from __future__ import annotations
 
 import ctypes
 import re
-from typing import TYPE_CHECKING, Any, Iterable, Iterator, List, Optional, Sequence, Tuple, Type
+import sys
+from typing import Any, Iterable, Iterator, List, Optional, Sequence, Tuple, Type
 
 from . import _library as codes
-from ._binding import Encoded, Output, Parameters, batches, fit_for_arrays
+from ._binding import Encoded, Keys, Output, Parameters, batches, fit_for_arrays
 from ._errors import Error, InterfaceError, ProgrammingError, Warning, failure
 from ._reading import Column, RowReader, describe
+from ._session import Session
 from ._types import CURSOR, Out
-
-if TYPE_CHECKING:
-    from .connection import Connection
 
 Row = Tuple[Any, ...]
 
@@ -28,7 +27,7 @@ _ID_SIZE = 32
 class Cursor:
     """What PEP 249 calls a cursor. One thread at a time may use it."""
 
-    def __init__(self, connection: Connection) -> None:
+    def __init__(self, connection: Session) -> None:
         self.connection = connection
         self.arraysize = 1
         self.messages: List[Tuple[Type[Exception], Exception]] = []
@@ -36,8 +35,10 @@ class Cursor:
         self._lib = codes.library()
         self._result = ctypes.c_void_p()
         self._result_ref = ctypes.byref(self._result)
-        self._error_behind: Optional[Error] = None  # to be raised where the rows end
-        self._postponed: Optional[Error] = None  # to be raised by the next fetch
+        # At most one in each: a failure that is raised may stay in no variable of a frame that it passes, or it would keep
+        # the cursor and the connection from going out of use.
+        self._behind: List[Error] = []  # to be raised where the rows end
+        self._postponed: List[Error] = []  # to be raised by the next fetch
         self._text_told = False  # the text that the server left with the result has been raised
         self._forget()
 
@@ -57,7 +58,7 @@ class Cursor:
         return self
 
     def executemany(self, operation: str, seq_of_parameters: Iterable[Parameters]) -> Cursor:
-        """Runs a statement once for each set of parameters.
+        """Runs a statement once for each set of parameters, without results; rowcount is -1: batches do not tell.
 
         Up to 65,535 sets travel in one request, which is all or nothing, where each parameter keeps to one type; otherwise
         the sets run one by one.
@@ -65,15 +66,17 @@ class Cursor:
         sql = codes.c_text(operation)
         with self.connection.lock:
             self._begin()
-            for keys, rows in batches(seq_of_parameters):
+        # Not under the lock: the sets may come from a thread that needs the connection.
+        for keys, rows in batches(seq_of_parameters):
+            with self.connection.lock:
+                self.connection.begin_call()
                 try:
-                    if fit_for_arrays(rows, isinstance(keys[0], str) if keys else False):
+                    if fit_for_arrays(keys, rows):
                         self._run_batch(sql, keys, rows)
                     else:
                         self._run_each(sql, keys, rows)
                 finally:
                     self.connection.binder.forget()
-            self.rowcount = -1  # batches do not tell
         return self
 
     def callproc(self, procname: str, parameters: Sequence[Any] = ()) -> List[Any]:
@@ -117,40 +120,26 @@ class Cursor:
     def fetchone(self) -> Optional[Row]:
         """The next row; None when there is none."""
         reader = self._require_rows()
-        while self._lib.TRN_ReadNext(self._result_ref) != 0:
+        while reader.step():
             if not self._refill():
                 return None
-        self.rownumber += 1  # type: ignore[operator]
         return reader.row()
 
     def fetchmany(self, size: Optional[int] = None) -> List[Row]:
         """The next rows, arraysize of them when size is not given; an empty list when there are none."""
-        left = self.arraysize if size is None else size
-        rows: List[Row] = []
-        while len(rows) < left:
-            try:
-                row = self.fetchone()
-            except Error as error:
-                if not rows:
-                    raise
-                self._postponed = error  # to the next fetch: these rows are good
-                break
-            if row is None:
-                break
-            rows.append(row)
-        return rows
+        return self._fetch_rows(self.arraysize if size is None else size)
 
     def fetchall(self) -> List[Row]:
         """All rows that are left."""
-        reader = self._require_rows()
-        rows: List[Row] = []
-        step, handle, read = self._lib.TRN_ReadNext, self._result_ref, reader.row
-        while True:
-            while step(handle) == 0:
-                rows.append(read())
-            if not self._refill():
-                self.rownumber += len(rows)  # type: ignore[operator]
-                return rows
+        rows = self._fetch_rows(sys.maxsize)
+        if self._postponed:
+            raise self._postponed.pop()
+        return rows
+
+    @property
+    def rownumber(self) -> Optional[int]:
+        """How many rows have been fetched; None without a result."""
+        return self._reader.rows_read if self._reader else None
 
     def __iter__(self) -> Iterator[Row]:
         return self
@@ -162,6 +151,7 @@ class Cursor:
         return row
 
     def __enter__(self) -> Cursor:
+        self._require_open()
         return self
 
     def __exit__(self, *exception: Any) -> None:
@@ -182,10 +172,26 @@ class Cursor:
         self._require_open()
         if self._reader is None:
             raise ProgrammingError("there is no result to fetch from")
-        postponed, self._postponed = self._postponed, None
-        if postponed:
-            raise postponed
+        if self._postponed:
+            raise self._postponed.pop()
         return self._reader
+
+    def _fetch_rows(self, limit: int) -> List[Row]:
+        """A failure behind rows is postponed to the next fetch: these rows are good."""
+        reader = self._require_rows()
+        step, row = reader.step, reader.row
+        rows: List[Row] = []
+        try:
+            while len(rows) < limit:
+                if not step():
+                    rows.append(row())
+                elif not self._refill():
+                    break
+        except Error as error:
+            if not rows:
+                raise
+            self._postponed.append(error.with_traceback(None))
+        return rows
 
     def _refill(self) -> bool:
         """Called where rows end: whether there are more after all.
@@ -193,14 +199,13 @@ class Cursor:
         A server that fails while it sends rows leaves its text with the result, behind the rows that it sent. It is
         raised there, once.
         """
-        error = self._error_behind
-        self._error_behind = None
-        if not error and not self._text_told:
+        if not self._behind and not self._text_told:
             text = codes.error_text(self._lib, self._result)
-            error = failure(codes.ERR_SERVER, text) if text else None
+            if text:
+                self._behind.append(failure(codes.ERR_SERVER, text))
         self._text_told = True
-        if error:
-            self._raise(error)
+        if self._behind:
+            raise self._told(self._behind.pop())
         return False
 
     def _release(self) -> None:
@@ -217,9 +222,8 @@ class Cursor:
     def _leave_item(self) -> None:
         self.description: Optional[List[Column]] = None
         self.rowcount = -1
-        self.rownumber: Optional[int] = None
         self._reader: Optional[RowReader] = None
-        self._error_behind = self._postponed = None
+        del self._behind[:], self._postponed[:]
         self._text_told = False
 
     def _begin(self) -> None:
@@ -229,24 +233,21 @@ class Cursor:
         del self.messages[:]
         self.connection.begin_call()
 
-    def _raise(self, error: Error) -> None:
-        self.messages.append((type(error), error))
-        raise error
+    def _told(self, error: Error) -> Error:
+        """The failure, which the messages have a copy of: a raised one holds frames, which hold this cursor."""
+        self.messages.append((type(error), type(error)(str(error), error.status)))
+        return error
 
     def _check(self, status: int) -> None:
         if status < 0:
-            self._raise(self.connection.failure(status))
+            raise self._told(self.connection.failure(status))
 
     def _run(self, sql: bytes) -> None:
         status = self._lib.TRN_ExecwithDataReader(self.connection.ref, sql, self._result_ref, None, None, None)
         self._take_item()  # also with an error: what came before it stays readable
-        if status == codes.ERR_SERVER and self._result:
-            text = codes.error_text(self._lib, self._result)
-            if text:
-                self._raise(failure(status, text))
         self._check(status)
 
-    def _run_batch(self, sql: bytes, keys: Sequence[Any], rows: Sequence[Sequence[Encoded]]) -> None:
+    def _run_batch(self, sql: bytes, keys: Keys, rows: Sequence[Sequence[Encoded]]) -> None:
         self.connection.binder.bind_arrays(keys, rows)
         self._check(self._lib.TRN_ExecBatch(self.connection.ref, sql, len(rows)))
         if self._lib.fun_sql_type(sql) == codes.SQL_INSERT:
@@ -254,7 +255,7 @@ class Cursor:
             self.connection.call("TRN_GetLastInsertId", identifier)
             self.lastrowid = _row_id(identifier.value)
 
-    def _run_each(self, sql: bytes, keys: Sequence[Any], rows: Sequence[Sequence[Encoded]]) -> None:
+    def _run_each(self, sql: bytes, keys: Keys, rows: Sequence[Sequence[Encoded]]) -> None:
         for row in rows:
             self.connection.binder.bind_encoded(keys, row)
             self._run(sql)
@@ -295,32 +296,30 @@ class Cursor:
         self._leave_item()
         if not self._result:
             return
-        kind, columns, affected = ctypes.c_int32(), ctypes.c_int32(), ctypes.c_int32()
+        kind, affected = ctypes.c_int32(), ctypes.c_int32()
         identifier = ctypes.create_string_buffer(_ID_SIZE + 1)
         self._lib.TRN_getResultRet(
-            self._result_ref,
-            ctypes.byref(kind),
-            ctypes.byref(columns),
-            None,
-            ctypes.byref(affected),
-            identifier,
+            self._result_ref, ctypes.byref(kind), None, None, ctypes.byref(affected), identifier
         )
         if kind.value == codes.ITEM_QUERY:
-            rows = ctypes.c_int64()
-            self._lib.TRN_GetAttr(self._result_ref, codes.ROWS, ctypes.byref(rows), 8, None, None)
-            self._take_columns(columns.value)
-            self.rowcount = rows.value
+            self._take_columns()
+            self.rowcount = self._row_count()
         elif kind.value == codes.ITEM_INSERT:
             self.lastrowid = _row_id(identifier.value)
         else:
             self.rowcount = affected.value
 
-    def _take_columns(self, count: int) -> None:
-        self.description = describe(self._lib, self._result, count)
-        self.rownumber = 0
+    def _take_columns(self) -> None:
+        self.description = describe(self._lib, self._result)
         self._reader = RowReader(
-            self._lib, self._result, self.description, self.connection.descriptors, self.connection.lock
+            self._lib, self._result, self.description, self.connection.descriptors, self.connection.held
         )
+
+    def _row_count(self) -> int:
+        """The rows that the library has of the result."""
+        rows = ctypes.c_int64()
+        self._lib.TRN_GetAttr(self._result_ref, codes.ROWS, ctypes.byref(rows), 8, None, None)
+        return rows.value
 
 
 def _row_id(text: bytes) -> Any:

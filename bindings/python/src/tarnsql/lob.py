@@ -13,6 +13,7 @@ from . import _library as codes
 from ._errors import DataError, OperationalError
 
 _CHUNK = 1 << 20
+_PEEKED = 4096
 _LARGEST = (1 << 31) - 1
 
 
@@ -68,7 +69,8 @@ class Lob(io.RawIOBase):
         return True
 
     def readinto(self, buffer: Any) -> int:
-        self._require_open()
+        """Fills the buffer, as far as there is content; gives the number of bytes."""
+        self.require_open()
         view = memoryview(buffer).cast("B")
         wanted = min(len(view), self.size - self._position)
         if wanted <= 0:
@@ -85,16 +87,24 @@ class Lob(io.RawIOBase):
         content = bytearray(max(0, self.size - self._position))
         return bytes(content[: self.readinto(content)])
 
+    def peek(self, size: int = 0) -> bytes:
+        """What comes next, without moving there; with it, reading by lines goes in pieces and not in single bytes."""
+        position = self._position
+        piece = bytearray(max(size, _PEEKED))
+        del piece[self.readinto(piece) :]
+        self._position = position
+        return bytes(piece)
+
     def seek(self, offset: int, whence: int = io.SEEK_SET) -> int:
-        self._require_open()
-        base = {io.SEEK_SET: 0, io.SEEK_CUR: self._position, io.SEEK_END: self.size}[whence]
-        if base + offset < 0:
-            raise ValueError(f"negative position {base + offset}")
+        self.require_open()
+        base = {io.SEEK_SET: 0, io.SEEK_CUR: self._position, io.SEEK_END: self.size}.get(whence)
+        if base is None or base + offset < 0:
+            raise ValueError(f"no position: offset {offset}, whence {whence}")
         self._position = base + offset
         return self._position
 
     def tell(self) -> int:
-        self._require_open()
+        self.require_open()
         return self._position
 
     def text(self) -> str:
@@ -108,7 +118,8 @@ class Lob(io.RawIOBase):
             self._lib.TRN_Distroy_Lob(self.variable)
         super().close()
 
-    def _require_open(self) -> None:
+    def require_open(self) -> None:
+        """Raises for a large object that has been closed."""
         if self.closed:
             raise ValueError("the large object is closed")
 

@@ -3,23 +3,22 @@
 from __future__ import annotations
 
 import ctypes
-from typing import TYPE_CHECKING, Any, Iterable, NoReturn, Optional
+from typing import Any, Iterable, NoReturn, Optional
 
 from . import _library as codes
 from ._binding import Parameters
 from ._errors import Error, InterfaceError, NotSupportedError
+from ._session import Session
 from .cursor import Cursor
 
-if TYPE_CHECKING:
-    from .connection import Connection
-
+FETCH_SIZE = 2000
 _LARGEST_FETCH = 20000  # the library keeps a block in one piece
 
 
 class ServerCursor(Cursor):
     """A cursor over one query, fetch_size rows at a time; rowcount is -1. It ends with its last row."""
 
-    def __init__(self, connection: Connection, fetch_size: int) -> None:
+    def __init__(self, connection: Session, fetch_size: int = FETCH_SIZE) -> None:
         self._name = ""  # of the open cursor
         self._generation = 0
         if not 1 <= fetch_size <= _LARGEST_FETCH:
@@ -48,11 +47,7 @@ class ServerCursor(Cursor):
                 self._fetch()
             else:
                 self._fetch_first()
-            columns = ctypes.c_int32()
-            self._lib.TRN_getResultRet(
-                self._result_ref, ctypes.byref(ctypes.c_int32()), ctypes.byref(columns), None, None, None
-            )
-            self._take_columns(columns.value)
+            self._take_columns()
             self.rowcount = -1
 
     def executemany(self, operation: str, seq_of_parameters: Iterable[Parameters]) -> NoReturn:
@@ -84,9 +79,9 @@ class ServerCursor(Cursor):
         count = ctypes.byref(ctypes.c_int32(self.fetch_size))
         self.connection.call("TRN_FetchRefCursorHead", self._name.encode(), self._result_ref, None, None, count)
         if not self._result:  # the call does not tell failures
-            error = self.connection.failure(codes.ERR_SERVER)
+            self._behind.append(self.connection.failure(codes.ERR_SERVER))
             self._close_on_server()
-            self._raise(error)
+            raise self._told(self._behind.pop())
 
     def _fetch(self) -> int:
         """Fetches the next rows in place of the last ones; gives their number."""
@@ -94,13 +89,11 @@ class ServerCursor(Cursor):
         status: int = self._lib.TRN_FetchServerCursorRowset_V2(self.connection.ref, text, self._result_ref)
         self._text_told = False
         if status < 0:
-            error = self.connection.failure(status)
-            rows = ctypes.c_int64()
-            self._lib.TRN_GetAttr(self._result_ref, codes.ROWS, ctypes.byref(rows), 8, None, None)
-            if not rows.value:
+            self._behind.append(self.connection.failure(status))
+            status = self._row_count()
+            if not status:
                 self._close_on_server()
-                self._raise(error)
-            self._error_behind, status = error, rows.value
+                raise self._told(self._behind.pop())
         return status
 
     def _refill(self) -> bool:

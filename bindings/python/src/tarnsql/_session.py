@@ -1,0 +1,182 @@
+"""The session behind a connection: its handle, its lock, its login and its transactions.
+
+The library runs the calls on one connection one after another, but binding, executing and reading the error text are
+several calls. They belong together here under a lock of the session's own, so that threads may share a connection.
+"""
+
+from __future__ import annotations
+
+import contextlib
+import ctypes
+import threading
+from typing import Any, Iterator, List, Tuple
+
+from . import _errors
+from . import _library as codes
+from ._binding import Binder
+from ._errors import InterfaceError, failure
+
+
+class Session:
+    """What cursors know of their connection."""
+
+    # The exceptions, for programs that have a connection and not the module.
+    Warning = _errors.Warning
+    Error = _errors.Error
+    InterfaceError = _errors.InterfaceError
+    DatabaseError = _errors.DatabaseError
+    DataError = _errors.DataError
+    OperationalError = _errors.OperationalError
+    IntegrityError = _errors.IntegrityError
+    InternalError = _errors.InternalError
+    ProgrammingError = _errors.ProgrammingError
+    NotSupportedError = _errors.NotSupportedError
+
+    def __init__(self, connection_string: str) -> None:
+        self.handle = ctypes.c_void_p()
+        self.ref = ctypes.byref(self.handle)
+        self.lock = threading.RLock()
+        self.generation = 0  # counts logins: what lived on the server ends with each
+        self._cursor_number = 0
+        self._abandoned: List[Tuple[int, str]] = []  # server cursors that went out of use unclosed
+        self._lib = codes.library()
+        self.binder = Binder(self._lib, self.handle)
+        self._open(codes.c_text(connection_string, "the connection string"))
+        self.descriptors = bool(self._number(codes.DESCRIPTORS))
+
+    def _open(self, connection_string: bytes) -> None:
+        if b"ips=" in connection_string or b"IPS=" in connection_string:
+            addresses = ctypes.c_void_p()
+            status = self._lib.TRN_OpenConn_Ips(connection_string, 0, ctypes.byref(addresses), self.ref)
+            self._lib.Release_IpsAttrs(ctypes.byref(addresses))
+            opened = status == codes.OPENED_FROM_LIST
+        else:
+            status = self._lib.TRN_OpenConn(connection_string, self.ref)
+            opened = status == codes.OPENED
+        if not opened:
+            text = codes.error_text(self._lib, self.handle)
+            self._lib.TRN_CloseConn(self.ref)
+            raise failure(status, text)
+
+    # ------------------------------------------------------------------------------- for cursors
+
+    def require_open(self) -> None:
+        """Raises for a connection that has been closed."""
+        if not self.handle:
+            raise InterfaceError("the connection is closed")
+
+    @contextlib.contextmanager
+    def held(self) -> Iterator[None]:
+        """Keeps other threads from using and from closing the connection meanwhile."""
+        with self.lock:
+            self.require_open()
+            yield
+
+    def call(self, name: str, *arguments: Any) -> int:
+        """One call on this connection's handle; the caller holds the lock. Raises for a failure."""
+        status: int = getattr(self._lib, name)(self.ref, *arguments)
+        if status < 0:
+            raise self.failure(status)
+        return status
+
+    def failure(self, status: int) -> _errors.Error:
+        """The exception for a status that a call on this connection returned."""
+        return failure(status, codes.error_text(self._lib, self.handle))
+
+    def begin_call(self) -> None:
+        """What comes before a request; the caller holds the lock."""
+        self.require_open()
+        while self._abandoned:
+            generation, name = self._abandoned.pop()
+            if generation == self.generation:
+                self._lib.TRN_CloseCursor(self.ref, name.encode("utf-8"))
+
+    def new_cursor_name(self) -> str:
+        """A name that no server-side cursor of this connection has had."""
+        with self.lock:
+            self._cursor_number += 1
+            return f"PY_CURSOR_{self._cursor_number}"
+
+    def opened_cursor(self, name: str) -> Any:
+        """A cursor over one that a procedure has opened: the connection makes it, which knows all classes of cursors."""
+        raise NotImplementedError
+
+    def abandon(self, generation: int, name: str) -> None:
+        """Has a server cursor closed before the next request. Takes no lock: finalizers may run anywhere."""
+        self._abandoned.append((generation, name))
+
+    # ------------------------------------------------------------------------------- for programs
+
+    def commit(self) -> None:
+        """Commits what was done since the last commit. Does nothing with autocommit on."""
+        self._end_transaction(b"COMMIT")
+
+    def rollback(self) -> None:
+        """Undoes what was done since the last commit. Does nothing with autocommit on."""
+        self._end_transaction(b"ROLLBACK")
+
+    def _end_transaction(self, statement: bytes) -> None:
+        with self.lock:
+            self.begin_call()
+            if not self.autocommit:
+                self.call("TRN_Execute_no_query", statement)
+
+    @property
+    def autocommit(self) -> bool:
+        """Whether every statement commits by itself.
+
+        Changing it commits and logs in anew: the server takes it from the login. Server-side cursors end with that.
+        """
+        return not self._number(codes.AUTO_COMMIT_OFF)
+
+    @autocommit.setter
+    def autocommit(self, on: bool) -> None:
+        with self.lock:
+            if bool(on) == self.autocommit:
+                return
+            self.commit()
+            # The attribute is written in the opposite sense.
+            self.call("TRN_SetAttr", codes.AUTO_COMMIT_OFF, b"off" if on else b"on")
+            self.reconnect()
+
+    def reconnect(self) -> None:
+        """Logs in again with the same settings, after a lost link or to begin anew: what was not committed is lost."""
+        with self.lock:
+            self.require_open()
+            self.generation += 1
+            self.call("TRN_ReconnectConn")
+
+    @property
+    def server_version(self) -> str:
+        """What the server says of itself; it is asked each time."""
+        with self.lock:
+            self.begin_call()
+            text, length = ctypes.create_string_buffer(65), ctypes.c_int32()
+            self.call("TRN_GetAttr", codes.SERVER_VERSION, text, 64, None, ctypes.byref(length))
+            return text.raw[: length.value].decode("utf-8", "replace")
+
+    @property
+    def enciphered(self) -> bool:
+        """Whether the channel is enciphered."""
+        return bool(self._number(codes.ENCIPHERED))
+
+    @property
+    def closed(self) -> bool:
+        """Whether the connection has been closed; a lost link does not close it."""
+        return not self.handle
+
+    def close(self) -> None:
+        """Ends the session; what was not committed is lost. Waits for a statement of another thread."""
+        with self.lock:
+            if self.handle:
+                self._lib.TRN_CloseConn(self.ref)
+
+    def _number(self, attribute: int) -> int:
+        value = ctypes.c_int32()
+        with self.held():
+            self.call("TRN_GetAttr", attribute, ctypes.byref(value), 4, None, None)
+        return value.value
+
+    def __del__(self) -> None:
+        if getattr(self, "handle", None):
+            self._lib.TRN_CloseConn(self.ref)
