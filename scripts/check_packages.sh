@@ -2,8 +2,8 @@
 # Proves the packages that package.sh made, as their users have them. The Debian packages: no error in lintian's eyes,
 # installed by dpkg into an empty root with their dependencies looked up among this system's packages, symbols that are
 # the library's. The trees of all packages: an outside program built by CMake, with pkg-config and by a plain compiler,
-# shared and static, and tarnsh against tarnlite; those of the zip under Wine. The library: the binary interface that
-# packaging/abi holds.
+# shared and static, and tarnsh against tarnlite over both channels; those of the zip under Wine. The library: the binary
+# interface that packaging/abi holds.
 # Usage: check_packages.sh [DIRECTORY [--accept-abi]]
 #     DIRECTORY is build/packages otherwise; --accept-abi makes the interface of this build the one to hold later ones to
 set -euo pipefail
@@ -47,9 +47,11 @@ built_outside() { # NAME TREE LIBDIR CC CXX EMULATOR CMAKE-ARGUMENT...
 shell_works() { # TARNLITE TARNSH...
     tarnlite=$1
     shift
-    answer=$(scripts/with_tarnlite.sh "$tarnlite" "$@" "{}" -q --format csv -c "SELECT 'hello' AS greeting, 6 * 7 AS answer" |
-        tr -d '\r')
-    [ "$answer" = $'greeting,answer\nhello,42' ] || fail "tarnsh says: $answer"
+    for channel in "" ";use_ssl=on"; do
+        answer=$(scripts/with_tarnlite.sh "$tarnlite" "$@" "{}$channel" -q --format csv \
+            -c "SELECT 'hello' AS greeting, 6 * 7 AS answer" | tr -d '\r')
+        [ "$answer" = $'greeting,answer\nhello,42' ] || fail "tarnsh says: $answer"
+    done
     echo "-- tarnsh against tarnlite"
 }
 
@@ -89,7 +91,9 @@ unzip -q "$packages"/tarnsql-*.zip -d "$work/zip"
 zip=$(echo "$work"/zip/tarnsql-*)
 built_outside zip_programs "$zip" lib x86_64-w64-mingw32-gcc-posix x86_64-w64-mingw32-g++-posix "$wine" \
     -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/mingw-w64.cmake"
-shell_works "$work/tar/bin/tarnlite" "$wine" "$zip/bin/tarnsh.exe"
+printf '#!/bin/sh\nexec %s %s "$@"\n' "$wine" "$zip/bin/tarnlite.exe" >"$work/tarnlite"
+chmod +x "$work/tarnlite"
+shell_works "$work/tarnlite" "$wine" "$zip/bin/tarnsh.exe"
 
 echo "== the binary interface"
 baseline=packaging/abi/libtarnsql.abi

@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 # shellcheck disable=SC2086
-need_packages $build_packages libgtest-dev unicode-data gcovr
+need_packages $build_packages libgtest-dev libssl-dev unicode-data gcovr
 
 cmake --preset coverage >/dev/null
 cmake --build --preset coverage

@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 # shellcheck disable=SC2086
-need_packages $build_packages libgtest-dev valgrind
+need_packages $build_packages libgtest-dev libssl-dev valgrind
 
 cmake --preset release >/dev/null
 cmake --build --preset release --target unit_test session_test transfer_test

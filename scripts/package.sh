@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 # shellcheck disable=SC2086
-need_packages $build_packages dpkg-dev file g++-mingw-w64-x86-64-posix
+need_packages $build_packages dpkg-dev file g++-mingw-w64-x86-64-posix libgcrypt-mingw-w64-dev
 
 mkdir -p "${1:-build/packages}"
 packages=$(realpath "${1:-build/packages}")
@@ -29,5 +29,7 @@ pack() { # TREE GENERATOR CMAKE-ARGUMENT...
 pack linux DEB --preset release -DTARNSQL_DEBIAN=ON -DCMAKE_INSTALL_PREFIX=/usr \
     -DCMAKE_INSTALL_LIBDIR="lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)"
 pack linux TGZ --preset release -DTARNSQL_DEBIAN=OFF -DCMAKE_INSTALL_PREFIX=/usr/local -DCMAKE_INSTALL_LIBDIR=lib
-pack windows ZIP --preset windows
+scripts/windows_sqlite.sh "$packages/windows_sqlite"
+pack windows ZIP --preset windows -DSQLite3_INCLUDE_DIR="$packages/windows_sqlite/include" \
+    -DSQLite3_LIBRARY="$packages/windows_sqlite/lib/libsqlite3.a"
 ls -l "$packages"/*.deb "$packages"/*.tar.gz "$packages"/*.zip

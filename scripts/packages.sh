@@ -1,6 +1,7 @@
-# Sourced by the scripts beside it: installs the Debian packages that are missing, if any.
-# Usage: need_packages NAME...
+# Sourced by the scripts beside it.
 
+# Installs the Debian packages that are missing, if any.
+# Usage: need_packages NAME...
 need_packages() {
     missing=
     for package in "$@"; do
@@ -15,4 +16,27 @@ need_packages() {
     DEBIAN_FRONTEND=noninteractive $as_root apt-get install -y -qq --no-install-recommends $missing >/dev/null
 }
 
-build_packages="g++ cmake ninja-build pkg-config libsqlite3-dev libcli11-dev libfmt-dev libssl-dev libedit-dev libutf8proc-dev"
+# Unpacks the source package of a Debian package here, with Debian's changes. The machine's own package lists, which seldom have
+# sources, stay as they are.
+# Usage: unpack_sources NAME
+unpack_sources() (
+    need_packages dpkg-dev
+    apt_home=$(mktemp -d)
+    trap 'rm -rf "$apt_home"' EXIT
+    mkdir -p "$apt_home/lists/partial" "$apt_home/cache/archives/partial"
+    . /etc/os-release
+    while read -r archive suite; do
+        echo "deb-src [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] http://deb.debian.org/$archive $suite main"
+    done >"$apt_home/sources.list" <<END
+debian $VERSION_CODENAME
+debian-security $VERSION_CODENAME-security
+END
+    private_apt() {
+        apt-get -qq -o Dir::Etc::SourceList="$apt_home/sources.list" -o Dir::Etc::SourceParts=- \
+            -o Dir::State::Lists="$apt_home/lists" -o Dir::Cache="$apt_home/cache" \
+            -o APT::Sandbox::User="$(id -un)" -o Acquire::Retries=3 "$@"
+    }
+    private_apt update && private_apt source "$1" >/dev/null
+)
+
+build_packages="g++ cmake ninja-build pkg-config libsqlite3-dev libcli11-dev libfmt-dev libgcrypt20-dev libedit-dev libutf8proc-dev"

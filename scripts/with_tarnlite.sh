@@ -8,7 +8,14 @@ shift
 work=$(mktemp -d)
 "$tarnlite" --port 0 --port-file "$work/port" >"$work/log" &
 server=$!
-trap 'kill "$server" 2>/dev/null || true; wait "$server" 2>/dev/null || true; rm -rf "$work"' EXIT
+stop() {
+    status=$?
+    kill -INT "$server" 2>/dev/null || true # under Wine it is Ctrl+C, and SIGTERM the sudden end
+    wait "$server" || { echo "tarnlite ended with status $?" >&2; status=1; }
+    rm -rf "$work"
+    exit "$status"
+}
+trap stop EXIT
 for _ in $(seq 200); do
     [ -s "$work/port" ] && break
     kill -0 "$server" 2>/dev/null || { cat "$work/log" >&2; echo "tarnlite did not start" >&2; exit 1; }

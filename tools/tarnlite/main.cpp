@@ -1,18 +1,20 @@
 // The command line of tarnlite.
 
-#include "net.h"
+#include "process.h"
 #include "server.h"
 #include "settings.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -27,15 +29,24 @@ constexpr const char* footer =
     "are read and have no effect.\n"
     "Faults: refuse-login, drop-after=N (bytes sent), delay=MS (before every reply), error[=TEXT] (to every\n"
     "command).\n"
-    "SIGTERM or SIGINT ends the server.";
+    "SIGTERM or SIGINT ends the server, on Windows Ctrl+C.";
+
+void parse(CLI::App& app, std::vector<std::string> arguments) {
+    app.name(arguments.front());
+    arguments.erase(arguments.begin());
+    std::ranges::reverse(arguments); // as the parser takes a list
+    app.parse(std::move(arguments));
+}
 
 // Whoever waits for the file never sees it without its content.
-void write_port_file(const std::string& path, std::uint16_t port) {
-    const std::string unfinished = path + ".new";
-    std::ofstream out(unfinished, std::ios::trunc);
+void write_port_file(const std::string& name, std::uint16_t port) {
+    const std::filesystem::path path(std::u8string(name.begin(), name.end()));
+    std::filesystem::path unfinished = path;
+    unfinished += ".new";
+    std::ofstream out(unfinished, std::ios::binary | std::ios::trunc); // a line ends as everywhere
     out << port << '\n';
     out.close();
-    if (!out) throw std::runtime_error(fmt::format("cannot write {}", unfinished));
+    if (!out) throw std::runtime_error(fmt::format("cannot write {}.new", name));
     std::filesystem::rename(unfinished, path);
 }
 
@@ -78,7 +89,11 @@ int main(int argc, char** argv) {
     app.add_option("--fault", faults, "something to go wrong on purpose; may be given again")
         ->type_name("FAULT")
         ->allow_extra_args(false);
-    CLI11_PARSE(app, argc, argv);
+    try {
+        parse(app, tarnlite::command_line(argc, argv));
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error);
+    }
     if (*user) settings.credentials = credentials;
 
     try {

@@ -1,6 +1,4 @@
-// The operating system's side of the server: stream sockets and the signals that end the process.
-// Everything that knows a socket call or a signal stands in this pair of files. No call here raises SIGPIPE,
-// and an interrupted system call is taken up again.
+// Stream sockets: one contract, net_posix.cpp and net_win32.cpp. Everything that knows a socket call stands there.
 #pragma once
 
 #include <chrono>
@@ -8,15 +6,25 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace tarnlite {
+
+#ifdef _WIN32
+using Descriptor = std::uintptr_t;
+#else
+using Descriptor = int;
+#endif
 
 class Socket {
   public:
     Socket() = default;
-    explicit Socket(int descriptor) : descriptor_(descriptor) {}
-    Socket(Socket&& other) noexcept;
-    Socket& operator=(Socket&& other) noexcept;
+    explicit Socket(Descriptor descriptor) : descriptor_(descriptor) {}
+    Socket(Socket&& other) noexcept : descriptor_(std::exchange(other.descriptor_, none)) {}
+    Socket& operator=(Socket&& other) noexcept {
+        std::swap(descriptor_, other.descriptor_);
+        return *this;
+    }
     Socket(const Socket&) = delete;
     Socket& operator=(const Socket&) = delete;
     ~Socket() { close(); }
@@ -33,8 +41,8 @@ class Socket {
     void close();
 
   private:
-    static constexpr int none = -1;
-    int descriptor_ = none;
+    static constexpr Descriptor none = static_cast<Descriptor>(-1);
+    Descriptor descriptor_ = none;
 };
 
 class Listener {
@@ -46,17 +54,12 @@ class Listener {
     // A new connection with TCP_NODELAY set; a closed Socket when none could be had this time.
     Socket accept();
     // Makes a waiting accept return; may be called from another thread.
-    void interrupt() { socket_.shut_both(); }
+    void interrupt();
 
   private:
-    int descriptor_ = -1; // owned by socket_
+    Descriptor descriptor_{}; // owned by socket_
     Socket socket_;
     std::uint16_t port_ = 0;
 };
-
-// To be called before any other thread starts, so that all of them leave the stop signals to the main thread.
-void hold_stop_signals();
-// Returns when SIGINT or SIGTERM arrives.
-void wait_for_stop_signal();
 
 } // namespace tarnlite

@@ -1,76 +1,85 @@
 #include "rsa_key.h"
 
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
 #include <stdexcept>
 
 namespace tarnlite {
 
 namespace {
 
-constexpr int prime_bits = 128;
-constexpr BN_ULONG usual_exponent = 65537;
-
-struct ContextCloser {
-    void operator()(BN_CTX* context) const { BN_CTX_free(context); }
-};
-using Context = std::unique_ptr<BN_CTX, ContextCloser>;
+constexpr unsigned prime_bits = 128;
+constexpr unsigned modulus_bits = rsa_block_size * 8;
+constexpr unsigned long usual_exponent = 65537;
 
 void check(bool done) {
     if (!done) throw std::runtime_error("the RSA arithmetic failed");
 }
 
-Context make_context() {
-    Context context(BN_CTX_new());
-    check(context != nullptr);
-    return context;
+// What the library has to say, but for its remarks: on Windows it makes one about disk statistics.
+void report(void*, int level, const char* format, std::va_list values) {
+    if (level != GCRY_LOG_INFO) std::vfprintf(stderr, format, values);
+}
+
+// One thread does this before any uses the library.
+bool set_up_library() {
+    if (!gcry_check_version(GCRYPT_VERSION)) return false;
+    gcry_set_log_handler(report, nullptr);
+    return gcry_control(GCRYCTL_DISABLE_SECMEM) == 0 && gcry_control(GCRYCTL_INITIALIZATION_FINISHED) == 0;
 }
 
 } // namespace
 
+// Secret ones: the arithmetic with them takes its time whatever their value, and they are wiped when they go.
 RsaKey::Number RsaKey::make_number() {
-    Number number(BN_new());
-    check(number != nullptr);
-    return number;
+    return Number(gcry_mpi_snew(modulus_bits));
 }
 
-// Its top two bits are set, so that the product of two has its top bit set.
 RsaKey::Number RsaKey::prime() {
-    Number number = make_number();
-    check(BN_generate_prime_ex(number.get(), prime_bits, 0, nullptr, nullptr, nullptr) == 1);
-    return number;
+    gcry_mpi_t number = nullptr;
+    check(gcry_prime_generate(&number, prime_bits, 0, nullptr, nullptr, nullptr, GCRY_STRONG_RANDOM,
+                              GCRY_PRIME_FLAG_SECRET) == 0);
+    return Number(number);
 }
 
-RsaBlock RsaKey::block_of(const BIGNUM& number) {
+RsaBlock RsaKey::block_of(const Number& number) {
     RsaBlock block{};
-    check(BN_bn2lebinpad(&number, block.data(), static_cast<int>(block.size())) ==
-          static_cast<int>(block.size()));
+    std::size_t size = 0;
+    check(gcry_mpi_print(GCRYMPI_FMT_USG, block.data(), block.size(), &size, number.get()) == 0);
+    std::reverse(block.begin(), block.begin() + static_cast<std::ptrdiff_t>(size));
     return block;
 }
 
-RsaKey::RsaKey()
-    : modulus_(make_number()), public_exponent_(make_number()), private_exponent_(make_number()) {
-    const Context context = make_context();
+RsaKey::RsaKey() {
+    static const bool library_works = set_up_library();
+    check(library_works);
+    modulus_ = make_number();
+    public_exponent_ = make_number();
+    private_exponent_ = make_number();
+    gcry_mpi_set_ui(public_exponent_.get(), usual_exponent);
     const Number group_order = make_number();
-    check(BN_set_word(public_exponent_.get(), usual_exponent) == 1);
-    // The exponent has no inverse when it divides the order, which is rare.
+    // The product of the primes can be a bit short, and the exponent has no inverse when it divides the order.
     do {
         const Number p = prime();
         const Number q = prime();
-        check(BN_mul(modulus_.get(), p.get(), q.get(), context.get()) == 1);
-        check(BN_sub_word(p.get(), 1) == 1 && BN_sub_word(q.get(), 1) == 1);
-        check(BN_mul(group_order.get(), p.get(), q.get(), context.get()) == 1);
-    } while (BN_mod_inverse(private_exponent_.get(), public_exponent_.get(), group_order.get(),
-                            context.get()) == nullptr);
-    BN_set_flags(private_exponent_.get(), BN_FLG_CONSTTIME);
+        gcry_mpi_mul(modulus_.get(), p.get(), q.get());
+        gcry_mpi_sub_ui(p.get(), p.get(), 1);
+        gcry_mpi_sub_ui(q.get(), q.get(), 1);
+        gcry_mpi_mul(group_order.get(), p.get(), q.get());
+    } while (gcry_mpi_get_nbits(modulus_.get()) != modulus_bits ||
+             !gcry_mpi_invm(private_exponent_.get(), public_exponent_.get(), group_order.get()));
 }
 
 bool RsaKey::decipher(RsaBlock& block) const {
-    const Number number = make_number();
-    check(BN_lebin2bn(block.data(), static_cast<int>(block.size()), number.get()) != nullptr);
-    if (BN_cmp(number.get(), modulus_.get()) >= 0) return false;
-    const Context context = make_context();
-    check(BN_mod_exp(number.get(), number.get(), private_exponent_.get(), modulus_.get(), context.get()) ==
-          1);
-    block = block_of(*number);
+    RsaBlock big_endian = block;
+    std::reverse(big_endian.begin(), big_endian.end());
+    gcry_mpi_t scanned = nullptr;
+    check(gcry_mpi_scan(&scanned, GCRYMPI_FMT_USG, big_endian.data(), big_endian.size(), nullptr) == 0);
+    const Number number(scanned);
+    if (gcry_mpi_cmp(number.get(), modulus_.get()) >= 0) return false;
+    gcry_mpi_powm(number.get(), number.get(), private_exponent_.get(), modulus_.get());
+    block = block_of(number);
     return true;
 }
 

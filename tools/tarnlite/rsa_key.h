@@ -5,8 +5,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <gcrypt.h>
 #include <memory>
-#include <openssl/bn.h>
 
 namespace tarnlite {
 
@@ -18,20 +18,20 @@ class RsaKey {
     // A fresh random key. Throws std::runtime_error when the library cannot make one.
     RsaKey();
 
-    RsaBlock exponent() const { return block_of(*public_exponent_); }
-    RsaBlock modulus() const { return block_of(*modulus_); }
+    RsaBlock exponent() const { return block_of(public_exponent_); }
+    RsaBlock modulus() const { return block_of(modulus_); }
     // Deciphers a block in place; false, with the block as it was, for one that is not below the modulus.
     bool decipher(RsaBlock& block) const;
 
   private:
     struct NumberCloser {
-        void operator()(BIGNUM* number) const { BN_clear_free(number); }
+        void operator()(gcry_mpi_t number) const { gcry_mpi_release(number); }
     };
-    using Number = std::unique_ptr<BIGNUM, NumberCloser>;
+    using Number = std::unique_ptr<gcry_mpi, NumberCloser>;
 
     static Number make_number();
     static Number prime();
-    static RsaBlock block_of(const BIGNUM& number);
+    static RsaBlock block_of(const Number& number);
 
     Number modulus_;
     Number public_exponent_;

@@ -1,10 +1,10 @@
+// Sockets of POSIX systems. No call raises SIGPIPE, and an interrupted one is taken up again.
 #include "net.h"
 
 #include <fmt/format.h>
 
 #include <arpa/inet.h>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -32,25 +32,7 @@ sockaddr_in socket_address(const std::string& address, std::uint16_t port) {
     throw std::runtime_error(fmt::format("{}: {}", what, std::strerror(errno)));
 }
 
-sigset_t stop_signals() {
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGTERM);
-    return set;
-}
-
 } // namespace
-
-Socket::Socket(Socket&& other) noexcept : descriptor_(std::exchange(other.descriptor_, none)) {}
-
-Socket& Socket::operator=(Socket&& other) noexcept {
-    if (this != &other) {
-        close();
-        descriptor_ = std::exchange(other.descriptor_, none);
-    }
-    return *this;
-}
 
 std::size_t Socket::receive(char* into, std::size_t capacity) {
     ssize_t got = 0;
@@ -122,16 +104,8 @@ Socket Listener::accept() {
     return Socket(accepted);
 }
 
-void hold_stop_signals() {
-    const sigset_t signals = stop_signals();
-    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-}
-
-void wait_for_stop_signal() {
-    const sigset_t signals = stop_signals();
-    int arrived = 0;
-    while (::sigwait(&signals, &arrived) != 0) {
-    }
+void Listener::interrupt() {
+    socket_.shut_both();
 }
 
 } // namespace tarnlite
