@@ -163,7 +163,7 @@ class Scripts(ShellTest):
     def test_rows_go_to_a_file_and_catalogue_and_watch_print_as_rows(self):
         rows = self.folder / "rows"
         self.expect(["-q", "-o", str(rows), "--format", "csv", "-c",
-                     "CREATE TABLE t (a INTEGER NOT NULL, b TEXT DEFAULT 'x', PRIMARY KEY (a)); \\d\n\\d t\n"
+                     "CREATE TABLE t (a INTEGER NOT NULL, b TEXT DEFAULT 'x', PRIMARY KEY (a)); \\d\n\\d main.t\n"
                      "SELECT 4;\n\\watch 0.01 2"], "")
         self.assertEqual(rows.read_text(), "name,kind\nt,table\nname,type,not null,default,key\na,INTEGER,yes,,1\n"
                                            "b,TEXT,,'x',\n" + "4\n4\n" * 3)
@@ -190,7 +190,10 @@ class Failures(ShellTest):
                 (["-o", "/nowhere/x", "-c", "SELECT 1"], 1, "/nowhere/x", {}),
                 (["-o", "/dev/full", "-c", "SELECT 1"], 1, "No space left", {}),
                 (["--format", "xml"], 1, "xml", {}),
+                (["-c", "\\watch 1x"], 1, "\\watch SECONDS", {}),
                 (["-c", "SELECT 1"], 1, "no server", {"connection": []}),
+                (["--port", "1x"], 1, "--port", {"connection": ["--server", "x"]}),
+                (["-c", "SELECT 1"], 2, "no address for", {"connection": [f"server={'x' * 70};port=1"]}),
                 (["-c", "SELECT 1"], 2, "cannot connect", {"connection": nobody})):
             with self.subTest(arguments=arguments):
                 self.expect(arguments, "", code, says, **more)
@@ -223,7 +226,7 @@ class Passwords(ShellTest):
     server_options = ("--user", "ada", "--password", "se=cr,et")
 
     def connect(self, *arguments, code, says="", **more):
-        options = ["--server", "127.0.0.1", "--port", str(self.server.port), "--user", "ada"]
+        options = ["--server", "localhost", "--port", str(self.server.port), "--user", "ada"]
         self.expect(["-q", "-c", "VALUES (1)", "--no-header", *arguments], "1\n" if code == 0 else "", code, says,
                     connection=options, **more)
 
@@ -270,8 +273,8 @@ class Copies(ShellTest):
     def test_a_table_comes_back_from_its_file(self):
         for options in ([], ["--null", "NULL"]):
             with self.subTest(options=options):
-                self.expect([*options, "-c", f"DELETE FROM u; \\copy (SELECT * FROM t) TO '{self.file}'\n"
-                                             f"\\copy u FROM '{self.file}'"], "", says=f"{self.rows:,} rows stored")
+                script = f"\\copy (SELECT * FROM t WHERE ')' > '') TO '{self.file}'\n\\copy u FROM '{self.file}'"
+                self.expect([*options, "-c", "DELETE FROM u; " + script], "", says=f"{self.rows:,} rows stored")
                 self.assertEqual(self.rows_of("SELECT id, name, w, b FROM u EXCEPT SELECT * FROM t"), "")
                 self.assertEqual(self.rows_of("SELECT count(*) FROM u"), f"{self.rows}\n")
 
@@ -283,7 +286,8 @@ class Copies(ShellTest):
         self.assertEqual(self.rows_of("SELECT id, name, w FROM u"), "1,x,\n,x,1\n2,y,\n")
 
     def test_bad_files_are_refused_with_their_line(self):
-        for content, says in (("id,nope\n1,2\n", 'no column "nope"'), ("id,name\n1,a\n2\n", "line 3: 1 fields for 2"),
+        for content, says in (("id,nope\n1,2\n", 'no column "nope"'), ("id,ID\n1,2\n", "named twice"),
+                              ("id,name\n1,a\n2\n", "line 3: 1 field for 2"),
                               ('id\n1\n"2\n', "line 3: a quoted field has no end"),
                               ('id\n"1"x\n', "line 2: text behind"), ("b\nzz\n", "line 2: b holds binary")):
             with self.subTest(content=content):
@@ -296,10 +300,10 @@ class Copies(ShellTest):
     def test_a_failed_batch_tells_what_stands_and_a_failed_query_leaves_the_file(self):
         self.run_shell("-c", "CREATE TABLE k (id INTEGER PRIMARY KEY)")
         self.file.write_text("id\n" + "".join(f"{n % 19000}\n" for n in range(20000)))
-        self.expect(["-c", f"\\copy k FROM '{self.file}'"], "", 3, "10000 rows were stored, those before line 10002")
+        self.expect(["-c", f"\\copy k FROM '{self.file}'"], "", 3, "10,000 rows stored, those before line 10002")
         self.file.write_text("id\n" + "".join(f"{n}\n" for n in range(20000, 32000)) + "x,y\n")
         self.expect(["-c", f"\\copy k FROM '{self.file}'"], "", 1,
-                    "line 12002: 2 fields for 1 columns\n10000 rows were stored, those before line 10002")
+                    "line 12002: 2 fields for 1 column\n10,000 rows stored, those before line 10002")
         self.assertEqual(self.rows_of("SELECT count(*) FROM k"), "20000\n")
         self.expect(["-c", f"\\copy (SELECT nope) TO '{self.file}'"], "", 3)
         self.assertTrue(self.file.read_text().startswith("id\n20000\n"))
@@ -332,7 +336,7 @@ class Terminal(ShellTest):
         self.shell = self.open_shell()
 
     def open_shell(self):
-        env = {**os.environ, "TARNSH_HISTORY": str(self.history), "TERM": "xterm", "LC_ALL": "C.UTF-8"}
+        env = {**os.environ, "TARNSH_HISTORY": str(self.history), "TERM": "xterm", "LC_ALL": "C"}
         shell = pexpect.spawn(TARNSH, [self.server.connection, "--format", "csv"], encoding="utf-8", timeout=30,
                               dimensions=(40, 200), env=env)
         self.addCleanup(shell.close, force=True)
@@ -367,6 +371,7 @@ class Terminal(ShellTest):
         self.shell.send("SELECT 'not ended\r")
         self.shell.expect_exact("   -> ")
         self.type("\x03")
+        self.type("\x1a")  # nobody could bring back the leader of a session
         self.shell.send(ENDLESS + "; SELECT 'never' || 'more';\r")
         self.shell.expect_exact("1000\r\n")
         self.type("\x03", "error: stopped")
@@ -375,6 +380,13 @@ class Terminal(ShellTest):
         self.shell.send("\\watch 60\r")
         self.shell.expect_exact("(1 row)")
         self.type("\x03")
+        self.shell.send(f"SELECT 1; SELECT count(*) FROM ({ENDLESS});\r")
+        self.shell.expect_exact("(1 row)")
+        self.shell.send("\x03")
+        self.shell.expect_exact("^C")
+        self.shell.send("\x03")
+        self.shell.expect(pexpect.EOF)
+        self.assertIn("watch", self.history.read_text())
 
     def test_a_lost_link_is_made_anew(self):
         self.server.stop()

@@ -1,5 +1,7 @@
 #include "catalog.h"
 
+#include "text.h"
+
 namespace tarnsh {
 
 namespace {
@@ -20,12 +22,6 @@ class NameSink final : public RowSink {
 
 constexpr const char* of_users = "type IN ('table', 'view') AND name NOT LIKE 'sqlite\\_%' ESCAPE '\\'";
 
-// The name without the double quotes that it may stand in.
-std::string plain_name(const std::string& name) {
-    return name.size() > 1 && name.front() == '"' && name.back() == '"' ? name.substr(1, name.size() - 2)
-                                                                        : name;
-}
-
 } // namespace
 
 std::string tables_query() {
@@ -33,10 +29,14 @@ std::string tables_query() {
 }
 
 std::string columns_query(const std::string& table) {
-    return "SELECT name, type, CASE \"notnull\" WHEN 1 THEN 'yes' END AS \"not null\", dflt_value AS "
-           "\"default\", "
-           "CASE WHEN pk > 0 THEN pk END AS \"key\" FROM pragma_table_info(" +
-           quoted_literal(plain_name(table)) + ") ORDER BY cid";
+    const std::size_t dot = last_dot(table);
+    const std::size_t name = dot == table.npos ? 0 : dot + 1;
+    std::string arguments = in_quotes(plain_name(table.substr(name)), '\'');
+    if (name > 0) arguments += ", " + in_quotes(plain_name(table.substr(0, dot)), '\'');
+    return "SELECT name, type, CASE \"notnull\" WHEN 1 THEN 'yes' END AS \"not null\", "
+           "dflt_value AS \"default\", CASE WHEN pk > 0 THEN pk END AS \"key\" "
+           "FROM pragma_table_info(" +
+           arguments + ") ORDER BY cid";
 }
 
 std::vector<TableNames> read_names(Session& session) {
@@ -52,20 +52,6 @@ std::vector<TableNames> read_names(Session& session) {
     }
     session.silent = false;
     return std::move(sink.tables);
-}
-
-std::string quoted_literal(const std::string& text) {
-    std::string out = "'";
-    for (const char c : text)
-        out += c == '\'' ? "''" : std::string(1, c);
-    return out + "'";
-}
-
-std::string quoted_name(std::string_view name) {
-    std::string out = "\"";
-    for (const char c : name)
-        out += c == '"' ? "\"\"" : std::string(1, c);
-    return out + "\"";
 }
 
 } // namespace tarnsh

@@ -5,7 +5,6 @@
 #include "session.h"
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace tarnsh {
@@ -22,10 +21,5 @@ struct TableNames {
 
 // Every table with its columns, for completion; empty when the server's catalogue is not known.
 std::vector<TableNames> read_names(Session& session);
-
-// A literal: in single quotes, those inside doubled.
-std::string quoted_literal(const std::string& text);
-// A name: in double quotes, those inside doubled.
-std::string quoted_name(std::string_view name);
 
 } // namespace tarnsh

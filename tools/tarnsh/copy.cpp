@@ -1,6 +1,5 @@
 #include "copy.h"
 
-#include "catalog.h"
 #include "csv.h"
 #include "progress.h"
 #include "terminal.h"
@@ -10,12 +9,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
-#include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -27,14 +24,6 @@ namespace {
 // A batch ends at whichever comes first.
 constexpr std::size_t batch_rows = 10000, batch_bytes = 8 << 20;
 constexpr std::size_t longest_value = 1 << 30; // arrays are counted in 31 bits
-
-constexpr const char* usage =
-    "\\copy TABLE [(COLUMN, ...)] FROM FILE, \\copy (QUERY) TO FILE or \\copy TABLE TO FILE";
-
-struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
 
 struct Target {
     std::string table;
@@ -84,13 +73,13 @@ class Prepared {
     std::array<char, 32> name_{};
 };
 
-std::vector<std::string> names_in_brackets(std::string_view list) {
+std::vector<std::string> names_of_list(std::string_view list) {
     std::vector<std::string> names;
-    while (!list.empty()) {
-        const std::string_view name = trim(list.substr(0, list.find(',')));
-        list.remove_prefix(
-            std::min(list.size(), list.find(',') == list.npos ? list.size() : list.find(',') + 1));
-        names.emplace_back(name.size() > 1 && name.front() == '"' ? name.substr(1, name.size() - 2) : name);
+    for (bool more = true; more;) {
+        const std::size_t comma = list.find(',');
+        more = comma != list.npos;
+        names.push_back(plain_name(trim(list.substr(0, comma))));
+        list.remove_prefix(more ? comma + 1 : list.size());
     }
     return names;
 }
@@ -103,6 +92,8 @@ std::vector<Column> columns_named(const Target& target, const std::vector<std::s
             target.columns, [&](const Column& column) { return upper(column.name) == upper(name); });
         if (found == target.columns.end())
             fail(exit_shell, fmt::format("{} has no column \"{}\"", target.table, name));
+        if (std::ranges::find(chosen, found->name, &Column::name) != chosen.end())
+            fail(exit_shell, fmt::format("column \"{}\" is named twice", name));
         chosen.push_back(*found);
     }
     return chosen;
@@ -111,7 +102,7 @@ std::vector<Column> columns_named(const Target& target, const std::vector<std::s
 std::string insert_statement(const Target& target) {
     std::string names, marks;
     for (const Column& column : target.columns) {
-        names += (names.empty() ? "" : ", ") + quoted_name(column.name);
+        names += (names.empty() ? "" : ", ") + in_quotes(column.name, '"');
         marks += marks.empty() ? "?" : ", ?";
     }
     return fmt::format("INSERT INTO {} ({}) VALUES ({})", target.table, names, marks);
@@ -122,14 +113,13 @@ bool is_blank_line(const std::vector<CsvField>& fields) {
 }
 
 void add_record(Batch& batch, const Target& target, const std::vector<CsvField>& fields,
-                const std::string& null_text, std::size_t line) {
+                const std::string& null_text, const CsvReader& reader) {
     if (fields.size() != batch.columns.size())
-        fail(exit_shell,
-             fmt::format("line {}: {} fields for {} columns", line, fields.size(), batch.columns.size()));
+        reader.refuse(fmt::format("{} for {}", counted(std::ssize(fields), "field"),
+                                  counted(std::ssize(batch.columns), "column")));
     for (std::size_t i = 0; i < fields.size(); ++i) {
         const CsvField& field = fields[i];
-        if (field.text.size() > longest_value)
-            fail(exit_shell, fmt::format("line {}: a value of over 1 GiB", line));
+        if (field.text.size() > longest_value) reader.refuse("a value of over 1 GiB");
         std::string bytes;
         if (!field.quoted && field.text == null_text)
             batch.columns[i].add("");
@@ -138,12 +128,11 @@ void add_record(Batch& batch, const Target& target, const std::vector<CsvField>&
         else if (bytes_of_hex(field.text, bytes))
             batch.columns[i].add(bytes);
         else
-            fail(exit_shell,
-                 fmt::format("line {}: {} holds binary values, written as 0x and hexadecimal digits", line,
-                             target.columns[i].name));
+            reader.refuse(target.columns[i].name +
+                          " holds binary values, written as 0x and hexadecimal digits");
         batch.bytes += field.text.size();
     }
-    if (batch.rows++ == 0) batch.first_line = line;
+    if (batch.rows++ == 0) batch.first_line = reader.line();
 }
 
 void send(Session& session, const Prepared& statement, const Target& target, Batch& batch) {
@@ -162,22 +151,21 @@ void send(Session& session, const Prepared& statement, const Target& target, Bat
     check_call(session, TRN_ExecBatch(&session.handle, statement.call().c_str(), rows));
 }
 
-void tell_rate(const Session& session, const char* what, std::int64_t rows, double seconds) {
-    note(session, fmt::format("{} rows {} in {:.2f} s", grouped(rows), what, seconds));
+void tell_rate(const Session& session, std::int64_t rows, const char* what, Progress& progress) {
+    progress.erase();
+    note(session, fmt::format("{} {} in {:.2f} s", counted(rows, "row"), what, progress.seconds()));
 }
 
-// The table and those of its columns that the file fills: named in brackets, or by the file's first line, or all.
-Target find_target(Session& session, std::string_view place, CsvReader& reader, bool header) {
-    const std::size_t bracket = place.ends_with(')') ? place.find('(') : place.npos;
-    Target target{std::string(trim(place.substr(0, bracket))), {}};
-    target.columns = describe(session, "SELECT * FROM " + target.table);
+// The columns that the file fills: those of the list, or of the file's first line, or all.
+Target find_target(Session& session, const std::string& table, const std::optional<std::string>& list,
+                   CsvReader& reader, bool header) {
+    Target target{table, describe(session, "SELECT * FROM " + table)};
     std::vector<CsvField> fields;
     std::vector<std::string> names;
     if (header && reader.next(fields))
         for (const CsvField& field : fields)
             names.push_back(field.text);
-    if (bracket != place.npos)
-        names = names_in_brackets(place.substr(bracket + 1, place.size() - bracket - 2));
+    if (list) names = names_of_list(*list);
     if (!names.empty()) target.columns = columns_named(target, names);
     return target;
 }
@@ -188,7 +176,7 @@ bool fill(Batch& batch, CsvReader& reader, const Target& target, const std::stri
     while (!batch.full()) {
         if (!reader.next(fields)) return false;
         if (!is_blank_line(fields) || batch.columns.size() == 1)
-            add_record(batch, target, fields, null_text, reader.line());
+            add_record(batch, target, fields, null_text, reader);
     }
     return true;
 }
@@ -206,8 +194,8 @@ std::int64_t send_records(Session& session, CsvReader& reader, const Target& tar
         } catch (Failure& failure) {
             if (batch.rows == 0) batch.first_line = reader.line();
             failure.text +=
-                fmt::format("\n{} rows were stored, those before line {}", stored, batch.first_line);
-            if (failure.code == exit_connection) failure.text += "; whether the next ones were is not known";
+                fmt::format("\n{} stored, those before line {}", counted(stored, "row"), batch.first_line);
+            if (failure.code == exit_connection) failure.text += "; whether the next ones are is not known";
             throw;
         }
         stored += static_cast<std::int64_t>(batch.rows);
@@ -216,29 +204,23 @@ std::int64_t send_records(Session& session, CsvReader& reader, const Target& tar
     return stored;
 }
 
-void copy_from(Session& session, std::string_view place, const std::string& path,
-               const PrintSettings& settings) {
-    const File file(open_file(path, "rb"));
-    if (!file) fail(exit_shell, "cannot read " + path + ": " + std::strerror(errno));
-    CsvReader reader(file.get());
-    const Target target = find_target(session, place, reader, settings.header);
+void copy_from(Session& session, const std::string& table, const std::optional<std::string>& list,
+               const std::string& path, const PrintSettings& settings) {
+    CsvReader reader(path);
+    const Target target = find_target(session, table, list, reader, settings.header);
     std::error_code unknown;
     const std::uintmax_t size = std::filesystem::file_size(std::u8string(path.begin(), path.end()), unknown);
-    std::int64_t rows = 0;
-    double seconds = 0;
-    {
-        Progress progress(unknown ? 0 : size, session.quiet);
-        rows = send_records(session, reader, target, settings.null_text.value_or(""), progress);
-        seconds = progress.seconds();
-    }
-    tell_rate(session, "stored", rows, seconds);
+    Progress progress(unknown ? 0 : size, session.quiet);
+    const std::int64_t rows =
+        send_records(session, reader, target, settings.null_text.value_or(""), progress);
+    tell_rate(session, rows, "stored", progress);
 }
 
 // The file is made when the first rows are there: a query that fails leaves the one before alone.
 class FileSink final : public RowSink {
   public:
-    FileSink(std::string path, const PrintSettings& settings, bool quiet)
-        : path_(std::move(path)), settings_(settings), progress_(0, quiet) {}
+    FileSink(std::string path, const PrintSettings& settings, Progress& progress)
+        : path_(std::move(path)), settings_(settings), progress_(progress) {}
 
     void begin(const std::vector<Column>& columns) override {
         if (!printer_) {
@@ -259,67 +241,39 @@ class FileSink final : public RowSink {
         output_->close();
         return printer_->rows();
     }
-    double seconds() const { return progress_.seconds(); }
 
   private:
     std::string path_;
     PrintSettings settings_;
     std::optional<Output> output_;
     std::unique_ptr<Printer> printer_;
-    Progress progress_;
+    Progress& progress_;
 };
 
-void copy_to(Session& session, std::string_view source, const std::string& path, PrintSettings settings) {
+void copy_to(Session& session, const std::string& query, const std::string& path, PrintSettings settings) {
     settings.format = Format::csv;
-    std::string query = "SELECT * FROM " + std::string(source);
-    if (source.starts_with('(') && source.ends_with(')')) query = trim(source.substr(1, source.size() - 2));
-    std::int64_t rows = 0;
-    double seconds = 0;
-    {
-        FileSink sink(path, settings, session.quiet);
-        run_statement(session, query, sink);
-        rows = sink.close();
-        seconds = sink.seconds();
-    }
-    tell_rate(session, "written", rows, seconds);
-}
-
-// The place of a word outside of quotes and brackets, letter case aside; npos when it is not there.
-std::size_t find_word(std::string_view text, std::string_view word) {
-    int depth = 0;
-    char quote = 0;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const char c = text[at];
-        if (quote) {
-            if (c == quote) quote = 0;
-        } else if (c == '\'' || c == '"') {
-            quote = c;
-        } else if (c == '(' || c == ')') {
-            depth += c == '(' ? 1 : -1;
-        } else if (depth == 0 &&
-                   (at == 0 || std::isspace(static_cast<unsigned char>(text[at - 1])) ||
-                    text[at - 1] == ')') &&
-                   first_word(text.substr(at)) == word) {
-            return at;
-        }
-    }
-    return text.npos;
+    Progress progress(0, session.quiet);
+    FileSink sink(path, settings, progress);
+    run_statement(session, query, sink);
+    tell_rate(session, sink.close(), "written", progress);
 }
 
 } // namespace
 
-void copy(Session& session, std::string_view arguments, const PrintSettings& settings) {
-    const std::size_t from = find_word(arguments, "FROM"), to = find_word(arguments, "TO");
-    const std::size_t at = std::min(from, to);
-    if (at == arguments.npos || at == 0) fail(exit_shell, std::string("usage: ") + usage);
-    std::string_view rest = arguments.substr(at + (at == from ? 4 : 2));
-    const std::string path = take_word(rest);
-    if (path.empty() || !rest.empty()) fail(exit_shell, std::string("usage: ") + usage);
-    const std::string_view place = trim(arguments.substr(0, at));
-    if (at == from)
-        copy_from(session, place, path, settings);
+bool copy(Session& session, std::string_view arguments, const PrintSettings& settings) {
+    const std::string table = take_name(arguments); // empty before a query
+    const std::optional<std::string> inside = take_brackets(arguments);
+    const std::string direction = upper(take_word(arguments)), path = take_word(arguments);
+    if (path.empty() || !arguments.empty() || (table.empty() && !inside)) return false;
+    if (direction == "FROM" && !table.empty())
+        copy_from(session, table, inside, path, settings);
+    else if (direction == "TO" && table.empty())
+        copy_to(session, *inside, path, settings);
+    else if (direction == "TO")
+        copy_to(session, fmt::format("SELECT {} FROM {}", inside.value_or("*"), table), path, settings);
     else
-        copy_to(session, place, path, settings);
+        return false;
+    return true;
 }
 
 } // namespace tarnsh

@@ -8,7 +8,8 @@
 
 namespace tarnsh {
 
-// arguments is "TABLE [(COLUMN, ...)] FROM FILE", "(QUERY) TO FILE" or "TABLE TO FILE".
-void copy(Session& session, std::string_view arguments, const PrintSettings& settings);
+// arguments is "TABLE [(COLUMN, ...)] FROM FILE", "TABLE [(COLUMN, ...)] TO FILE" or "(QUERY) TO FILE"; false
+// for another form.
+bool copy(Session& session, std::string_view arguments, const PrintSettings& settings);
 
 } // namespace tarnsh

@@ -1,6 +1,7 @@
 #include "csv.h"
 
 #include "failure.h"
+#include "text.h"
 
 #include <fmt/format.h>
 
@@ -11,24 +12,19 @@
 namespace tarnsh {
 
 void add_csv_field(std::string_view text, std::string_view null_text, std::string& line) {
-    if (text != null_text && text.find_first_of(",\"\r\n") == std::string_view::npos) {
+    const bool bare = text != null_text && text.find_first_of(",\"\r\n") == std::string_view::npos;
+    if (bare)
         line += text;
-        return;
-    }
-    line += '"';
-    for (const char c : text) {
-        if (c == '"') line += '"';
-        line += c;
-    }
-    line += '"';
+    else
+        line += in_quotes(text, '"');
 }
 
 int CsvReader::peek() {
     if (at_ == buffer_.size()) {
         buffer_.resize(1 << 16);
-        buffer_.resize(std::fread(buffer_.data(), 1, buffer_.size(), file_));
+        buffer_.resize(std::fread(buffer_.data(), 1, buffer_.size(), file_.get()));
         at_ = 0;
-        if (buffer_.empty() && std::ferror(file_) != 0) fail(exit_shell, "cannot read the file to its end");
+        if (buffer_.empty() && std::ferror(file_.get()) != 0) fail_to_read(path_);
     }
     return at_ < buffer_.size() ? buffer_[at_] : EOF;
 }
@@ -50,9 +46,13 @@ void CsvReader::skip_byte_order_mark() {
     at_ = bytes_ = std::size(mark);
 }
 
+void CsvReader::refuse(std::string_view reason) const {
+    fail(exit_shell, fmt::format("{}, line {}: {}", path_, record_line_, reason));
+}
+
 void CsvReader::read_quoted(std::string& text) {
     for (int c = get();; c = get()) {
-        if (c == EOF) fail(exit_shell, fmt::format("line {}: a quoted field has no end", record_line_));
+        if (c == EOF) refuse("a quoted field has no end");
         if (c == '"') {
             if (peek() != '"') return;
             get();
@@ -80,8 +80,7 @@ bool CsvReader::next(std::vector<CsvField>& fields) {
         }
         if (field.quoted && c == '\r') c = get();
         if (c == ',') continue;
-        if (c != '\n' && c != EOF)
-            fail(exit_shell, fmt::format("line {}: text behind the end of a quoted field", record_line_));
+        if (c != '\n' && c != EOF) refuse("text behind the end of a quoted field");
         if (!field.quoted && field.text.ends_with('\r')) field.text.pop_back();
         return true;
     }

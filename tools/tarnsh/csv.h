@@ -2,8 +2,9 @@
 // quotes, so that reading gives back what was written.
 #pragma once
 
+#include "output.h"
+
 #include <cstddef>
-#include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,11 +20,13 @@ struct CsvField {
 
 class CsvReader {
   public:
-    explicit CsvReader(std::FILE* file) : file_(file) {}
+    explicit CsvReader(const std::string& path) : file_(open_to_read(path)), path_(path) {}
 
     // False at the end of the file. Fails with exit_shell for a text that is no CSV.
     bool next(std::vector<CsvField>& fields);
-    std::size_t line() const { return record_line_; } // where the last record began, from 1
+    // Fails with exit_shell, naming the file and the line where the last record began.
+    [[noreturn]] void refuse(std::string_view reason) const;
+    std::size_t line() const { return record_line_; } // that line, from 1
     std::size_t bytes() const { return bytes_; }      // read so far
 
   private:
@@ -32,7 +35,8 @@ class CsvReader {
     void read_quoted(std::string& text);
     void skip_byte_order_mark();
 
-    std::FILE* file_;
+    File file_;
+    std::string path_;
     std::size_t line_ = 1, record_line_ = 1, bytes_ = 0;
     std::vector<unsigned char> buffer_;
     std::size_t at_ = 0;

@@ -112,7 +112,6 @@ int run_interactively(Shell& shell, const std::string& history_file) {
             splitter = Splitter();
         }
     }
-    end_line_input();
     return exit_done;
 }
 

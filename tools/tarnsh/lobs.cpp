@@ -1,17 +1,15 @@
 #include "lobs.h"
 
 #include "output.h"
-#include "terminal.h"
 #include "text.h"
 
 #include <fmt/format.h>
 
-#include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <limits>
-#include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace tarnsh {
@@ -20,23 +18,8 @@ namespace {
 
 constexpr std::size_t piece_size = 1 << 20;
 
-class Lob {
-  public:
-    Lob() {
-        if (TRN_Create_Lob(&handle_) != TRN_OK) fail(exit_shell, "out of memory");
-    }
-    Lob(const Lob&) = delete;
-    Lob& operator=(const Lob&) = delete;
-    ~Lob() { TRN_Distroy_Lob(&handle_); }
-    TRN_HANDLE* handle() { return &handle_; }
-
-  private:
-    TRN_HANDLE handle_ = nullptr;
-};
-
 std::size_t fill(Lob& lob, const std::string& path) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(open_file(path, "rb"), std::fclose);
-    if (!file) fail(exit_shell, "cannot read " + path + ": " + std::strerror(errno));
+    const File file = open_to_read(path);
     std::vector<char> piece(piece_size);
     std::size_t total = 0;
     while (const std::size_t got = std::fread(piece.data(), 1, piece.size(), file.get())) {
@@ -46,20 +29,9 @@ std::size_t fill(Lob& lob, const std::string& path) {
         if (TRN_Put_Lob_data(lob.handle(), piece.data(), static_cast<std::int32_t>(got)) != TRN_OK)
             fail(exit_shell, "out of memory");
     }
-    if (std::ferror(file.get()) != 0) fail(exit_shell, "cannot read " + path + " to its end");
+    if (std::ferror(file.get()) != 0) fail_to_read(path);
     TRN_Put_Lob_data(lob.handle(), nullptr, TRN_LOB_END);
     return total;
-}
-
-// The last dot outside of double quotes.
-std::size_t column_dot(std::string_view name) {
-    std::size_t dot = name.npos;
-    bool quoted = false;
-    for (std::size_t i = 0; i < name.size(); ++i) {
-        if (name[i] == '"') quoted = !quoted;
-        if (name[i] == '.' && !quoted) dot = i;
-    }
-    return dot;
 }
 
 bool holds_text(Session& session, const std::string& table, const std::string& column) {
@@ -67,42 +39,25 @@ bool holds_text(Session& session, const std::string& table, const std::string& c
     return !columns.empty() && (columns[0].type == TRN_TYPE_CLOB || columns[0].type == TRN_TYPE_TEXT);
 }
 
-void write_lob(Lob& lob, Output& output) {
-    std::vector<char> piece(piece_size);
-    TRN_LobRead_SetPos(lob.handle(), 0);
-    for (std::int32_t got; (got = TRN_Get_Lob_data(lob.handle(), piece.data(), piece_size)) > 0;)
-        output.write({piece.data(), static_cast<std::size_t>(got)});
-}
-
 // The value of the current row's first column goes into the file.
 void write_value(Session& session, Result& result, std::int32_t type, const std::string& path) {
-    if (is_lob(type)) {
-        Lob lob;
-        const std::int32_t status = TRN_GetData(result.handle(), 1, type, lob.handle(), 0, nullptr);
-        if (status == TRN_NULL_VALUE) fail(exit_statement, "the value is null");
-        check_call(session, status);
-        Output output(path);
-        write_lob(lob, output);
-        return output.close();
-    }
+    std::optional<Lob> lob;
+    if (session.descriptors) lob.emplace();
     Cell cell;
-    check_call(session, read_cell(result, 1, type, nullptr, cell));
+    check_call(session, read_value(result, 1, type, lob ? &*lob : nullptr, cell));
     if (cell.null) fail(exit_statement, "the value is null");
-    std::string bytes;
     Output output(path);
-    output.write(is_binary(type) && bytes_of_hex(cell.text, bytes) ? bytes : cell.text);
+    output.write(cell.text);
     output.close();
 }
 
 } // namespace
 
-void import_lob(Session& session, std::string_view arguments) {
-    const std::string place = take_word(arguments);
-    const std::string path = take_word(arguments);
-    const std::size_t dot = column_dot(place);
+bool import_lob(Session& session, std::string_view arguments) {
+    const std::string place = take_name(arguments), path = take_word(arguments);
+    const std::size_t dot = last_dot(place);
     const bool updates = first_word(arguments) == "WHERE";
-    if (dot == place.npos || path.empty() || (!updates && !arguments.empty()))
-        fail(exit_shell, "usage: \\lob_import TABLE.COLUMN FILE [WHERE CONDITION]");
+    if (dot == place.npos || path.empty() || (!updates && !arguments.empty())) return false;
     const std::string table = place.substr(0, dot), column = place.substr(dot + 1);
     const std::int32_t type = holds_text(session, table, column) ? TRN_TYPE_CLOB : TRN_TYPE_BLOB;
     Lob lob;
@@ -114,25 +69,24 @@ void import_lob(Session& session, std::string_view arguments) {
     const std::int32_t rows = TRN_Execute_no_query(&session.handle, sql.c_str());
     check_call(session, rows);
     if (rows == 0) fail(exit_statement, "no row was found to take the value");
-    note(session, fmt::format("{} bytes stored in {} row{}", size, rows, rows == 1 ? "" : "s"));
+    note(session, fmt::format("{} stored in {}", counted(static_cast<std::int64_t>(size), "byte"),
+                              counted(rows, "row")));
+    return true;
 }
 
-void export_lob(Session& session, std::string_view arguments) {
-    const std::size_t close = arguments.rfind(')');
-    if (!arguments.starts_with('(') || close == arguments.npos)
-        fail(exit_shell, "usage: \\lob_export (QUERY) FILE");
-    const std::string query(trim(arguments.substr(1, close - 1)));
-    std::string_view rest = arguments.substr(close + 1);
-    const std::string path = take_word(rest);
-    if (path.empty() || !rest.empty()) fail(exit_shell, "usage: \\lob_export (QUERY) FILE");
+bool export_lob(Session& session, std::string_view arguments) {
+    const std::optional<std::string> query = take_brackets(arguments);
+    const std::string path = take_word(arguments);
+    if (!query || path.empty() || !arguments.empty()) return false;
     Result result;
-    check_call(session, TRN_ExecwithDataReader(&session.handle, query.c_str(), result.handle(), nullptr,
+    check_call(session, TRN_ExecwithDataReader(&session.handle, query->c_str(), result.handle(), nullptr,
                                                nullptr, nullptr));
     const std::vector<Column> columns = result.empty() ? std::vector<Column>{} : columns_of(result);
     if (columns.empty() || TRN_ReadNext(result.handle()) != TRN_OK)
         fail(exit_statement, "the query gives no row");
     write_value(session, result, columns[0].type, path);
     note(session, "written to " + path);
+    return true;
 }
 
 } // namespace tarnsh

@@ -1,4 +1,5 @@
-// \lob_import and \lob_export: files into and out of single values.
+// \lob_import and \lob_export: files into and out of single values. Both give false for arguments of another
+// form.
 #pragma once
 
 #include "session.h"
@@ -9,9 +10,9 @@ namespace tarnsh {
 
 // arguments is "TABLE.COLUMN FILE [WHERE CONDITION]": sets the column of the rows found, or inserts a row with
 // it alone.
-void import_lob(Session& session, std::string_view arguments);
+bool import_lob(Session& session, std::string_view arguments);
 
 // arguments is "(QUERY) FILE": writes the first column of the first row.
-void export_lob(Session& session, std::string_view arguments);
+bool export_lob(Session& session, std::string_view arguments);
 
 } // namespace tarnsh

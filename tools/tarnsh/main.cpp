@@ -18,16 +18,9 @@ namespace {
 
 using namespace tarnsh;
 
-std::unique_ptr<Output> open_output(const Options& options, std::FILE* standard) {
-    auto output = std::make_unique<Output>(standard);
-    return options.output.empty() ? std::move(output) : std::make_unique<Output>(options.output);
-}
-
 int run_script(Shell& shell, const std::string& path) {
-    if (path == "-") return run_file(shell, stdin, "standard input");
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(open_file(path, "rb"), std::fclose);
-    if (!file) fail(exit_shell, "cannot read " + path + ": " + std::strerror(errno));
-    return run_file(shell, file.get(), path);
+    return path == "-" ? run_file(shell, stdin, "standard input")
+                       : run_file(shell, open_to_read(path).get(), path);
 }
 
 std::string history_file() {
@@ -39,8 +32,9 @@ int run(const Options& options, std::FILE* standard) {
     Session session;
     session.quiet = options.quiet;
     open_session(session, connection_string(options));
-    const std::unique_ptr<Output> output = open_output(options, standard);
-    Shell shell{session, *output, options.print, options.timing, false, {}, false, {}};
+    const auto output = options.output.empty() ? std::make_unique<Output>(standard)
+                                               : std::make_unique<Output>(options.output);
+    Shell shell{session, *output, options.print, options.timing};
     int code = exit_done;
     if (options.commands) code = run_text(shell, *options.commands);
     if (!options.script.empty() && code == exit_done && !shell.left) code = run_script(shell, options.script);

@@ -1,11 +1,22 @@
-// Where rows go: standard output or a file. Failures to write are never passed over.
+// The files of the shell: those it reads, and where rows go, standard output or a file. Failures are never
+// passed over.
 #pragma once
 
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <string_view>
 
 namespace tarnsh {
+
+struct CloseFile {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+// Both fail with exit_shell, fail_to_read with the reason that errno has.
+File open_to_read(const std::string& path);
+[[noreturn]] void fail_to_read(const std::string& path);
 
 class Output {
   public:
@@ -13,12 +24,9 @@ class Output {
     explicit Output(std::FILE* standard);
     // Creates a file, or empties the one that is there. Fails with exit_shell.
     explicit Output(const std::string& path);
-    Output(const Output&) = delete;
-    Output& operator=(const Output&) = delete;
-    ~Output();
 
     // All three throw OutputClosed when the reader of standard output has left, and fail with exit_shell
-    // otherwise. After a failure nothing more is written.
+    // otherwise; close only when nothing has failed before.
     void write(std::string_view text);
     void flush();
     void close();
@@ -26,7 +34,7 @@ class Output {
   private:
     [[noreturn]] void fail_to_write();
 
-    std::FILE* file_;
+    File file_;
     std::string name_; // empty for standard output
     bool failed_ = false;
 };

@@ -24,8 +24,7 @@ std::string padding(std::size_t have, std::size_t want) {
 
 class TablePrinter final : public Printer {
   public:
-    TablePrinter(const PrintSettings& settings, Output& output, std::string_view null_text)
-        : Printer(output), header_(settings.header), null_(null_text) {}
+    using Printer::Printer;
 
   private:
     void print_head() override {
@@ -33,15 +32,12 @@ class TablePrinter final : public Printer {
         held_.clear();
         bytes_ = 0;
         measured_ = false;
-        names_.clear();
-        for (const Column& column : columns_)
-            names_.push_back(printable(column.name));
     }
 
     void print_row(const std::vector<Cell>& cells) override {
         std::vector<std::string> line;
         for (const Cell& cell : cells)
-            line.push_back(cell.null ? null_ : printable(cell.text));
+            line.push_back(shown(cell));
         if (measured_) return print_line(line);
         for (const std::string& text : line)
             bytes_ += text.size();
@@ -55,12 +51,13 @@ class TablePrinter final : public Printer {
 
     void print_held() {
         measured_ = true;
+        const std::vector<std::string> names = shown_names();
         widths_.assign(columns_.size(), 1);
-        if (header_) widen(names_);
+        if (header_) widen(names);
         for (const auto& line : held_)
             widen(line);
         if (header_) {
-            print_line(names_);
+            print_line(names);
             print_rule();
         }
         for (const auto& line : held_)
@@ -91,9 +88,7 @@ class TablePrinter final : public Printer {
         put(out + '\n');
     }
 
-    bool header_, measured_ = false;
-    std::string null_;
-    std::vector<std::string> names_;
+    bool measured_ = false;
     std::vector<std::vector<std::string>> held_;
     std::size_t bytes_ = 0;
     std::vector<std::size_t> widths_;
@@ -101,8 +96,7 @@ class TablePrinter final : public Printer {
 
 class CsvPrinter final : public Printer {
   public:
-    CsvPrinter(const PrintSettings& settings, Output& output, std::string_view null_text)
-        : Printer(output), header_(settings.header), null_(null_text) {}
+    using Printer::Printer;
 
   private:
     void print_head() override {
@@ -126,8 +120,7 @@ class CsvPrinter final : public Printer {
         put(line_);
     }
 
-    bool header_;
-    std::string null_, line_;
+    std::string line_;
 };
 
 void add_json_text(std::string_view text, std::string& out) {
@@ -210,7 +203,7 @@ class JsonPrinter final : public Printer {
 
 class MarkdownPrinter final : public Printer {
   public:
-    MarkdownPrinter(Output& output, std::string_view null_text) : Printer(output), null_(null_text) {}
+    using Printer::Printer;
 
   private:
     void print_head() override {
@@ -225,7 +218,7 @@ class MarkdownPrinter final : public Printer {
     void print_row(const std::vector<Cell>& cells) override {
         std::string line = "|";
         for (const Cell& cell : cells)
-            line += " " + (cell.null ? null_ : escaped(cell.text)) + " |";
+            line += ' ' + (cell.null ? null_ : escaped(cell.text)) + " |";
         put(line + '\n');
     }
 
@@ -237,34 +230,29 @@ class MarkdownPrinter final : public Printer {
         }
         return out;
     }
-
-    std::string null_;
 };
 
 class VerticalPrinter final : public Printer {
   public:
-    VerticalPrinter(Output& output, std::string_view null_text) : Printer(output), null_(null_text) {}
+    using Printer::Printer;
 
   private:
     void print_head() override {
+        names_ = shown_names();
         width_ = 0;
-        names_.clear();
-        for (const Column& column : columns_) {
-            names_.push_back(printable(column.name));
-            width_ = std::max(width_, text_width(names_.back()));
-        }
+        for (const std::string& name : names_)
+            width_ = std::max(width_, text_width(name));
     }
 
     void print_row(const std::vector<Cell>& cells) override {
         std::string out = fmt::format("-- row {}\n", row_number());
         for (std::size_t i = 0; i < cells.size(); ++i) {
             out += names_[i] + padding(text_width(names_[i]), width_) + " | ";
-            out += (cells[i].null ? null_ : printable(cells[i].text)) + '\n';
+            out += shown(cells[i]) + '\n';
         }
         put(out);
     }
 
-    std::string null_;
     std::vector<std::string> names_;
     std::size_t width_ = 0;
 };
@@ -272,10 +260,24 @@ class VerticalPrinter final : public Printer {
 } // namespace
 
 std::optional<Format> format_of(std::string_view name) {
-    constexpr std::string_view names[] = {"table", "csv", "json", "markdown", "vertical"};
-    const auto found = std::ranges::find(names, name);
-    if (found == std::end(names)) return std::nullopt;
-    return static_cast<Format>(found - std::begin(names));
+    const auto* const found = std::ranges::find(format_names, name);
+    if (found == format_names.end()) return std::nullopt;
+    return static_cast<Format>(found - format_names.begin());
+}
+
+Printer::Printer(const PrintSettings& settings, Output& output)
+    : header_(settings.header),
+      null_(settings.null_text.value_or(settings.format == Format::csv ? "" : "NULL")), output_(output) {}
+
+std::string Printer::shown(const Cell& cell) const {
+    return cell.null ? null_ : printable(cell.text);
+}
+
+std::vector<std::string> Printer::shown_names() const {
+    std::vector<std::string> names;
+    for (const Column& column : columns_)
+        names.push_back(printable(column.name));
+    return names;
 }
 
 void Printer::begin(const std::vector<Column>& columns) {
@@ -297,15 +299,14 @@ void Printer::end() {
 }
 
 std::unique_ptr<Printer> make_printer(const PrintSettings& settings, Output& output) {
-    const std::string null_text = settings.null_text.value_or(settings.format == Format::csv ? "" : "NULL");
     switch (settings.format) {
-    case Format::csv: return std::make_unique<CsvPrinter>(settings, output, null_text);
-    case Format::json: return std::make_unique<JsonPrinter>(output);
-    case Format::markdown: return std::make_unique<MarkdownPrinter>(output, null_text);
-    case Format::vertical: return std::make_unique<VerticalPrinter>(output, null_text);
-    case Format::table: break;
+    case Format::table: return std::make_unique<TablePrinter>(settings, output);
+    case Format::csv: return std::make_unique<CsvPrinter>(settings, output);
+    case Format::json: return std::make_unique<JsonPrinter>(settings, output);
+    case Format::markdown: return std::make_unique<MarkdownPrinter>(settings, output);
+    case Format::vertical: break;
     }
-    return std::make_unique<TablePrinter>(settings, output, null_text);
+    return std::make_unique<VerticalPrinter>(settings, output);
 }
 
 } // namespace tarnsh

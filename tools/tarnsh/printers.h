@@ -4,6 +4,7 @@
 #include "output.h"
 #include "rows.h"
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -20,6 +21,8 @@ enum class Format {
     vertical,
 };
 
+// In the order of Format.
+constexpr std::array<const char*, 5> format_names{"table", "csv", "json", "markdown", "vertical"};
 // Nothing when there is no format of this name.
 std::optional<Format> format_of(std::string_view name);
 
@@ -31,7 +34,7 @@ struct PrintSettings {
 
 class Printer : public RowSink {
   public:
-    explicit Printer(Output& output) : output_(output) {}
+    Printer(const PrintSettings& settings, Output& output);
     std::int64_t rows() const { return rows_; } // of all results
     bool used() const { return used_; }
 
@@ -39,23 +42,25 @@ class Printer : public RowSink {
     void row(const std::vector<Cell>& cells) final;
     void end() final;
 
+  protected:
+    std::int64_t row_number() const { return row_number_; } // in this result, from 1
+    void put(std::string_view text) { output_.write(text); }
+    // As a terminal may get it.
+    std::string shown(const Cell& cell) const;
+    std::vector<std::string> shown_names() const;
+
+    bool header_;
+    std::string null_;
+    std::vector<Column> columns_;
+
   private:
     virtual void print_head() = 0;
     virtual void print_row(const std::vector<Cell>& cells) = 0;
     virtual void print_end() {}
 
-    std::int64_t rows_ = 0;
-    bool used_ = false;
-
-  protected:
-    std::int64_t row_number() const { return row_number_; } // in this result, from 1
-    void put(std::string_view text) { output_.write(text); }
-
-    std::vector<Column> columns_;
-
-  private:
-    std::int64_t row_number_ = 0;
     Output& output_;
+    std::int64_t rows_ = 0, row_number_ = 0;
+    bool used_ = false;
 };
 
 std::unique_ptr<Printer> make_printer(const PrintSettings& settings, Output& output);

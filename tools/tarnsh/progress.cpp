@@ -1,6 +1,7 @@
 #include "progress.h"
 
 #include "terminal.h"
+#include "text.h"
 
 #include <fmt/format.h>
 
@@ -20,13 +21,21 @@ std::string bar(double part) {
     return std::string(filled, '#') + std::string(static_cast<std::size_t>(bar_width) - filled, '.');
 }
 
+// A duration as "1:05", "2:00:00".
+std::string clock_text(double seconds) {
+    const auto whole = static_cast<std::int64_t>(std::ceil(seconds));
+    if (whole < 3600) return fmt::format("{}:{:02}", whole / 60, whole % 60);
+    return fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
+}
+
 } // namespace
 
 Progress::Progress(std::uintmax_t total, bool quiet)
     : total_(total), visible_(!quiet && is_terminal(stderr)) {}
 
-Progress::~Progress() {
+void Progress::erase() {
     if (shown_ > 0) fmt::print(stderr, "\r{:{}}\r", "", shown_);
+    shown_ = 0;
 }
 
 double Progress::seconds() const {
@@ -44,7 +53,7 @@ void Progress::show(std::uintmax_t done, std::int64_t rows) {
         const double part = std::min(1.0, static_cast<double>(done) / static_cast<double>(total_));
         line = fmt::format("[{}] {:3.0f}%  ", bar(part), part * 100);
     }
-    line += fmt::format("{} rows  {} rows/s", grouped(rows), grouped(rate));
+    line += fmt::format("{}  {} rows/s", counted(rows, "row"), grouped(rate));
     if (total_ > 0 && done > 0) {
         const double left =
             passed * static_cast<double>(total_ - std::min(done, total_)) / static_cast<double>(done);
@@ -53,19 +62,6 @@ void Progress::show(std::uintmax_t done, std::int64_t rows) {
     fmt::print(stderr, "\r{:{}}", line, shown_);
     shown_ = std::max(shown_, line.size());
     std::fflush(stderr);
-}
-
-std::string clock_text(double seconds) {
-    const auto whole = static_cast<std::int64_t>(std::ceil(seconds));
-    if (whole < 3600) return fmt::format("{}:{:02}", whole / 60, whole % 60);
-    return fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
-}
-
-std::string grouped(std::int64_t number) {
-    std::string text = std::to_string(number);
-    for (std::ptrdiff_t at = static_cast<std::ptrdiff_t>(text.size()) - 3; at > 0; at -= 3)
-        text.insert(static_cast<std::size_t>(at), 1, ',');
-    return text;
 }
 
 } // namespace tarnsh

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <string>
 
 namespace tarnsh {
 
@@ -14,9 +13,10 @@ class Progress {
     Progress(std::uintmax_t total, bool quiet);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
-    ~Progress();
+    ~Progress() { erase(); }
 
     void show(std::uintmax_t done, std::int64_t rows);
+    void erase();
     double seconds() const;
 
   private:
@@ -27,10 +27,5 @@ class Progress {
     std::size_t shown_ = 0; // characters on the line
     Clock::time_point start_ = Clock::now(), last_{};
 };
-
-// A duration as "1:05", "2:00:00".
-std::string clock_text(double seconds);
-// A number with its thousands apart.
-std::string grouped(std::int64_t number);
 
 } // namespace tarnsh

@@ -1,5 +1,6 @@
 #include "rows.h"
 
+#include "failure.h"
 #include "text.h"
 
 #include <fmt/format.h>
@@ -49,14 +50,26 @@ std::int32_t read_date_time(Result& result, std::int32_t column, std::string& te
     return TRN_OK;
 }
 
-std::int32_t read_lob_value(Result& result, std::int32_t column, std::int32_t type, TRN_HANDLE* lob,
-                            std::string& text) {
-    const std::int32_t status = TRN_GetData(result.handle(), column, type, lob, 0, nullptr);
-    if (status == TRN_OK) read_lob(lob, text);
+std::int32_t read_lob(Result& result, std::int32_t column, std::int32_t type, Lob& lob, std::string& text) {
+    const std::int32_t status = TRN_GetData(result.handle(), column, type, lob.handle(), 0, nullptr);
+    if (status != TRN_OK) return status;
+    std::array<char, 1 << 16> piece;
+    TRN_LobRead_SetPos(lob.handle(), 0);
+    text.clear();
+    for (std::int32_t got; (got = TRN_Get_Lob_data(lob.handle(), piece.data(), piece.size())) > 0;)
+        text.append(piece.data(), static_cast<std::size_t>(got));
     return status;
 }
 
+bool is_lob(std::int32_t type) {
+    return type == TRN_TYPE_CLOB || type == TRN_TYPE_BLOB;
+}
+
 } // namespace
+
+Lob::Lob() {
+    if (TRN_Create_Lob(&handle_) != TRN_OK) fail(exit_shell, "out of memory");
+}
 
 void Result::release() {
     if (!handle_) return;
@@ -73,10 +86,6 @@ bool is_binary(std::int32_t type) {
     return type == TRN_TYPE_BYTES || type == TRN_TYPE_BLOB;
 }
 
-bool is_lob(std::int32_t type) {
-    return type == TRN_TYPE_CLOB || type == TRN_TYPE_BLOB;
-}
-
 std::vector<Column> columns_of(Result& result) {
     std::int32_t count = 0;
     TRN_getResultColumnsnum(result.handle(), &count);
@@ -91,10 +100,10 @@ std::vector<Column> columns_of(Result& result) {
     return columns;
 }
 
-std::int32_t read_cell(Result& result, std::int32_t column, std::int32_t type, TRN_HANDLE* lob, Cell& cell) {
+std::int32_t read_value(Result& result, std::int32_t column, std::int32_t type, Lob* lob, Cell& cell) {
     std::int32_t status;
     if (is_lob(type) && lob)
-        status = read_lob_value(result, column, type, lob, cell.text);
+        status = read_lob(result, column, type, *lob, cell.text);
     else if (type == TRN_TYPE_DOUBLE)
         status = read_number<double>(result, column, type, cell.text);
     else if (type == TRN_TYPE_FLOAT)
@@ -105,20 +114,13 @@ std::int32_t read_cell(Result& result, std::int32_t column, std::int32_t type, T
         status = read_text(result, column, cell.text);
     cell.null = status == TRN_NULL_VALUE;
     if (cell.null) cell.text.clear();
-    if (status == TRN_OK && is_binary(type)) cell.text = hex_of(cell.text);
     return cell.null ? TRN_OK : status;
 }
 
-void read_lob(TRN_HANDLE* lob, std::string& content) {
-    constexpr std::int32_t piece = 1 << 20;
-    TRN_LobRead_SetPos(lob, 0);
-    content.clear();
-    for (std::int32_t got = 1; got > 0;) {
-        const std::size_t size = content.size();
-        content.resize(size + piece);
-        got = TRN_Get_Lob_data(lob, content.data() + size, piece);
-        content.resize(size + static_cast<std::size_t>(std::max(got, 0)));
-    }
+std::int32_t read_cell(Result& result, std::int32_t column, std::int32_t type, Lob* lob, Cell& cell) {
+    const std::int32_t status = read_value(result, column, type, lob, cell);
+    if (is_binary(type) && status == TRN_OK && !cell.null) cell.text = hex_of(cell.text);
+    return status;
 }
 
 } // namespace tarnsh

@@ -46,17 +46,28 @@ class Result {
     TRN_HANDLE handle_ = nullptr;
 };
 
+// A large object of the library's.
+class Lob {
+  public:
+    Lob(); // fails with exit_shell when memory is short
+    Lob(const Lob&) = delete;
+    Lob& operator=(const Lob&) = delete;
+    ~Lob() { TRN_Distroy_Lob(&handle_); }
+    TRN_HANDLE* handle() { return &handle_; }
+
+  private:
+    TRN_HANDLE handle_ = nullptr;
+};
+
 bool is_number(std::int32_t type);
 bool is_binary(std::int32_t type);
-bool is_lob(std::int32_t type);
 
 std::vector<Column> columns_of(Result& result);
 
 // Reads one value of the current row. Large objects that come as descriptors are fetched through the handle
-// lob. Returns the status of TRN_GetData, TRN_OK for a null.
-std::int32_t read_cell(Result& result, std::int32_t column, std::int32_t type, TRN_HANDLE* lob, Cell& cell);
-
-// Reads what a large object holds.
-void read_lob(TRN_HANDLE* lob, std::string& content);
+// lob, which is null otherwise. Returns the status of TRN_GetData, TRN_OK for a null.
+std::int32_t read_value(Result& result, std::int32_t column, std::int32_t type, Lob* lob, Cell& cell);
+// The same, with binary values as hexadecimal digits.
+std::int32_t read_cell(Result& result, std::int32_t column, std::int32_t type, Lob* lob, Cell& cell);
 
 } // namespace tarnsh

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <optional>
 #include <string_view>
 
 namespace tarnsh {
@@ -129,20 +130,14 @@ bool may_be_query(const std::string& sql) {
 }
 
 void pass_rows(Session& session, Result& result, const std::vector<Column>& columns, RowSink& sink) {
-    TRN_HANDLE lob = nullptr;
-    if (session.descriptors) TRN_Create_Lob(&lob);
-    struct Guard {
-        TRN_HANDLE* lob;
-        ~Guard() {
-            if (*lob) TRN_Distroy_Lob(lob);
-        }
-    } const guard{&lob};
+    std::optional<Lob> lob;
+    if (session.descriptors) lob.emplace();
     std::vector<Cell> cells(columns.size());
     while (TRN_ReadNext(result.handle()) == TRN_OK) {
         if (session.is_stopped && session.is_stopped()) fail(exit_statement, "stopped");
         for (std::size_t i = 0; i < cells.size(); ++i) {
             const std::int32_t status = read_cell(result, static_cast<std::int32_t>(i + 1), columns[i].type,
-                                                  lob ? &lob : nullptr, cells[i]);
+                                                  lob ? &*lob : nullptr, cells[i]);
             if (status != TRN_OK) check_call(session, status);
         }
         sink.row(cells);
@@ -206,10 +201,9 @@ void note_item(Session& session, Result& result) {
     std::int32_t kind = 0, affected = 0;
     std::array<char, 33> identifier{};
     TRN_getResultRet(result.handle(), &kind, nullptr, nullptr, &affected, identifier.data());
-    const auto rows = [affected] { return fmt::format("{} row{}", affected, affected == 1 ? "" : "s"); };
     if (kind == TRN_ITEM_INSERT) note(session, fmt::format("inserted, last row id {}", identifier.data()));
-    if (kind == TRN_ITEM_UPDATE) note(session, rows() + " updated");
-    if (kind == TRN_ITEM_DELETE) note(session, rows() + " deleted");
+    if (kind == TRN_ITEM_UPDATE) note(session, counted(affected, "row") + " updated");
+    if (kind == TRN_ITEM_DELETE) note(session, counted(affected, "row") + " deleted");
 }
 
 void pass_items(Session& session, Result& result, RowSink& sink) {
@@ -250,11 +244,13 @@ void note(const Session& session, const std::string& text) {
     if (!session.quiet) say(text);
 }
 
+bool has_address_list(std::string_view connection) {
+    return connection.find("IPS=") != connection.npos || connection.find("ips=") != connection.npos;
+}
+
 void open_session(Session& session, const std::string& connection) {
-    const bool has_list =
-        connection.find("IPS=") != std::string::npos || connection.find("ips=") != std::string::npos;
     void* addresses = nullptr;
-    const std::int32_t status = has_list
+    const std::int32_t status = has_address_list(connection)
                                     ? TRN_OpenConn_Ips(connection.c_str(), 0, &addresses, &session.handle)
                                     : TRN_OpenConn(connection.c_str(), &session.handle);
     Release_IpsAttrs(&addresses);

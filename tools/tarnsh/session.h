@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tarnsh {
@@ -33,6 +34,9 @@ struct Session {
 void say(const std::string& text);
 // The same for what -q leaves out.
 void note(const Session& session, const std::string& text);
+
+// Whether the library takes a part of the text for a list of addresses.
+bool has_address_list(std::string_view connection);
 
 // Connects and logs in. Fails with exit_connection.
 void open_session(Session& session, const std::string& connection);

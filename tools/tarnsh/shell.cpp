@@ -37,8 +37,7 @@ void run_sql(Shell& shell, const std::string& sql) {
         shell.output.flush(); // the rows before the failure
         throw;
     }
-    if (printer->used())
-        note(shell.session, fmt::format("({} row{})", printer->rows(), printer->rows() == 1 ? "" : "s"));
+    if (printer->used()) note(shell.session, fmt::format("({})", counted(printer->rows(), "row")));
     tell_time(shell, start);
 }
 
@@ -50,73 +49,88 @@ void run_user_sql(Shell& shell, const std::string& sql) {
     run_sql(shell, sql);
 }
 
-void describe_tables(Shell& shell, std::string_view arguments) {
+// Commands give false for arguments that they do not understand.
+bool describe_tables(Shell& shell, std::string_view arguments) {
     const std::string table(arguments);
     const std::unique_ptr<Printer> printer = make_printer(shell.print, shell.output);
-    if (table.empty()) return run_statement(shell.session, tables_query(), *printer);
-    describe(shell.session, "SELECT * FROM " + table); // which the server refuses when there is no such table
-    run_statement(shell.session, columns_query(table), *printer);
+    if (!table.empty())
+        describe(shell.session, "SELECT * FROM " + table); // refused when there is no such table
+    run_statement(shell.session, table.empty() ? tables_query() : columns_query(table), *printer);
+    return true;
 }
 
-void set_timing(Shell& shell, std::string_view arguments) {
-    if (arguments != "on" && arguments != "off" && !arguments.empty())
-        fail(exit_shell, "usage: \\timing [on|off]");
+bool set_timing(Shell& shell, std::string_view arguments) {
+    if (arguments != "on" && arguments != "off" && !arguments.empty()) return false;
     shell.timing = arguments.empty() ? !shell.timing : arguments == "on";
     note(shell.session, shell.timing ? "timing is on" : "timing is off");
+    return true;
 }
 
-void set_format(Shell& shell, std::string_view arguments) {
+bool set_format(Shell& shell, std::string_view arguments) {
     const std::optional<Format> format = format_of(arguments);
-    if (!format) fail(exit_shell, "usage: \\format table|csv|json|markdown|vertical");
-    shell.print.format = *format;
+    shell.print.format = format.value_or(shell.print.format);
+    return format.has_value();
 }
 
-void watch(Shell& shell, std::string_view arguments) {
-    const std::string seconds_text = take_word(arguments), times_text(arguments);
-    const double seconds = std::strtod(seconds_text.c_str(), nullptr);
-    const long times = std::strtol(times_text.c_str(), nullptr, 10);
-    if (!(seconds > 0 && seconds <= longest_wait) || times < 0 || (times == 0 && !times_text.empty()))
-        fail(exit_shell, "usage: \\watch SECONDS [TIMES]");
+// A number above 0 that is all of the text; otherwise 0.
+double positive_number(const std::string& text) {
+    char* end = nullptr;
+    const double number = std::strtod(text.c_str(), &end);
+    return *end == '\0' && number > 0 ? number : 0;
+}
+
+bool watch(Shell& shell, std::string_view arguments) {
+    const double seconds = positive_number(take_word(arguments)),
+                 times = positive_number(std::string(arguments));
+    if (seconds == 0 || seconds > longest_wait || (times == 0 && !arguments.empty())) return false;
     if (shell.last_statement.empty()) fail(exit_shell, "there is no statement to repeat");
-    for (long run = 1;; ++run) {
+    for (double run = 1;; ++run) {
         run_sql(shell, shell.last_statement);
-        if (run == times) return;
+        if (times > 0 && run >= times) return true;
         wait_seconds(seconds);
-        if (is_interrupted()) return;
+        if (is_interrupted()) return true;
     }
 }
 
 struct Command {
     std::string_view name, arguments, meaning;
-    void (*run)(Shell&, std::string_view); // null in a second line about a command
+    bool (*run)(Shell&, std::string_view); // null in a further line about a command
     bool needs_server = false;
 };
 
-void help(Shell&, std::string_view);
+bool help(Shell&, std::string_view);
 
 constexpr Command commands[] = {
     {"?", "", "this list", help},
     {"copy", "TABLE [(COLUMN, ...)] FROM FILE", "a CSV file into a table",
-     [](Shell& shell, std::string_view text) { copy(shell.session, text, shell.print); }, true},
-    {"copy", "(QUERY) TO FILE", "rows into a CSV file; also TABLE TO FILE", nullptr},
+     [](Shell& shell, std::string_view text) { return copy(shell.session, text, shell.print); }, true},
+    {"copy", "TABLE [(COLUMN, ...)] TO FILE", "a table into a CSV file", nullptr},
+    {"copy", "(QUERY) TO FILE", "rows into a CSV file", nullptr},
     {"d", "[TABLE]", "tables, or the columns of one", describe_tables, true},
     {"format", "NAME", "table, csv, json, markdown or vertical", set_format},
     {"help", "", "this list", help},
     {"lob_export", "(QUERY) FILE", "the first column of the first row into a file",
-     [](Shell& shell, std::string_view text) { export_lob(shell.session, text); }, true},
+     [](Shell& shell, std::string_view text) { return export_lob(shell.session, text); }, true},
     {"lob_import", "TABLE.COLUMN FILE [WHERE ...]", "a file into the rows found, or into a new row",
-     [](Shell& shell, std::string_view text) { import_lob(shell.session, text); }, true},
-    {"q", "", "leave", [](Shell& shell, std::string_view) { shell.left = true; }},
+     [](Shell& shell, std::string_view text) { return import_lob(shell.session, text); }, true},
+    {"q", "", "leave", [](Shell& shell, std::string_view) { return shell.left = true; }},
     {"timing", "[on|off]", "tell the time of every statement", set_timing},
     {"watch", "SECONDS [TIMES]", "repeat the last statement, until Ctrl-C", watch, true},
 };
 
-void help(Shell&, std::string_view) {
-    std::string text = "A statement ends at \";\". Commands end with their line:";
+// The lines about the commands of this name, or about all.
+std::string lines_about(std::string_view name) {
+    std::string text;
     for (const Command& command : commands)
-        text += fmt::format("\n  {:<42}{}", fmt::format("\\{} {}", command.name, command.arguments),
-                            command.meaning);
-    say(text);
+        if (name.empty() || command.name == name)
+            text += fmt::format("\n  {:<42}{}", fmt::format("\\{} {}", command.name, command.arguments),
+                                command.meaning);
+    return text;
+}
+
+bool help(Shell&, std::string_view) {
+    say("A statement ends at \";\". Commands end with their line:" + lines_about(""));
+    return true;
 }
 
 // Takes the name off the text. Null when there is no such command.
@@ -133,7 +147,7 @@ void run_command(Shell& shell, std::string_view text) {
     std::string name;
     const Command* const command = find_command(text, name);
     if (!command) fail(exit_shell, "there is no command \\" + name + "; \\? lists them");
-    command->run(shell, text);
+    if (!command->run(shell, text)) fail(exit_shell, "usage:" + lines_about(name));
 }
 
 // The first failure ends a script.
@@ -199,7 +213,7 @@ int run_file(Shell& shell, std::FILE* file, const std::string& name) {
         splitter.add(added);
         if (const int code = run_complete(shell, splitter, name)) return code;
     }
-    if (std::ferror(file) != 0) return tell_failure({exit_shell, "cannot be read to its end"}, name, 0);
+    if (std::ferror(file) != 0) fail_to_read(name);
     splitter.end();
     return run_complete(shell, splitter, name);
 }

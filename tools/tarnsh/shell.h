@@ -20,9 +20,9 @@ struct Shell {
     PrintSettings print;
     bool timing = false;
     bool left = false; // \q
-    std::string last_statement;
+    std::string last_statement{};
     bool names_known = false; // what completion offers; forgotten when tables may have changed
-    std::vector<TableNames> names;
+    std::vector<TableNames> names{};
 };
 
 // Whether a piece talks to the server.

@@ -20,10 +20,6 @@ constexpr std::array<std::string_view, 6> modifiers{"OR",        "REPLACE",     
 constexpr std::array<std::string_view, 3> block_objects{"TRIGGER", "PROCEDURE", "FUNCTION"};
 constexpr std::array<std::string_view, 5> ended_otherwise{"IF", "LOOP", "WHILE", "FOR", "REPEAT"};
 
-bool is_blank(char c) {
-    return std::isspace(static_cast<unsigned char>(c)) != 0;
-}
-
 bool is_word_character(char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' ||
            static_cast<unsigned char>(c) >= 0x80;

@@ -1,5 +1,5 @@
 // What the shell asks of the system, in one contract with an implementation for each: standard output, the
-// terminal, line input, interrupts and who may read a file.
+// terminal, line input, interrupts, who may read a file, and the addresses of names.
 #pragma once
 
 #include <cstdio>
@@ -29,6 +29,9 @@ bool is_terminal(std::FILE* file);
 // Whether nobody but its owner may read the file; where the system has no such modes, true.
 bool is_private(std::FILE* file);
 
+// The IPv4 address of a name, or of an address itself; empty, with the reason, when there is none.
+std::string address_of(const std::string& name, std::string& reason);
+
 // Reads a line from the terminal without showing it. False without a terminal, and after Ctrl-C.
 bool read_secret(const std::string& prompt, std::string& secret);
 
@@ -51,11 +54,11 @@ enum class Line {
 // What could stand in place of a word. Gets the word and what stands before it.
 using Completer = std::function<std::vector<std::string>(const std::string& word, const std::string& before)>;
 
-// Line input with history and completion, where the system has them.
+// Line input with history and completion, where the system has them. A line that is kept is in the history file
+// at once.
 void start_line_input(const std::string& history_file, Completer completer);
 Line read_line(const std::string& prompt, std::string& line);
 void keep_in_history(const std::string& line);
-void end_line_input();
 
 // The file for the history when none is named; empty when there is no place for one.
 std::string default_history_file();

@@ -4,6 +4,9 @@
 #include <editline/readline.h>
 
 #include <fcntl.h>
+#include <langinfo.h>
+#include <netdb.h>
+#include <netinet/in.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <termios.h>
@@ -84,6 +87,22 @@ bool is_private(std::FILE* file) {
     return fstat(fileno(file), &status) == 0 && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
 }
 
+std::string address_of(const std::string& name, std::string& reason) {
+    addrinfo hints{}, *found = nullptr;
+    hints.ai_family = AF_INET;
+    const int status = getaddrinfo(name.c_str(), nullptr, &hints, &found);
+    if (status != 0) {
+        reason = gai_strerror(status);
+        return "";
+    }
+    char text[INET_ADDRSTRLEN] = "";
+    const int unnamed =
+        getnameinfo(found->ai_addr, found->ai_addrlen, text, sizeof text, nullptr, 0, NI_NUMERICHOST);
+    if (unnamed != 0) reason = gai_strerror(unnamed);
+    freeaddrinfo(found);
+    return text;
+}
+
 bool read_secret(const std::string& prompt, std::string& secret) {
     const int tty = open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY);
     struct termios shown {};
@@ -131,7 +150,9 @@ void wait_seconds(double seconds) {
 }
 
 void start_line_input(const std::string& history_file, Completer completer) {
-    std::setlocale(LC_CTYPE, "");
+    // Without a locale in UTF-8, line input would swallow what is not ASCII.
+    if (!std::setlocale(LC_CTYPE, "") || std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0)
+        std::setlocale(LC_CTYPE, "C.UTF-8");
     complete_word = std::move(completer);
     history_path = history_file;
     static char name[] = "tarnsh";
@@ -149,9 +170,10 @@ void start_line_input(const std::string& history_file, Completer completer) {
 }
 
 Line read_line(const std::string& prompt, std::string& line) {
+    errno = 0;
     char* const text = readline(prompt.c_str());
     if (!text) {
-        if (!is_interrupted()) return Line::end;
+        if (errno != EINTR) return Line::end; // it was Ctrl-C, or Ctrl-Z where nothing could be suspended
         take_interrupt();
         return Line::interrupted;
     }
@@ -163,12 +185,9 @@ Line read_line(const std::string& prompt, std::string& line) {
 void keep_in_history(const std::string& line) {
     const HIST_ENTRY* const last =
         history_length > 0 ? history_get(history_base + history_length - 1) : nullptr;
-    if (!last || line != last->line) add_history(line.c_str());
-}
-
-// Editline makes the file its owner's alone.
-void end_line_input() {
-    if (!history_path.empty()) write_history(history_path.c_str());
+    if (last && line == last->line) return;
+    add_history(line.c_str());
+    if (!history_path.empty()) write_history(history_path.c_str()); // which makes the file its owner's alone
 }
 
 std::string default_history_file() {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 
 #ifdef TARNSH_UTF8PROC
 #include <utf8proc.h>
@@ -44,12 +45,13 @@ bool is_control(char32_t code) {
            (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069); // direction overrides
 }
 
-bool is_word_character(char c) {
-    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
+// Most texts are, and need no look at their characters.
+bool is_plain(std::string_view text) {
+    return std::ranges::all_of(text, [](char c) { return c >= 0x20 && c < 0x7F; });
 }
 
-bool is_blank(char c) {
-    return std::isspace(static_cast<unsigned char>(c)) != 0;
+bool is_word_character(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
 }
 
 void add_escaped(std::string& out, Character character) {
@@ -89,6 +91,7 @@ Character first_character(std::string_view text) {
 }
 
 std::size_t text_width(std::string_view text) {
+    if (is_plain(text)) return text.size();
     std::size_t width = 0;
     while (!text.empty()) {
         const Character character = first_character(text);
@@ -99,6 +102,7 @@ std::size_t text_width(std::string_view text) {
 }
 
 std::string printable(std::string_view text, bool keep_line_feeds) {
+    if (is_plain(text)) return std::string(text);
     std::string out;
     out.reserve(text.size());
     while (!text.empty()) {
@@ -134,6 +138,10 @@ bool bytes_of_hex(std::string_view text, std::string& bytes) {
     return true;
 }
 
+bool is_blank(char c) {
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
+
 std::string upper(std::string_view text) {
     std::string out(text);
     std::ranges::transform(out, out.begin(),
@@ -154,15 +162,91 @@ std::string first_word(std::string_view text) {
     return upper(text.substr(0, static_cast<std::size_t>(end - text.begin())));
 }
 
+std::string in_quotes(std::string_view text, char mark) {
+    std::string out(1, mark);
+    for (const char c : text)
+        out.append(c == mark ? 2 : 1, c);
+    return out + mark;
+}
+
+std::string plain_name(std::string_view name) {
+    if (name.size() < 2 || name.front() != '"' || name.back() != '"') return std::string(name);
+    std::string out(name.substr(1, name.size() - 2));
+    for (std::size_t at = 0; (at = out.find("\"\"", at)) != out.npos; ++at)
+        out.erase(at, 1);
+    return out;
+}
+
+std::size_t last_dot(std::string_view name) {
+    std::size_t dot = name.npos;
+    bool inside = false;
+    for (std::size_t at = 0; at < name.size(); ++at) {
+        if (name[at] == '"') inside = !inside;
+        if (name[at] == '.' && !inside) dot = at;
+    }
+    return dot;
+}
+
+std::string grouped(std::int64_t number) {
+    std::string text = std::to_string(number);
+    for (std::ptrdiff_t at = std::ssize(text) - 3; at > (number < 0 ? 1 : 0); at -= 3)
+        text.insert(static_cast<std::size_t>(at), 1, ',');
+    return text;
+}
+
+std::string counted(std::int64_t number, std::string_view noun) {
+    return fmt::format("{} {}{}", grouped(number), noun, number == 1 ? "" : "s");
+}
+
+namespace {
+
+std::string take(std::string_view& text, std::size_t size) {
+    std::string taken(text.substr(0, size));
+    text = trim(text.substr(taken.size()));
+    return taken;
+}
+
+// Where a character that is looked for stands outside of quotes and brackets, or else the end.
+template <typename Wanted>
+std::size_t find_outside(std::string_view text, std::string_view quotes, Wanted wanted) {
+    char quote = 0;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const char c = text[at];
+        if (!quote && wanted(c)) return at;
+        if (c == quote)
+            quote = 0;
+        else if (!quote && quotes.find(c) != quotes.npos)
+            quote = c;
+    }
+    return text.size();
+}
+
+} // namespace
+
 std::string take_word(std::string_view& text) {
     text = trim(text);
-    const bool quoted = text.starts_with('\'');
-    if (quoted) text.remove_prefix(1);
-    const auto end = quoted ? std::ranges::find(text, '\'') : std::ranges::find_if(text, is_blank);
-    const std::string word(text.begin(), end);
-    text.remove_prefix(std::min(text.size(), word.size() + (quoted ? 1 : 0)));
-    text = trim(text);
+    if (!text.starts_with('\'')) return take(text, std::ranges::find_if(text, is_blank) - text.begin());
+    text.remove_prefix(1);
+    const std::string word = take(text, text.find('\''));
+    if (!text.empty()) text = trim(text.substr(1));
     return word;
+}
+
+std::string take_name(std::string_view& text) {
+    return take(text, find_outside(text, "\"", [](char c) { return is_blank(c) || c == '('; }));
+}
+
+std::optional<std::string> take_brackets(std::string_view& text) {
+    if (!text.starts_with('(')) return std::nullopt;
+    int depth = 0;
+    const std::size_t end = find_outside(text, "'\"`", [&depth](char c) {
+        depth += c == '(' ? 1 : c == ')' ? -1 : 0;
+        return depth == 0;
+    });
+    if (end == text.size()) return std::nullopt;
+    const std::string inside(trim(text.substr(1, end - 1)));
+    take(text, end + 1);
+    return inside;
 }
 
 } // namespace tarnsh

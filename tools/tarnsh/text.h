@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -28,11 +30,26 @@ std::string printable(std::string_view text, bool keep_line_feeds = false);
 std::string hex_of(std::string_view bytes);
 bool bytes_of_hex(std::string_view text, std::string& bytes);
 
+bool is_blank(char c);
 std::string upper(std::string_view text); // ASCII only
 std::string_view trim(std::string_view text);
 // The first word of letters, digits and underscores, in upper case; empty when something else comes first.
 std::string first_word(std::string_view text);
-// Cuts the first blank-separated word off, without its quotes when it stands in single ones.
+// Between marks, those inside doubled; and a name without the double quotes that it may stand in.
+std::string in_quotes(std::string_view text, char mark);
+std::string plain_name(std::string_view name);
+// The last dot outside of double quotes; npos when there is none.
+std::size_t last_dot(std::string_view name);
+// A number with its thousands apart; and with what it counts: "1 row", "2,000 rows".
+std::string grouped(std::int64_t number);
+std::string counted(std::int64_t number, std::string_view noun);
+
+// The following take something off the front of a text, with the blanks behind it.
+// A word, up to a blank; without its quotes when it stands in single ones.
 std::string take_word(std::string_view& text);
+// A name, up to a blank or bracket outside of double quotes, which stay.
+std::string take_name(std::string_view& text);
+// What the brackets hold that the text begins with; nothing when it begins with none or they do not end.
+std::optional<std::string> take_brackets(std::string_view& text);
 
 } // namespace tarnsh
