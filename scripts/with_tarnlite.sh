@@ -16,7 +16,7 @@ stop() {
     exit "$status"
 }
 trap stop EXIT
-for _ in $(seq 200); do
+for _ in $(seq 600); do
     [ -s "$work/port" ] && break
     kill -0 "$server" 2>/dev/null || { cat "$work/log" >&2; echo "tarnlite did not start" >&2; exit 1; }
     sleep 0.05

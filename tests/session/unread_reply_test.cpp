@@ -49,9 +49,10 @@ TEST(unread_reply, is_passed_over_by_the_next_call_of_any_kind) {
                 SCOPED_TRACE("call " + std::to_string(call) + " left " + read.substr(0, 10) + ", then " +
                              std::to_string(next) + (late ? " before the rest" : ""));
                 const auto& [reply, expected] = nexts[next];
+                const std::string answer = late ? rest + reply : reply;
                 Session session(
                     logged_in({expect_command("leave"), send(late ? read : read + rest),
-                               expect_command("next"), send_in_pieces(late ? rest + reply : reply, 3),
+                               expect_command("next"), send_in_pieces(answer, 3 + answer.size() / 1000),
                                expect_command("third"), send(U(7) + K)}));
                 EXPECT_EQ(run(call, session.connection, "leave"), status);
                 EXPECT_EQ(run(next, session.connection, "next"), expected);
