@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 mkdir -p "$1"
 made=$(realpath "$1")
 [ ! -f "$made/lib/libsqlite3.a" ] || exit 0
-need_packages gcc tcl gcc-mingw-w64-x86-64-posix
+need_packages gcc make tcl gcc-mingw-w64-x86-64-posix
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
