@@ -58,6 +58,7 @@ else()
   install(FILES LICENSE NOTICE CHANGELOG.md DESTINATION ${runtime_texts} COMPONENT runtime)
 endif()
 install(FILES README.md DESTINATION ${development_texts} COMPONENT development)
+install(DIRECTORY docs/guide DESTINATION ${development_texts}/docs COMPONENT development)
 if(WIN32 AND TARGET tarnsh)
   # What is inside the programs: who wrote it, under which licence.
   set(inside libcli11-dev libfmt-dev)
