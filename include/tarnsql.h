@@ -104,10 +104,10 @@ typedef void* TRN_HANDLE;
  *   use_ssl, ssl, usessl, use ssl               "on", "yes" or "true" ask for an enciphered channel
  *   lock_timeout, locktimeout, lock timeout     seconds, 300 when absent; 0 leaves the server's own
  *   lob_ret, lob ret, lobret                    any value: large objects arrive as descriptors
- *   return_rowid, return rowid, return row_id, return_row_id        "on" or "true"
  *   return_cursor_id, return cursor_id, return_cursorid             "off" or "false" turn it off
  *   use_srvcursor                               "off" or "false" turn it off
- *   time_zone, time zone, timezone              accepted and ignored
+ *   time_zone, time zone, timezone              accepted and ignored, as the next
+ *   return_rowid, return rowid, return row_id, return_row_id
  *
  *              A segment that holds "IPS=" or "ips=" is a list of addresses separated by ",", for TRN_OpenConn_Ips:
  *              up to 99, as many as are written before the hundredth comma.

@@ -1,4 +1,4 @@
-// Loads and stores of integers in memory that need not be aligned: host order inside stored rows, big-endian on the wire.
+// Loads and stores of numbers in memory that need not be aligned: in host order, or big-endian as on the wire.
 #pragma once
 
 #include <bit>
@@ -30,12 +30,18 @@ inline uint64_t wire_order(uint64_t value) noexcept {
     return std::endian::native == std::endian::big ? value : __builtin_bswap64(value);
 }
 
-// T is uint8_t, uint16_t, uint32_t or uint64_t.
+template <size_t size> struct UnsignedOf;
+template <> struct UnsignedOf<1> { using type = uint8_t; };
+template <> struct UnsignedOf<2> { using type = uint16_t; };
+template <> struct UnsignedOf<4> { using type = uint32_t; };
+template <> struct UnsignedOf<8> { using type = uint64_t; };
+
+// T is a number of 1, 2, 4 or 8 bytes.
 template <class T> T load_wire(const void* from) noexcept {
-    return wire_order(load<T>(from));
+    return std::bit_cast<T>(wire_order(load<typename UnsignedOf<sizeof(T)>::type>(from)));
 }
 template <class T> void store_wire(void* to, T value) noexcept {
-    store(to, wire_order(value));
+    store(to, wire_order(std::bit_cast<typename UnsignedOf<sizeof(T)>::type>(value)));
 }
 
 // A run of at most short_run bytes is copied as so many, without a call and without a branch on its size: what is copied too

@@ -24,6 +24,14 @@ void release(void* block) noexcept {
     std::free(block);
 }
 
+bool resize(Owned<char>& block, size_t size) noexcept {
+    void* resized = std::realloc(block.get(), size ? size : 1);
+    if (!resized) return false;
+    (void)block.release();
+    block.reset(static_cast<char*>(resized));
+    return true;
+}
+
 Owned<char> copy_text(const char* text, size_t length) noexcept {
     Owned<char> copy(static_cast<char*>(allocate_zeroed(length + 1)));
     if (copy && length) std::memcpy(copy.get(), text, length);

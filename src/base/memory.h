@@ -25,6 +25,9 @@ struct Releaser {
 // Owner of one heap block (a text, an array, a record without members to release).
 template <class T> using Owned = std::unique_ptr<T, Releaser>;
 
+// Resizes an owned block, or makes one. False when memory is short: the block stays.
+bool resize(Owned<char>& block, size_t size) noexcept;
+
 template <class T> T* allocate_record() noexcept {
     return static_cast<T*>(allocate_zeroed(sizeof(T)));
 }

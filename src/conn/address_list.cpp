@@ -5,6 +5,7 @@
 #include <cstring>
 #include <ctime>
 #include <random>
+#include <utility>
 
 #include "base/memory.h"
 #include "base/text.h"
@@ -12,16 +13,11 @@
 
 namespace tarn {
 
-static void release_texts(char** texts, int32_t count) noexcept {
-    for (int32_t i = 0; texts && i < count; ++i)
-        release(texts[i]);
-    release(texts);
-}
-
 void release_address_list(IpsAttrs* list) noexcept {
     if (!list) return;
-    release_texts(list->addresses, list->count);
-    release_texts(list->states, list->count);
+    for (int32_t i = 0; i < list->count; ++i)
+        release(list->addresses[i]);
+    release(list->addresses);
     release(list);
 }
 
@@ -37,11 +33,6 @@ static bool add_address(IpsAttrs& list, std::string_view text) noexcept {
     return copy != nullptr;
 }
 
-static bool make_states(IpsAttrs& list) noexcept {
-    list.states = allocate_array<char*>(static_cast<size_t>(list.count) + 1).release();
-    return list.states != nullptr;
-}
-
 OwnedAddressList parse_address_list(std::string_view text) noexcept {
     constexpr int32_t limit = 100;
     OwnedAddressList list = create_list(limit);
@@ -54,7 +45,7 @@ OwnedAddressList parse_address_list(std::string_view text) noexcept {
         if (!add_address(*list, text.substr(0, comma))) return nullptr;
         if (comma != std::string_view::npos) text.remove_prefix(comma + 1);
     }
-    return list && make_states(*list) ? std::move(list) : nullptr;
+    return list;
 }
 
 OwnedAddressList copy_address_list(const IpsAttrs& list) noexcept {
@@ -63,7 +54,7 @@ OwnedAddressList copy_address_list(const IpsAttrs& list) noexcept {
     for (int32_t i = 0; i < list.count; ++i)
         if (!add_address(*copy, list.addresses[i])) return nullptr;
     copy->remaining = list.count;
-    return make_states(*copy) ? std::move(copy) : nullptr;
+    return copy;
 }
 
 // The count of choices keeps those of one second apart.
@@ -79,10 +70,7 @@ void choose_by_number(IpsAttrs& list, int64_t number) noexcept {
 }
 
 void set_current_aside(IpsAttrs& list) noexcept {
-    list.states[list.count - list.remaining] = list.addresses[list.current];
-    --list.remaining;
-    list.addresses[list.current] = list.addresses[list.remaining];
-    list.addresses[list.remaining] = nullptr;
+    std::swap(list.addresses[list.current], list.addresses[--list.remaining]);
 }
 
 } // namespace tarn

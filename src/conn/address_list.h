@@ -13,7 +13,6 @@ struct IpsAttrs {
     int32_t current;   // index of the address being tried
     int32_t remaining; // addresses not yet found dead: the first ones of addresses
     char** addresses;  // owned texts, in the order written until one is set aside
-    char** states; // count + 1 entries: the dead ones, in the order they refused; null when the list was cut
 };
 
 void release_address_list(IpsAttrs* list) noexcept;
@@ -36,7 +35,7 @@ void choose_any(IpsAttrs& list) noexcept;
 // Makes an address still alive the current one: number modulo their count.
 void choose_by_number(IpsAttrs& list, int64_t number) noexcept;
 
-// Moves the current address to the dead ones; the last one alive takes its place. Two must be left.
+// Counts the current address among the dead ones; the last one alive takes its place. Two must be left.
 void set_current_aside(IpsAttrs& list) noexcept;
 
 } // namespace tarn

@@ -1,27 +1,42 @@
-// The connection record, one per open connection, reached through the application's handle variable. Any room may read it;
-// each field is written by the room named with it.
+// The connection record, one per open connection, reached through the application's handle variable. Each group of fields is
+// written by the room named with it.
 #pragma once
 
 #include <cstdint>
 
 #include "conn/address_list.h"
 #include "conn/handle.h"
-#include "platform/platform.h"
+#include "wire/channel.h"
 
 namespace tarn {
 
-struct TuringState;
 struct ParamSet;
-struct ResultSet;
 
-inline constexpr int32_t transfer_buffer_size = 8192;
+// What the connection string says, for every login of the connection.
+struct Settings {
+    char database[128];
+    char server[32]; // dotted IPv4 address
+    uint16_t port;   // host order
+    char user[64];
+    char password[64];
+    char char_set[64];       // empty: not sent
+    char iso_level[64];      // empty: not sent
+    char current_schema[64]; // empty: not sent
+    char keyword_filter[64]; // empty: not sent
+    int32_t lock_timeout;    // seconds, for the server
+    int32_t use_ssl;
+    int32_t auto_commit_off;
+    int32_t cursor_id_off;
+    int32_t lob_descriptor;
+    int32_t srv_cursor_off;
+};
 
-// What an earlier call left unread of its reply (see result/reply.h).
-enum class ReplyRest : int32_t {
+// What an earlier call left unread of its reply (see reply/unread.h).
+enum class UnreadReply : int32_t {
     none,
-    messages, // whole messages up to and with the end of reply
-    only_end, // at most the message whose type byte was given back, and an end of reply if the server sends one: any
-        // other byte belongs to the next reply
+    messages,         // whole messages up to and with the end of reply
+    message_then_end, // the message whose type was pushed back, then as below
+    end,              // an end of reply, if the server sends one: any other byte belongs to the next reply
 };
 
 struct Conn {
@@ -30,60 +45,26 @@ struct Conn {
     // Results stay usable after their connection was closed: the record lives until the last of them is released.
     int32_t references;
 
-    // conn: the settings of the connection string
-    char database[128];
-    char server[32]; // dotted IPv4 address
-    uint16_t port;   // host order
-    char user[64];
-    char password[64];
-    char char_set[64];         // empty: not sent
-    char iso_level[64];        // empty: not sent
+    // conn
+    Settings settings;         // attribute calls change some of them
+    IpsAttrs* ips_attrs;       // owned; the address list of the connection string, null without one
     char protocol_version[64]; // "301" or "201", as the last login left it
-    char current_schema[64];   // empty: not sent
-    char keyword_filter[64];   // empty: not sent
     int32_t recv_timeout_ms;
-    int32_t lock_timeout; // seconds, for the server
-    int32_t use_ssl;
-    int32_t auto_commit_off;
-    int32_t return_rowid;
-    int32_t cursor_id_off;
-    int32_t lob_descriptor;
-    int32_t srv_cursor_off;
-    int32_t multi_address; // 1 when ips_attrs came with the connection string
-    IpsAttrs* ips_attrs;   // owned
+    platform::Lock* lock; // null: the open did not come so far
 
-    // conn: the session
-    int32_t login_state; // 123 set up, 1 logged in
-    uint32_t server_addr;
-    platform::Socket sock; // 0: none open
-    platform::Lock* lock;  // null: the open did not come so far
+    // wire
+    Channel channel;
+
+    // reply
+    UnreadReply unread_reply;
+    char last_insert_id[32];
 
     // stmt
     int32_t statement_counter; // the number of the next generated statement name
     int32_t default_prepared;  // 1 while the default statement exists on the server
     char default_statement[20];
-    ParamSet* bound_params;     // a reference; the next execution takes it
-    ResultSet* prepared_result; // owned; the columns that the last prepare described
-    ResultSet* kept_rowset;     // owned; what was fetched without a rowset of the application's
-
-    // stmt and result: what replies told about the session
-    char last_insert_id[32];
+    ParamSet* bound_params;  // a reference; the next execution takes it
     int32_t fun_return_type; // the server's type code of the last function result; below 1: none
-
-    // conn: the enciphered channel; null states on a plain one
-    TuringState* recv_cipher; // owned
-    TuringState* send_cipher; // owned
-    uint8_t srv_exponent[32]; // the server's public numbers, little-endian, as received at the last login
-    uint8_t srv_modulus[32];
-
-    // wire
-    uint8_t pushed_back_byte; // a type byte read and given back; 0: none
-    ReplyRest reply_rest;
-    int32_t send_fill;
-    int32_t recv_fill; // bytes received into recv_buf
-    int32_t recv_pos;  // the next unread one; equal to recv_fill when the buffer is empty
-    uint8_t send_buf[transfer_buffer_size];
-    uint8_t recv_buf[transfer_buffer_size];
 };
 
 // The connection behind a handle variable; null when there is none or it is of another kind.

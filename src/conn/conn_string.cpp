@@ -15,7 +15,6 @@ enum class Setting {
     number,     // leading decimal number
     port,       // the same in 16 bits
     on_flag,    // 1 for "on", "yes" and "true"
-    rowid_flag, // 1 for "on" and "true"; "yes" is not among its words
     off_flag,   // 1 for "off" and "false"
     always_one, // 1 whatever the value
     not_kept,   // accepted without effect
@@ -24,12 +23,12 @@ enum class Setting {
 struct Key {
     std::string_view name;
     Setting setting;
-    size_t offset; // of the field in Conn
+    size_t offset; // of the field in Settings
     size_t size;   // of a text field
 };
 
-#define TARN_TEXT(field) Setting::text, offsetof(Conn, field), sizeof(Conn::field)
-#define TARN_FIELD(setting, field) Setting::setting, offsetof(Conn, field), sizeof(Conn::field)
+#define TARN_TEXT(field) Setting::text, offsetof(Settings, field), sizeof(Settings::field)
+#define TARN_FIELD(setting, field) Setting::setting, offsetof(Settings, field), sizeof(Settings::field)
 
 static constexpr Key keys[] = {
     {"DB", TARN_TEXT(database)},
@@ -62,10 +61,10 @@ static constexpr Key keys[] = {
     {"ISO_LEVEL", TARN_TEXT(iso_level)},
     {"ISO LEVEL", TARN_TEXT(iso_level)},
     {"ISOLEVEL", TARN_TEXT(iso_level)},
-    {"RETURN_ROWID", TARN_FIELD(rowid_flag, return_rowid)},
-    {"RETURN ROWID", TARN_FIELD(rowid_flag, return_rowid)},
-    {"RETURN ROW_ID", TARN_FIELD(rowid_flag, return_rowid)},
-    {"RETURN_ROW_ID", TARN_FIELD(rowid_flag, return_rowid)},
+    {"RETURN_ROWID", Setting::not_kept, 0, 0}, // the login has no clause for it
+    {"RETURN ROWID", Setting::not_kept, 0, 0},
+    {"RETURN ROW_ID", Setting::not_kept, 0, 0},
+    {"RETURN_ROW_ID", Setting::not_kept, 0, 0},
     {"LOB_RET", TARN_FIELD(always_one, lob_descriptor)},
     {"LOB RET", TARN_FIELD(always_one, lob_descriptor)},
     {"LOBRET", TARN_FIELD(always_one, lob_descriptor)},
@@ -87,15 +86,14 @@ static bool is_one_of(std::string_view value, std::initializer_list<std::string_
     return false;
 }
 
-static void store_setting(Conn& conn, const Key& key, std::string_view value) noexcept {
-    char* field = reinterpret_cast<char*>(&conn) + key.offset;
+static void store_setting(Settings& settings, const Key& key, std::string_view value) noexcept {
+    char* field = reinterpret_cast<char*>(&settings) + key.offset;
     const auto store_number = [field](int32_t number) { std::memcpy(field, &number, sizeof number); };
     switch (key.setting) {
     case Setting::text: copy_to_field(field, key.size, value); break;
     case Setting::number: store_number(leading_int32(value)); break;
-    case Setting::port: conn.port = static_cast<uint16_t>(leading_int32(value)); break;
+    case Setting::port: settings.port = static_cast<uint16_t>(leading_int32(value)); break;
     case Setting::on_flag: store_number(is_one_of(value, {"on", "yes", "true"})); break;
-    case Setting::rowid_flag: store_number(is_one_of(value, {"on", "true"})); break;
     case Setting::off_flag: store_number(is_one_of(value, {"off", "false"})); break;
     case Setting::always_one: store_number(1); break;
     case Setting::not_kept: break;
@@ -111,13 +109,13 @@ static std::string_view without_blanks(std::string_view text) noexcept {
     return text;
 }
 
-static void parse_setting(Conn& conn, std::string_view segment) noexcept {
+static void parse_setting(Settings& settings, std::string_view segment) noexcept {
     const size_t equals = segment.find('=');
     if (equals == std::string_view::npos) return;
     const std::string_view name = without_blanks(segment.substr(0, equals));
     for (const Key& key : keys)
         if (equal_ignoring_case(name, key.name))
-            return store_setting(conn, key, without_blanks(segment.substr(equals + 1)));
+            return store_setting(settings, key, without_blanks(segment.substr(equals + 1)));
 }
 
 // The last list of a string counts.
@@ -126,7 +124,6 @@ static bool keep_address_list(Conn& conn, std::string_view text) noexcept {
     if (!list) return false;
     release_address_list(conn.ips_attrs);
     conn.ips_attrs = list.release();
-    conn.multi_address = 1;
     return true;
 }
 
@@ -150,7 +147,7 @@ bool parse_conn_string(const char* text, Conn& conn) noexcept {
             continue;
         }
         if (segment.size() < work_area_size) work = segment;
-        parse_setting(conn, work);
+        parse_setting(conn.settings, work);
     }
     return true;
 }

@@ -43,26 +43,27 @@ class ClauseText {
 
 } // namespace
 
-// The two channels' texts differ, and servers know both forms: the enciphered one has its character set and isolation clauses
+// The two channels' texts differ, and servers know both forms: the encrypted one has its character set and isolation clauses
 // even when they are empty, drops a lock time-out below 0, and writes the large-object clause without blanks.
 bool build_login_text(const Conn& conn, char* area, size_t limit) noexcept {
-    const bool enciphered = conn.use_ssl != 0;
+    const Settings& settings = conn.settings;
+    const bool encrypted = settings.use_ssl != 0;
     ClauseText text(area, limit);
     text.add("login database = ");
-    text.add(conn.database);
-    text.add_quoted(" user='", conn.user);
-    text.add_quoted(" password='", conn.password);
-    if (enciphered || conn.char_set[0]) text.add_quoted(" char_set = '", conn.char_set);
-    if (enciphered || conn.iso_level[0]) text.add_quoted(" iso_level = '", conn.iso_level);
-    if (conn.current_schema[0]) text.add_quoted(" current_schema = '", conn.current_schema);
-    if (conn.keyword_filter[0]) text.add_quoted(" keyword_filter='", conn.keyword_filter);
-    if (enciphered ? conn.lock_timeout > 0 : conn.lock_timeout != 0) {
+    text.add(settings.database);
+    text.add_quoted(" user='", settings.user);
+    text.add_quoted(" password='", settings.password);
+    if (encrypted || settings.char_set[0]) text.add_quoted(" char_set = '", settings.char_set);
+    if (encrypted || settings.iso_level[0]) text.add_quoted(" iso_level = '", settings.iso_level);
+    if (settings.current_schema[0]) text.add_quoted(" current_schema = '", settings.current_schema);
+    if (settings.keyword_filter[0]) text.add_quoted(" keyword_filter='", settings.keyword_filter);
+    if (encrypted ? settings.lock_timeout > 0 : settings.lock_timeout != 0) {
         text.add(" lock_timeout = ");
-        text.add_number(conn.lock_timeout);
+        text.add_number(settings.lock_timeout);
     }
-    text.add(conn.auto_commit_off == 1 ? " auto_commit = 'off'" : " auto_commit = 'on'");
-    if (conn.cursor_id_off != 1) text.add(" return_cursor_id  = 'on'");
-    if (conn.lob_descriptor != 0) text.add(enciphered ? " lob_ret=descriptor" : " lob_ret  =descriptor");
+    text.add(settings.auto_commit_off == 1 ? " auto_commit = 'off'" : " auto_commit = 'on'");
+    if (settings.cursor_id_off != 1) text.add(" return_cursor_id  = 'on'");
+    if (settings.lob_descriptor != 0) text.add(encrypted ? " lob_ret=descriptor" : " lob_ret  =descriptor");
     text.add_quoted(" version = '", conn.protocol_version);
     return !text.overflown();
 }

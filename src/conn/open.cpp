@@ -8,7 +8,6 @@
 #include "conn/conn_string.h"
 #include "conn/login.h"
 #include "conn/messages.h"
-#include "wire/receive.h"
 
 namespace tarn {
 
@@ -24,11 +23,10 @@ static Conn* create_connection() noexcept {
 }
 
 static void take_settings(Conn& conn, const char* conn_string) noexcept {
-    conn.lock_timeout = default_lock_timeout;
+    conn.settings.lock_timeout = default_lock_timeout;
     // A string that cannot be parsed leaves the settings empty: the connect or the login then fails.
     parse_conn_string(conn_string, conn);
     std::strcpy(conn.protocol_version, "301");
-    conn.login_state = 123;
     conn.recv_timeout_ms = 30 * 60 * 1000;
 }
 
@@ -70,7 +68,7 @@ static IpsAttrs* begin_search(const IpsAttrs& addresses, int32_t number, void** 
 // server group spread over it.
 static bool connect_one(Conn& conn, IpsAttrs& list, int64_t number) noexcept {
     for (;;) {
-        copy_to_field(conn.server, sizeof conn.server, list.addresses[list.current]);
+        copy_to_field(conn.settings.server, sizeof conn.settings.server, list.addresses[list.current]);
         if (connect_server(conn)) return true;
         if (list.remaining < 2) return false;
         set_current_aside(list);
@@ -80,18 +78,18 @@ static bool connect_one(Conn& conn, IpsAttrs& list, int64_t number) noexcept {
 }
 
 static int32_t open_one(Conn& conn, int32_t number, void** state) noexcept {
-    if (!conn.multi_address) return TRN_ERR_ARGUMENT;
+    if (!conn.ips_attrs) return TRN_ERR_ARGUMENT;
     IpsAttrs* list = begin_search(*conn.ips_attrs, number, state);
     if (!list) return TRN_ERR_MEMORY;
-    conn.lock_timeout = default_lock_timeout; // whatever the string says
+    conn.settings.lock_timeout = default_lock_timeout; // whatever the string says
     if (!connect_one(conn, *list, number)) return fail(conn, message::list_connect_failed, TRN_ERR_CONNECT);
     if (!login(conn)) {
         constexpr size_t error_area = 80;
-        set_error_text(conn.head, format_text(error_area, message::list_login_failed, conn.server));
+        set_error_text(conn.head, format_text(error_area, message::list_login_failed, conn.settings.server));
         return TRN_ERR_LOGIN;
     }
     if (provide_lock(conn)) return TRN_OK;
-    break_link(conn);
+    close_channel(conn.channel);
     return TRN_ERR_MEMORY;
 }
 

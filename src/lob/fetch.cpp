@@ -5,8 +5,8 @@
 
 #include "base/text.h"
 #include "conn/messages.h"
-#include "result/reply.h"
-#include "result/rows.h"
+#include "reply/reply.h"
+#include "reply/rows.h"
 #include "wire/receive.h"
 #include "wire/send.h"
 
@@ -20,64 +20,61 @@ static bool send_request(Conn& conn, const char* descriptor) noexcept {
     const size_t area = sizeof message::get_lob + std::strlen(descriptor);
     const Owned<char> command =
         format_text(area, message::get_lob, name_length, descriptor, descriptor + length_position);
-    if (!command || !make_way(conn, area)) return false;
-    put_command(conn, command.get(), std::strlen(command.get()), 0);
-    flush_send(conn);
+    if (!command || !finish_last_reply(conn, area)) return false;
+    put_command(conn.channel, command.get(), std::strlen(command.get()), 0);
+    flush_send(conn.channel);
     return true;
 }
 
 // A piece goes straight into the chain. Pieces are at most 1 MiB.
-static int32_t receive_piece(Conn& conn, Lob& lob) noexcept {
+static int32_t receive_piece(Channel& channel, Lob& lob) noexcept {
     int32_t length;
-    if (!read_i32(conn, length)) return TRN_ERR_NETWORK;
+    if (!read_i32(channel, length)) return TRN_ERR_NETWORK;
     if (length < 0 || static_cast<size_t>(length) > lob_chunk_size) {
-        break_link(conn);
+        close_channel(channel);
         return TRN_ERR_NETWORK;
     }
     for (size_t left = static_cast<size_t>(length); left;) {
         size_t room;
         uint8_t* tail = lob_tail(lob, room);
         if (!tail) {
-            break_link(conn);
+            close_channel(channel);
             return TRN_ERR_ARGUMENT;
         }
         const size_t step = std::min(left, room);
-        if (!read_bytes(conn, tail, step)) return TRN_ERR_NETWORK;
+        if (!read_bytes(channel, tail, step)) return TRN_ERR_NETWORK;
         lob.total_len += static_cast<int64_t>(step);
         left -= step;
     }
     return TRN_OK;
 }
 
-static int32_t receive_pieces(Conn& conn, Lob& lob) noexcept {
+static int32_t receive_pieces(Channel& channel, Lob& lob) noexcept {
     for (;;) {
         uint32_t continues;
-        if (!read_u32(conn, continues)) return TRN_ERR_NETWORK;
+        if (!read_u32(channel, continues)) return TRN_ERR_NETWORK;
         if (!continues) return TRN_OK;
-        if (const int32_t status = receive_piece(conn, lob)) return status;
+        if (const int32_t status = receive_piece(channel, lob)) return status;
     }
 }
 
 static int32_t receive_content(Conn& conn, Lob& lob) noexcept {
-    uint8_t type;
+    MessageType type;
     if (!begin_reply(conn, type)) return TRN_ERR_NETWORK;
-    if (type != 'A') {
-        leave_reply(conn, type, ReplyRest::only_end);
+    if (type != MessageType::query) {
+        leave_reply_before_end(conn, type);
         return TRN_OK;
     }
-    const OwnedResult description(create_result(conn, TRN_ITEM_QUERY));
-    if (!description) break_link(conn);
-    const int32_t described = description ? read_columns(conn, *description) : TRN_ERR_MEMORY;
-    if (described == TRN_ERR_MEMORY) return TRN_ERR_ARGUMENT;
-    if (described != TRN_OK) break_link(conn);
-    if (described != TRN_OK || !read_u8(conn, type)) return TRN_ERR_NETWORK;
-    if (type != 'R') {
+    if (const int32_t status = skip_columns(conn))
+        return status == TRN_ERR_MEMORY ? TRN_ERR_ARGUMENT : TRN_ERR_NETWORK;
+    if (!read_type(conn.channel, type)) return TRN_ERR_NETWORK;
+    if (type != MessageType::row) {
         leave_reply(conn, type);
         return TRN_OK;
     }
-    const int32_t status = receive_pieces(conn, lob);
+    const int32_t status = receive_pieces(conn.channel, lob);
     // What the server sends behind the last piece is left to the next request: an end of reply, if anything.
-    if (status == TRN_OK) leave_reply(conn, 0, ReplyRest::only_end);
+    if (status == TRN_OK) leave_reply_before_end(conn);
     return status;
 }
 

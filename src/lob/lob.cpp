@@ -19,7 +19,7 @@ static bool add_chunk(Lob& lob) noexcept {
     if (!chunk->data) return false;
     // An object of several chunks fills them.
     if (lob.head_chunk) platform::prepare_pages(chunk->data, lob_chunk_size);
-    chunk->index = lob.chunk_count++;
+    ++lob.chunk_count;
     (lob.tail_chunk ? lob.tail_chunk->next : lob.head_chunk) = chunk.get();
     lob.tail_chunk = chunk.release();
     return true;

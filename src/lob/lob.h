@@ -12,7 +12,6 @@ inline constexpr size_t lob_chunk_size = 1024 * 1024;
 
 struct LobChunk {
     LobChunk* next;
-    int32_t index; // 0 for the first
     uint8_t* data; // lob_chunk_size bytes
 };
 

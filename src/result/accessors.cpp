@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "conn/conn.h"
-#include "result/type_codes.h"
+#include "reply/type_codes.h"
 
 using namespace tarn;
 

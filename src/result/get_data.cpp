@@ -1,14 +1,13 @@
 // TRN_GetData: one value of the current row, converted to the application's type.
 //
-// Each target has one conversion, found in a table. Most values are stored as they are wanted and cost a load and a store;
-// what else a target takes stands in a function of its own, so that the frame it needs is made only there.
+// Each target has one conversion, found in a table. Most values are wanted as what they are and cost a load, a change of byte order
+// and a store; what else a target takes is a function of its own, so that the frame it needs is made only there.
 #include <algorithm>
 #include <array>
 #include <cstring>
 
 #include "base/text.h"
 #include "lob/fetch.h"
-#include "result/type_codes.h"
 #include "result/value.h"
 
 namespace tarn {
@@ -60,7 +59,7 @@ static bool is_integer(StoredValue from, int32_t narrowest, int32_t widest) noex
     return from.wire_type() >= narrowest && from.wire_type() <= widest;
 }
 
-// A value that is stored as it is wanted; any other goes the target's own way.
+// A value that is wanted as what it is; any other goes the target's own way.
 template <class T, int32_t own_type, Conversion otherwise>
 static int32_t to_fixed(const ResultSet& result, StoredValue from, Buffer to, int32_t* length) noexcept {
     if (from.wire_type() != own_type) return otherwise(result, from, to, length);
@@ -79,17 +78,19 @@ template <class T, int32_t widest>
 [[gnu::noinline]] static int32_t from_integer_or_numeric(const ResultSet& result, StoredValue from, Buffer to,
                                                          int32_t* length) noexcept {
     if (from.wire_type() != TRN_WIRE_NUMERIC) return from_integer<T, widest>(result, from, to, length);
-    return deliver(to, length, T{leading_int32(from.held().text())});
+    return deliver(to, length, T{leading_int32(from.value().text())});
 }
 
-// Every source gives its first byte.
+// Every source gives its first byte, a number that in host order.
 static int32_t to_byte(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
-    return deliver(to, length, from.value().as<uint8_t>());
+    const Value value = from.value();
+    const size_t width = from.column->width;
+    return deliver(to, length, width ? *HostBytes(value.bytes, width).data() : *value.bytes);
 }
 
 template <class T> static bool floating_of(StoredValue from, T& number) noexcept {
     switch (from.wire_type()) {
-    case TRN_WIRE_NUMERIC: number = static_cast<T>(leading_double(from.held().text())); return true;
+    case TRN_WIRE_NUMERIC: number = static_cast<T>(leading_double(from.value().text())); return true;
     case TRN_WIRE_FLOAT: number = static_cast<T>(from.fixed<float>()); return true;
     case TRN_WIRE_DOUBLE: number = static_cast<T>(from.fixed<double>()); return true;
     default:
@@ -111,18 +112,20 @@ static int32_t to_float(const ResultSet&, StoredValue from, Buffer to, int32_t* 
     return floating_of(from, number) ? deliver(to, length, number) : TRN_OK;
 }
 
-[[gnu::noinline]] static int32_t copy_stored_bytes(StoredValue from, Buffer to, int32_t* length) noexcept {
+[[gnu::noinline]] static int32_t copy_bytes(StoredValue from, Buffer to, int32_t* length) noexcept {
     const Value value = from.value();
     std::memcpy(to.bytes, value.bytes, value.length);
     report(length, value.length);
     return TRN_OK;
 }
 
+// All the bytes of a value, numbers in host order.
 static int32_t to_stored_bytes(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
-    switch (from.slot->size) {
+    switch (from.column->width) {
+    case 2: return deliver(to, length, from.fixed<uint16_t>());
     case 4: return deliver(to, length, from.fixed<uint32_t>());
     case 8: return deliver(to, length, from.fixed<uint64_t>());
-    default: return copy_stored_bytes(from, to, length);
+    default: return copy_bytes(from, to, length);
     }
 }
 
@@ -174,13 +177,13 @@ static int32_t deliver_bytes(Buffer to, int32_t* length, const void* bytes, size
 
 static int32_t to_text(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
     if (!is_byte_run(from.wire_type())) return to_made_text(from, to, length);
-    const Value value = from.held();
+    const Value value = from.value();
     return deliver_bytes<text_bytes>(to, length, value.bytes, value.length);
 }
 
 static int32_t to_raw_bytes(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
     if (!is_byte_run(from.wire_type())) return refuse(length);
-    const Value value = from.held();
+    const Value value = from.value();
     return deliver_bytes<raw_bytes>(to, length, value.bytes, value.length);
 }
 
@@ -228,13 +231,15 @@ template <uint8_t inline_data, uint8_t descriptor>
 static int32_t to_lob(const ResultSet& result, StoredValue from, Buffer to, int32_t* length) noexcept {
     Lob* lob = lob_of(static_cast<const TRN_HANDLE*>(to.bytes));
     if (!lob) return TRN_ERR_ARGUMENT;
-    const Value value = from.value();
+    Value value = from.value();
     if (!result.lob_descriptor) {
         if (!is_byte_run(value.wire_type)) return refuse(length);
         clear_lob(*lob);
         return complete_lob(length, *lob, append_value(*lob, value.bytes, value.length));
     }
-    const uint8_t marker = value.as<uint8_t>();
+    const HostBytes number(value.bytes, from.column->width);
+    if (from.column->width) value.bytes = number.data();
+    const uint8_t marker = *value.bytes;
     if (marker != inline_data && marker != descriptor) return TRN_OK;
     clear_lob(*lob);
     if (marker == descriptor) return complete_lob(length, *lob, fetch_by_descriptor(value, result, *lob));
@@ -277,16 +282,16 @@ using namespace tarn;
 
 int32_t TRN_GetData(TRN_HANDLE* handle, int32_t column, int32_t target, void* destination,
                     int32_t destination_length, int32_t* length) {
-    const ResultSet* result = result_of(handle);
+    ResultSet* result = result_of(handle);
     if (!result) return kind_of(handle) == TRN_KIND_RESERVED ? TRN_OK : TRN_ERR_ARGUMENT;
     if (!destination) return TRN_ERR_ARGUMENT;
     if (!has_column(*result, column)) return TRN_ERR_COLUMN;
-    const Slot& slot = result->slots[column - 1];
-    if (!result->current_row || is_null(result->current_row, slot)) {
+    const uint8_t* field = result->located ? locate(*result, column) : nullptr;
+    if (!field || is_null(field)) {
         report(length, 0);
         return TRN_NULL_VALUE;
     }
     if (static_cast<uint32_t>(target) >= conversions.size()) return refuse(length);
-    return conversions[static_cast<uint32_t>(target)](*result, stored_value(result->current_row, slot),
+    return conversions[static_cast<uint32_t>(target)](*result, {&result->columns[column - 1], field},
                                                       {destination, destination_length}, length);
 }

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "base/text.h"
-#include "result/result_set.h"
+#include "reply/result_set.h"
 
 using namespace tarn;
 
@@ -66,7 +66,7 @@ int32_t TRN_getResultcolseq(TRN_HANDLE* handle, const char* name) {
     const ResultSet* result = result_of(handle);
     if (!result || !name) return TRN_ERR_ARGUMENT;
     for (int32_t i = 0; i < result->column_count; ++i) {
-        const char* candidate = shown_name(result->columns[i]);
+        const char* candidate = shown_name(result->descriptions[i]);
         if (candidate && equal_ignoring_case(candidate, name)) return i + 1;
     }
     return 0;

@@ -1,22 +1,14 @@
 // Stepping through rows and result items, counts, and the release of what reception made.
 #include <cstring>
 
-#include "result/result_set.h"
+#include "reply/result_set.h"
 
 using namespace tarn;
 
 int32_t TRN_ReadNext(TRN_HANDLE* handle) {
     ResultSet* result = result_of(handle);
     if (!result) return -1;
-    if (result->current >= result->row_count) {
-        result->current_row = nullptr;
-        return TRN_END;
-    }
-    RowRun& upcoming = result->upcoming;
-    if (upcoming.next == upcoming.end) upcoming = rows_from(*result->directory, result->current);
-    ++result->current;
-    result->current_row = *upcoming.next++;
-    return TRN_OK;
+    return go_to_next_row(*result) ? TRN_OK : TRN_END;
 }
 
 int32_t TRN_NextResult(TRN_HANDLE* handle) {

@@ -1,48 +1,65 @@
-// One value of a stored row, and its text.
+// One value, and its text.
 #pragma once
 
 #include <cstdint>
 
 #include "base/bytes.h"
-#include "result/result_set.h"
-#include "result/type_codes.h"
+#include "reply/result_set.h"
+#include "reply/type_codes.h"
+#include "reply/value_size.h"
 #include "result/working_text.h"
 
 namespace tarn {
 
+// As it travels.
 struct Value {
     int32_t wire_type;
-    uint32_t length;      // a held value's own, else the slot size; never 0
-    const uint8_t* bytes; // fixed values in host order, not aligned; held ones zero-terminated
+    uint32_t length;
+    const uint8_t* bytes; // numbers are big-endian
 
-    template <class T> T as() const noexcept { return load<T>(bytes); }
+    template <class T> T as() const noexcept { return load_wire<T>(bytes); }
     std::string_view text() const noexcept { return {reinterpret_cast<const char*>(bytes), length}; }
 };
 
-// A value of a stored row that is not null: what a conversion needs to know of it is loaded there.
+// A value of the current row that is not null: what a conversion needs to know of it is loaded there.
 struct StoredValue {
-    const Slot* slot;
-    const uint8_t* bytes; // of the slot
+    const Column* column;
+    const uint8_t* field; // its length and its bytes
 
-    int32_t wire_type() const noexcept { return slot->wire_type; }
-    // Of a type that is not held.
-    template <class T> T fixed() const noexcept { return load<T>(bytes); }
-    Value held() const noexcept {
-        return {wire_type(), load<uint32_t>(bytes), load<const uint8_t*>(bytes + held_pointer_offset)};
-    }
+    int32_t wire_type() const noexcept { return column->wire_type; }
+    // Of a type with a width.
+    template <class T> T fixed() const noexcept { return load_wire<T>(field + length_size); }
     Value value() const noexcept {
-        return slot->size == held_slot_size ? held() : Value{wire_type(), slot->size, bytes};
+        const uint32_t length = column->width ? column->width : load_wire<uint32_t>(field);
+        return {wire_type(), length, field + length_size};
     }
 };
 
-inline bool is_null(const uint8_t* row, const Slot& slot) noexcept {
-    return row[slot.null_offset] & slot.null_bit;
+// Where a column's value is in the current row, its length first. Columns are located from the first one on, as far as asked for.
+inline const uint8_t* locate(ResultSet& result, int32_t column) noexcept {
+    for (; result.located < column; ++result.located) {
+        Column& last = result.columns[result.located - 1];
+        (&last)[1].value = last.value + size_in_row(last, last.value);
+    }
+    return result.columns[column - 1].value;
 }
 
-// The value of a slot that is not null in the row.
-inline StoredValue stored_value(const uint8_t* row, const Slot& slot) noexcept {
-    return {&slot, row + slot.offset};
+inline bool is_null(const uint8_t* field) noexcept {
+    return value_length(field) < 1;
 }
+
+// The bytes of a fixed value in host order.
+class HostBytes {
+  public:
+    HostBytes(const uint8_t* wire, size_t width) noexcept {
+        for (size_t i = 0; i < width; ++i)
+            bytes_[i] = wire[std::endian::native == std::endian::little ? width - 1 - i : i];
+    }
+    const uint8_t* data() const noexcept { return bytes_; }
+
+  private:
+    uint8_t bytes_[8];
+};
 
 // The three ways in which a value is put into words. They differ on purpose, in these types only:
 //                            of_rows (TRN_GetData)     of_single_value              of_outputs (procedures)

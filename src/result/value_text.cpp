@@ -1,4 +1,3 @@
-#include "result/type_codes.h"
 #include "result/value.h"
 
 namespace tarn {

@@ -6,7 +6,7 @@
 #include "base/bytes.h"
 #include "base/text.h"
 #include "conn/messages.h"
-#include "result/result_set.h"
+#include "reply/result_set.h"
 #include "result/working_text.h"
 #include "stmt/single_value.h"
 #include "stmt/submit.h"
@@ -47,7 +47,7 @@ static int32_t refuse(Handle& handle, const char* error, int32_t status) noexcep
 }
 
 static int32_t give_addresses(const Conn& conn, const Answer& answer) noexcept {
-    if (!conn.multi_address) return TRN_ERR_ARGUMENT;
+    if (!conn.ips_attrs) return TRN_ERR_ARGUMENT;
     const IpsAttrs& list = *conn.ips_attrs;
     char* const start = static_cast<char*>(answer.value);
     WorkingText count;
@@ -80,16 +80,16 @@ static int32_t ask_version(Conn& conn, const Answer& answer, int32_t capacity) n
 static int32_t connection_attribute(Conn& conn, int32_t id, int32_t capacity, const Answer& answer) noexcept {
     switch (id) {
     case 1: return ask_version(conn, answer, capacity);
-    case 2: return give_text(answer, conn.database);
+    case 2: return give_text(answer, conn.settings.database);
     case 3: return give_number(answer, 2);
     case 4: return give_text(answer, "UTF-8");
-    case 5: return give_text(answer, conn.char_set);
-    case 6: return give_number(answer, conn.use_ssl);
+    case 5: return give_text(answer, conn.settings.char_set);
+    case 6: return give_number(answer, conn.settings.use_ssl);
     case 7: return give_addresses(conn, answer);
     case 8: return give_text(answer, "GTM+8");
-    case 9: return give_number(answer, conn.lob_descriptor);
-    case 11: return give_number(answer, conn.auto_commit_off);
-    case 12: return give_number(answer, conn.srv_cursor_off);
+    case 9: return give_number(answer, conn.settings.lob_descriptor);
+    case 11: return give_number(answer, conn.settings.auto_commit_off);
+    case 12: return give_number(answer, conn.settings.srv_cursor_off);
     default: return refuse(conn.head, message::connection_attribute_unknown, TRN_ERR_ARGUMENT);
     }
 }
@@ -131,10 +131,12 @@ int32_t TRN_SetAttr(TRN_HANDLE* handle, int32_t id, void* value) {
         if (!value) return TRN_ERR_ARGUMENT;
         const char* text = static_cast<const char*>(value);
         // "ON" turns auto-commit off: the opposite of the connection string's key, which applications rely on.
-        conn->auto_commit_off = equal_ignoring_case(text, "ON") || equal_ignoring_case(text, "TRUE");
+        conn->settings.auto_commit_off = equal_ignoring_case(text, "ON") || equal_ignoring_case(text, "TRUE");
         return TRN_OK;
     }
-    case 12: conn->srv_cursor_off = static_cast<int32_t>(reinterpret_cast<intptr_t>(value)); return TRN_OK;
+    case 12:
+        conn->settings.srv_cursor_off = static_cast<int32_t>(reinterpret_cast<intptr_t>(value));
+        return TRN_OK;
     default: return refuse(conn->head, message::connection_attribute_unsettable, -1);
     }
 }

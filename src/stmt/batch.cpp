@@ -4,7 +4,7 @@
 
 #include "base/text.h"
 #include "conn/messages.h"
-#include "result/reply.h"
+#include "reply/reply.h"
 #include "stmt/encode.h"
 #include "stmt/submit.h"
 #include "wire/send.h"
@@ -18,10 +18,10 @@ static constexpr int32_t rows_per_request = 65535;
 
 static int32_t execute_rows(Conn& conn, const char* sql, const ParamSet& set, BatchEncoder& encoder,
                             int32_t rows) noexcept {
-    if (!make_way(conn, SIZE_MAX)) return TRN_ERR_NETWORK;
-    put_command(conn, sql, std::strlen(sql), static_cast<uint32_t>(rows) << 16 | entry_count(set));
+    if (!finish_last_reply(conn, SIZE_MAX)) return TRN_ERR_NETWORK;
+    put_command(conn.channel, sql, std::strlen(sql), static_cast<uint32_t>(rows) << 16 | entry_count(set));
     encoder.encode(rows);
-    flush_send(conn);
+    flush_send(conn.channel);
     ResultSet* result;
     const int32_t status = receive_results(conn, result);
     // The status is not changed: a query has run, and its rows are dropped.

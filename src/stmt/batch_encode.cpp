@@ -44,18 +44,18 @@ void BatchEncoder::put_row() noexcept {
         }
         const BoundValue value = element_value(column, column.form);
         go_to_next_element(column);
-        put_entry_head(conn_, slot);
+        put_entry_head(conn_.channel, slot);
         if (column.form == ValueForm::unknown) continue;
-        put_u16(conn_, column.wire_type);
-        put_u32(conn_, static_cast<uint32_t>(value.length));
-        put_value(conn_, column.form, value);
+        put_u16(conn_.channel, column.wire_type);
+        put_u32(conn_.channel, static_cast<uint32_t>(value.length));
+        put_value(conn_.channel, column.form, value);
     }
 }
 
 void BatchEncoder::send_complete_rows() noexcept {
     if (complete_ == 0) return;
-    put_u32(conn_, static_cast<uint32_t>(complete_));
-    put_bytes(conn_, staged_.get(), complete_);
+    put_u32(conn_.channel, static_cast<uint32_t>(complete_));
+    put_bytes(conn_.channel, staged_.get(), complete_);
     // The row in progress moves to the front: a block holds whole rows only.
     std::memmove(staged_.get(), staged_.get() + complete_, filled_ - complete_);
     filled_ -= complete_;
@@ -132,7 +132,7 @@ bool BatchEncoder::stage_row() noexcept {
 void BatchEncoder::encode(int32_t rows) noexcept {
     put_row();
     for (int32_t staged = 1; staged < rows; ++staged)
-        if (!stage_row()) return break_link(conn_);
+        if (!stage_row()) return close_channel(conn_.channel);
     send_complete_rows();
 }
 

@@ -2,7 +2,7 @@
 // full chunk the client sends a ".", once; rows follow whatever the server makes of it.
 #pragma once
 
-#include "result/reply.h"
+#include "reply/reply.h"
 
 namespace tarn {
 

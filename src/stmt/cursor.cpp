@@ -2,7 +2,7 @@
 #include "stmt/cursor.h"
 
 #include "conn/messages.h"
-#include "result/reply.h"
+#include "reply/reply.h"
 #include "stmt/submit.h"
 #include "wire/receive.h"
 
@@ -31,12 +31,12 @@ static int32_t fetch_rowset(Conn& conn, const char* command, OwnedResult& rowset
 
 // Takes the connection over with everything it answers from now on, and drops what the record held.
 static void reuse_result(ResultSet& result, Conn& conn) noexcept {
-    release_rows(result);
-    release_columns(result);
+    drop_rows(result);
+    drop_columns(result);
     set_error_text(result.head, nullptr);
     result.kind = TRN_ITEM_QUERY;
     result.affected = 0;
-    result.lob_descriptor = conn.lob_descriptor;
+    result.lob_descriptor = conn.settings.lob_descriptor;
     retain(conn);
     drop_reference(result.conn);
     result.conn = &conn;
@@ -44,22 +44,18 @@ static void reuse_result(ResultSet& result, Conn& conn) noexcept {
 
 static int32_t take_close_verdict(Conn& conn, const char* name) noexcept {
     constexpr size_t error_area = 200;
-    uint8_t type;
+    MessageType type;
     if (!begin_reply(conn, type)) return TRN_ERR_NETWORK;
-    if (type == end_of_reply) return TRN_OK;
+    if (type == MessageType::end_of_reply) return TRN_OK;
     Owned<char> text;
-    const int32_t status = read_string(conn, text);
-    leave_reply(conn, 0, status == TRN_OK ? ReplyRest::only_end : ReplyRest::messages);
+    const int32_t status = read_string(conn.channel, text);
+    if (status == TRN_OK)
+        leave_reply_before_end(conn);
+    else
+        leave_reply(conn, MessageType::none);
     if (status != TRN_OK) return status;
     set_error_text(conn.head, format_text(error_area, message::cursor_not_closed, text.get(), name));
     return TRN_ERR_SERVER;
-}
-
-static int32_t close_cursor(Conn& conn, const char* command, const char* name) noexcept {
-    const int32_t status = submit(conn, command) ? take_close_verdict(conn, name) : TRN_ERR_NETWORK;
-    // A close without an answer makes the connection unusable: no call gets through until it is connected again.
-    if (status == TRN_ERR_NETWORK) break_link(conn);
-    return status;
 }
 
 } // namespace tarn
@@ -109,11 +105,8 @@ int32_t TRN_FetchServerCursorRowset_V2(TRN_HANDLE* handle, const char* fetch_tex
         (void)borrowed.release();
         return status;
     }
-    OwnedResult kept;
-    const int32_t status = fetch_rowset(*conn, fetch_text, kept);
-    release_result(conn->kept_rowset);
-    conn->kept_rowset = kept.release();
-    return status;
+    OwnedResult unclaimed; // there is no variable to give it to
+    return fetch_rowset(*conn, fetch_text, unclaimed);
 }
 
 int32_t TRN_FetchRefCursorHead(TRN_HANDLE* handle, const char* cursor_name, TRN_HANDLE* result_out,
@@ -138,5 +131,5 @@ int32_t TRN_CloseCursor(TRN_HANDLE* handle, const char* cursor_name) {
     const Owned<char> command = format_command(message::close_cursor, cursor_name);
     if (!command) return TRN_ERR_MEMORY;
     const ConnLock lock(*conn);
-    return close_cursor(*conn, command.get(), cursor_name);
+    return submit(*conn, command.get()) ? take_close_verdict(*conn, cursor_name) : TRN_ERR_NETWORK;
 }

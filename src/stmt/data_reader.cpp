@@ -1,5 +1,5 @@
 // TRN_ExecwithDataReader: any statement, its whole reply handed over.
-#include "result/reply.h"
+#include "reply/reply.h"
 #include "stmt/submit.h"
 
 using namespace tarn;

@@ -15,7 +15,7 @@ uint32_t entry_count(const ParamSet& set) noexcept;
 
 // Writes the entries of single values. An array-bound set writes none: arrays travel in batches only. -1 when a binary large
 // object could not be sent: what follows it was not written.
-int32_t encode_params(Conn& conn, const ParamSet& set) noexcept;
+int32_t encode_params(Channel& channel, const ParamSet& set) noexcept;
 
 // Encodes the rows of an array-bound set. Made before the command is written, so that a lack of memory shows itself while
 // nothing has been sent.

@@ -4,7 +4,7 @@
 
 #include "base/text.h"
 #include "conn/messages.h"
-#include "result/reply.h"
+#include "reply/reply.h"
 #include "stmt/cursor.h"
 #include "stmt/submit.h"
 

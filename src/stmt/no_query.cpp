@@ -3,7 +3,7 @@
 
 #include "base/text.h"
 #include "conn/messages.h"
-#include "result/reply.h"
+#include "reply/reply.h"
 #include "stmt/submit.h"
 #include "wire/receive.h"
 
@@ -16,7 +16,7 @@ static void end_inside(Reply& reply, const char* printed, const char* error) noe
 }
 
 static void take_count(Reply& reply) noexcept {
-    if (read_i32(reply.conn, reply.status))
+    if (read_i32(reply.conn.channel, reply.status))
         ends_here(reply);
     else
         end_inside(reply, message::print_count_unread, message::count_unread);
@@ -33,7 +33,7 @@ static void take_insert(Reply& reply, int32_t& inserts) noexcept {
 
 // An output value without a parameter to take it: an "O" has one number in front of its bytes, a "P" two.
 static void drop_output(Reply& reply, size_t numbers) noexcept {
-    if (!skip_bytes(reply.conn, 4 * numbers) || !skip_counted(reply.conn)) return end_broken(reply);
+    if (!skip_bytes(reply.conn.channel, 4 * numbers) || !skip_counted(reply.conn)) return end_broken(reply);
     set_error_message(reply.conn.head, message::outputs_unbound);
     reply.status = TRN_ERR_OUTPUTS;
 }
@@ -43,15 +43,15 @@ int32_t read_no_query_reply(Conn& conn) noexcept {
     int32_t inserts = 0;
     while (next_message(reply)) {
         switch (reply.type) {
-        case 'U':
-        case 'D': take_count(reply); break;
-        case 'I': take_insert(reply, inserts); break;
-        case 'E':
-        case 'F':
-        case 'W':
-        case 'M': take_statement_text(reply); break;
-        case 'O': drop_output(reply, 1); break;
-        case 'P': drop_output(reply, 2); break;
+        case MessageType::update_count:
+        case MessageType::delete_count: take_count(reply); break;
+        case MessageType::insert_id: take_insert(reply, inserts); break;
+        case MessageType::error:
+        case MessageType::fatal_error:
+        case MessageType::warning:
+        case MessageType::notice: take_statement_text(reply); break;
+        case MessageType::return_value: drop_output(reply, 1); break;
+        case MessageType::output_value: drop_output(reply, 2); break;
         default: end_before(reply, reply.status); // the end, or what this call does not read, such as rows
         }
     }

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "base/bytes.h"
+#include "reply/type_codes.h"
 #include "result/calendar.h"
-#include "result/type_codes.h"
 #include "result/value.h"
 #include "stmt/param_types.h"
 
@@ -14,22 +14,8 @@ namespace tarn {
 // The types that arrive in network order and have a text: the fixed ones from TINYINT to DATETIME. NUMERIC and TIME_TZ between
 // them are byte runs, and so is a value whose length is not its type's.
 static bool is_convertible(int32_t type, size_t length) noexcept {
-    const auto width = static_cast<size_t>(wire_type(type).slot_size);
-    return type >= TRN_WIRE_TINYINT && type <= TRN_WIRE_DATETIME && width != held_slot_size &&
-           width == length;
-}
-
-template <class T> static void swap_bytes(uint8_t* bytes) noexcept {
-    store(bytes, load_wire<T>(bytes));
-}
-
-static void bring_to_host_order(uint8_t* bytes, size_t width) noexcept {
-    switch (width) {
-    case 2: return swap_bytes<uint16_t>(bytes);
-    case 4: return swap_bytes<uint32_t>(bytes);
-    case 8: return swap_bytes<uint64_t>(bytes);
-    default: break;
-    }
+    const auto width = static_cast<size_t>(wire_type(type).width);
+    return type >= TRN_WIRE_TINYINT && type <= TRN_WIRE_DATETIME && width != 0 && width == length;
 }
 
 static int32_t copy_out(const ParamSlot& slot, const void* bytes, size_t length) noexcept {
@@ -70,15 +56,14 @@ static int32_t fill_lob(const ParamSlot& slot, const uint8_t* bytes, size_t leng
     return TRN_OK;
 }
 
-int32_t deliver_output(const ParamSlot& slot, int32_t type, uint8_t* received, size_t length) noexcept {
+int32_t deliver_output(const ParamSlot& slot, int32_t type, const uint8_t* received, size_t length) noexcept {
     if (!slot.value || !slot.length) return TRN_OK;
     if (param_type(slot.data_type).single == ValueForm::lob) return fill_lob(slot, received, length);
     if (!is_convertible(type, length)) return copy_out(slot, received, length);
-    bring_to_host_order(received, length);
     const Value value{type, static_cast<uint32_t>(length), received};
     if (slot.data_type == TRN_TYPE_TEXT) return copy_text_out(slot, value);
     if (type == TRN_WIRE_DATE || type == TRN_WIRE_TIME) return copy_fields_out(slot, value);
-    return copy_out(slot, received, length);
+    return copy_out(slot, HostBytes(received, length).data(), length);
 }
 
 } // namespace tarn

@@ -143,7 +143,6 @@ int32_t TRN_BindParams2Conn(TRN_HANDLE* conn_handle, TRN_HANDLE* set_handle) {
 int32_t TRN_ResetParams(TRN_HANDLE* handle) {
     if (Conn* conn = conn_of(handle)) {
         detach_params(*conn);
-        forget_prepared_result(*conn);
         return TRN_OK;
     }
     if (kind_of(handle) != TRN_KIND_PARAMETERS) return TRN_ERR_ARGUMENT;

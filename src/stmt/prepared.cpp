@@ -7,8 +7,8 @@
 
 #include "base/text.h"
 #include "conn/messages.h"
-#include "result/reply.h"
-#include "result/rows.h"
+#include "reply/reply.h"
+#include "reply/rows.h"
 #include "stmt/param_set.h"
 #include "stmt/submit.h"
 #include "wire/receive.h"
@@ -18,37 +18,16 @@ namespace tarn {
 // The status of a prepare whose statement yields rows.
 static constexpr int32_t yields_rows = TRN_PREPARED_QUERY;
 
-void forget_prepared_result(Conn& conn) noexcept {
-    release_result(conn.prepared_result);
-    conn.prepared_result = nullptr;
-}
-
-static int32_t take_columns(Conn& conn) noexcept {
-    OwnedResult described(create_result(conn, TRN_ITEM_QUERY));
-    if (!described) {
-        break_link(conn);
-        return TRN_ERR_MEMORY;
-    }
-    const int32_t status = read_columns(conn, *described);
-    if (status == TRN_ERR_MEMORY) return status;
-    if (status != TRN_OK) {
-        break_link(conn); // behind a description that was refused nothing can be told apart
-        return TRN_ERR_NETWORK;
-    }
-    forget_prepared_result(conn);
-    conn.prepared_result = described.release();
-    return yields_rows;
-}
-
 static int32_t take_param(Conn& conn, ParamSlot& slot) noexcept {
     Owned<char> name;
-    const int32_t status = read_string(conn, name);
-    if (status == TRN_ERR_MEMORY) break_link(conn);
+    const int32_t status = read_string(conn.channel, name);
+    if (status == TRN_ERR_MEMORY) close_channel(conn.channel);
     if (status != TRN_OK) return status;
     slot.name = name.release();
     int32_t position; // not needed: entries travel in slot order
     uint32_t data_type;
-    if (!read_i32(conn, position) || !read_u32(conn, data_type) || !read_i32(conn, slot.buffer_length))
+    if (!read_i32(conn.channel, position) || !read_u32(conn.channel, data_type) ||
+        !read_i32(conn.channel, slot.buffer_length))
         return TRN_ERR_NETWORK;
     slot.data_type = data_type;
     return TRN_OK;
@@ -56,12 +35,12 @@ static int32_t take_param(Conn& conn, ParamSlot& slot) noexcept {
 
 static int32_t fill_description(Conn& conn, ParamSet& set) noexcept {
     int32_t count;
-    if (!read_i32(conn, count) || count < 0 || count > param_limit) {
-        break_link(conn);
+    if (!read_i32(conn.channel, count) || count < 0 || count > param_limit) {
+        close_channel(conn.channel);
         return TRN_ERR_NETWORK;
     }
     if (!reserve_slots(set, count, std::max(count, param_growth))) {
-        break_link(conn);
+        close_channel(conn.channel);
         return TRN_ERR_MEMORY;
     }
     for (; set.count < count; ++set.count)
@@ -72,7 +51,7 @@ static int32_t fill_description(Conn& conn, ParamSet& set) noexcept {
 // Binding values to the described parameters fills the slots of this set.
 static int32_t take_description(Conn& conn) noexcept {
     ParamSet* set = create_params(ParamMode::described);
-    if (!set) break_link(conn);
+    if (!set) close_channel(conn.channel);
     const int32_t status = set ? fill_description(conn, *set) : TRN_ERR_MEMORY;
     if (status != TRN_OK)
         drop_params_reference(set);
@@ -86,12 +65,12 @@ static int32_t read_prepare_reply(Conn& conn) noexcept {
     while (next_message(reply)) {
         int32_t taken = TRN_OK;
         switch (reply.type) {
-        case 'A':
-            taken = take_columns(conn);
-            if (taken == yields_rows) reply.status = yields_rows;
+        case MessageType::query:
+            taken = skip_columns(conn);
+            if (taken == TRN_OK) reply.status = yields_rows;
             break;
-        case '$': taken = take_description(conn); break;
-        case end_of_reply:
+        case MessageType::parameters: taken = take_description(conn); break;
+        case MessageType::end_of_reply:
             conn.default_prepared = 1;
             end(reply, reply.status);
             break;

@@ -9,7 +9,4 @@ namespace tarn {
 // TRN_ERR_MEMORY.
 int32_t deallocate_default(Conn& conn) noexcept;
 
-// Releases the columns that the last prepare described.
-void forget_prepared_result(Conn& conn) noexcept;
-
 } // namespace tarn

@@ -1,6 +1,6 @@
 // TRN_Execute_procesure: a procedure or function call whose output values go into the bound slots.
 #include "conn/messages.h"
-#include "result/reply.h"
+#include "reply/reply.h"
 #include "stmt/chunks.h"
 #include "stmt/no_query.h"
 #include "stmt/output_value.h"
@@ -21,14 +21,14 @@ struct Output {
 
 // False when the reply ended inside the value.
 static bool read_output(Reply& reply, Output& output) noexcept {
-    if (!read_i32(reply.conn, output.type) || !read_count(reply.conn, output.length)) {
+    if (!read_i32(reply.conn.channel, output.type) || !read_count(reply.conn, output.length)) {
         end_broken(reply);
         return false;
     }
-    const int32_t status = read_block(reply.conn, output.length, output.bytes);
+    const int32_t status = read_block(reply.conn.channel, output.length, output.bytes);
     if (status == TRN_ERR_NETWORK) end_broken(reply);
     if (status == TRN_ERR_MEMORY) {
-        leave_reply(reply.conn, 0);
+        leave_reply(reply.conn, MessageType::none);
         end(reply, status);
     }
     return status == TRN_OK;
@@ -65,21 +65,19 @@ static const ParamSlot* output_slot(const ParamSet& set, int32_t index) noexcept
 static void take_output(Reply& reply, const ParamSet& set) noexcept {
     int32_t index;
     Output output;
-    if (!read_i32(reply.conn, index)) return end_broken(reply);
+    if (!read_i32(reply.conn.channel, index)) return end_broken(reply);
     if (!read_output(reply, output)) return;
     if (set.count == 0 && output.length > 0) return refuse_output(reply, message::output_unbound);
     if (const ParamSlot* slot = output_slot(set, index)) deliver(reply, *slot, output);
 }
 
-// Rows behind the second chunk end the call. They are passed over here, where their columns are known; where that fails the
-// link is given up, and the next call shows it.
+// Rows behind the second chunk end the call. They are skipped here, where their columns are known; where that fails the channel is
+// closed, and the next call shows it.
 static void end_before_rows(Reply& reply, ResultSet* rows) noexcept {
     if (rows) {
-        push_back(reply.conn, reply.type);
-        if (!pass_over_rows(reply.conn, *rows) || !read_u8(reply.conn, reply.type)) {
-            break_link(reply.conn);
+        push_back(reply.conn.channel, reply.type);
+        if (!skip_rows(reply.conn.channel, *rows) || !read_type(reply.conn.channel, reply.type))
             return end(reply, reply.status);
-        }
     }
     end_before(reply, reply.status);
 }
@@ -89,18 +87,18 @@ static int32_t read_procedure_reply(Conn& conn, const ParamSet& set) noexcept {
     OwnedResult rows; // the last result: received and dropped
     while (next_message(reply)) {
         switch (reply.type) {
-        case 'A':
+        case MessageType::query:
             rows = read_chunk_columns(reply);
             if (rows) read_chunks(reply, *rows, Chunks::two);
             break;
-        case 'E':
-        case 'F':
-        case 'W':
-        case 'M': take_statement_text(reply); break;
-        case 'O': take_return_value(reply, set); break;
-        case 'P': take_output(reply, set); break;
-        case 'R':
-        case '*': end_before_rows(reply, rows.get()); break;
+        case MessageType::error:
+        case MessageType::fatal_error:
+        case MessageType::warning:
+        case MessageType::notice: take_statement_text(reply); break;
+        case MessageType::return_value: take_return_value(reply, set); break;
+        case MessageType::output_value: take_output(reply, set); break;
+        case MessageType::row:
+        case MessageType::row_with_id: end_before_rows(reply, rows.get()); break;
         default: end_before(reply, reply.status);
         }
     }

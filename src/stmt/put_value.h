@@ -6,9 +6,9 @@
 #include <cstring>
 
 #include "base/bytes.h"
-#include "conn/conn.h"
 #include "stmt/param_set.h"
 #include "stmt/param_types.h"
+#include "wire/channel.h"
 
 namespace tarn {
 
@@ -29,9 +29,9 @@ struct BoundValue {
 };
 
 // The name and direction that an entry begins with.
-void put_entry_head(Conn& conn, const ParamSlot& slot) noexcept;
+void put_entry_head(Channel& channel, const ParamSlot& slot) noexcept;
 
 // What follows the length field: nothing for a length below 1.
-void put_value(Conn& conn, ValueForm form, const BoundValue& value) noexcept;
+void put_value(Channel& channel, ValueForm form, const BoundValue& value) noexcept;
 
 } // namespace tarn

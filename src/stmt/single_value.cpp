@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "base/bytes.h"
-#include "result/reply.h"
-#include "result/type_codes.h"
+#include "reply/reply.h"
+#include "reply/type_codes.h"
 #include "result/value.h"
 #include "stmt/chunks.h"
 #include "stmt/submit.h"
@@ -48,14 +48,15 @@ static int32_t give_value(const ResultSet& result, const SingleValue& out) noexc
         return TRN_OK;
     }
     if (result.column_count == 0) return TRN_OK;
-    const Slot& slot = result.slots[0];
-    *out.type_word = static_cast<uint32_t>(slot.wire_type);
-    const uint8_t* row = *rows_from(*result.directory, 0).next;
-    if (is_null(row, slot)) {
+    const Column& column = result.columns[0];
+    *out.type_word = static_cast<uint32_t>(column.wire_type);
+    RowCursor rows = first_row(result.rows);
+    const uint8_t* field = next_row(rows);
+    if (is_null(field)) {
         store(out.area, int32_t{0});
         return TRN_OK;
     }
-    return format_value(stored_value(row, slot).value(), out);
+    return format_value(StoredValue{&column, field}.value(), out);
 }
 
 static void take_result(Reply& reply, const SingleValue& out) noexcept {
@@ -67,8 +68,8 @@ static void take_result(Reply& reply, const SingleValue& out) noexcept {
 
 // The kind of the item is the status here, not its count.
 static void take_count(Reply& reply) noexcept {
-    if (!skip_bytes(reply.conn, 4)) return end_broken(reply);
-    reply.status = reply.type == 'U' ? TRN_ITEM_UPDATE : TRN_ITEM_DELETE;
+    if (!skip_bytes(reply.conn.channel, 4)) return end_broken(reply);
+    reply.status = reply.type == MessageType::update_count ? TRN_ITEM_UPDATE : TRN_ITEM_DELETE;
     ends_here(reply);
 }
 
@@ -82,15 +83,15 @@ int32_t read_single_value_reply(Conn& conn, const SingleValue& out) noexcept {
     Reply reply{conn};
     while (next_message(reply)) {
         switch (reply.type) {
-        case 'A': take_result(reply, out); break;
-        case 'U':
-        case 'D': take_count(reply); break;
-        case 'I': drop_insert(reply); break;
-        case 'E':
-        case 'F':
-        case 'W':
-        case 'M': take_statement_text(reply); break;
-        case end_of_reply: end(reply, reply.status); break;
+        case MessageType::query: take_result(reply, out); break;
+        case MessageType::update_count:
+        case MessageType::delete_count: take_count(reply); break;
+        case MessageType::insert_id: drop_insert(reply); break;
+        case MessageType::error:
+        case MessageType::fatal_error:
+        case MessageType::warning:
+        case MessageType::notice: take_statement_text(reply); break;
+        case MessageType::end_of_reply: end(reply, reply.status); break;
         default: end_before(reply, TRN_OK); // what this call does not read, such as an output value
         }
     }

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "result/reply.h"
+#include "reply/reply.h"
 #include "stmt/encode.h"
 #include "wire/send.h"
 
@@ -15,11 +15,11 @@ Conn* conn_for_command(const TRN_HANDLE* handle, const char* text) noexcept {
 
 bool submit(Conn& conn, const char* sql, const ParamSet* params) noexcept {
     const size_t length = std::strlen(sql);
-    if (!make_way(conn, params ? SIZE_MAX : length)) return false;
-    put_command(conn, sql, length, params ? entry_count(*params) : 0);
+    if (!finish_last_reply(conn, params ? SIZE_MAX : length)) return false;
+    put_command(conn.channel, sql, length, params ? entry_count(*params) : 0);
     // A large object that cannot be sent ends the entries; the reply tells what the server made of it.
-    if (params) encode_params(conn, *params);
-    flush_send(conn);
+    if (params) encode_params(conn.channel, *params);
+    flush_send(conn.channel);
     return true;
 }
 

@@ -1,10 +1,7 @@
 /*
- * The buffers of one connection over a real socket: when writes leave, what waits, how far a read reaches, and
- * the position in the keystream behind a byte given back. No exported call reads several bytes behind one that
- * was given back, so that this position shows here only.
+ * A channel over a real socket: when writes leave and what waits, reads of every size however the bytes arrive, and the end of the
+ * channel with the first read that fails.
  */
-#include "conn/conn.h"
-#include "crypto/turing.h"
 #include "enciphered_channel.h"
 #include "sockets.h"
 #include "wire/receive.h"
@@ -12,9 +9,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
+#include <thread>
+
 #ifndef _WIN32
 #include <csignal>
-#include <thread>
 #endif
 
 using namespace test_support;
@@ -27,20 +27,17 @@ class transfer : public testing::TestWithParam<bool> {
         std::uint16_t port = 0;
         const socket_handle listener = listen_on_loopback(port);
         tarn::platform::start_sockets();
-        conn_.sock = tarn::platform::connect_stream(tarn::platform::parse_address("127.0.0.1"), port, 10000);
+        ASSERT_TRUE(tarn::open_channel(channel_, tarn::platform::parse_address("127.0.0.1"), port, 10000));
         peer_ = accept_client(listener);
         close_socket(listener);
-        conn_.use_ssl = GetParam();
         if (!GetParam()) return;
-        const std::string key(32, 'k');
-        for (tarn::TuringState** state : {&conn_.recv_cipher, &conn_.send_cipher}) {
-            *state = tarn::allocate_record<tarn::TuringState>();
-            tarn::set_up_keystream(**state, reinterpret_cast<const uint8_t*>(key.data()));
-        }
-        from_client_ = to_client_ = keystream(key);
+        uint8_t key[32];
+        std::fill(std::begin(key), std::end(key), 'k');
+        ASSERT_TRUE(tarn::encrypt_channel(channel_, key));
+        from_client_ = to_client_ = keystream(std::string(32, 'k'));
     }
     void TearDown() override {
-        tarn::break_link(conn_);
+        tarn::close_channel(channel_);
         close_socket(peer_);
     }
     /* Exactly so many bytes must have left, and no more. */
@@ -53,11 +50,8 @@ class transfer : public testing::TestWithParam<bool> {
         EXPECT_FALSE(wait_readable(peer_, std::chrono::milliseconds(0)));
         return from_client_(bytes);
     }
-    void deliver(const std::string& bytes) {
-        ASSERT_TRUE(send_all(peer_, to_client_(bytes)));
-        ASSERT_TRUE(wait_readable(static_cast<socket_handle>(conn_.sock), std::chrono::seconds(10)));
-    }
-    tarn::Conn conn_{};
+    void deliver(const std::string& bytes) { ASSERT_TRUE(send_all(peer_, to_client_(bytes))); }
+    tarn::Channel channel_{};
     socket_handle peer_ = no_socket;
     Coder from_client_ = [](std::string bytes) { return bytes; }, to_client_ = from_client_;
 };
@@ -75,46 +69,64 @@ TEST_P(transfer, writes_wait_until_8191_bytes_are_gathered_or_a_large_one_comes)
         std::string written;
         for (const std::size_t size : each.writes) {
             const std::string bytes(size, static_cast<char>('a' + size % 26));
-            tarn::put_bytes(conn_, bytes.data(), size);
+            tarn::put_bytes(channel_, bytes.data(), size);
             written += bytes;
         }
         SCOPED_TRACE(testing::PrintToString(each.writes));
-        EXPECT_EQ(conn_.send_fill, static_cast<std::int32_t>(each.waiting));
+        EXPECT_EQ(channel_.send_fill, each.waiting);
         EXPECT_TRUE(arrived(each.left) == written.substr(0, each.left));
-        EXPECT_EQ(tarn::flush_send(conn_), 0);
+        EXPECT_EQ(tarn::flush_send(channel_), 0);
         EXPECT_TRUE(arrived(each.waiting) == written.substr(each.left));
     }
 }
 
-TEST_P(transfer, a_read_takes_from_an_enciphered_socket_what_it_needs_and_no_more) {
-    deliver("abcdefghij");
-    uint8_t byte = 0;
-    char rest[10] = {};
-    ASSERT_TRUE(tarn::read_u8(conn_, byte));
-    EXPECT_EQ(byte, 'a');
-    EXPECT_EQ(conn_.recv_fill - conn_.recv_pos, GetParam() ? 0 : 9);
-    EXPECT_EQ(wait_readable(static_cast<socket_handle>(conn_.sock), std::chrono::milliseconds(0)),
-              GetParam());
-    ASSERT_TRUE(tarn::read_bytes(conn_, rest, 9));
-    EXPECT_STREQ(rest, "bcdefghij");
+/* Sizes around the ends of the buffer and of what goes past it, in pieces of every kind. */
+TEST_P(transfer, reads_give_the_stream_in_order_whatever_their_sizes) {
+    constexpr std::size_t buffer = tarn::recv_buffer_size;
+    std::string sent;
+    for (std::size_t i = 0; sent.size() < 12 * buffer; ++i)
+        sent += std::to_string(i) + ',';
+    std::thread sender([&] {
+        for (std::size_t done = 0, piece = 1; done < sent.size();
+             done += piece, piece = (piece * 7 + 13) % 150001 + 1)
+            send_all(peer_, to_client_(sent.substr(done, piece)));
+    });
+    std::size_t read = 0;
+    for (const std::size_t size :
+         {std::size_t{1}, buffer - 1, buffer, buffer + 1, std::size_t{0}, std::size_t{3}, 2 * buffer + 5,
+          std::size_t{4}, buffer - 4, std::size_t{2}, 3 * buffer}) {
+        std::string bytes(size, '\0');
+        ASSERT_TRUE(tarn::read_bytes(channel_, bytes.data(), size));
+        EXPECT_TRUE(bytes == sent.substr(read, size)) << size << " bytes from " << read;
+        read += size;
+    }
+    tarn::MessageType type;
+    ASSERT_TRUE(tarn::read_type(channel_, type));
+    EXPECT_EQ(static_cast<char>(type), sent[read]);
+    tarn::push_back(channel_, type);
+    ASSERT_TRUE(tarn::read_type(channel_, type)); /* once more, and then what follows it */
+    EXPECT_EQ(static_cast<char>(type), sent[read++]);
+    ASSERT_TRUE(tarn::skip_bytes(channel_, buffer + 77));
+    read += buffer + 77;
+    tarn::Owned<char> block;
+    ASSERT_EQ(tarn::read_block(channel_, 100, block), TRN_OK);
+    EXPECT_EQ(block.get(), sent.substr(read, 100));
+    ASSERT_TRUE(tarn::skip_bytes(channel_, sent.size() - read - 100));
+    sender.join();
 }
 
-TEST_P(transfer, a_byte_given_back_counts_again_when_others_are_read_with_it) {
-    uint8_t byte = 0;
-    std::uint32_t number = 0;
-    deliver("x");
-    for (int i = 0; i < 3; ++i) { /* alone it does not count */
-        ASSERT_TRUE(tarn::read_u8(conn_, byte));
-        EXPECT_EQ(byte, 'x');
-        tarn::push_back(conn_, byte);
-    }
-    deliver("\2\3\4");
-    ASSERT_TRUE(tarn::read_u32(conn_, number));
-    EXPECT_EQ(number, 0x78020304u);
-    to_client_("."); /* the position that was used up twice */
-    deliver("next");
-    ASSERT_TRUE(tarn::read_u32(conn_, number));
-    EXPECT_EQ(number, 0x6E657874u);
+TEST_P(transfer, a_read_that_fails_closes_the_channel_for_what_comes_late_too) {
+    deliver("abc");
+    std::uint32_t number = 7;
+    tarn::platform::set_receive_timeout(channel_.sock, 30);
+    EXPECT_FALSE(tarn::read_u32(channel_, number));
+    EXPECT_EQ(number, 7u);
+    EXPECT_FALSE(tarn::is_open(channel_));
+    send_all(peer_, to_client_("defgh"));
+    tarn::MessageType type;
+    EXPECT_FALSE(tarn::read_type(channel_, type));
+    EXPECT_EQ(tarn::put_bytes(channel_, "x", 1), 0);
+    EXPECT_EQ(tarn::flush_send(channel_), -1);
 }
 
 #ifndef _WIN32
@@ -125,7 +137,7 @@ TEST_P(transfer, a_send_that_signals_interrupt_goes_out_whole) {
     interrupt.sa_handler = [](int) {}; /* without SA_RESTART */
     sigaction(SIGUSR1, &interrupt, &before);
     std::ptrdiff_t sent = 0;
-    std::thread sender([&] { sent = tarn::platform::send_some(conn_.sock, bytes.data(), bytes.size()); });
+    std::thread sender([&] { sent = tarn::platform::send_some(channel_.sock, bytes.data(), bytes.size()); });
     std::string part(1024 * 1024, '\0');
     std::size_t received = 0;
     while (received < bytes.size() && wait_readable(peer_, std::chrono::seconds(10))) {

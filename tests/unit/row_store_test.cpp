@@ -1,47 +1,131 @@
-// The row pool and the row directory, beyond the sizes that ordinary results reach.
+// Rows as they are kept: found again in order and to the byte, whatever their sizes and however they came.
 #include <gtest/gtest.h>
 
-#include "base/memory.h"
-#include "result/row_directory.h"
-#include "result/row_pool.h"
+#include <random>
+#include <string>
+#include <vector>
+
+#include "reply/row_store.h"
 
 using namespace tarn;
 
-static uint8_t* mark(int64_t index) {
-    return reinterpret_cast<uint8_t*>(static_cast<uintptr_t>(index) * 2 + 1);
-}
+namespace {
 
-TEST(row_directory, finds_every_row_across_tiers) {
-    RowDirectory* directory = allocate_record<RowDirectory>();
-    constexpr int64_t rows = 5400000; // two blocks into the fourth tier
-    for (int64_t i = 0; i < rows; ++i)
-        if (!store_row(*directory, mark(i))) {
-            ASSERT_EQ(add_block(*directory), DirectoryOutcome::ready);
-            ASSERT_TRUE(store_row(*directory, mark(i)));
+class row_store : public testing::Test {
+  protected:
+    ~row_store() override { release_rows(rows_); }
+
+    static const uint8_t* bytes(const std::string& text) {
+        return reinterpret_cast<const uint8_t*>(text.data());
+    }
+
+    void add_short_rows(const std::vector<std::string>& rows) {
+        std::string run;
+        for (const std::string& row : rows) {
+            run += static_cast<char>(row.size() + 1);
+            run += row;
         }
-    for (int64_t i = 0; i < rows; ++i)
-        ASSERT_EQ(*rows_from(*directory, i).next, mark(i)) << i;
-    EXPECT_EQ(directory->block_count, 16 + 16 + 32 + 3);
-    release_directory(directory);
+        ASSERT_TRUE(store_short_rows(rows_, bytes(run), run.size()));
+        expected_.insert(expected_.end(), rows.begin(), rows.end());
+    }
+    void add_row(const std::string& row) {
+        ASSERT_TRUE(::tarn::store_row(rows_, bytes(row), row.size()));
+        expected_.push_back(row);
+    }
+    void add_large_row(const std::string& row, size_t begun) {
+        LargeRow large;
+        ASSERT_TRUE(large.begin(bytes(row), begun));
+        while (large.size() < row.size()) {
+            size_t room;
+            uint8_t* to = large.extend(row.size() - large.size(), room);
+            ASSERT_TRUE(to);
+            ASSERT_LE(room, row.size() - large.size());
+            std::memcpy(to, row.data() + large.size(), room);
+            large.filled(room);
+        }
+        large.store_in(rows_);
+        expected_.push_back(row);
+    }
+    void expect_all() {
+        RowCursor cursor = first_row(rows_);
+        for (const std::string& row : expected_) {
+            const uint8_t* found = next_row(cursor);
+            ASSERT_TRUE(found);
+            ASSERT_TRUE(std::memcmp(found, row.data(), row.size()) == 0);
+        }
+        EXPECT_FALSE(next_row(cursor));
+        EXPECT_FALSE(next_row(cursor));
+    }
+    size_t bytes_in_blocks() const {
+        size_t size = 0;
+        for (const RowBlock* block = rows_.first; block; block = block->next)
+            size += block->size;
+        return size;
+    }
+
+    size_t blocks() const {
+        size_t count = 0;
+        for (const RowBlock* block = rows_.first; block; block = block->next)
+            ++count;
+        return count;
+    }
+
+    RowStore rows_{};
+    std::vector<std::string> expected_;
+};
+
+std::string row_of(size_t size) {
+    std::string row(size, static_cast<char>('a' + size % 26));
+    if (size > 1) row.back() = '.';
+    return row;
 }
 
-TEST(row_directory, finds_the_first_row_of_the_last_tier) {
-    RowDirectory directory{};
-    uint8_t* cell = mark(7);
-    directory.blocks[128] = &cell;
-    EXPECT_EQ(*rows_from(directory, 67376000).next, mark(7));
+TEST_F(row_store, gives_rows_of_every_size_back_in_order) {
+    std::mt19937 random(5);
+    for (int round = 0; round < 3000; ++round) {
+        std::vector<std::string> run;
+        for (size_t count = 1 + random() % 40; count; --count)
+            run.push_back(row_of(random() % longest_short_row));
+        add_short_rows(run);
+        if (round % 3 == 0) add_row(row_of(random() % 700));
+        if (round % 500 == 250) add_large_row(row_of(65536 + random() % 3000000), 65536);
+        if (round % 700 == 1) add_row(row_of(65000));
+    }
+    expect_all();
+    trim_rows(rows_);
+    expect_all();
 }
 
-TEST(row_directory, refuses_the_257th_block) {
-    RowDirectory full{};
-    full.block_count = directory_block_limit;
-    EXPECT_EQ(add_block(full), DirectoryOutcome::full);
+TEST_F(row_store, knows_the_ends_of_its_forms) {
+    // The longest row with a head of one byte, the shortest with a long one, nothing, and blocks that are filled to the last byte.
+    for (const size_t size : {longest_short_row - 1, longest_short_row, size_t{0}, size_t{1}})
+        add_row(row_of(size));
+    add_short_rows({row_of(longest_short_row - 1), "", row_of(longest_short_row - 1)});
+    add_large_row(row_of(1), 1);
+    add_row("");
+    add_large_row(row_of(100000), 99999);
+    add_large_row(row_of(100001), 1);
+    expect_all();
 }
 
-TEST(row_pool, a_large_block_leaves_the_current_chunk_in_use) {
-    RowPool* pool = create_pool();
-    uint8_t* before = take_block(*pool, 100);
-    take_block(*pool, 200000);
-    EXPECT_EQ(take_block(*pool, 100), before + 101);
-    release_pool(pool);
+TEST_F(row_store, takes_one_block_for_a_small_result_and_few_for_a_large_one) {
+    add_short_rows({"first", "second"});
+    EXPECT_EQ(rows_.first->size, 13u);
+    EXPECT_EQ(rows_.room, 0u);
+    const std::vector<std::string> run(600, row_of(99));
+    for (int i = 0; i < 200; ++i)
+        add_short_rows(run);
+    EXPECT_EQ(bytes_in_blocks(), 13u + 200 * 600 * 100);
+    EXPECT_LT(blocks(), 25u);
+    expect_all();
 }
+
+TEST_F(row_store, takes_memory_for_a_large_row_as_its_bytes_arrive) {
+    LargeRow row;
+    ASSERT_TRUE(row.begin(bytes(row_of(1000)), 1000));
+    size_t room;
+    ASSERT_TRUE(row.extend(size_t{1} << 40, room)); // far more than there is memory
+    EXPECT_LE(room, 2000u);
+}
+
+} // namespace

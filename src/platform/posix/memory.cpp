@@ -1,9 +1,20 @@
-// Pages of memory on POSIX systems.
+// Blocks and pages of memory on POSIX systems.
 #include "platform/platform.h"
+
+#include <cstdlib>
 
 #include <sys/mman.h>
 
 namespace tarn::platform {
+
+// The C library resizes large blocks by moving their pages.
+void* resize_block(void* block, size_t size) noexcept {
+    return std::realloc(block, size);
+}
+
+void release_block(void* block) noexcept {
+    std::free(block);
+}
 
 void prepare_pages([[maybe_unused]] void* memory, [[maybe_unused]] size_t size) noexcept {
 #ifdef MADV_POPULATE_WRITE // Linux 5.14 and later; older ones refuse it

@@ -47,16 +47,19 @@ static bool finish_connect(int fd) {
     return getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0;
 }
 
+void set_receive_timeout(Socket socket, int32_t timeout_ms) noexcept {
+    const int32_t limit_ms = timeout_ms > 0 ? timeout_ms : 0;
+    const timeval limit{limit_ms / 1000, limit_ms % 1000 * 1000};
+    setsockopt(descriptor(socket), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+}
+
 Socket connect_stream(uint32_t address, uint16_t port, int32_t recv_timeout_ms) noexcept {
     const int fd = open_stream();
     if (fd < 0) return 0;
     set_flag(fd, SOL_SOCKET, SO_REUSEADDR);
     set_flag(fd, IPPROTO_TCP, TCP_NODELAY);
     set_flag(fd, SOL_SOCKET, SO_KEEPALIVE);
-    if (recv_timeout_ms > 0) {
-        const timeval limit{recv_timeout_ms / 1000, recv_timeout_ms % 1000 * 1000};
-        setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    }
+    set_receive_timeout(static_cast<Socket>(fd), recv_timeout_ms);
     sockaddr_in peer{};
     peer.sin_family = AF_INET;
     peer.sin_port = htons(port);

@@ -1,7 +1,89 @@
-// Pages of memory on Windows.
+// Blocks and pages of memory on Windows.
+//
+// Its heap copies a large block to resize it. Large blocks are therefore address space of their own, reserved with room to
+// grow, of which as much is committed as is in use.
 #include "platform/platform.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include <windows.h>
+
 namespace tarn::platform {
+
+namespace {
+
+// What every block begins with; its user gets the address behind it.
+struct alignas(16) BlockHead {
+    size_t reserved; // address space, the head included; 0: the block is the heap's
+    size_t size;     // the user's
+};
+
+} // namespace
+
+static constexpr size_t smallest_reserved = 65536; // the system reserves in this unit
+static constexpr size_t growth_reserved = 64; // times the size: address space costs nothing until it is used
+
+static BlockHead* head_of(void* block) noexcept {
+    return static_cast<BlockHead*>(block) - 1;
+}
+
+static BlockHead* make_block(size_t size) noexcept {
+    const size_t total = size + sizeof(BlockHead);
+    BlockHead* head;
+    if (total < smallest_reserved) {
+        head = static_cast<BlockHead*>(std::malloc(total));
+        if (head) *head = {0, size};
+        return head;
+    }
+    size_t reserved = total * growth_reserved;
+    void* memory = VirtualAlloc(nullptr, reserved, MEM_RESERVE, PAGE_NOACCESS);
+    if (!memory) memory = VirtualAlloc(nullptr, reserved = total, MEM_RESERVE, PAGE_NOACCESS);
+    if (!memory) return nullptr;
+    head = static_cast<BlockHead*>(VirtualAlloc(memory, total, MEM_COMMIT, PAGE_READWRITE));
+    if (head)
+        *head = {reserved, size};
+    else
+        VirtualFree(memory, 0, MEM_RELEASE);
+    return head;
+}
+
+// Adds or drops pages at the end. False when the block has to move, or memory is short.
+static bool resize_in_place(BlockHead* head, size_t size) noexcept {
+    const size_t total = size + sizeof(BlockHead);
+    if (total > head->reserved) return false;
+    if (size > head->size) {
+        if (!VirtualAlloc(head, total, MEM_COMMIT, PAGE_READWRITE)) return false;
+    } else {
+        constexpr size_t page = 4096;
+        const size_t kept = (total + page - 1) / page * page;
+        const size_t had = (head->size + sizeof(BlockHead) + page - 1) / page * page;
+        if (kept < had) VirtualFree(reinterpret_cast<char*>(head) + kept, had - kept, MEM_DECOMMIT);
+    }
+    head->size = size;
+    return true;
+}
+
+void* resize_block(void* block, size_t size) noexcept {
+    if (block && resize_in_place(head_of(block), size)) return block;
+    BlockHead* head = make_block(size);
+    if (!head) return nullptr;
+    if (block) {
+        std::memcpy(head + 1, block, std::min(size, head_of(block)->size));
+        release_block(block);
+    }
+    return head + 1;
+}
+
+void release_block(void* block) noexcept {
+    if (!block) return;
+    BlockHead* head = head_of(block);
+    if (head->reserved)
+        VirtualFree(head, 0, MEM_RELEASE);
+    else
+        std::free(head);
+}
 
 void prepare_pages(void*, size_t) noexcept {}
 

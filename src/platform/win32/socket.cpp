@@ -27,6 +27,11 @@ static void set_option(SOCKET stream, int level, int option, const void* value, 
     setsockopt(stream, level, option, static_cast<const char*>(value), size);
 }
 
+void set_receive_timeout(Socket socket, int32_t timeout_ms) noexcept {
+    const DWORD limit = timeout_ms > 0 ? static_cast<DWORD>(timeout_ms) : 0;
+    set_option(socket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+}
+
 Socket connect_stream(uint32_t address, uint16_t port, int32_t recv_timeout_ms) noexcept {
     const SOCKET stream = socket(AF_INET, SOCK_STREAM, 0);
     if (stream == INVALID_SOCKET) return 0;
@@ -34,10 +39,7 @@ Socket connect_stream(uint32_t address, uint16_t port, int32_t recv_timeout_ms) 
     set_option(stream, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     set_option(stream, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     set_option(stream, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
-    if (recv_timeout_ms > 0) {
-        const DWORD limit = static_cast<DWORD>(recv_timeout_ms);
-        set_option(stream, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    }
+    set_receive_timeout(stream, recv_timeout_ms);
     sockaddr_in peer{};
     peer.sin_family = AF_INET;
     peer.sin_port = htons(port);

@@ -36,7 +36,6 @@ def connect(
     current_schema: Optional[str] = None,
     keyword_filter: Optional[str] = None,
     lock_timeout: Optional[int] = None,
-    return_rowid: Optional[bool] = None,
 ) -> Connection:
     """Opens a connection.
 
@@ -67,7 +66,6 @@ def connect(
         "current_schema": current_schema,
         "keyword_filter": keyword_filter,
         "lock_timeout": lock_timeout,
-        "return_rowid": return_rowid,
     }
     segments += [_segment(key, value) for key, value in settings.items() if value is not None]
     if ips:

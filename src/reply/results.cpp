@@ -1,8 +1,8 @@
-// Result reception: the items of one reply into a chain of results, or the rows of a cursor into one.
+// Receiving results: the items of one reply into a chain, or the rows of a cursor into one.
 #include <utility>
 
-#include "result/reply.h"
-#include "result/rows.h"
+#include "reply/reply.h"
+#include "reply/rows.h"
 #include "wire/receive.h"
 
 namespace tarn {
@@ -31,11 +31,6 @@ class Chain {
 
 static constexpr int32_t rows_per_batch = 20000;
 
-static void end_out_of_memory(Reply& reply) noexcept {
-    break_link(reply.conn);
-    end(reply, TRN_ERR_MEMORY);
-}
-
 static bool hands_out(const Reply& reply) noexcept {
     return reply.status != TRN_ERR_NETWORK && reply.status != TRN_ERR_MEMORY;
 }
@@ -43,17 +38,19 @@ static bool hands_out(const Reply& reply) noexcept {
 // Whatever the column reader thought of the description, rows follow it. The status becomes the rows of the last batch; at
 // the row limit it is -1, and what was stored stays.
 static void receive_query(Reply& reply, ResultSet& item, int32_t batch_limit) noexcept {
-    if (read_columns(reply.conn, item) == TRN_ERR_MEMORY) return end(reply, TRN_ERR_MEMORY);
-    for (;;) {
-        const RowBatch batch = read_rows(reply.conn, item, batch_limit);
-        if (batch.status != TRN_OK) return end(reply, batch.status);
+    Channel& channel = reply.conn.channel;
+    if (read_columns(channel, item) == TRN_ERR_MEMORY) return end(reply, TRN_ERR_MEMORY);
+    RowBatch batch;
+    do {
+        batch = read_rows(channel, item, batch_limit);
         reply.status = batch.stored;
-        if (batch.stored < batch_limit) return;
-    }
+    } while (batch.status == TRN_OK && batch.stored == batch_limit);
+    end_rows(item);
+    if (batch.status != TRN_OK) end(reply, batch.status);
 }
 
 static void receive_count(Reply& reply, ResultSet& item) noexcept {
-    if (!read_i32(reply.conn, item.affected)) end_broken(reply);
+    if (!read_i32(reply.conn.channel, item.affected)) end_broken(reply);
 }
 
 static void receive_insert(Reply& reply, ResultSet& item) noexcept {
@@ -75,14 +72,14 @@ int32_t receive_results(Conn& conn, ResultSet*& head) noexcept {
     Reply reply{conn};
     while (next_item(reply)) {
         switch (reply.type) {
-        case 'A': receive_item(reply, chain, TRN_ITEM_QUERY); break;
-        case 'U': receive_item(reply, chain, TRN_ITEM_UPDATE); break;
-        case 'D': receive_item(reply, chain, TRN_ITEM_DELETE); break;
-        case 'I': receive_item(reply, chain, TRN_ITEM_INSERT); break;
-        case 'E':
-        case 'F':
-        case 'W':
-        case 'M': take_result_text(reply); break;
+        case MessageType::query: receive_item(reply, chain, TRN_ITEM_QUERY); break;
+        case MessageType::update_count: receive_item(reply, chain, TRN_ITEM_UPDATE); break;
+        case MessageType::delete_count: receive_item(reply, chain, TRN_ITEM_DELETE); break;
+        case MessageType::insert_id: receive_item(reply, chain, TRN_ITEM_INSERT); break;
+        case MessageType::error:
+        case MessageType::fatal_error:
+        case MessageType::warning:
+        case MessageType::notice: take_result_text(reply); break;
         default: end_before(reply, reply.status);
         }
     }
@@ -94,7 +91,7 @@ int32_t receive_results(Conn& conn, ResultSet*& head) noexcept {
 static void receive_fetched_rows(Reply& reply, OwnedResult& rowset) noexcept {
     if (!rowset) rowset.reset(create_result(reply.conn, TRN_ITEM_QUERY));
     if (!rowset) return end_out_of_memory(reply);
-    release_rows(*rowset);
+    drop_rows(*rowset);
     receive_query(reply, *rowset, INT32_MAX);
 }
 
@@ -102,17 +99,17 @@ int32_t receive_rowset(Conn& conn, OwnedResult& rowset) noexcept {
     Reply reply{conn};
     while (next_item(reply)) {
         switch (reply.type) {
-        case 'A': receive_fetched_rows(reply, rowset); break;
-        case 'E':
-        case 'F':
-        case 'W':
-        case 'M': take_result_text(reply); break;
+        case MessageType::query: receive_fetched_rows(reply, rowset); break;
+        case MessageType::error:
+        case MessageType::fatal_error:
+        case MessageType::warning:
+        case MessageType::notice: take_result_text(reply); break;
         default: end_before(reply, reply.status); // a cursor gives rows and nothing else
         }
     }
     if (rowset && !hands_out(reply)) {
-        release_rows(*rowset);
-        release_columns(*rowset);
+        drop_rows(*rowset);
+        drop_columns(*rowset);
     }
     return reply.status;
 }

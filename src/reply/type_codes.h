@@ -1,4 +1,4 @@
-// The one table of data types: for every wire code, how wide its slot in a stored row is and what it is reported as.
+// The one table of data types: for every wire code, how wide its values are in a row and what it is reported as.
 #pragma once
 
 #include <cstdint>
@@ -7,12 +7,9 @@
 
 namespace tarn {
 
-// A slot of this size holds a length and a pointer to the value's bytes; narrower slots hold the value itself.
-inline constexpr int32_t held_slot_size = 12;
-
 struct WireType {
-    int32_t code; // TRN_WIRE_*
-    int32_t slot_size;
+    int32_t code;     // TRN_WIRE_*
+    int32_t width;    // of its values; 0: as long as their length says
     int32_t api_code; // TRN_TYPE_*
 };
 
@@ -23,14 +20,14 @@ inline constexpr WireType wire_types[] = {
     {TRN_WIRE_SMALLINT, 2, TRN_TYPE_SMALLINT},
     {TRN_WIRE_INTEGER, 4, TRN_TYPE_INTEGER},
     {TRN_WIRE_BIGINT, 8, TRN_TYPE_BIGINT},
-    {TRN_WIRE_NUMERIC, held_slot_size, TRN_TYPE_NUMERIC},
+    {TRN_WIRE_NUMERIC, 0, TRN_TYPE_NUMERIC},
     {TRN_WIRE_FLOAT, 4, TRN_TYPE_FLOAT},
     {TRN_WIRE_DOUBLE, 8, TRN_TYPE_DOUBLE},
     {TRN_WIRE_DATE, 4, TRN_TYPE_DATE},
     {TRN_WIRE_TIME, 4, TRN_TYPE_TIME},
-    {TRN_WIRE_TIME_TZ, held_slot_size, TRN_TYPE_TIME_TZ},
+    {TRN_WIRE_TIME_TZ, 0, TRN_TYPE_TIME_TZ},
     {TRN_WIRE_DATETIME, 8, TRN_TYPE_DATETIME},
-    {TRN_WIRE_DATETIME_TZ, held_slot_size, TRN_TYPE_DATETIME_TZ},
+    {TRN_WIRE_DATETIME_TZ, 0, TRN_TYPE_DATETIME_TZ},
     {TRN_WIRE_INTERVAL_YEAR, 4, TRN_TYPE_INTERVAL},
     {TRN_WIRE_INTERVAL_YEAR_TO_MONTH, 4, TRN_TYPE_INTERVAL_YEAR_TO_MONTH},
     {TRN_WIRE_INTERVAL_MONTH, 4, TRN_TYPE_INTERVAL},
@@ -44,21 +41,22 @@ inline constexpr WireType wire_types[] = {
     {TRN_WIRE_INTERVAL_HOUR_TO_SECOND, 8, TRN_TYPE_INTERVAL},
     {TRN_WIRE_INTERVAL_MINUTE_TO_SECOND, 8, TRN_TYPE_INTERVAL},
     {TRN_WIRE_INTERVAL_SECOND, 8, TRN_TYPE_INTERVAL},
-    {TRN_WIRE_OPAQUE, held_slot_size, TRN_TYPE_OPAQUE},
-    {TRN_WIRE_CHAR, held_slot_size, TRN_TYPE_TEXT},
-    {TRN_WIRE_CLOB, held_slot_size, TRN_TYPE_CLOB},
-    {TRN_WIRE_BINARY, held_slot_size, TRN_TYPE_BYTES},
-    {TRN_WIRE_BLOB, held_slot_size, TRN_TYPE_BLOB},
+    {TRN_WIRE_OPAQUE, 0, TRN_TYPE_OPAQUE},
+    {TRN_WIRE_CHAR, 0, TRN_TYPE_TEXT},
+    {TRN_WIRE_CLOB, 0, TRN_TYPE_CLOB},
+    {TRN_WIRE_BINARY, 0, TRN_TYPE_BYTES},
+    {TRN_WIRE_BLOB, 0, TRN_TYPE_BLOB},
 };
 
 // A code without a name of its own: it is converted as OPAQUE is.
 inline constexpr int32_t wire_opaque_too = 45;
 
-// The type of a wire code; a code that is not in the table is held and reported as text, so that it never stops a row.
+// The type of a wire code; one that is not in the table has values of any length and is reported as text, so that it never stops
+// a row.
 constexpr WireType wire_type(int32_t code) noexcept {
     for (const WireType& type : wire_types)
         if (type.code == code) return type;
-    return {code, held_slot_size, TRN_TYPE_TEXT};
+    return {code, 0, TRN_TYPE_TEXT};
 }
 
 // The types whose values are runs of bytes that applications read whole or piecewise.

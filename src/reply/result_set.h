@@ -1,0 +1,89 @@
+// One result item of a reply: its columns, its rows as they came, the row being read. Items of one reply form a chain.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "conn/conn.h"
+#include "conn/handle.h"
+#include "reply/row_store.h"
+
+namespace tarn {
+
+struct ColumnDesc {
+    char* table; // null: the name carries none
+    char* name;  // table and name are cut out of one owned block, which begins at the first of them
+    char* label; // null: none; in the same block
+    int32_t api_type;
+    int32_t modifier; // as sent
+    int32_t flags;    // as sent
+};
+
+// What receiving and reading ask of a column with every value, kept small and apart.
+struct Column {
+    const uint8_t* value; // in the current row, its length field first; see located
+    int32_t wire_type;
+    uint8_t width; // of a fixed value; 0: a value is as long as its length says
+};
+
+struct ResultSet {
+    Handle head;  // TRN_KIND_RESULT; its error text joins the server's texts that arrived between rows
+    int32_t kind; // TRN_ITEM_*
+    int32_t column_count;
+    ColumnDesc* descriptions;
+    Column* columns; // of the same columns, and one more, whose value is the row's end
+    int64_t row_count;
+    RowStore rows;
+    RowCursor upcoming;     // the rows that were not read yet
+    int32_t located;        // so many columns of the current row have their value; 0: there is no current row
+    int32_t affected;       // rows of an update or delete
+    Conn* conn;             // the connection that received it; a reference
+    ResultSet* next;        // the next item of the same reply
+    int32_t lob_descriptor; // of that connection: large objects arrived marked, or as descriptors
+    char insert_id[32];
+};
+
+// A zeroed item; null when memory is short.
+ResultSet* create_result(Conn& conn, int32_t kind) noexcept;
+
+// Releases one item with everything it holds, not the rest of its chain; null is accepted.
+void release_result(ResultSet* result) noexcept;
+
+// Releases the column descriptions, or the rows, and leaves the item without them.
+void drop_columns(ResultSet& result) noexcept;
+void drop_rows(ResultSet& result) noexcept;
+
+// Releases an item and all that follow it; null is accepted.
+void release_chain(ResultSet* head) noexcept;
+
+// Gives a chain, which may be null, to the application's variable, or releases it when there is no variable.
+void hand_out(ResultSet* head, TRN_HANDLE* out) noexcept;
+
+struct ResultReleaser {
+    void operator()(ResultSet* result) const noexcept { release_result(result); }
+};
+using OwnedResult = std::unique_ptr<ResultSet, ResultReleaser>;
+
+// The result behind a handle variable; null when there is none or it is of another kind.
+inline ResultSet* result_of(const TRN_HANDLE* handle) noexcept {
+    return kind_of(handle) == TRN_KIND_RESULT ? static_cast<ResultSet*>(*handle) : nullptr;
+}
+
+inline bool has_column(const ResultSet& result, int32_t column) noexcept {
+    return static_cast<uint32_t>(column) - 1 < static_cast<uint32_t>(result.column_count);
+}
+
+// The description of a 1-based column number; null when out of range.
+inline const ColumnDesc* column_of(const ResultSet& result, int32_t column) noexcept {
+    return has_column(result, column) ? &result.descriptions[column - 1] : nullptr;
+}
+
+// Makes the next row the current one. False behind the last, when there is no current row any more.
+inline bool go_to_next_row(ResultSet& result) noexcept {
+    const uint8_t* row = next_row(result.upcoming);
+    result.located = row != nullptr;
+    if (row) result.columns[0].value = row;
+    return row;
+}
+
+} // namespace tarn

@@ -1,0 +1,158 @@
+#include "reply/row_store.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "platform/platform.h"
+
+namespace tarn {
+
+// The first block of a result has the size of what is at hand when it is made, so that a small result takes little; those that
+// follow double it up to here.
+static constexpr size_t largest_block = 1024 * 1024;
+
+// Pages are provided in steps of this size, which the caches still hold when the rows are copied there.
+static constexpr size_t page_step = 256 * 1024;
+
+static RowBlock* make_block(size_t capacity) noexcept {
+    void* memory = platform::resize_block(nullptr, sizeof(RowBlock) + capacity);
+    return memory ? new (memory) RowBlock{} : nullptr;
+}
+
+static void append_block(RowStore& store, RowBlock* block, size_t capacity) noexcept {
+    store.last = store.last ? &(*store.last)->next : &store.first;
+    *store.last = block;
+    store.room = store.last_capacity = capacity;
+    store.prepared = 0;
+}
+
+static bool add_block(RowStore& store, size_t needed) noexcept {
+    const size_t capacity = std::max(needed, std::min(2 * store.last_capacity, largest_block));
+    RowBlock* block = make_block(capacity);
+    if (!block) return false;
+    append_block(store, block, capacity);
+    return true;
+}
+
+// A block that doubles an earlier one is filled as a rule.
+static void prepare(RowStore& store, const RowBlock& block, size_t size) noexcept {
+    const size_t end = block.size + size;
+    if (end <= store.prepared || store.last_capacity < page_step) return;
+    const size_t step =
+        std::min(std::max(page_step, end - store.prepared), store.last_capacity - store.prepared);
+    platform::prepare_pages(const_cast<uint8_t*>(block.rows()) + store.prepared, step);
+    store.prepared += step;
+}
+
+// The place of the next size bytes, for which there is room.
+static uint8_t* append(RowStore& store, size_t size) noexcept {
+    RowBlock& block = **store.last;
+    prepare(store, block, size);
+    uint8_t* place = block.rows() + block.size;
+    block.size += size;
+    store.room -= size;
+    return place;
+}
+
+// How many bytes of whole rows begin a run of short ones, room at most.
+static size_t whole_rows(const uint8_t* rows, size_t room) noexcept {
+    size_t size = 0;
+    while (size < room && size + rows[size] <= room)
+        size += rows[size];
+    return size;
+}
+
+bool store_short_rows(RowStore& store, const uint8_t* rows, size_t size) noexcept {
+    if (size > store.room) {
+        const size_t fitting = whole_rows(rows, store.room);
+        if (fitting) std::memcpy(append(store, fitting), rows, fitting);
+        rows += fitting;
+        size -= fitting;
+        if (!add_block(store, size)) return false;
+    }
+    std::memcpy(append(store, size), rows, size);
+    return true;
+}
+
+// Writes the head of a row of so many bytes, head included, and returns where its columns go.
+static uint8_t* put_long_head(uint8_t* row, uint32_t size) noexcept {
+    *row = long_row_mark;
+    store(row + 1, size);
+    return row + long_row_head;
+}
+
+bool store_row(RowStore& store, const uint8_t* columns, size_t size) noexcept {
+    const bool is_short = size + 1 <= longest_short_row;
+    const size_t whole = size + (is_short ? 1 : long_row_head);
+    if (whole > store.room && !add_block(store, whole)) return false;
+    uint8_t* row = append(store, whole);
+    if (is_short)
+        *row++ = static_cast<uint8_t>(whole);
+    else
+        row = put_long_head(row, static_cast<uint32_t>(whole));
+    if (size) std::memcpy(row, columns, size);
+    return true;
+}
+
+void trim_rows(RowStore& store) noexcept {
+    if (store.room == 0) return;
+    void* trimmed = platform::resize_block(*store.last, sizeof(RowBlock) + (*store.last)->size);
+    if (trimmed) *store.last = static_cast<RowBlock*>(trimmed);
+    store.room = 0;
+}
+
+void release_rows(RowStore& store) noexcept {
+    for (RowBlock* block = store.first; block;) {
+        RowBlock* next = block->next;
+        platform::release_block(block);
+        block = next;
+    }
+    store = {};
+}
+
+void BlockReleaser::operator()(RowBlock* block) const noexcept {
+    platform::release_block(block);
+}
+
+bool LargeRow::resize(size_t capacity) noexcept {
+    void* memory = platform::resize_block(block_.get(), sizeof(RowBlock) + capacity);
+    if (!memory) return false;
+    (void)block_.release();
+    block_.reset(static_cast<RowBlock*>(memory));
+    capacity_ = capacity;
+    return true;
+}
+
+bool LargeRow::begin(const uint8_t* columns, size_t size) noexcept {
+    if (!resize(2 * (long_row_head + size))) return false;
+    *block_ = {nullptr, long_row_head + size};
+    std::memcpy(put_long_head(block_->rows(), 0), columns, size);
+    return true;
+}
+
+uint8_t* LargeRow::extend(size_t wanted, size_t& room) noexcept {
+    constexpr size_t largest_step = 1024 * 1024;
+    const size_t used = block_->size;
+    if (used == capacity_ && !resize(used + used / 2) && !resize(used + std::min(wanted, used / 2)))
+        return nullptr;
+    room = std::min({wanted, capacity_ - used, largest_step});
+    uint8_t* to = block_->rows() + used;
+    if (room >= page_step) platform::prepare_pages(to, room);
+    return to;
+}
+
+void LargeRow::store_in(RowStore& store) noexcept {
+    if (store.last) trim_rows(store);
+    append_block(store, block_.get(), block_->size);
+    store.room = capacity_ - block_->size;
+    (void)block_.release();
+    trim_rows(store);
+    store.last_capacity = 0; // small blocks again: the next row may be large too
+}
+
+RowCursor first_row(const RowStore& store) noexcept {
+    return {store.first, nullptr, nullptr};
+}
+
+} // namespace tarn

@@ -1,0 +1,102 @@
+// The rows of one result as they came: whole rows back to back in blocks of memory.
+//
+// A stored row is its columns as they travelled, behind a head that tells where the next row begins. The head of a short row is
+// one byte, the size of head and columns, in the place of the message type; that of a longer row is the byte 255 and the same
+// size in 32 bits, in host order. A row that is larger than the receive buffer has a block to itself and 0 for its size.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "base/bytes.h"
+
+namespace tarn {
+
+inline constexpr size_t longest_short_row = 254; // head included
+inline constexpr uint8_t long_row_mark = 255;
+inline constexpr size_t long_row_head = 5;
+
+// The rows follow the record.
+struct RowBlock {
+    RowBlock* next;
+    size_t size;
+
+    uint8_t* rows() noexcept { return reinterpret_cast<uint8_t*>(this + 1); }
+    const uint8_t* rows() const noexcept { return reinterpret_cast<const uint8_t*>(this + 1); }
+};
+
+// All zero: no rows.
+struct RowStore {
+    RowBlock* first;
+    RowBlock** last;      // the link to the block that is being filled; null without one
+    size_t room;          // left in it
+    size_t last_capacity; // of it
+    size_t prepared;      // bytes from its start whose pages are there
+};
+
+// Stores whole short rows that have their heads already. False when memory is short.
+bool store_short_rows(RowStore& store, const uint8_t* rows, size_t size) noexcept;
+
+// Stores the columns of one row that is no larger than the receive buffer. False when memory is short.
+bool store_row(RowStore& store, const uint8_t* columns, size_t size) noexcept;
+
+// Returns what the last block has too much; call it when no more rows come.
+void trim_rows(RowStore& store) noexcept;
+
+void release_rows(RowStore& store) noexcept;
+
+struct BlockReleaser {
+    void operator()(RowBlock* block) const noexcept;
+};
+
+// A row that is larger than the receive buffer, growing as its bytes arrive.
+class LargeRow {
+  public:
+    // Begins with the columns that have arrived so far. False when memory is short.
+    bool begin(const uint8_t* columns, size_t size) noexcept;
+
+    size_t size() const noexcept { return block_->size - long_row_head; }
+    const uint8_t* columns() const noexcept { return block_->rows() + long_row_head; }
+
+    // Room for the bytes that follow, of which wanted are known to come: at least one, at most wanted, told in room. Memory is
+    // taken in proportion to what has arrived, whatever is wanted. Null when memory is short.
+    uint8_t* extend(size_t wanted, size_t& room) noexcept;
+    void filled(size_t size) noexcept { block_->size += size; }
+
+    void store_in(RowStore& store) noexcept;
+
+  private:
+    bool resize(size_t capacity) noexcept;
+
+    std::unique_ptr<RowBlock, BlockReleaser> block_;
+    size_t capacity_ = 0;
+};
+
+// A walk over stored rows.
+struct RowCursor {
+    const RowBlock* block; // the next one
+    const uint8_t* next;   // the next row; equal to end when it is in another block
+    const uint8_t* end;
+};
+
+RowCursor first_row(const RowStore& store) noexcept;
+
+// The columns of the next row; null behind the last.
+inline const uint8_t* next_row(RowCursor& cursor) noexcept {
+    if (cursor.next == cursor.end) {
+        if (!cursor.block) return nullptr;
+        const RowBlock* block = cursor.block;
+        cursor = {block->next, block->rows(), block->rows() + block->size};
+    }
+    const uint8_t* row = cursor.next;
+    if (*row != long_row_mark) {
+        cursor.next = row + *row;
+        return row + 1;
+    }
+    const uint32_t size = load<uint32_t>(row + 1);
+    cursor.next = size ? row + size : cursor.end;
+    return row + long_row_head;
+}
+
+} // namespace tarn

@@ -1,0 +1,222 @@
+// Receiving rows, the heart of the library: a walk over the lengths in the receive buffer finds where rows end, and whole runs of
+// rows are copied into the result. No value is looked at.
+#include "reply/rows.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/text.h"
+#include "conn/messages.h"
+#include "reply/value_size.h"
+#include "wire/receive.h"
+
+namespace tarn {
+
+namespace {
+
+enum class RowOutcome {
+    row,
+    no_row, // the next message is no row; its type was pushed back
+    network_failure,
+    out_of_memory,
+    limit,
+};
+
+// Where the walk over the columns of a row that is still arriving stands.
+struct RowWalk {
+    const Column* column; // the next one
+    const Column* end;
+    size_t offset; // of the next column in the row, or of the row's end
+
+    explicit RowWalk(const ResultSet& result) noexcept
+        : column(result.columns), end(result.columns + result.column_count), offset(0) {}
+
+    // Goes on as far as the row has arrived. True when it is there to its end.
+    bool go_on(const uint8_t* row, size_t arrived) noexcept {
+        for (; column != end; ++column) {
+            if (offset + length_size > arrived) return false;
+            offset += size_in_row(*column, row + offset);
+        }
+        return offset <= arrived;
+    }
+};
+
+} // namespace
+
+static bool store_run(ResultSet& result, const uint8_t* first, const uint8_t* end) noexcept {
+    return first == end || store_short_rows(result.rows, first, static_cast<size_t>(end - first));
+}
+
+// Stores the rows that lie whole in the receive buffer, up to limit. The message type of a short one gives its place to the row's
+// head; runs of them are copied in one piece.
+static int32_t store_rows_at_hand(Channel& channel, ResultSet& result, int64_t limit, bool& stored) noexcept {
+    uint8_t* const first = unread(channel);
+    const uint8_t* const end = first + unread_size(channel);
+    uint8_t *run = first, *row = first;
+    int32_t count = 0;
+    stored = true;
+    for (; stored && count < limit && row != end && *row == static_cast<uint8_t>(MessageType::row); ++count) {
+        RowWalk walk(result);
+        if (!walk.go_on(row + 1, static_cast<size_t>(end - row) - 1)) break;
+        const size_t size = 1 + walk.offset;
+        if (size <= longest_short_row) {
+            *row = static_cast<uint8_t>(size);
+        } else {
+            stored = store_run(result, run, row) && store_row(result.rows, row + 1, walk.offset);
+            run = row + size;
+        }
+        row += size;
+    }
+    take(channel, static_cast<size_t>(row - first));
+    stored = stored && store_run(result, run, row);
+    return count;
+}
+
+// Joins a text that arrived between rows to the earlier ones. The joined text is cut to twice the new text's length: the
+// earlier text comes first, and what room is left takes the beginning of the new one.
+static bool join_text(ResultSet& result, Owned<char> text) noexcept {
+    const size_t added = std::strlen(text.get());
+    if (added == 0) return true;
+    if (!result.head.error_text) {
+        set_error_text(result.head, std::move(text));
+        return true;
+    }
+    const size_t room = 2 * added;
+    const size_t kept = std::min(std::strlen(result.head.error_text), room);
+    Owned<char> joined(static_cast<char*>(allocate_zeroed(room + 1)));
+    if (!joined) return false;
+    std::memcpy(joined.get(), result.head.error_text, kept);
+    std::memcpy(joined.get() + kept, text.get(), std::min(added, room - kept));
+    set_error_text(result.head, std::move(joined));
+    return true;
+}
+
+static RowOutcome read_text_between_rows(Channel& channel, ResultSet& result) noexcept {
+    Owned<char> text;
+    const int32_t status = read_string(channel, text);
+    if (status == TRN_ERR_NETWORK) return RowOutcome::network_failure;
+    return status == TRN_OK && join_text(result, std::move(text)) ? RowOutcome::row
+                                                                  : RowOutcome::out_of_memory;
+}
+
+// Nothing asks for the identifier of a row.
+static RowOutcome skip_identifier(Channel& channel) noexcept {
+    int32_t length;
+    if (!read_i32(channel, length)) return RowOutcome::network_failure;
+    if (length >= 0)
+        return skip_bytes(channel, static_cast<size_t>(length)) ? RowOutcome::row
+                                                                : RowOutcome::network_failure;
+    close_channel(channel); // the row behind it cannot be found
+    return RowOutcome::network_failure;
+}
+
+// Reads up to where the columns of the next row begin.
+static RowOutcome find_row(Channel& channel, ResultSet& result) noexcept {
+    for (;;) {
+        MessageType type;
+        if (!read_type(channel, type)) return RowOutcome::network_failure;
+        switch (type) {
+        case MessageType::row: return RowOutcome::row;
+        case MessageType::row_with_id: return skip_identifier(channel);
+        case MessageType::error:
+        case MessageType::fatal_error:
+        case MessageType::warning:
+        case MessageType::notice:
+            if (const RowOutcome outcome = read_text_between_rows(channel, result);
+                outcome != RowOutcome::row)
+                return outcome;
+            break;
+        default: push_back(channel, type); return RowOutcome::no_row;
+        }
+    }
+}
+
+// Receives into the row until it has so many bytes.
+static RowOutcome fill_to(Channel& channel, LargeRow& row, size_t size) noexcept {
+    while (row.size() < size) {
+        size_t room;
+        uint8_t* to = row.extend(size - row.size(), room);
+        if (!to) return RowOutcome::out_of_memory;
+        if (!read_bytes(channel, to, room)) return RowOutcome::network_failure;
+        row.filled(room);
+    }
+    return RowOutcome::row;
+}
+
+// A row of which the full buffer is the beginning.
+static RowOutcome store_large_row(Channel& channel, ResultSet& result, RowWalk& walk) noexcept {
+    LargeRow row;
+    const size_t begun = unread_size(channel);
+    if (!row.begin(unread(channel), begun)) return RowOutcome::out_of_memory;
+    take(channel, begun);
+    while (!walk.go_on(row.columns(), row.size())) {
+        const size_t next_length = walk.column != walk.end ? length_size : 0;
+        if (const RowOutcome outcome = fill_to(channel, row, walk.offset + next_length);
+            outcome != RowOutcome::row)
+            return outcome;
+    }
+    row.store_in(result.rows);
+    return RowOutcome::row;
+}
+
+// Stores the row whose columns come next, of any size and wherever it is cut.
+static RowOutcome store_next_row(Channel& channel, ResultSet& result) noexcept {
+    RowWalk walk(result);
+    while (!walk.go_on(unread(channel), unread_size(channel))) {
+        if (unread_size(channel) == recv_buffer_size) return store_large_row(channel, result, walk);
+        if (!receive_more(channel)) return RowOutcome::network_failure;
+    }
+    if (!store_row(result.rows, unread(channel), walk.offset)) return RowOutcome::out_of_memory;
+    take(channel, walk.offset);
+    return RowOutcome::row;
+}
+
+static RowOutcome read_row(Channel& channel, ResultSet& result) noexcept {
+    const RowOutcome outcome = find_row(channel, result);
+    if (outcome != RowOutcome::row) return outcome;
+    return result.row_count == row_limit ? RowOutcome::limit : store_next_row(channel, result);
+}
+
+static int32_t status_of(RowOutcome outcome) noexcept {
+    switch (outcome) {
+    case RowOutcome::network_failure: return TRN_ERR_NETWORK;
+    case RowOutcome::out_of_memory: return TRN_ERR_MEMORY;
+    case RowOutcome::limit: return TRN_ERR_SERVER;
+    default: return TRN_OK;
+    }
+}
+
+// Rows at hand are taken together; what ends their run, and a row that has not arrived whole, is read by itself.
+static RowBatch read_batch(Channel& channel, ResultSet& result, int32_t limit) noexcept {
+    RowBatch batch{};
+    for (int32_t count; batch.stored < limit; batch.stored += count, result.row_count += count) {
+        bool stored = true;
+        const int64_t most = std::min<int64_t>(limit - batch.stored, row_limit - result.row_count);
+        count =
+            channel.pushed_back == MessageType::none ? store_rows_at_hand(channel, result, most, stored) : 0;
+        if (count > 0 && stored) continue;
+        const RowOutcome outcome = stored ? read_row(channel, result) : RowOutcome::out_of_memory;
+        count = 1;
+        batch.status = status_of(outcome);
+        if (outcome != RowOutcome::row) return batch;
+    }
+    return batch;
+}
+
+RowBatch read_rows(Channel& channel, ResultSet& result, int32_t limit) noexcept {
+    const RowBatch batch = read_batch(channel, result, limit);
+    if (batch.status == TRN_ERR_SERVER) {
+        print_line("%s\n", message::result_too_large);
+        set_error_message(result.head, message::result_too_large);
+    }
+    // What is left of the row, or of the rows beyond the limit, cannot be told from the messages behind it.
+    if (batch.status == TRN_ERR_MEMORY || batch.status == TRN_ERR_SERVER) close_channel(channel);
+    return batch;
+}
+
+void end_rows(ResultSet& result) noexcept {
+    trim_rows(result.rows);
+    result.upcoming = first_row(result.rows);
+}
+
+} // namespace tarn

@@ -1,0 +1,47 @@
+// A channel to the server: the socket, the two ciphers of an encrypted one, the two buffers and the byte read ahead and put back.
+// receive.h and send.h read and write through it. It has the one lock of the connection that it belongs to; nothing here locks.
+//
+// What was received and not read yet lies in recv_buf from recv_pos to recv_fill, decrypted. A receive that fails closes the
+// channel on the spot: nothing above it meets the middle of a message, or the late answer to another request, afterwards.
+// Reads and writes on a closed channel fail.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "crypto/turing.h"
+#include "platform/platform.h"
+#include "wire/message_type.h"
+
+namespace tarn {
+
+inline constexpr size_t recv_buffer_size = 65536;
+inline constexpr size_t send_buffer_size = 8192;
+
+struct Channel {
+    platform::Socket sock;    // 0: closed
+    TuringState* recv_cipher; // owned; null on a plain channel, like the next
+    TuringState* send_cipher;
+    MessageType
+        pushed_back; // a message type that was read and belongs to the next reader; none when there is none
+    uint32_t recv_pos;
+    uint32_t recv_fill;
+    uint32_t send_fill;
+    uint8_t send_buf[send_buffer_size]; // encrypted as it is filled
+    uint8_t recv_buf[recv_buffer_size];
+};
+
+// Connects, with empty buffers; an open channel is closed first. False leaves it closed.
+bool open_channel(Channel& channel, uint32_t address, uint16_t port, int32_t recv_timeout_ms) noexcept;
+
+// Encrypts both directions from here on. False when memory is short.
+bool encrypt_channel(Channel& channel, const uint8_t (&key)[turing_key_size]) noexcept;
+
+// Closes the socket and forgets what was buffered. Closing a closed channel does nothing.
+void close_channel(Channel& channel) noexcept;
+
+inline bool is_open(const Channel& channel) noexcept {
+    return channel.sock != 0;
+}
+
+} // namespace tarn

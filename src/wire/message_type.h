@@ -1,0 +1,39 @@
+// The letters that open the messages of the protocol, in both directions.
+#pragma once
+
+#include <cstdint>
+
+namespace tarn {
+
+// What a server sends need not be one of them.
+enum class MessageType : uint8_t {
+    none = 0,
+
+    // requests
+    command = '?',
+    more_rows = '.', // alone, without a body
+
+    // answers to a login
+    accepted_301 = 'N', // four bytes that mean nothing here and "K" follow
+    accepted_201 = 'K',
+
+    // replies
+    query = 'A', // column descriptions, then rows
+    update_count = 'U',
+    delete_count = 'D',
+    insert_id = 'I',
+    error = 'E',
+    fatal_error = 'F',
+    warning = 'W',
+    notice = 'M',
+    output_value = 'P', // of a procedure's parameter
+    return_value = 'O',
+    parameters = '$', // of a prepared statement
+    end_of_reply = 'K',
+
+    // rows of a query
+    row = 'R',
+    row_with_id = '*',
+};
+
+} // namespace tarn
