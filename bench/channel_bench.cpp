@@ -1,6 +1,5 @@
-// What the enciphered channel costs the client on the whole road, login excluded: large values received, read
-// with TRN_GetData and released, plain and enciphered. Processor time of the client, whose server is another
-// process.
+// What encryption costs the client where values are large, login excluded: values received, read with
+// TRN_GetData and released, plain and encrypted. Processor time of the client, whose server is another process.
 #include "measure.h"
 #include "peer.h"
 
@@ -85,19 +84,19 @@ int main(int argc, char** argv) {
     });
     pin_to_cpu(0);
 
-    constexpr const char* enciphered = ";use_ssl=on";
+    constexpr const char* encrypted = ";use_ssl=on";
     Figures figures;
     for (size_t i = 0; i < all.size(); ++i) {
-        for (const char* keys : {"", enciphered})
+        for (const char* keys : {"", encrypted})
             check_content(peer, keys, i, all[i]);
         const std::vector<double> seconds =
             medians(options.quick ? 1 : 7, {[&] { return receive_all(peer, "", i, all[i]); },
-                                            [&] { return receive_all(peer, enciphered, i, all[i]); }});
+                                            [&] { return receive_all(peer, encrypted, i, all[i]); }});
         const double megabytes = static_cast<double>(2 * all[i].rows * all[i].size) / 1e6;
         const std::string name = "channel/values_of_" + std::to_string(all[i].size);
         figures.add(name + "/amount", megabytes, "MB");
         figures.add(name + "/plain", seconds[0] / megabytes * 1e3, "ms/MB");
-        figures.add(name + "/enciphered", seconds[1] / megabytes * 1e3, "ms/MB");
+        figures.add(name + "/encrypted", seconds[1] / megabytes * 1e3, "ms/MB");
         figures.add(name + "/ratio", seconds[1] / seconds[0], "of plain");
     }
     figures.report(options);

@@ -2,42 +2,20 @@
 // first result of a process, and once as one of many, with memory that the allocator has handed out before.
 #include "measure.h"
 #include "peer.h"
+#include "rows.h"
 
 using namespace bench;
 
-static std::string build_reply(int64_t rows) {
-    Random random;
-    std::string reply = result_head(
-        {TRN_WIRE_INTEGER, TRN_WIRE_BIGINT, TRN_WIRE_DOUBLE, TRN_WIRE_CHAR, TRN_WIRE_DATE, TRN_WIRE_CHAR});
-    for (int64_t i = 0; i < rows; ++i) {
-        reply += 'R';
-        put_u32(reply, 4);
-        put_u32(reply, random.next());
-        for (int wide = 0; wide < 2; ++wide) {
-            put_u32(reply, 8);
-            put_u64(reply, random.next());
-        }
-        put_counted(reply, random.letters(20));
-        put_u32(reply, 4);
-        put_u32(reply, random.next());
-        if (random.next() % 5 == 0)
-            put_u32(reply, 0xFFFFFFFF); // null
-        else
-            put_counted(reply, random.letters(random.next() % 41));
-    }
-    return reply + 'K';
-}
-
 int main(int argc, char** argv) {
     const Options options = parse_options(argc, argv);
-    const int64_t rows = options.quick ? 20000 : 1000000;
-    const Peer peer([&] { return replay({build_reply(rows)}); });
+    const uint64_t rows = options.quick ? 20000 : 1000000;
+    const Peer peer([&] { return replay({tarnsql_reply(make_table(rows, kinds_of(six_columns)))}); });
     pin_to_cpu(0);
     const auto drop_result_of = [&](TRN_HANDLE* conn) {
         TRN_HANDLE result = nullptr;
         int64_t received = 0;
         check(TRN_ExecwithDataReader(conn, "0", &result, nullptr, &received, nullptr) >= 0 &&
-                  received == rows,
+                  received == static_cast<int64_t>(rows),
               "the rows did not arrive");
         const double start = thread_cpu_seconds();
         TRN_Drop(&result);

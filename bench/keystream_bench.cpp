@@ -1,4 +1,4 @@
-// What enciphering costs: the keystream over stretches of the channel's usual sizes, against the plain loop that takes one
+// What encryption costs: the keystream over stretches of the channel's usual sizes, against the plain loop that takes one
 // byte after the other, and the RSA step of one login.
 #include <cstring>
 #include <vector>

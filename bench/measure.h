@@ -26,6 +26,17 @@ double wall_seconds();
 double process_cpu_seconds(); // of all threads, in user and kernel mode
 double thread_cpu_seconds();
 
+// Memory that the process holds, in bytes: what the allocator has handed out, and what is resident, pages of
+// files left out. Memory taken from the system directly shows in the second only; memory of the heap that has
+// not been touched shows in the first only.
+struct Memory {
+    int64_t heap;
+    int64_t resident;
+
+    Memory operator-(const Memory& other) const { return {heap - other.heap, resident - other.resident}; }
+};
+Memory memory_in_use();
+
 // Keeps the process on one processor; nothing happens where there is none of that number.
 void pin_to_cpu(int cpu);
 

@@ -20,19 +20,19 @@
 
 namespace bench {
 
-static void put_number(std::string& bytes, uint64_t value, int width) {
-    for (int shift = 8 * (width - 1); shift >= 0; shift -= 8)
-        bytes += static_cast<char>(value >> shift);
+void put_big_endian(std::string& bytes, uint64_t value, unsigned width) {
+    while (width-- > 0)
+        bytes += static_cast<char>(value >> width * 8);
 }
 
 void put_u16(std::string& bytes, uint64_t value) {
-    put_number(bytes, value, 2);
+    put_big_endian(bytes, value, 2);
 }
 void put_u32(std::string& bytes, uint64_t value) {
-    put_number(bytes, value, 4);
+    put_big_endian(bytes, value, 4);
 }
 void put_u64(std::string& bytes, uint64_t value) {
-    put_number(bytes, value, 8);
+    put_big_endian(bytes, value, 8);
 }
 void put_counted(std::string& bytes, std::string_view value) {
     put_u32(bytes, value.size());
@@ -50,6 +50,20 @@ std::string result_head(const std::vector<int32_t>& wire_types) {
     return bytes;
 }
 
+int listen_on_loopback(uint16_t& port) {
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    sockaddr* const any = reinterpret_cast<sockaddr*>(&address);
+    check(bind(listener, any, size) == 0 && listen(listener, SOMAXCONN) == 0 &&
+              getsockname(listener, any, &size) == 0,
+          "the peer cannot listen");
+    port = ntohs(address.sin_port);
+    return listener;
+}
+
 Link::Link(int socket) : socket_(socket) {
     const int on = 1;
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
@@ -64,13 +78,18 @@ Link::~Link() {
 }
 
 bool Link::send(const void* bytes, size_t size) {
+    if (!sending_) return send_as_is(bytes, size);
+    std::string encrypted(static_cast<const char*>(bytes), size);
+    encrypt(encrypted.data(), size);
+    return send_as_is(encrypted.data(), size);
+}
+
+void Link::encrypt(void* bytes, size_t size) {
+    tarn::apply_keystream(*sending_, static_cast<uint8_t*>(bytes), size);
+}
+
+bool Link::send_as_is(const void* bytes, size_t size) {
     const char* from = static_cast<const char*>(bytes);
-    std::string enciphered;
-    if (sending_) {
-        enciphered.assign(from, size);
-        tarn::apply_keystream(*sending_, reinterpret_cast<uint8_t*>(enciphered.data()), size);
-        from = enciphered.data();
-    }
     for (size_t sent = 0; sent < size;) {
         const ssize_t step = ::send(socket_, from + sent, size - sent, MSG_NOSIGNAL);
         if (step <= 0) return false;
@@ -127,7 +146,7 @@ bool Link::agree_on_key() {
 
 // A plain login is a text without a frame, whose last clause is the version. The client waits for the answer,
 // so that nothing behind it is taken.
-bool Link::accept_login() {
+bool Link::take_login() {
     std::string text;
     while (text != "~ssl~" && !text.ends_with("version = '301'")) {
         char piece[1024];
@@ -135,7 +154,16 @@ bool Link::accept_login() {
         if (size <= 0) return false;
         text.append(piece, static_cast<size_t>(size));
     }
-    return (text != "~ssl~" || agree_on_key()) && send("N0000K");
+    return text != "~ssl~" || agree_on_key();
+}
+
+bool Link::accept_login() {
+    return take_login() && send(login_answer);
+}
+
+bool Link::take_request() {
+    char request[65536];
+    return recv(socket_, request, sizeof request, 0) > 0;
 }
 
 bool Link::receive_command(std::string& text, uint32_t& parameter_word) {
@@ -167,16 +195,7 @@ static void serve(int listener, const Service& service) {
 }
 
 Peer::Peer(const std::function<Service()>& prepare, int cpu, int at_a_time) {
-    const int listener = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    sockaddr* const any = reinterpret_cast<sockaddr*>(&address);
-    check(bind(listener, any, size) == 0 && listen(listener, SOMAXCONN) == 0 &&
-              getsockname(listener, any, &size) == 0,
-          "the peer cannot listen");
-    port_ = ntohs(address.sin_port);
+    const int listener = listen_on_loopback(port_);
     process_ = fork();
     check(process_ >= 0, "the peer cannot be started");
     if (process_ == 0) {
@@ -212,7 +231,7 @@ Link Peer::connect() const {
     check(::connect(stream, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0,
           "the stream cannot be opened");
     Link link(stream);
-    char answer[6];
+    char answer[login_answer.size()];
     check(link.send("version = '301'") && link.receive(answer, sizeof answer), "the login got no answer");
     return link;
 }

@@ -1,5 +1,5 @@
 // The other end of the benchmarks: a process of its own that accepts connections on loopback, takes their
-// logins, plain or enciphered, and answers commands with bytes made beforehand; and a client without any
+// logins, plain or encrypted, and answers commands with bytes made beforehand; and a client without any
 // driver, to measure the bare stream.
 //
 // Wire bytes are built here without the driver's own code; only the keystream is the driver's.
@@ -22,6 +22,8 @@ struct TuringState;
 
 namespace bench {
 
+// The low bytes of a value, the most significant first.
+void put_big_endian(std::string& bytes, uint64_t value, unsigned width);
 void put_u16(std::string& bytes, uint64_t value);
 void put_u32(std::string& bytes, uint64_t value);
 void put_u64(std::string& bytes, uint64_t value);
@@ -30,6 +32,11 @@ void put_counted(std::string& bytes, std::string_view value);
 
 // The head of a result with unnamed columns of these types; rows ("R" and a value a column) and an end ("K") follow.
 std::string result_head(const std::vector<int32_t>& wire_types);
+
+// A listening socket on a port of the system's choosing.
+int listen_on_loopback(uint16_t& port);
+
+inline constexpr std::string_view login_answer = "N0000K";
 
 // One end of a connection.
 class Link {
@@ -45,9 +52,16 @@ class Link {
     bool receive_u32(uint32_t& value);
     bool drop(size_t size); // receives and throws away, on a plain channel
 
-    // The server's side: takes a login; takes a command frame up to its parameter word.
+    // The server's side: takes a login; takes and answers it; takes a command frame up to its parameter word;
+    // takes a short request, which arrives in one piece, without looking at it.
+    bool take_login();
     bool accept_login();
     bool receive_command(std::string& text, uint32_t& parameter_word);
+    bool take_request();
+
+    // Sending in two steps, on an encrypted channel: what is encrypted first has to be sent first.
+    void encrypt(void* bytes, size_t size);
+    bool send_as_is(const void* bytes, size_t size);
 
   private:
     bool agree_on_key();

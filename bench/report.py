@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Writes the page of measured speed: tables and charts from the files that road/run.py and run_parts.py leave.
+"""Writes the page of measured speed: tables and charts from the files that end_to_end/run.py and run_parts.py leave.
 
-    bench/report.py --road FILE --parts FILE --page docs/performance.md
+    bench/report.py --end-to-end FILE --parts FILE --page docs/performance.md
 
 The charts go into a folder beside the page that has its name. Nothing is typed in: what was not measured is not shown.
 """
@@ -16,8 +16,8 @@ import matplotlib
 matplotlib.use("svg")
 import matplotlib.pyplot as plt  # noqa: E402
 
-NAMES = {"tarnsql": "tarnsql", "libpq-text": "libpq, text", "libpq-binary": "libpq, binary",
-         "mariadb-text": "MariaDB, text", "mariadb-prepared": "MariaDB, prepared"}
+NAMES = {"tarnsql": "tarnsql", "tarnsql-encrypted": "tarnsql, encrypted", "libpq-text": "libpq, text",
+         "libpq-binary": "libpq, binary", "mariadb-text": "MariaDB, text", "mariadb-prepared": "MariaDB, prepared"}
 PARTS = {"receive": "#31688e", "read": "#35b779", "free": "#e4c441"}
 
 
@@ -31,53 +31,73 @@ def verdict(value, limit, aim, at_least=False):
     """How a figure stands to its limit, which it has to keep, and to the aim beyond it."""
     def keeps(bound):
         return value >= bound if at_least else value <= bound
-    if aim is not None and keeps(aim):
+    if keeps(aim):
         return "aim reached"
     return "kept" if keeps(limit) else "**not kept**"
 
 
-def targets(road, parts):
-    whole = road["whole"]
-    own = whole["tarnsql"]
+def targets(end_to_end, parts):
+    forms = end_to_end["six_columns"]
+    own = forms["tarnsql"]
 
-    def against(form):
-        return own["cpu_ns_per_row"] / whole[form]["cpu_ns_per_row"]
+    def against(form, of=own, among=forms):
+        return of["cpu_ns_per_row"] / among[form]["cpu_ns_per_row"]
+
+    def encrypted(columns):
+        measured = end_to_end[columns]
+        return against("tarnsql", measured["tarnsql-encrypted"], measured)
 
     def part(name):
         return parts[name]["value"]
 
-    keystream = part("keystream/apply_keystream/8192/ratio")  # the size of a full buffer
+    held = max(own["heap_bytes_per_row"], own["resident_bytes_per_row"])
+    keystream = part("keystream/apply_keystream/8192/ratio")
     channel = max(part(name) for name in parts if name.startswith("channel/") and name.endswith("ratio"))
     lines = [  # figure, measured, unit, limit, aim, whether more is better
-        ("whole road against libpq, binary", against("libpq-binary"), "x", 0.60, 0.35, False),
-        ("whole road against libpq, text", against("libpq-text"), "x", 0.30, 0.15, False),
-        ("whole road against MariaDB, prepared", against("mariadb-prepared"), "x", 1.00, 0.70, False),
-        ("instructions a row inside the library, receive and read", road["instructions_in_library"], "", 700, 400,
-         False),
-        ("heap bytes / wire bytes", own["heap_bytes_per_row"] / own["wire_bytes_per_row"], "", 1.6, 1.5, False),
-        ("free, ns a row", own["free_ns_per_row"], "", 10, 5, False),
-        ("recv calls / (bytes / 8192)", road["recv_calls"]["calls_per_8192_bytes"], "", 1.05, None, False),
-        ("enciphered against plain, large values", channel, "x", 1.10, 1.05, False),
-        ("keystream against a byte loop, 8 KiB", keystream, "x", 10, 20, True),
-        ("values as text against snprintf", part("text/one_of_each/ratio"), "x", 0.5, 0.25, False),
-        ("batch against loopback", part("batch/execute/ratio"), "x", 0.25, 0.5, True),
-        ("large object, sent, against loopback", part("lob/send/ratio"), "x", 0.6, 0.85, True),
-        ("large object, received, against loopback", part("lob/fetch/ratio"), "x", 0.6, 0.85, True),
+        ("end to end / libpq, binary", against("libpq-binary"), "", 0.30, 0.25, False),
+        ("end to end / libpq, text", against("libpq-text"), "", 0.25, 0.20, False),
+        ("end to end / MariaDB, prepared", against("mariadb-prepared"), "", 0.62, 0.50, False),
+        ("instructions a row inside the library, receive and read", end_to_end["instructions_in_library"], "", 450,
+         400, False),
+        ("rows of 6 columns, encrypted / plain", encrypted("six_columns"), "", 1.25, 1.15, False),
+        ("rows of 2 columns, encrypted / plain", encrypted("two_columns"), "", 1.3, 1.2, False),
+        ("values of 100 kB and 1 MB, encrypted / plain", channel, "", 1.10, 1.05, False),
+        ("memory of a result / wire bytes", held / own["wire_bytes_per_row"], "", 1.05, 1.02, False),
+        ("memory of a result of one row", part("result/one_row_of_6_columns"), "bytes", 2048, 1024, False),
+        ("free a result, a row", own["free_ns_per_row"], "ns", 10, 5, False),
+        ("read 2 of 100 columns / read all", part("result/read_1_and_3_of_100/ratio"), "", 0.1, 0.05, False),
+        ("values as text / snprintf", part("text/one_of_each/ratio"), "", 0.5, 0.25, False),
+        ("keystream / byte loop, 8 KiB", keystream, "", 10, 20, True),
+        ("batch / bare send", part("batch/execute/ratio"), "", 0.4, 0.5, True),
+        ("large object sent / bare send", part("lob/send/ratio"), "", 0.6, 0.85, True),
+        ("large object fetched / bare receive into kept memory", part("lob/fetch/kept_ratio"), "", 0.85, 0.95,
+         True),
+        ("value of 256 MiB in a row / bare receive into kept memory", part("lob/receive_value/kept_ratio"), "", 0.7,
+         0.9, True),
     ]
     return table(["figure", "measured", "limit", "aim", ""],
-                 [(name, f"{value:.4g}{unit and ' ' + unit}", ("≥ " if more else "≤ ") + f"{limit:g}",
-                   "" if aim is None else f"{aim:g}", verdict(value, limit, aim, more))
-                  for name, value, unit, limit, aim, more in lines])
+                 [(name, f"{value:.4g}{unit and ' ' + unit}", ("≥ " if more else "≤ ") + f"{limit:g}", f"{aim:g}",
+                   verdict(value, limit, aim, more)) for name, value, unit, limit, aim, more in lines])
 
 
-def whole_road(road):
+def clients(end_to_end):
     def cells(form, line):
-        counts = road["instructions"][form]
+        counts = end_to_end["instructions"][form]
         return [NAMES[form], *(f"{line[key + '_ns_per_row']:.1f}" for key in ("cpu", *PARTS)),
-                f"{line['heap_bytes_per_row']:.1f}", f"{line['wire_bytes_per_row']:.1f}",
+                *(f"{line[key + '_bytes_per_row']:.1f}" for key in ("heap", "resident", "wire")),
                 f"{counts['instructions_per_row']:.0f}"]
-    return table(["client", "CPU ns/row", "receive", "read", "free", "heap bytes/row", "wire bytes/row",
-                  "instructions/row"], [cells(form, line) for form, line in road["whole"].items()])
+    return table(["client", "CPU ns/row", "receive", "read", "free", "heap bytes/row", "resident bytes/row",
+                  "wire bytes/row", "instructions/row"],
+                 [cells(form, line) for form, line in end_to_end["six_columns"].items()])
+
+
+def two_columns(end_to_end):
+    def cells(form, line):
+        return [NAMES[form], *(f"{line[key + '_ns_per_row']:.1f}" for key in ("cpu", *PARTS)),
+                *(f"{line[key + '_bytes_per_row']:.1f}" for key in ("heap", "resident", "wire"))]
+    return table(["client", "CPU ns/row", "receive", "read", "free", "heap bytes/row", "resident bytes/row",
+                  "wire bytes/row"],
+                 [cells(form, line) for form, line in end_to_end["two_columns"].items()])
 
 
 def all_parts(parts):
@@ -95,12 +115,12 @@ def chart(path, draw, size=(7.2, 3.4)):
     plt.close(figure)
 
 
-def draw_whole(road):
+def draw_clients(end_to_end):
     def draw(axes):
-        forms = list(road["whole"])[::-1]
+        forms = list(end_to_end["six_columns"])[::-1]
         left = [0.0] * len(forms)
         for part, colour in PARTS.items():
-            widths = [road["whole"][form][part + "_ns_per_row"] for form in forms]
+            widths = [end_to_end["six_columns"][form][part + "_ns_per_row"] for form in forms]
             axes.barh([NAMES[form] for form in forms], widths, left=left, color=colour, label=part)
             left = [a + b for a, b in zip(left, widths)]
         axes.set_xlabel("CPU time of the client, ns a row")
@@ -137,20 +157,26 @@ Written by `scripts/bench.sh` from what it measured; every figure here can be me
 ## Limits and aims
 
 {targets}
-## The whole road
+## End to end
 
-A peer replays one prebuilt reply: a login, then {rows:,} rows of a 32-bit integer, a 64-bit integer, a double, a text of 20
-characters, a date and a nullable text of up to 40. The client receives everything, reads every value through the public
-interface of its library and releases the result. Every client gets the same rows in its own protocol and must reproduce the
-same checksum. CPU time of the client's process, in the program and in the system; pinned; {runs} interleaved rounds, medians.
+A peer answers a login and one query with a reply that it has made beforehand: {rows:,} rows of a 32-bit integer, a 64-bit
+integer, a double, a text of 20 characters, a date and a nullable text of up to 40. The client receives everything, reads every
+value through the public interface of its library and releases the result. Every client gets the same rows in its own protocol
+and must come to the same checksum. CPU time of the client's process, in the program and in the system, login excluded; pinned;
+{runs} interleaved rounds, medians. Memory is what the process holds more when all is received: heap as the allocator counts it,
+which leaves out what a library takes from the system directly, and resident memory, which holds all that has been touched; of
+the two the larger counts.
 
-![CPU time a row, by client]({folder}/whole_road.svg)
+![CPU time a row, by client]({folder}/end_to_end.svg)
 
-{whole_road}
+{clients}
 Instructions are counted by callgrind and do not depend on the machine's load; they include the reader's own work: its loop, the
 conversion of texts and dates where a library leaves that to it, and the checksum. Inside the calls of tarnsql it is
 {in_library:.0f} of them.
 
+Short rows, of a 32-bit integer and a text of 10 characters, in the same rounds:
+
+{two_columns}
 ## How cost grows
 
 ![Cost of a row, by rows]({folder}/rows.svg)
@@ -162,36 +188,38 @@ conversion of texts and dates where a library leaves that to it, and the checksu
 ## Parts
 
 Ratios named "of ..." compare with the rival measured in the same run; `bench/` tells of each what exactly is measured. A large
-object that is received stays in memory, and the first touch of that memory takes most of the time: beside the bare stream into a
-small buffer stands the bare stream into memory that is kept (`lob/loopback_receive_and_keep`).
+object or value that is received stays in memory, and the first touch of that memory takes most of the time: it is held against
+the bare stream into memory that is kept as well (`lob/loopback_receive_and_keep`), and beside that stands the bare stream into a
+small buffer.
 
 {parts}"""
 
 
 def growth(lines, key, unit):
-    return table([key, f"CPU ns/{unit}", f"heap bytes/{unit}"],
-                 [(f"{line[key]:,}", f"{line[f'cpu_ns_per_{unit}']:.1f}", f"{line[f'heap_bytes_per_{unit}']:.1f}")
-                  for line in lines])
+    return table([key, f"CPU ns/{unit}", f"heap bytes/{unit}", f"resident bytes/{unit}"],
+                 [(f"{line[key]:,}", *(f"{line[f'{what}_per_{unit}']:.1f}"
+                                       for what in ("cpu_ns", "heap_bytes", "resident_bytes"))) for line in lines])
 
 
 def main():
     arguments = argparse.ArgumentParser(description="Writes the page of measured speed.")
-    for name in ("road", "parts", "page"):
+    for name in ("end-to-end", "parts", "page"):
         arguments.add_argument("--" + name, type=pathlib.Path, required=True)
     given = arguments.parse_args()
-    road, parts = json.loads(given.road.read_text()), json.loads(given.parts.read_text())
+    end_to_end, parts = json.loads(given.end_to_end.read_text()), json.loads(given.parts.read_text())
     charts = given.page.with_suffix("")
     charts.mkdir(exist_ok=True)
     plt.rcParams["svg.hashsalt"] = "tarnsql"
-    by_rows, by_columns = road["growth"]["rows"], road["growth"]["columns"]
-    chart(charts / "whole_road.svg", draw_whole(road))
+    by_rows, by_columns = end_to_end["growth"]["rows"], end_to_end["growth"]["columns"]
+    chart(charts / "end_to_end.svg", draw_clients(end_to_end))
     chart(charts / "rows.svg", draw_growth(by_rows, "rows", "row"))
     chart(charts / "columns.svg", draw_growth(by_columns, "columns", "value"))
     given.page.write_text(PAGE.format(
         processor=processor(), processors=len(os.sched_getaffinity(0)), kernel=platform.release(),
         load=parts["machine/load_before"]["value"], load_after=parts["machine/load_after"]["value"],
-        targets=targets(road, parts), rows=road["rows"], runs=road["runs"], folder=charts.name,
-        whole_road=whole_road(road), in_library=road["instructions_in_library"],
+        targets=targets(end_to_end, parts), rows=end_to_end["rows"], runs=end_to_end["runs"], folder=charts.name,
+        clients=clients(end_to_end), two_columns=two_columns(end_to_end),
+        in_library=end_to_end["instructions_in_library"],
         growth_rows=growth(by_rows, "rows", "row"), growth_columns=growth(by_columns, "columns", "value"),
         parts=all_parts(parts)))
 

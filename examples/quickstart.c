@@ -4,9 +4,9 @@
  *
  *     quickstart "server=127.0.0.1;port=5139;db=demo;user=me;password=secret" UnicodeData.txt
  *
- * It shows the whole road of an application: open, run statements, send a batch, read a result column by column in
- * the types one wants, read error texts, free, close. The program frees everything on its way out of the main road only:
- * after a failure it ends at once.
+ * It shows an application from end to end: open, run statements, send a batch, read a result column by column in the
+ * types one wants, read error texts, free, close. It frees everything when all went well only: after a failure it ends
+ * at once.
  */
 #include <stdio.h>
 #include <stdlib.h>

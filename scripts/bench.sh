@@ -15,15 +15,15 @@ mkdir -p "$measured"
 
 case "${1:-all}" in
 all)
-    need_packages strace python3-matplotlib
-    python3 bench/road/run.py --build build/bench --json "$measured/road.json" \
-        --instructions --in-library --recv-calls --growth
+    need_packages python3-matplotlib
+    python3 bench/end_to_end/run.py --build build/bench --json "$measured/end_to_end.json" \
+        --instructions --in-library --growth
     python3 bench/run_parts.py --build build/bench --json "$measured/parts.json"
-    /usr/bin/python3 bench/report.py --road "$measured/road.json" --parts "$measured/parts.json" \
+    /usr/bin/python3 bench/report.py --end-to-end "$measured/end_to_end.json" --parts "$measured/parts.json" \
         --page docs/performance.md
     ;;
 guard)
-    python3 bench/road/run.py --build build/bench --rows 1000 --runs 1 --json "$measured/guard.json" --in-library
+    python3 bench/end_to_end/run.py --build build/bench --rows 1000 --runs 1 --json "$measured/guard.json" --in-library
     python3 bench/guard.py "$measured/guard.json" bench/instructions.json
     python3 bench/run_parts.py --build build/bench --json "$measured/quick.json" --quick >/dev/null
     ;;

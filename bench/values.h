@@ -1,15 +1,16 @@
-// What both programs of the whole road know about the rows: the kinds of their columns, in this order over and
-// over, and the checksum that the peer computes when it makes the rows and the client when it reads them. It
-// depends on the order; every reader pays the same for it.
-#ifndef TARNSQL_BENCH_ROAD_VALUES_H
-#define TARNSQL_BENCH_ROAD_VALUES_H
+// What a client and its peer know about the rows: the kinds of their columns, and the checksum that the peer
+// computes when it makes the rows and the client when it reads them. It depends on the order; every reader pays
+// the same for it.
+#pragma once
 
 #include <bit>
+#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
+#include <vector>
 
-namespace road {
+namespace bench {
 
 enum class Kind {
     integer,
@@ -17,15 +18,28 @@ enum class Kind {
     real,
     text,
     date,
-    nullable_text
+    nullable_text,
+    short_text
 };
 
-inline constexpr unsigned kind_count = 6;
+inline constexpr unsigned kind_count = 7;
 inline constexpr size_t text_size = 20;
-inline constexpr size_t longest_text = 40;
+inline constexpr size_t short_text_size = 10;
+inline constexpr size_t longest_text = 40; // of a nullable text
 
-inline Kind kind_of_column(unsigned column) {
-    return static_cast<Kind>(column % kind_count);
+// The columns of a table are written as a letter each.
+inline constexpr std::string_view kind_letters = "ibrtdns";
+inline constexpr std::string_view six_columns = "ibrtdn";
+
+// Empty when a letter is no kind's.
+inline std::vector<Kind> kinds_of(std::string_view letters) {
+    std::vector<Kind> kinds;
+    for (const char letter : letters) {
+        const size_t kind = kind_letters.find(letter);
+        if (kind == std::string_view::npos) return {};
+        kinds.push_back(static_cast<Kind>(kind));
+    }
+    return kinds;
 }
 
 struct Date {
@@ -33,6 +47,17 @@ struct Date {
     unsigned month;
     unsigned day;
 };
+
+inline Date date_of(std::chrono::sys_days day) {
+    const std::chrono::year_month_day date(day);
+    return {static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
+            static_cast<unsigned>(date.day())};
+}
+
+// Of a number of days since 1970-01-01.
+inline Date date_of_day(int32_t day) {
+    return date_of(std::chrono::sys_days(std::chrono::days(day)));
+}
 
 class Checksum {
   public:
@@ -75,6 +100,4 @@ class Checksum {
     uint64_t state_ = 1;
 };
 
-} // namespace road
-
-#endif
+} // namespace bench

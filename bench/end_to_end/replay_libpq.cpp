@@ -1,8 +1,9 @@
 // The reply in the frontend/backend protocol 3.0, with the columns as texts (answering a simple query) or in
 // binary (answering the messages of a query with parameters).
+#include "peer.h"
 #include "replay.h"
 
-namespace road {
+namespace bench {
 
 namespace {
 
@@ -17,6 +18,7 @@ constexpr Type types[kind_count] = {{23, 4},                // int4
                                     {701, 8},               // float8
                                     {1043, variable_size},  // varchar
                                     {1082, 4},              // date
+                                    {1043, variable_size},  // varchar
                                     {1043, variable_size}}; // varchar
 
 std::string message(char type, const std::string& body) {
@@ -43,11 +45,11 @@ std::string login_answer() {
            message('K', std::string(8, '\1')) + ready;
 }
 
-std::string row_description(unsigned columns, uint64_t format) {
+std::string row_description(const Table& table, uint64_t format) {
     std::string body;
-    put_big_endian(body, columns, 2);
-    for (unsigned column = 0; column < columns; ++column) {
-        const Type& type = types[column % kind_count];
+    put_big_endian(body, table.columns(), 2);
+    for (size_t column = 0; column < table.columns(); ++column) {
+        const Type& type = types[static_cast<size_t>(table.kinds[column])];
         body += terminated("c" + std::to_string(column));
         put_big_endian(body, 0, 6); // of no table
         put_big_endian(body, type.oid, 4);
@@ -64,12 +66,12 @@ void put_end(Replay& replay, const Table& table) {
 }
 
 void put_text_frame(Replay& replay, const Table& table) {
-    replay.head = row_description(table.columns, 0);
+    replay.head = row_description(table, 0);
     put_end(replay, table);
 }
 
 void put_binary_frame(Replay& replay, const Table& table) {
-    replay.head = message('1', "") + message('2', "") + row_description(table.columns, 1);
+    replay.head = message('1', "") + message('2', "") + row_description(table, 1);
     put_end(replay, table);
 }
 
@@ -79,9 +81,9 @@ void put_text_row(std::string& to, std::span<const Cell> row, uint64_t) {
     for (const Cell& cell : row) {
         const std::optional<std::string> text = text_of(cell);
         if (text)
-            put_sized_text(body, *text);
+            put_counted(body, *text);
         else
-            put_sized_cell(body, Null(), {});
+            put_counted_cell(body, Null(), {});
     }
     to += message('D', body);
 }
@@ -91,7 +93,7 @@ void put_binary_row(std::string& to, std::span<const Cell> row, uint64_t) {
     std::string body;
     put_big_endian(body, row.size(), 2);
     for (const Cell& cell : row)
-        put_sized_cell(body, cell, 2000y / January / 1);
+        put_counted_cell(body, cell, 2000y / January / 1);
     to += message('D', body);
 }
 
@@ -100,4 +102,4 @@ void put_binary_row(std::string& to, std::span<const Cell> row, uint64_t) {
 const Protocol libpq_text_protocol = {"libpq-text", put_text_frame, put_text_row};
 const Protocol libpq_binary_protocol = {"libpq-binary", put_binary_frame, put_binary_row};
 
-} // namespace road
+} // namespace bench

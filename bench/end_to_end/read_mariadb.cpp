@@ -8,7 +8,7 @@
 
 #include "client.h"
 
-namespace road {
+namespace bench {
 
 namespace {
 
@@ -23,14 +23,14 @@ class Connection {
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    [[noreturn]] void fail() const { road::fail("mariadb", mysql_error(handle)); }
+    [[noreturn]] void fail() const { bench::fail("mariadb", mysql_error(handle)); }
 
     MYSQL* const handle = mysql_init(nullptr);
 };
 
 class TextReader {
   public:
-    explicit TextReader(const Task& task) : conn_(task) {}
+    explicit TextReader(const Task& task) : conn_(task), kinds_(task.kinds) {}
 
     void receive() {
         if (mysql_real_query(conn_.handle, query.data(), query.size()) != 0) conn_.fail();
@@ -44,7 +44,7 @@ class TextReader {
             const unsigned long* sizes = mysql_fetch_lengths(result_);
             for (unsigned column = 0; column < columns; ++column)
                 if (row[column])
-                    add_text_of(sum, kind_of_column(column), row[column], sizes[column]);
+                    add_text_of(sum, kinds_[column], row[column], sizes[column]);
                 else
                     sum.add_null();
         }
@@ -54,6 +54,7 @@ class TextReader {
 
   private:
     Connection conn_;
+    const std::vector<Kind>& kinds_;
     MYSQL_RES* result_ = nullptr;
 };
 
@@ -82,6 +83,7 @@ void bind(MYSQL_BIND& to, Slot& slot, Kind kind) {
     case Kind::real: return variable(MYSQL_TYPE_DOUBLE, &slot.real, sizeof slot.real);
     case Kind::date: return variable(MYSQL_TYPE_DATE, &slot.date, sizeof slot.date);
     case Kind::text:
+    case Kind::short_text:
     case Kind::nullable_text: return variable(MYSQL_TYPE_STRING, slot.text, sizeof slot.text);
     }
 }
@@ -92,7 +94,8 @@ void add_slot(Checksum& sum, const Slot& slot, Kind kind) {
     case Kind::bigint: return sum.add_integer(slot.bigint);
     case Kind::real: return sum.add_real(slot.real);
     case Kind::date: return sum.add_date({static_cast<int>(slot.date.year), slot.date.month, slot.date.day});
-    case Kind::text: return sum.add_text({slot.text, slot.size});
+    case Kind::text:
+    case Kind::short_text: return sum.add_text({slot.text, slot.size});
     case Kind::nullable_text: return slot.null ? sum.add_null() : sum.add_text({slot.text, slot.size});
     }
 }
@@ -100,10 +103,10 @@ void add_slot(Checksum& sum, const Slot& slot, Kind kind) {
 class PreparedReader {
   public:
     explicit PreparedReader(const Task& task)
-        : conn_(task), slots_(task.columns), statement_(mysql_stmt_init(conn_.handle)) {
-        std::vector<MYSQL_BIND> bindings(task.columns);
-        for (unsigned column = 0; column < task.columns; ++column)
-            bind(bindings[column], slots_[column], kind_of_column(column));
+        : conn_(task), kinds_(task.kinds), slots_(kinds_.size()), statement_(mysql_stmt_init(conn_.handle)) {
+        std::vector<MYSQL_BIND> bindings(kinds_.size());
+        for (size_t column = 0; column < kinds_.size(); ++column)
+            bind(bindings[column], slots_[column], kinds_[column]);
         require(mysql_stmt_prepare(statement_, query.data(), query.size()) == 0 &&
                 !mysql_stmt_bind_result(statement_, bindings.data()));
     }
@@ -115,12 +118,12 @@ class PreparedReader {
     void read(Checksum& sum) {
         int status;
         while ((status = mysql_stmt_fetch(statement_)) == 0)
-            for (unsigned column = 0; column < slots_.size(); ++column)
-                add_slot(sum, slots_[column], kind_of_column(column));
+            for (size_t column = 0; column < slots_.size(); ++column)
+                add_slot(sum, slots_[column], kinds_[column]);
         require(status == MYSQL_NO_DATA);
     }
 
-    // Only closing gives the memory of the rows back.
+    // Only closing frees the memory of the rows.
     void release() { mysql_stmt_close(statement_); }
 
   private:
@@ -129,6 +132,7 @@ class PreparedReader {
     }
 
     Connection conn_;
+    const std::vector<Kind>& kinds_;
     std::vector<Slot> slots_;
     MYSQL_STMT* statement_;
 };
@@ -145,4 +149,4 @@ Costs measure_mariadb_prepared(const Task& task) {
     return measure(reader);
 }
 
-} // namespace road
+} // namespace bench

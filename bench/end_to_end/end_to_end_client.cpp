@@ -1,27 +1,20 @@
-// The client of the whole road, run by road_peer: prints one line of JSON about what the result cost. Ends with
-// 1 when the values read are not the values sent.
+// The end-to-end client, run by end_to_end_peer: prints one line of JSON about what the result cost. Ends with 1
+// when the values read are not the values sent.
 //
-//     road_client FORM ROWS COLUMNS PORT CHECKSUM REPLY-SIZE
+//     end_to_end_client FORM ROWS COLUMNS PORT CHECKSUM REPLY-SIZE
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <string>
 
-#include <malloc.h>
-
 #include "client.h"
 
-namespace road {
+namespace bench {
 
 int64_t part_boundary() {
     timespec now;
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
     return now.tv_sec * int64_t{1'000'000'000} + now.tv_nsec;
-}
-
-size_t heap_in_use() {
-    const struct mallinfo2 heap = mallinfo2();
-    return heap.uordblks + heap.hblkhd;
 }
 
 void fail(std::string_view what, std::string_view why) {
@@ -30,12 +23,13 @@ void fail(std::string_view what, std::string_view why) {
     std::exit(2);
 }
 
-} // namespace road
+} // namespace bench
 
-using namespace road;
+using namespace bench;
 
 static Costs measure_form(const Task& task) {
     if (task.form == "tarnsql") return measure_tarnsql(task);
+    if (task.form == "tarnsql-encrypted") return measure_tarnsql_encrypted(task);
     if (task.form == "libpq-text") return measure_libpq_text(task);
     if (task.form == "libpq-binary") return measure_libpq_binary(task);
     if (task.form == "mariadb-text") return measure_mariadb_text(task);
@@ -49,20 +43,20 @@ static void print(const Task& task, const Costs& costs, uint64_t reply_size) {
     };
     std::printf("{\"form\": \"%s\"", task.form.data());
     number("rows", task.rows);
-    number("columns", task.columns);
+    number("columns", task.kinds.size());
     number("wire_bytes", reply_size);
     number("cpu_ns", costs.receive_ns + costs.read_ns + costs.free_ns);
     number("receive_ns", costs.receive_ns);
     number("read_ns", costs.read_ns);
     number("free_ns", costs.free_ns);
-    number("heap_bytes", costs.heap_bytes);
+    number("heap_bytes", costs.held.heap);
+    number("resident_bytes", costs.held.resident);
     std::printf("}\n");
 }
 
 int main(int argc, char** argv) {
-    if (argc != 7) fail("usage", "road_client FORM ROWS COLUMNS PORT CHECKSUM REPLY-SIZE");
-    const Task task{argv[1], number_of<uint64_t>(argv[2]), number_of<unsigned>(argv[3]),
-                    number_of<uint16_t>(argv[4])};
+    if (argc != 7) fail("usage", "end_to_end_client FORM ROWS COLUMNS PORT CHECKSUM REPLY-SIZE");
+    const Task task{argv[1], number_of<uint64_t>(argv[2]), kinds_of(argv[3]), number_of<uint16_t>(argv[4])};
     const Costs costs = measure_form(task);
     if (costs.checksum != number_of<uint64_t>(argv[5])) {
         std::fprintf(stderr, "%s: the values read are not the values sent\n", argv[1]);

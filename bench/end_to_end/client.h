@@ -1,25 +1,25 @@
-// The client of the whole road, what its readers share: one function for each form, which connects, runs the
+// The end-to-end client, what its readers share: one function for each form, which connects, runs the
 // query, receives the whole result, reads every value and releases the result, and tells what each part cost.
 //
 // What counts is the CPU time of the process, in the program and in the system, from before the query is sent
 // until the result is released. Connecting, preparing a statement and closing the connection do not count.
-#ifndef TARNSQL_BENCH_ROAD_CLIENT_H
-#define TARNSQL_BENCH_ROAD_CLIENT_H
+#pragma once
 
 #include <charconv>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <vector>
 
+#include "measure.h"
 #include "values.h"
 
-namespace road {
+namespace bench {
 
 struct Task {
     std::string_view form;
     uint64_t rows;
-    unsigned columns;
+    std::vector<Kind> kinds; // of the columns
     uint16_t port;
 };
 
@@ -27,11 +27,12 @@ struct Costs {
     int64_t receive_ns;
     int64_t read_ns;
     int64_t free_ns;
-    size_t heap_bytes; // held when all is received
+    Memory held; // more than before, when all is received
     uint64_t checksum;
 };
 
 Costs measure_tarnsql(const Task& task);
+Costs measure_tarnsql_encrypted(const Task& task);
 Costs measure_libpq_text(const Task& task);
 Costs measure_libpq_binary(const Task& task);
 Costs measure_mariadb_text(const Task& task);
@@ -39,8 +40,6 @@ Costs measure_mariadb_prepared(const Task& task);
 
 // CPU time of the process. A function of its own so that a profiler can divide its counts where it is called.
 [[gnu::noinline]] int64_t part_boundary();
-
-size_t heap_in_use();
 
 // Ends the program.
 [[noreturn]] void fail(std::string_view what, std::string_view why);
@@ -60,13 +59,6 @@ inline Date date_of_text(const char* text) {
     return {static_cast<int>(year), digit(5) * 10 + digit(6), digit(8) * 10 + digit(9)};
 }
 
-// Of a number of days since 1970-01-01.
-inline Date date_of_day(int32_t day) {
-    const std::chrono::year_month_day date = std::chrono::sys_days(std::chrono::days(day));
-    return {static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-            static_cast<unsigned>(date.day())};
-}
-
 // A value as the libraries give it that give texts.
 inline void add_text_of(Checksum& sum, Kind kind, const char* text, size_t size) {
     switch (kind) {
@@ -75,6 +67,7 @@ inline void add_text_of(Checksum& sum, Kind kind, const char* text, size_t size)
     case Kind::real: return sum.add_real(number_of<double>({text, size}));
     case Kind::date: return sum.add_date(date_of_text(text));
     case Kind::text:
+    case Kind::short_text:
     case Kind::nullable_text: return sum.add_text({text, size});
     }
 }
@@ -83,11 +76,11 @@ inline void add_text_of(Checksum& sum, Kind kind, const char* text, size_t size)
 template <class Reader> Costs measure(Reader& reader) {
     Costs costs{};
     Checksum sum;
-    const size_t heap_before = heap_in_use();
+    const Memory before = memory_in_use();
     const int64_t start = part_boundary();
     reader.receive();
     const int64_t received = part_boundary();
-    costs.heap_bytes = heap_in_use() - heap_before;
+    costs.held = memory_in_use() - before;
     const int64_t reading = part_boundary();
     reader.read(sum);
     const int64_t read = part_boundary();
@@ -100,6 +93,4 @@ template <class Reader> Costs measure(Reader& reader) {
     return costs;
 }
 
-} // namespace road
-
-#endif
+} // namespace bench

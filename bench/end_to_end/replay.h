@@ -1,7 +1,6 @@
-// The bytes that the peer plays to a client: the login exchange and the reply to its one query, in the protocol
-// of the client's library.
-#ifndef TARNSQL_BENCH_ROAD_REPLAY_H
-#define TARNSQL_BENCH_ROAD_REPLAY_H
+// The bytes that the peer sends a client: the login exchange and the reply to its one query, in the protocol of
+// the client's library.
+#pragma once
 
 #include <cstdint>
 #include <span>
@@ -11,7 +10,7 @@
 
 #include "rows.h"
 
-namespace road {
+namespace bench {
 
 struct Replay {
     std::string greeting;             // sent before the client speaks
@@ -36,6 +35,7 @@ struct Protocol {
 };
 
 extern const Protocol tarnsql_protocol;
+extern const Protocol tarnsql_encrypted_protocol;
 extern const Protocol libpq_text_protocol;
 extern const Protocol libpq_binary_protocol;
 extern const Protocol mariadb_text_protocol;
@@ -44,15 +44,7 @@ extern const Protocol mariadb_prepared_protocol;
 // Throws std::invalid_argument for a form that no protocol has.
 Replay make_replay(std::string_view form, const Table& table);
 
-// The low bytes of a value: the most significant first, or last.
-void put_big_endian(std::string& to, uint64_t value, unsigned width);
+// The low bytes of a value, the most significant last.
 void put_little_endian(std::string& to, uint64_t value, unsigned width);
 
-// A length of 32 bits, -1 for a null, and the value, most significant byte first. Days are counted from
-// day_zero.
-void put_sized_text(std::string& to, std::string_view text);
-void put_sized_cell(std::string& to, const Cell& cell, std::chrono::sys_days day_zero);
-
-} // namespace road
-
-#endif
+} // namespace bench

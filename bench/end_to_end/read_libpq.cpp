@@ -6,7 +6,7 @@
 
 #include "client.h"
 
-namespace road {
+namespace bench {
 
 namespace {
 
@@ -36,13 +36,14 @@ void add_binary(Checksum& sum, Kind kind, const char* at, size_t size) {
     case Kind::real: return sum.add_real(std::bit_cast<double>(load_big_endian<uint64_t>(at)));
     case Kind::date: return sum.add_date(date_of_binary(at));
     case Kind::text:
+    case Kind::short_text:
     case Kind::nullable_text: return sum.add_text({at, size});
     }
 }
 
 template <Format format> class LibpqReader {
   public:
-    explicit LibpqReader(const Task& task) {
+    explicit LibpqReader(const Task& task) : kinds_(task.kinds) {
         const std::string settings = "hostaddr=127.0.0.1 port=" + std::to_string(task.port) +
                                      " dbname=d user=u password=p sslmode=disable gssencmode=disable";
         conn_ = PQconnectdb(settings.c_str());
@@ -64,7 +65,7 @@ template <Format format> class LibpqReader {
         const int rows = PQntuples(result_), columns = PQnfields(result_);
         for (int row = 0; row < rows; ++row)
             for (int column = 0; column < columns; ++column)
-                add_value(sum, kind_of_column(static_cast<unsigned>(column)), row, column);
+                add_value(sum, kinds_[static_cast<size_t>(column)], row, column);
     }
 
     void release() { PQclear(result_); }
@@ -85,6 +86,7 @@ template <Format format> class LibpqReader {
         return known ? 0 : static_cast<size_t>(PQgetlength(result_, row, column));
     }
 
+    const std::vector<Kind>& kinds_;
     PGconn* conn_;
     PGresult* result_ = nullptr;
 };
@@ -101,4 +103,4 @@ Costs measure_libpq_binary(const Task& task) {
     return measure(reader);
 }
 
-} // namespace road
+} // namespace bench

@@ -5,7 +5,7 @@
 
 #include "replay.h"
 
-namespace road {
+namespace bench {
 
 namespace {
 
@@ -16,12 +16,13 @@ struct Type {
 };
 
 constexpr uint8_t utf8mb4 = 45, binary = 63;
-constexpr Type types[kind_count] = {{3, binary, 11},               // LONG
-                                    {8, binary, 20},               // LONGLONG
-                                    {5, binary, 22},               // DOUBLE
-                                    {253, utf8mb4, text_size},     // VAR_STRING
-                                    {10, binary, 10},              // DATE
-                                    {253, utf8mb4, longest_text}}; // VAR_STRING
+constexpr Type types[kind_count] = {{3, binary, 11},                  // LONG
+                                    {8, binary, 20},                  // LONGLONG
+                                    {5, binary, 22},                  // DOUBLE
+                                    {253, utf8mb4, text_size},        // VAR_STRING
+                                    {10, binary, 10},                 // DATE
+                                    {253, utf8mb4, longest_text},     // VAR_STRING
+                                    {253, utf8mb4, short_text_size}}; // VAR_STRING
 
 constexpr uint64_t status_autocommit = 2;
 
@@ -70,8 +71,8 @@ std::string end_of_packets() {
     return body;
 }
 
-std::string definition(unsigned column) {
-    const Type& type = types[column % kind_count];
+std::string definition(const Table& table, size_t column) {
+    const Type& type = types[static_cast<size_t>(table.kinds[column])];
     const std::string name = "c" + std::to_string(column);
     std::string body;
     for (const std::string& text :
@@ -86,30 +87,30 @@ std::string definition(unsigned column) {
 }
 
 // The definitions of all columns and their end, in packets behind the first of an exchange.
-std::string definitions(unsigned columns) {
+std::string definitions(const Table& table) {
     std::string bytes;
-    for (unsigned column = 0; column < columns; ++column)
-        bytes += packet(2 + column, definition(column));
-    return bytes + packet(2 + columns, end_of_packets());
+    for (size_t column = 0; column < table.columns(); ++column)
+        bytes += packet(2 + column, definition(table, column));
+    return bytes + packet(2 + table.columns(), end_of_packets());
 }
 
 void put_text_frame(Replay& replay, const Table& table) {
     replay.greeting = greeting();
     replay.answers = {packet(2, success())};
     std::string count;
-    if (table.columns >= 251) count = "\xFC";
-    put_little_endian(count, table.columns, table.columns >= 251 ? 2 : 1);
-    replay.head = packet(1, count) + definitions(table.columns);
-    replay.tail = packet(3 + table.columns + table.rows, end_of_packets());
+    if (table.columns() >= 251) count = "\xFC";
+    put_little_endian(count, table.columns(), table.columns() >= 251 ? 2 : 1);
+    replay.head = packet(1, count) + definitions(table);
+    replay.tail = packet(3 + table.columns() + table.rows, end_of_packets());
 }
 
 void put_prepared_frame(Replay& replay, const Table& table) {
     put_text_frame(replay, table);
     std::string prepared(1, '\0');
     put_little_endian(prepared, 1, 4); // the statement's number
-    put_little_endian(prepared, table.columns, 2);
+    put_little_endian(prepared, table.columns(), 2);
     put_little_endian(prepared, 0, 5); // parameters, filler, warnings
-    replay.answers.push_back(packet(1, prepared) + definitions(table.columns));
+    replay.answers.push_back(packet(1, prepared) + definitions(table));
 }
 
 struct PutBinaryCell {
@@ -156,4 +157,4 @@ void put_binary_row(std::string& to, std::span<const Cell> row, uint64_t index) 
 const Protocol mariadb_text_protocol = {"mariadb-text", put_text_frame, put_text_row};
 const Protocol mariadb_prepared_protocol = {"mariadb-prepared", put_prepared_frame, put_binary_row};
 
-} // namespace road
+} // namespace bench
