@@ -33,7 +33,7 @@ static int32_t read_column(Channel& channel, ColumnDesc& description, Column& co
         return TRN_ERR_SERVER;
     const WireType type = wire_type(column.wire_type);
     description.api_type = type.api_code;
-    column.width = static_cast<uint8_t>(type.width);
+    column.width = type.width;
     return TRN_OK;
 }
 

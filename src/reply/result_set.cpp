@@ -28,7 +28,7 @@ void drop_rows(ResultSet& result) noexcept {
     release_rows(result.rows);
     result.row_count = 0;
     result.upcoming = {};
-    result.located = 0;
+    result.last_located = nullptr;
 }
 
 void release_result(ResultSet* result) noexcept {

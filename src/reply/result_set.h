@@ -21,9 +21,9 @@ struct ColumnDesc {
 
 // What receiving and reading ask of a column with every value, kept small and apart.
 struct Column {
-    const uint8_t* value; // in the current row, its length field first; see located
+    const uint8_t* value; // in the current row, its length field first; see ResultSet::last_located
     int32_t wire_type;
-    uint8_t width; // of a fixed value; 0: a value is as long as its length says
+    uint32_t width; // of a fixed value; 0: a value is as long as its length says
 };
 
 struct ResultSet {
@@ -35,7 +35,7 @@ struct ResultSet {
     int64_t row_count;
     RowStore rows;
     RowCursor upcoming;     // the rows that were not read yet
-    int32_t located;        // so many columns of the current row have their value; 0: there is no current row
+    Column* last_located;   // up to here columns have their value; null: there is no current row
     int32_t affected;       // rows of an update or delete
     Conn* conn;             // the connection that received it; a reference
     ResultSet* next;        // the next item of the same reply
@@ -81,8 +81,8 @@ inline const ColumnDesc* column_of(const ResultSet& result, int32_t column) noex
 // Makes the next row the current one. False behind the last, when there is no current row any more.
 inline bool go_to_next_row(ResultSet& result) noexcept {
     const uint8_t* row = next_row(result.upcoming);
-    result.located = row != nullptr;
-    if (row) result.columns[0].value = row;
+    result.last_located = row ? result.columns : nullptr;
+    if (row) result.columns->value = row;
     return row;
 }
 

@@ -90,7 +90,7 @@ inline const uint8_t* next_row(RowCursor& cursor) noexcept {
         cursor = {block->next, block->rows(), block->rows() + block->size};
     }
     const uint8_t* row = cursor.next;
-    if (*row != long_row_mark) {
+    if (*row != long_row_mark) [[likely]] {
         cursor.next = row + *row;
         return row + 1;
     }

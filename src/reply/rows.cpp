@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "base/text.h"
 #include "conn/messages.h"
@@ -22,20 +23,20 @@ enum class RowOutcome {
     limit,
 };
 
-// Where the walk over the columns of a row that is still arriving stands.
+// A walk over the columns of a row in bytes that may not have arrived to its end: it goes on where it stopped.
 struct RowWalk {
     const Column* column; // the next one
-    const Column* end;
-    size_t offset; // of the next column in the row, or of the row's end
+    size_t offset;        // of the next column, or of the row's end
 
-    explicit RowWalk(const ResultSet& result) noexcept
-        : column(result.columns), end(result.columns + result.column_count), offset(0) {}
-
-    // Goes on as far as the row has arrived. True when it is there to its end.
-    bool go_on(const uint8_t* row, size_t arrived) noexcept {
+    // True when the row has arrived to its end.
+    bool go_on(const Column* end, const uint8_t* bytes, size_t arrived) noexcept {
+        const ptrdiff_t last_length = static_cast<ptrdiff_t>(arrived) - static_cast<ptrdiff_t>(length_size);
         for (; column != end; ++column) {
-            if (offset + length_size > arrived) return false;
-            offset += size_in_row(*column, row + offset);
+            if (static_cast<ptrdiff_t>(offset) > last_length) return false;
+            const int32_t length = value_length(bytes + offset);
+            offset += length_size;
+            if (length < 1) continue;
+            offset += content_size(*column, length);
         }
         return offset <= arrived;
     }
@@ -50,25 +51,31 @@ static bool store_run(ResultSet& result, const uint8_t* first, const uint8_t* en
 // Stores the rows that lie whole in the receive buffer, up to limit. The message type of a short one gives its place to the row's
 // head; runs of them are copied in one piece.
 static int32_t store_rows_at_hand(Channel& channel, ResultSet& result, int64_t limit, bool& stored) noexcept {
-    uint8_t* const first = unread(channel);
-    const uint8_t* const end = first + unread_size(channel);
-    uint8_t *run = first, *row = first;
+    constexpr size_t longest_run = 4096; // still in the first cache when it is copied
+    uint8_t* const bytes = unread(channel);
+    const size_t arrived = unread_size(channel);
+    const Column *const columns = result.columns, *const columns_end = columns + result.column_count;
+    size_t run = 0, row = 0;
     int32_t count = 0;
     stored = true;
-    for (; stored && count < limit && row != end && *row == static_cast<uint8_t>(MessageType::row); ++count) {
-        RowWalk walk(result);
-        if (!walk.go_on(row + 1, static_cast<size_t>(end - row) - 1)) break;
-        const size_t size = 1 + walk.offset;
-        if (size <= longest_short_row) {
-            *row = static_cast<uint8_t>(size);
+    for (; count < limit && row < arrived && bytes[row] == static_cast<uint8_t>(MessageType::row) && stored;
+         ++count) {
+        RowWalk walk{columns, row + 1};
+        if (!walk.go_on(columns_end, bytes, arrived)) break;
+        const size_t size = walk.offset - row;
+        if (size > longest_short_row) {
+            stored = store_run(result, bytes + run, bytes + row) &&
+                     store_row(result.rows, bytes + row + 1, size - 1);
+            run = walk.offset;
         } else {
-            stored = store_run(result, run, row) && store_row(result.rows, row + 1, walk.offset);
-            run = row + size;
+            bytes[row] = static_cast<uint8_t>(size);
+            if (walk.offset - run > longest_run)
+                stored = store_run(result, bytes + std::exchange(run, walk.offset), bytes + walk.offset);
         }
-        row += size;
+        row = walk.offset;
     }
-    take(channel, static_cast<size_t>(row - first));
-    stored = stored && store_run(result, run, row);
+    take(channel, row);
+    stored = stored && store_run(result, bytes + run, bytes + row);
     return count;
 }
 
@@ -149,8 +156,9 @@ static RowOutcome store_large_row(Channel& channel, ResultSet& result, RowWalk& 
     const size_t begun = unread_size(channel);
     if (!row.begin(unread(channel), begun)) return RowOutcome::out_of_memory;
     take(channel, begun);
-    while (!walk.go_on(row.columns(), row.size())) {
-        const size_t next_length = walk.column != walk.end ? length_size : 0;
+    const Column* const end = result.columns + result.column_count;
+    while (!walk.go_on(end, row.columns(), row.size())) {
+        const size_t next_length = walk.column != end ? length_size : 0;
         if (const RowOutcome outcome = fill_to(channel, row, walk.offset + next_length);
             outcome != RowOutcome::row)
             return outcome;
@@ -161,8 +169,8 @@ static RowOutcome store_large_row(Channel& channel, ResultSet& result, RowWalk& 
 
 // Stores the row whose columns come next, of any size and wherever it is cut.
 static RowOutcome store_next_row(Channel& channel, ResultSet& result) noexcept {
-    RowWalk walk(result);
-    while (!walk.go_on(unread(channel), unread_size(channel))) {
+    RowWalk walk{result.columns, 0};
+    while (!walk.go_on(result.columns + result.column_count, unread(channel), unread_size(channel))) {
         if (unread_size(channel) == recv_buffer_size) return store_large_row(channel, result, walk);
         if (!receive_more(channel)) return RowOutcome::network_failure;
     }

@@ -9,7 +9,7 @@ namespace tarn {
 
 struct WireType {
     int32_t code;     // TRN_WIRE_*
-    int32_t width;    // of its values; 0: as long as their length says
+    uint32_t width;   // of its values; 0: as long as their length says
     int32_t api_code; // TRN_TYPE_*
 };
 

@@ -13,11 +13,15 @@ inline int32_t value_length(const uint8_t* value) noexcept {
     return static_cast<int32_t>(load_wire<uint32_t>(value));
 }
 
-// The bytes of a value with its length field. A fixed value that is not null has its type's width whatever its length says.
+// The bytes of a value that is not null: of a fixed one its type's width, whatever its length says.
+inline uint32_t content_size(const Column& column, int32_t length) noexcept {
+    return column.width ? column.width : static_cast<uint32_t>(length);
+}
+
+// The bytes of a value and its length field.
 inline size_t size_in_row(const Column& column, const uint8_t* value) noexcept {
     const int32_t length = value_length(value);
-    if (length < 1) return length_size;
-    return length_size + (column.width ? column.width : static_cast<uint32_t>(length));
+    return length_size + (length < 1 ? 0 : content_size(column, length));
 }
 
 } // namespace tarn

@@ -6,25 +6,17 @@
 #include <array>
 #include <cstring>
 
+#include "base/short_copy.h"
 #include "base/text.h"
 #include "lob/fetch.h"
 #include "result/value.h"
 
 namespace tarn {
 
-namespace {
-
-// The application's buffer. Its size counts for texts and byte runs only; one of 0 or less asks how long they are.
-struct Buffer {
-    void* bytes;
-    int32_t size;
-};
-
-// length, which may be null, receives the value's length.
-using Conversion = int32_t (*)(const ResultSet& result, StoredValue from, Buffer to,
+// Writes the value into the application's buffer. Its size counts for texts and byte runs only; one of 0 or less asks how long
+// they are. length, which may be null, receives the value's length.
+using Conversion = int32_t (*)(StoredValue from, const ResultSet& result, void* to, int32_t room,
                                int32_t* length) noexcept;
-
-} // namespace
 
 static void report(int32_t* length, size_t size) noexcept {
     if (length) *length = static_cast<int32_t>(size);
@@ -35,12 +27,17 @@ static int32_t refuse(int32_t* length) noexcept {
     return TRN_ERR_CONVERSION;
 }
 
-static int32_t to_nothing(const ResultSet&, StoredValue, Buffer, int32_t* length) noexcept {
+static int32_t null_value(int32_t* length) noexcept {
+    report(length, 0);
+    return TRN_NULL_VALUE;
+}
+
+static int32_t to_nothing(StoredValue, const ResultSet&, void*, int32_t, int32_t* length) noexcept {
     return refuse(length);
 }
 
-template <class T> static int32_t deliver(Buffer to, int32_t* length, T value) noexcept {
-    store(to.bytes, value);
+template <class T> static int32_t deliver(void* to, int32_t* length, T value) noexcept {
+    store(to, value);
     report(length, sizeof value);
     return TRN_OK;
 }
@@ -61,28 +58,29 @@ static bool is_integer(StoredValue from, int32_t narrowest, int32_t widest) noex
 
 // A value that is wanted as what it is; any other goes the target's own way.
 template <class T, int32_t own_type, Conversion otherwise>
-static int32_t to_fixed(const ResultSet& result, StoredValue from, Buffer to, int32_t* length) noexcept {
-    if (from.wire_type() != own_type) return otherwise(result, from, to, length);
+static int32_t to_fixed(StoredValue from, const ResultSet& result, void* to, int32_t room,
+                        int32_t* length) noexcept {
+    if (from.wire_type() != own_type) return otherwise(from, result, to, room, length);
     return deliver(to, length, from.fixed<T>());
 }
 
 // Integer targets take the integer types up to their own width.
 template <class T, int32_t widest>
-static int32_t from_integer(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
+static int32_t from_integer(StoredValue from, const ResultSet&, void* to, int32_t, int32_t* length) noexcept {
     if (!is_integer(from, TRN_WIRE_BOOLEAN, widest)) return refuse(length);
     return deliver(to, length, static_cast<T>(integer_of(from)));
 }
 
 // NUMERIC passes through 32 bits even for the 64-bit target: a longer number is not preserved, as it never was.
 template <class T, int32_t widest>
-[[gnu::noinline]] static int32_t from_integer_or_numeric(const ResultSet& result, StoredValue from, Buffer to,
-                                                         int32_t* length) noexcept {
-    if (from.wire_type() != TRN_WIRE_NUMERIC) return from_integer<T, widest>(result, from, to, length);
+[[gnu::noinline]] static int32_t from_integer_or_numeric(StoredValue from, const ResultSet& result, void* to,
+                                                         int32_t room, int32_t* length) noexcept {
+    if (from.wire_type() != TRN_WIRE_NUMERIC) return from_integer<T, widest>(from, result, to, room, length);
     return deliver(to, length, T{leading_int32(from.value().text())});
 }
 
 // Every source gives its first byte, a number that in host order.
-static int32_t to_byte(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
+static int32_t to_byte(StoredValue from, const ResultSet&, void* to, int32_t, int32_t* length) noexcept {
     const Value value = from.value();
     const size_t width = from.column->width;
     return deliver(to, length, width ? *HostBytes(value.bytes, width).data() : *value.bytes);
@@ -100,27 +98,28 @@ template <class T> static bool floating_of(StoredValue from, T& number) noexcept
     }
 }
 
-[[gnu::noinline]] static int32_t from_number(const ResultSet&, StoredValue from, Buffer to,
+[[gnu::noinline]] static int32_t from_number(StoredValue from, const ResultSet&, void* to, int32_t,
                                              int32_t* length) noexcept {
     double number;
     return floating_of(from, number) ? deliver(to, length, number) : refuse(length);
 }
 
 // A source that does not convert is no failure here, unlike everywhere else: nothing is written and the call succeeds.
-static int32_t to_float(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
+static int32_t to_float(StoredValue from, const ResultSet&, void* to, int32_t, int32_t* length) noexcept {
     float number;
     return floating_of(from, number) ? deliver(to, length, number) : TRN_OK;
 }
 
-[[gnu::noinline]] static int32_t copy_bytes(StoredValue from, Buffer to, int32_t* length) noexcept {
+[[gnu::noinline]] static int32_t copy_bytes(StoredValue from, void* to, int32_t* length) noexcept {
     const Value value = from.value();
-    std::memcpy(to.bytes, value.bytes, value.length);
+    std::memcpy(to, value.bytes, value.length);
     report(length, value.length);
     return TRN_OK;
 }
 
 // All the bytes of a value, numbers in host order.
-static int32_t to_stored_bytes(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
+static int32_t to_stored_bytes(StoredValue from, const ResultSet&, void* to, int32_t,
+                               int32_t* length) noexcept {
     switch (from.column->width) {
     case 2: return deliver(to, length, from.fixed<uint16_t>());
     case 4: return deliver(to, length, from.fixed<uint32_t>());
@@ -130,13 +129,13 @@ static int32_t to_stored_bytes(const ResultSet&, StoredValue from, Buffer to, in
 }
 
 // Interval targets take integers as counts of their unit, in 64 bits.
-static int32_t from_count(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
+static int32_t from_count(StoredValue from, const ResultSet&, void* to, int32_t, int32_t* length) noexcept {
     if (!is_integer(from, TRN_WIRE_INTEGER, TRN_WIRE_BIGINT)) return refuse(length);
     return deliver(to, length, integer_of(from));
 }
 
 // Tells whether the value is such an interval; writes nothing.
-static int32_t check_interval(const ResultSet&, StoredValue from, Buffer, int32_t*) noexcept {
+static int32_t check_interval(StoredValue from, const ResultSet&, void*, int32_t, int32_t*) noexcept {
     const bool is_interval = from.wire_type() == TRN_WIRE_INTERVAL_YEAR_TO_MONTH ||
                              from.wire_type() == TRN_WIRE_INTERVAL_DAY_TO_SECOND;
     return is_interval ? TRN_OK : TRN_ERR_CONVERSION;
@@ -152,13 +151,14 @@ static constexpr Cut made_text{1, 1}, text_bytes{0, 1}, raw_bytes{0, 0};
 
 // Copies the bytes, or those that are kept of them, and clears the rest of the buffer.
 template <Cut cut>
-static int32_t deliver_bytes(Buffer to, int32_t* length, const void* bytes, size_t size) noexcept {
-    if (to.size <= 0) {
+[[gnu::noinline]] static int32_t deliver_bytes(void* to, int32_t room, int32_t* length, const uint8_t* bytes,
+                                               size_t size) noexcept {
+    if (room <= 0) {
         report(length, size);
         return TRN_TRUNCATED;
     }
-    uint8_t* out = static_cast<uint8_t*>(to.bytes);
-    const size_t capacity = static_cast<size_t>(to.size);
+    uint8_t* out = static_cast<uint8_t*>(to);
+    const size_t capacity = static_cast<size_t>(room);
     const bool fits = size <= capacity - cut.fitting;
     const size_t copied = fits ? size : capacity - cut.kept;
     std::memcpy(out, bytes, copied);
@@ -168,27 +168,42 @@ static int32_t deliver_bytes(Buffer to, int32_t* length, const void* bytes, size
     return fits ? TRN_OK : TRN_TRUNCATED;
 }
 
-[[gnu::noinline]] static int32_t to_made_text(StoredValue from, Buffer to, int32_t* length) noexcept {
+// The same for a value that is a text or bytes already. Short buffers are common enough to be filled without a call.
+template <Cut cut>
+static int32_t deliver_byte_run(void* to, int32_t room, int32_t* length, Value value) noexcept {
+    const uint32_t capacity = static_cast<uint32_t>(room);
+    if (capacity - 16 > 64 - 16 || value.length > capacity)
+        return deliver_bytes<cut>(to, room, length, value.bytes, value.length);
+    uint8_t* out = static_cast<uint8_t*>(to);
+    clear_short(out, capacity);
+    copy_short(out, value.bytes, value.length);
+    report(length, value.length);
+    return TRN_OK;
+}
+
+[[gnu::noinline]] static int32_t to_made_text(StoredValue from, void* to, int32_t room,
+                                              int32_t* length) noexcept {
     WorkingText text;
     add_value_text(from.value(), TextStyle::of_rows, text);
     if (text.empty()) return refuse(length);
-    return deliver_bytes<made_text>(to, length, text.text().data(), text.text().size());
+    return deliver_bytes<made_text>(to, room, length, reinterpret_cast<const uint8_t*>(text.text().data()),
+                                    text.text().size());
 }
 
-static int32_t to_text(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
-    if (!is_byte_run(from.wire_type())) return to_made_text(from, to, length);
-    const Value value = from.value();
-    return deliver_bytes<text_bytes>(to, length, value.bytes, value.length);
+static int32_t to_text(StoredValue from, const ResultSet&, void* to, int32_t room, int32_t* length) noexcept {
+    if (!is_byte_run(from.wire_type())) return to_made_text(from, to, room, length);
+    return deliver_byte_run<text_bytes>(to, room, length, from.byte_run());
 }
 
-static int32_t to_raw_bytes(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
+static int32_t to_raw_bytes(StoredValue from, const ResultSet&, void* to, int32_t room,
+                            int32_t* length) noexcept {
     if (!is_byte_run(from.wire_type())) return refuse(length);
-    const Value value = from.value();
-    return deliver_bytes<raw_bytes>(to, length, value.bytes, value.length);
+    return deliver_byte_run<raw_bytes>(to, room, length, from.byte_run());
 }
 
 // The length variable holds the offset to read from and receives what was read.
-static int32_t to_piece(const ResultSet&, StoredValue from, Buffer to, int32_t* length) noexcept {
+static int32_t to_piece(StoredValue from, const ResultSet&, void* to, int32_t room,
+                        int32_t* length) noexcept {
     const int32_t offset = length ? *length : 0;
     const Value value = from.value();
     if (offset < 0 || static_cast<uint32_t>(offset) > value.length) return TRN_ERR_OFFSET;
@@ -197,9 +212,9 @@ static int32_t to_piece(const ResultSet&, StoredValue from, Buffer to, int32_t* 
         report(length, 0);
         return TRN_OK;
     }
-    if (!is_byte_run(value.wire_type)) return refuse(length);
-    const size_t wanted = to.size > 0 ? std::min(left, static_cast<size_t>(to.size)) : left;
-    return deliver_bytes<raw_bytes>(to, length, value.bytes + offset, wanted);
+    if (!is_byte_run(from.wire_type())) return refuse(length);
+    const size_t wanted = room > 0 ? std::min(left, static_cast<size_t>(room)) : left;
+    return deliver_bytes<raw_bytes>(to, room, length, value.bytes + offset, wanted);
 }
 
 // What gives way to new content is no longer complete: an object that could not be filled is not sent.
@@ -228,12 +243,13 @@ static int32_t fetch_by_descriptor(Value value, const ResultSet& result, Lob& lo
 // The destination is the application's handle variable of a large object, whose earlier content gives way. When the session
 // asked for descriptors, the value's first byte tells whether the data follow or a descriptor does.
 template <uint8_t inline_data, uint8_t descriptor>
-static int32_t to_lob(const ResultSet& result, StoredValue from, Buffer to, int32_t* length) noexcept {
-    Lob* lob = lob_of(static_cast<const TRN_HANDLE*>(to.bytes));
+static int32_t to_lob(StoredValue from, const ResultSet& result, void* to, int32_t,
+                      int32_t* length) noexcept {
+    Lob* lob = lob_of(static_cast<const TRN_HANDLE*>(to));
     if (!lob) return TRN_ERR_ARGUMENT;
     Value value = from.value();
     if (!result.lob_descriptor) {
-        if (!is_byte_run(value.wire_type)) return refuse(length);
+        if (!is_byte_run(from.wire_type())) return refuse(length);
         clear_lob(*lob);
         return complete_lob(length, *lob, append_value(*lob, value.bytes, value.length));
     }
@@ -280,18 +296,43 @@ static constexpr auto conversions = [] {
 
 using namespace tarn;
 
-int32_t TRN_GetData(TRN_HANDLE* handle, int32_t column, int32_t target, void* destination,
+[[gnu::noinline]] static int32_t refuse_handle(const TRN_HANDLE* handle) noexcept {
+    return kind_of(handle) == TRN_KIND_RESERVED ? TRN_OK : TRN_ERR_ARGUMENT;
+}
+
+// Locates the column behind the last located one, whose value has so many bytes in the row.
+static inline void locate_next(ResultSet& result, Column* last, size_t size) noexcept {
+    result.last_located = last + 1;
+    last[1].value = last->value + size;
+}
+
+// Columns are located from the first one on, as far as asked for: this one is not yet, or there is no current row.
+[[gnu::noinline]] static int32_t get_unlocated(ResultSet& result, int32_t number, int32_t target,
+                                               void* destination, int32_t destination_length,
+                                               int32_t* length) noexcept {
+    if (!result.last_located) return null_value(length);
+    for (Column* column = result.last_located; column < &result.columns[number - 1]; ++column)
+        locate_next(result, column, size_in_row(*column, column->value));
+    TRN_HANDLE handle = &result;
+    return TRN_GetData(&handle, number, target, destination, destination_length, length);
+}
+
+int32_t TRN_GetData(TRN_HANDLE* handle, int32_t number, int32_t target, void* destination,
                     int32_t destination_length, int32_t* length) {
     ResultSet* result = result_of(handle);
-    if (!result) return kind_of(handle) == TRN_KIND_RESERVED ? TRN_OK : TRN_ERR_ARGUMENT;
+    if (!result) [[unlikely]]
+        return refuse_handle(handle);
     if (!destination) return TRN_ERR_ARGUMENT;
-    if (!has_column(*result, column)) return TRN_ERR_COLUMN;
-    const uint8_t* field = result->located ? locate(*result, column) : nullptr;
-    if (!field || is_null(field)) {
-        report(length, 0);
-        return TRN_NULL_VALUE;
-    }
-    if (static_cast<uint32_t>(target) >= conversions.size()) return refuse(length);
-    return conversions[static_cast<uint32_t>(target)](*result, {&result->columns[column - 1], field},
-                                                      {destination, destination_length}, length);
+    if (!has_column(*result, number)) return TRN_ERR_COLUMN;
+    Column* column = &result->columns[static_cast<uint32_t>(number) - 1];
+    if (column > result->last_located) [[unlikely]]
+        return get_unlocated(*result, number, target, destination, destination_length, length);
+    const uint8_t* field = column->value;
+    const int32_t size = value_length(field);
+    // Values are read in the order of their columns, mostly: each locates the next one.
+    if (column == result->last_located) locate_next(*result, column, size_in_row(*column, field));
+    if (size < 1) return null_value(length);
+    const uint32_t index = static_cast<uint32_t>(target);
+    if (index >= conversions.size()) return refuse(length);
+    return conversions[index]({column, field}, *result, destination, destination_length, length);
 }

@@ -29,20 +29,13 @@ struct StoredValue {
     int32_t wire_type() const noexcept { return column->wire_type; }
     // Of a type with a width.
     template <class T> T fixed() const noexcept { return load_wire<T>(field + length_size); }
+    // Of a type without one.
+    Value byte_run() const noexcept { return {wire_type(), load_wire<uint32_t>(field), field + length_size}; }
     Value value() const noexcept {
         const uint32_t length = column->width ? column->width : load_wire<uint32_t>(field);
         return {wire_type(), length, field + length_size};
     }
 };
-
-// Where a column's value is in the current row, its length first. Columns are located from the first one on, as far as asked for.
-inline const uint8_t* locate(ResultSet& result, int32_t column) noexcept {
-    for (; result.located < column; ++result.located) {
-        Column& last = result.columns[result.located - 1];
-        (&last)[1].value = last.value + size_in_row(last, last.value);
-    }
-    return result.columns[column - 1].value;
-}
 
 inline bool is_null(const uint8_t* field) noexcept {
     return value_length(field) < 1;
