@@ -30,22 +30,24 @@ class BatchEncoder {
 
   private:
     void put_row() noexcept;
-    bool stage_row() noexcept;
-    bool stage_value(ArrayWalk& column) noexcept;
-    template <class T> bool stage_number(ArrayWalk& column) noexcept;
-    bool stage_bytes(ArrayWalk& column) noexcept;
-    uint8_t* stage_head(uint32_t wire_type, size_t size) noexcept;
-    bool make_room(size_t size) noexcept;
+    bool stage_rows(int32_t end) noexcept;
+    bool stage_value(uint8_t*& to, ArrayColumn& column, int32_t row) noexcept;
+    template <class T> bool stage_number(uint8_t*& to, ArrayColumn& column, int32_t length) noexcept;
+    bool stage_bytes(uint8_t*& to, ArrayColumn& column, int32_t length) noexcept;
+    bool stage_empty(uint8_t*& to, const ArrayColumn& column) noexcept;
+    bool begin_value(uint8_t*& to, const ArrayColumn& column, size_t size) noexcept;
+    uint8_t* make_room(const uint8_t* to, size_t size) noexcept;
     void send_complete_rows() noexcept;
+    size_t room() const noexcept { return static_cast<size_t>(room_end_ - staged_.get()); }
 
     Conn& conn_;
     const ParamSet& set_;
-    bool with_wire_types_;
-    Owned<ArrayWalk[]> columns_; // at the next row's elements, a slot each
-    Owned<uint8_t> staged_;      // short_run bytes more than its room
-    size_t room_;
-    size_t filled_ = 0;
+    size_t type_size_;             // of the wire type in front of a staged value: 1, or 0 for older servers
+    Owned<ArrayColumn[]> columns_; // at the row's elements, a slot each
+    Owned<uint8_t> staged_;        // short_run bytes more than its room
+    uint8_t* room_end_;
     size_t complete_ = 0; // the part of it that holds whole rows
+    int32_t row_ = 0;     // the next one
 };
 
 } // namespace tarn

@@ -10,13 +10,12 @@
 
 namespace tarn {
 
-// A walk over the elements of a slot's array: what slot and type say is looked up once, before the first row.
-struct ArrayWalk {
-    const uint8_t* elements;
-    int64_t size;           // readable at elements
-    int64_t offset;         // of the current element
-    const int32_t* lengths; // of the current element and those behind it
-    int32_t rows_left;      // elements from the current one on
+// A slot's array: what slot and type say is looked up once, before the first row.
+struct ArrayColumn {
+    const uint8_t* element; // of the current row
+    const uint8_t* end;     // of what is readable at element
+    const int32_t* lengths; // a row each
+    int32_t rows;
     uint16_t wire_type;
     ValueForm form; // in batches
     Step step;
@@ -24,13 +23,13 @@ struct ArrayWalk {
     uint8_t element_size;
 };
 
-inline ArrayWalk walk_array(const ParamSlot& slot) noexcept {
+inline ArrayColumn array_column(const ParamSlot& slot) noexcept {
     const ParamType type = param_type(slot.data_type);
-    return {static_cast<const uint8_t*>(slot.value),
-            slot.value_bytes,
-            0,
+    const uint8_t* elements = static_cast<const uint8_t*>(slot.value);
+    return {elements,
+            elements ? elements + slot.value_bytes : nullptr,
             slot.length,
-            slot.value ? slot.rows : 0,
+            elements ? slot.rows : 0,
             type.wire_type,
             type.batch,
             slot.by_position ? type.by_position : type.by_name,
@@ -38,15 +37,16 @@ inline ArrayWalk walk_array(const ParamSlot& slot) noexcept {
             type.element_size};
 }
 
-// How far the current element lies from the next; -1 when the type has no arrays or the element has no readable length.
-inline int64_t element_step(const ArrayWalk& walk) noexcept {
-    switch (walk.step) {
-    case Step::fixed: return walk.element_size;
-    case Step::length: return std::max(*walk.lengths, 0);
-    case Step::length_and_4: return int64_t{std::max(*walk.lengths, 0)} + 4;
+// How far the current element, of that length, lies from the next; -1 when the type has no arrays or the element has no readable
+// length.
+inline int64_t element_step(const ArrayColumn& column, int32_t length) noexcept {
+    switch (column.step) {
+    case Step::fixed: return column.element_size;
+    case Step::length: return std::max(length, 0);
+    case Step::length_and_4: return int64_t{std::max(length, 0)} + 4;
     case Step::prefixed: {
-        if (walk.offset + 4 > walk.size) return -1;
-        const int32_t prefix = load<int32_t>(walk.elements + walk.offset);
+        if (column.end - column.element < 4) return -1;
+        const int32_t prefix = load<int32_t>(column.element);
         return prefix < 0 ? -1 : int64_t{prefix} + 4;
     }
     case Step::refused: break;
@@ -54,22 +54,14 @@ inline int64_t element_step(const ArrayWalk& walk) noexcept {
     return -1;
 }
 
-inline void go_to_next_element(ArrayWalk& walk, int64_t step) noexcept {
-    if (walk.rows_left == 0) return;
-    walk.offset += step;
-    ++walk.lengths;
-    --walk.rows_left;
-}
-
-inline void go_to_next_element(ArrayWalk& walk) noexcept {
-    if (walk.rows_left > 0) go_to_next_element(walk, std::max<int64_t>(element_step(walk), 0));
-}
-
 // Whether all elements lie inside the slot's buffer.
 inline bool array_fits(const ParamSlot& slot) noexcept {
-    for (ArrayWalk walk = walk_array(slot); walk.rows_left > 0; go_to_next_element(walk)) {
-        const int64_t step = element_step(walk);
-        if (step < 0 || walk.offset + step > walk.size) return false;
+    ArrayColumn column = array_column(slot);
+    if (column.step == Step::fixed) return int64_t{column.element_size} * column.rows <= slot.value_bytes;
+    for (int32_t row = 0; row < column.rows; ++row) {
+        const int64_t step = element_step(column, column.lengths[row]);
+        if (step < 0 || step > column.end - column.element) return false;
+        column.element += step;
     }
     return true;
 }

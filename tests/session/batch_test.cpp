@@ -91,6 +91,10 @@ const struct { std::int32_t type; std::string values; std::vector<std::int32_t> 
     {2, two_texts, {5, 3}, t("first"), "\x1e", wire_text("2nd"), both}, {62, two_texts, {5, 3}, t("first"), "\x1e", wire_text("2nd"), both},
     {15, pad + "1st" + pad + "2", {3, 1}, be16(33) + wire_text("1st"), "\x21", wire_text("2"), by_position},
     {15, pad + "1st2", {3, 1}, be16(33) + wire_text("1st"), "\x21", wire_text("2"), by_name},
+    /* Lengths that lie: what travels ends with the buffer. */
+    {3, "ab", {5, 5}, be16(3) + wire_text("ab"), "\3", b, both},
+    {2, two_texts, {99, 99}, t(two_texts.substr(4)), "\x1e", wire_text("2nd"), both},
+    {15, "####1st", {5, 2}, be16(33) + wire_text("1st"), "\x21", empty, by_name},
     /* Types without an entry of their own: it ends behind the direction, and only a type is staged. */
     {12, "abc", {2, 1}, "", "\x1e", "", both}, {14, "abc", {2, 1}, "", "\x1e", "", both},
     {28, "ab" + pad + "c" + pad, {2, 1}, "", "\x1e", "", by_position}, {31, "abc", {2, 1}, "", "\x1e", "", by_name},
@@ -158,6 +162,24 @@ TEST(batch, sends_blocks_of_whole_rows) {
                 texts(values[column]).bind(session.handle(), std::int32_t(column) + 1, std::int32_t(columns));
             EXPECT_EQ(TRN_ExecBatch(session.handle(), "q", std::int32_t(rows.size())), 0);
         }
+}
+
+/* A request counts its rows in 16 bits. */
+TEST(batch, goes_on_in_a_further_request_where_one_cannot_count_the_rows) {
+    std::vector<std::int32_t> values(65538);
+    for (std::size_t row = 0; row < values.size(); ++row)
+        values[row] = std::int32_t(row * 40503);
+    const auto block = [&](std::size_t first, std::size_t end) {
+        std::string rows;
+        for (; first < end; ++first)
+            rows += integer(values[first]);
+        return wire_text(rows);
+    };
+    Session session(asked(
+        {{batch(65535, 1, integer_entry(values[0])) + block(1, 56002) + block(56002, 65535), U(65535) + K},
+         {batch(3, 1, integer_entry(values[65535])) + block(65536, 65538), U(3) + K}}));
+    EXPECT_EQ(integers(values).bind(session.handle(), 1, 1), 0);
+    EXPECT_EQ(TRN_ExecBatch(session.handle(), "q", 65538), 0);
 }
 
 TEST(batch, needs_a_set_with_as_many_rows_and_leaves_it_attached_and_empty) {
