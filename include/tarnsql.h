@@ -739,10 +739,12 @@ TRN_API int32_t TRN_getResultcolseq(TRN_HANDLE* result, const char* name);
  *                     an input.
  *
  *   target         destination  sources, and what is delivered
- *   1, 5           int32_t      BOOLEAN, TINYINT, SMALLINT, INTEGER; NUMERIC (leading integer of its text)
+ *   1, 5           int32_t      BOOLEAN, TINYINT, SMALLINT, INTEGER; NUMERIC (leading integer of its text, the nearest
+ *                               end of the range when it has no room in 32 bits)
  *   4              int16_t      BOOLEAN, TINYINT, SMALLINT
- *   6              int64_t      the sources of 5, and BIGINT; NUMERIC within 32 bits only
- *   7              float        TINYINT to BIGINT, NUMERIC, FLOAT, DOUBLE; other sources: 0, nothing written
+ *   6              int64_t      the sources of 5, and BIGINT; NUMERIC as for 5, within 32 bits
+ *   7              float        TINYINT to BIGINT, NUMERIC, FLOAT, DOUBLE, infinite when too large; other sources: 0,
+ *                               nothing written
  *   8              double       TINYINT to BIGINT, NUMERIC, FLOAT, DOUBLE
  *   3, 63          1 byte       any source: the first byte stored
  *   9              bytes        any source: all bytes stored; destination_length is NOT consulted. Integers, FLOAT and

@@ -79,7 +79,7 @@ template <class T, int32_t widest>
 [[gnu::noinline]] static int32_t from_integer_or_numeric(const ResultSet& result, StoredValue from, Buffer to,
                                                          int32_t* length) noexcept {
     if (from.wire_type() != TRN_WIRE_NUMERIC) return from_integer<T, widest>(result, from, to, length);
-    return deliver(to, length, T{leading_int32(from.held().text())});
+    return deliver(to, length, T{nearest_int32(from.held().text())});
 }
 
 // Every source gives its first byte.
