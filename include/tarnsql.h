@@ -41,7 +41,7 @@
  *    receive results "[EC031]Error in recv result :%s \n", "[EC032]Server Warning in recv result :%s \n". Further
  *    lines tell of a reply that broke off (TRN_Execute_no_query, TRN_Execute_procesure: "Net Error %s \n", or
  *    "Update Prop NetError  \n" and "Insert Prop NetError  \n"), of arrays that could not be bound, of a large
- *    object that could not be sent and of a list of more than 99 addresses.
+ *    object that could not be sent and of a list of more than 100 addresses.
  *
  * 8. Threads. The library starts no thread. Calls that talk to the server hold their connection's lock for
  *    the whole request and reply, so several threads may execute on one connection and run one after another.
@@ -110,7 +110,7 @@ typedef void* TRN_HANDLE;
  *   time_zone, time zone, timezone              accepted and ignored
  *
  *              A segment that holds "IPS=" or "ips=" is a list of addresses separated by ",", for TRN_OpenConn_Ips:
- *              up to 99, as many as are written before the hundredth comma.
+ *              up to 100. Of a longer list the first 99 are kept, and "set ips error \n" is printed.
  * out_handle   receives the connection at once, before anything can fail; required.
  *
  * Returns 2 (TRN_OPENED) logged in; -1 conn_string null, or no memory for the record (*out_handle
