@@ -346,7 +346,8 @@ TRN_API int32_t TRN_ExecwithDataReader(TRN_HANDLE* handle, const char* sql, TRN_
  *   1, 3           1 byte                        4    int16_t             5    int32_t
  *   6              int64_t                       7    float               8    double
  *   15             bytes                         23   int64_t, DATETIME milliseconds
- *   40, 42 / 41    binary / character large object: a TRN_Create_Lob handle, or the address of its variable
+ *   40, 42 / 41    binary / character large object: the address of a handle variable of TRN_Create_Lob's, which may still
+ *                  hold null for an output, or the handle itself
  *   0, 58          no value: a null
  *   all others     text
  */

@@ -67,7 +67,7 @@ static bool put_gathered(Conn& conn, const Lob& lob) noexcept {
 static constexpr int64_t largest_in_chunks = 534773760;
 
 static bool put_lob(Conn& conn, const ParamSlot& slot) noexcept {
-    const Lob* lob = slot.lob ? slot.lob : lob_of_value(slot.value);
+    const Lob* lob = slot.lob ? slot.lob : lob_of_value(slot.value).lob;
     const bool sent = lob && lob->state == LobState::complete;
     put_u32(conn, sent ? static_cast<uint32_t>(lob->total_len) : 0);
     if (!sent) return true;

@@ -77,11 +77,17 @@ BoundParams::~BoundParams() {
     drop_params_reference(set_);
 }
 
-Lob* lob_of_value(void* value) noexcept {
-    if (!value) return nullptr;
-    if (load<int32_t>(value) == TRN_KIND_LOB) return static_cast<Lob*>(value);
-    TRN_HANDLE handle = load<TRN_HANDLE>(value);
-    return lob_of(&handle);
+// A record begins with its kind, a small number in front of four zero bytes; a handle variable holds null or an address, and no
+// record lies below the first page.
+LobValue lob_of_value(void* value) noexcept {
+    if (!value) return {};
+    constexpr uint32_t first_page = 4096;
+    const auto kind = load<uint32_t>(value);
+    const bool is_record =
+        kind < first_page && load<uint32_t>(static_cast<uint8_t*>(value) + sizeof kind) == 0;
+    TRN_HANDLE handle = is_record && kind != 0 ? value : load<TRN_HANDLE>(value);
+    Lob* lob = lob_of(&handle);
+    return {lob, handle && !lob};
 }
 
 bool reserve_slots(ParamSet& set, int32_t number, int32_t first_capacity) noexcept {

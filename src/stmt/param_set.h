@@ -82,9 +82,14 @@ class BoundParams {
     ParamSet* set_;
 };
 
-// The large object that a bound value designates: the address of the application's handle variable, or the object itself.
-// Null when it is neither.
-Lob* lob_of_value(void* value) noexcept;
+// What a value that is bound as a large object designates.
+struct LobValue {
+    Lob* lob;   // null: none
+    bool wrong; // a record of another kind
+};
+
+// The value is the address of the application's handle variable, or of the object itself; null designates nothing.
+LobValue lob_of_value(void* value) noexcept;
 
 // The highest slot number that a set has or can make room for: one step of growth.
 inline int32_t slot_limit(const ParamSet& set, int32_t first_capacity) noexcept {

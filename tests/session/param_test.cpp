@@ -99,6 +99,35 @@ TEST(arguments, that_are_null_or_of_another_kind_are_refused) {
               Statuses(3));
 }
 
+/* The value is the object's handle variable or the object itself; a variable of an output may still be null. */
+TEST(arguments, that_are_no_large_object_are_refused_where_one_is_needed) {
+    Session session(asked(
+        {{command("q"), query({{"n", TRN_WIRE_INTEGER}}, {}) + K},
+         {request("p", 2, entry("", 1, TRN_WIRE_CLOB, 0, "") + entry("", 2, TRN_WIRE_BLOB, 0, "")), K}}));
+    Reader reader(session.connection, "q");
+    ParamSet set;
+    TRN_HANDLE null = nullptr, lob = nullptr, *conn = session.handle();
+    EXPECT_EQ(TRN_Create_Lob(&lob), 0);
+    std::int32_t length = 8;
+    const auto bind = [&](std::int32_t direction, std::int32_t type, void* value) {
+        return TRN_BindParamByPos(conn, direction, direction, type, value, 8, &length);
+    };
+    for (const std::int32_t type : {TRN_TYPE_BLOB_PARAMETER, TRN_TYPE_CLOB, TRN_TYPE_BLOB})
+        for (const std::int32_t direction : {1, 2, 3}) {
+            SCOPED_TRACE(std::to_string(type) + " " + std::to_string(direction));
+            for (TRN_HANDLE* other : {conn, &set.handle, &reader.result}) {
+                EXPECT_EQ(bind(direction, type, *other), -3);
+                EXPECT_EQ(bind(direction, type, other), -3);
+            }
+            EXPECT_EQ(bind(direction, type, &null), direction == TRN_DIRECTION_IN ? -3 : 0);
+            EXPECT_EQ((Statuses{bind(direction, type, lob), bind(direction, type, &lob)}), Statuses(2));
+            TRN_ResetParams(conn);
+        }
+    EXPECT_EQ((Statuses{bind(1, TRN_TYPE_CLOB, lob), bind(2, TRN_TYPE_BLOB, &null)}), Statuses(2));
+    EXPECT_EQ(TRN_Execute_procesure(conn, "p", nullptr), 0);
+    TRN_Distroy_Lob(&lob);
+}
+
 /* Room for 128 slots at first, 128 more at a time; slots passed over travel empty. */
 TEST(binding, by_position_jumps_at_most_one_step_above_the_room) {
     std::vector<std::int32_t> steps;
