@@ -369,7 +369,8 @@ TRN_API int32_t TRN_CreateParams(TRN_HANDLE* out_handle);
  *                execution has returned.
  * value          null binds a value of length 0. The content of a large object is not copied: what it holds at the
  *                execution travels, nothing when it was destroyed before.
- * buffer_length  size of value in bytes; an input's length is cut to it when it is above 0.
+ * buffer_length  size of value in bytes; an input's length is cut to it. With 0 an input or in-out of type 1, 3 to 8, 23 or 63
+ *                is sent in its type's size, any other in its length; there is no room for an output value then.
  * reserved       not looked at.
  * length         bytes of the value; null means buffer_length. A length below 1 travels without a value.
  *
@@ -414,7 +415,8 @@ TRN_API int32_t TRN_BindParamByPos(TRN_HANDLE* handle, int32_t position, int32_t
  *
  * Returns 0; -52 ([EC052]) for another direction; -53 for a name that is bound already, or not the statement's; -58
  * ([EC058]) for a type without arrays, elements that run past values_size, or another number of rows than the set's;
- * -3 for a null or wrong handle, null name, values or lengths, or array_size below 1; -5 out of memory.
+ * -3 for a null or wrong handle or a null name, and with direction 1 for null values or lengths or array_size below 1; -5
+ * out of memory.
  */
 TRN_API int32_t TRN_BindParamArrayByName(TRN_HANDLE* handle, const char* name, int32_t parameter_count,
                                          int32_t direction, int32_t data_type, int32_t array_size,

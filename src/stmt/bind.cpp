@@ -22,11 +22,15 @@ struct Binding {
 
 } // namespace
 
-// An input's length: as given, cut to the buffer where the application tells its size; nothing is read from a null value.
+// An input's length: as given, cut to the buffer where the application tells its size, else to the type's own size; nothing is
+// read from a null value.
 static int32_t input_length(const Binding& binding) noexcept {
     if (!binding.value) return 0;
     if (!binding.length) return binding.buffer_length;
-    return binding.buffer_length > 0 ? std::min(*binding.length, binding.buffer_length) : *binding.length;
+    const int32_t size = binding.buffer_length > 0
+                             ? binding.buffer_length
+                             : own_size(param_type(static_cast<uint32_t>(binding.data_type)));
+    return size > 0 ? std::min(*binding.length, size) : *binding.length;
 }
 
 // The copy has room for the widest number, so that a number bound with too small a length is read with zeros.

@@ -80,7 +80,7 @@ static bool put_lob(Conn& conn, const ParamSlot& slot) noexcept {
 
 static BoundValue single_value(const ParamSlot& slot) noexcept {
     if (!slot.value || !slot.length) return {};
-    return {static_cast<const uint8_t*>(slot.value), slot.value_bytes, *slot.length};
+    return {static_cast<const uint8_t*>(slot.value), readable_bytes(slot), *slot.length};
 }
 
 static bool put_entry(Conn& conn, const ParamSlot& slot) noexcept {

@@ -32,7 +32,7 @@ struct ParamSlot {
     Lob* lob;            // an input of a large-object type; a reference
     void* value;         // a copy, or the application's buffer; arrays: the first element
     int32_t* length;     // arrays: one a row
-    int32_t value_bytes; // readable at value
+    int32_t value_bytes; // at value, as told at the bind; 0: not told, see readable_bytes
     int32_t rows;        // lengths behind length: an array's rows, 1 for a single value, 0 without
     bool owns_value;
     bool owns_length;

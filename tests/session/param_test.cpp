@@ -177,6 +177,36 @@ TEST(binding, again_replaces_the_value_and_all_but_inputs_are_read_at_the_execut
     }
 }
 
+/* Without a buffer length a fixed-size type has its own size, and any other its length; the values lie in buffers of that. */
+TEST(binding, without_a_buffer_length_takes_inputs_and_in_outs_alike) {
+    const struct {
+        std::int32_t type, length;
+        std::string value, sent;
+    } cases[] = {
+        {TRN_TYPE_INTEGER, 4, host_bytes(-70000), be16(TRN_WIRE_INTEGER) + integer(-70000)},
+        {TRN_TYPE_INTEGER, 1, host_bytes(7), be16(TRN_WIRE_INTEGER) + integer(7)},
+        {TRN_TYPE_SMALLINT, 2, host_bytes<std::int16_t>(-3), be16(TRN_WIRE_SMALLINT) + wire_text(be16(-3))},
+        {TRN_TYPE_DOUBLE, 8, host_bytes(1.5), be16(TRN_WIRE_DOUBLE) + wire_text(be_double(1.5))},
+        {TRN_TYPE_TINYINT, 100, "\7", be16(TRN_WIRE_TINYINT) + wire_text("\7")},
+        {TRN_TYPE_BYTE, 100, "b", be16(TRN_WIRE_CHAR) + wire_text("b")},
+        {TRN_TYPE_NUMERIC, 5, "12.50", be16(TRN_WIRE_CHAR) + wire_text("12.50")},
+        {TRN_TYPE_TEXT, 4, "text", be16(TRN_WIRE_CHAR) + wire_text("text")},
+        {TRN_TYPE_BYTES, 3, "\0\1\2"s, be16(TRN_WIRE_BINARY) + wire_text("\0\1\2"s)},
+        {TRN_TYPE_TEXT, 0, "x", be16(TRN_WIRE_CHAR) + be32(0)},
+        {TRN_TYPE_TEXT, -3, "x", be16(TRN_WIRE_CHAR) + be32(-3)},
+    };
+    for (const std::int32_t direction : {TRN_DIRECTION_IN, TRN_DIRECTION_INOUT})
+        for (const auto& [type, length, value, sent] : cases) {
+            if (direction == TRN_DIRECTION_IN && type == TRN_TYPE_INTEGER && length < 4) continue;
+            SCOPED_TRACE("direction " + std::to_string(direction) + " type " + std::to_string(type));
+            Bytes buffer = exact(value);
+            std::int32_t given = length;
+            expect_sent(entry_head("", direction) + sent, 1, [&](Session&, TRN_HANDLE* handle) {
+                EXPECT_EQ(TRN_BindParamByPos(handle, 1, direction, type, buffer.data(), 0, &given), 0);
+            });
+        }
+}
+
 TEST(set, of_the_application_serves_execution_after_execution) {
     const std::string sent = request("q", 1, text_entry("v"));
     Session session(asked({{sent, K}, {command("q"), U(2) + K}, {sent, E("no") + K}, {sent, K}})),
