@@ -28,7 +28,9 @@ inline Owned<char> format_fetch(const char* form, int32_t rows, const char* name
 }
 
 // Sends a statement with the parameters of a set, if there is one, as one flushed command. False when the rest of an earlier
-// reply could not be passed over; a failed send shows itself when the reply cannot be read.
-bool submit(Conn& conn, const char* sql, const ParamSet* params = nullptr) noexcept;
+// reply could not be passed over, which prints the line of a broken stream with the step, if there is one; a failed send shows
+// itself when the reply cannot be read.
+bool submit(Conn& conn, const char* sql, const ParamSet* params = nullptr,
+            const char* step = nullptr) noexcept;
 
 } // namespace tarn
