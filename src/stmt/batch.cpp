@@ -31,6 +31,7 @@ static int32_t execute_rows(Conn& conn, const char* sql, const ParamSet& set, Ba
 }
 
 static int32_t execute_batch(Conn& conn, const char* sql, const ParamSet& set) noexcept {
+    if (const int32_t refused = check_rows(set)) return refused;
     BatchEncoder encoder(conn, set);
     if (!encoder.ready()) return TRN_ERR_MEMORY;
     int32_t status = TRN_OK;

@@ -67,5 +67,6 @@ int32_t TRN_Execute_no_query(TRN_HANDLE* handle, const char* sql) {
     if (!conn) return TRN_ERR_ARGUMENT;
     const ConnLock lock(*conn);
     const BoundParams params(*conn);
-    return submit(*conn, sql, params.get(), no_query_step) ? read_no_query_reply(*conn) : TRN_ERR_NETWORK;
+    const int32_t sent = submit(*conn, sql, params.get(), no_query_step);
+    return sent == TRN_OK ? read_no_query_reply(*conn) : sent;
 }

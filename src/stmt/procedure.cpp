@@ -118,9 +118,8 @@ int32_t TRN_Execute_procesure(TRN_HANDLE* handle, const char* sql, void*) {
     if (!conn) return TRN_ERR_ARGUMENT;
     const ConnLock lock(*conn);
     ParamSet* set = conn->bound_params;
-    int32_t status = TRN_ERR_NETWORK;
-    if (submit(*conn, sql, set, set ? procedure_step : no_query_step))
-        status = set ? read_procedure_reply(*conn, *set) : read_no_query_reply(*conn);
+    int32_t status = submit(*conn, sql, set, set ? procedure_step : no_query_step);
+    if (status == TRN_OK) status = set ? read_procedure_reply(*conn, *set) : read_no_query_reply(*conn);
     release_used_values(set);
     return status;
 }

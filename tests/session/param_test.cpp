@@ -277,4 +277,44 @@ TEST(set, and_connections_are_released_in_any_order) {
     }
 }
 
+/* Nothing is sent of what does not fit; the set is used up all the same. */
+TEST(set, that_does_not_fit_a_request_is_refused_before_it_is_sent) {
+    const std::string longest(65535, 'n');
+    std::string entries;
+    for (int i = 0; i < 65535; ++i)
+        entries += entry("n", TRN_DIRECTION_OUT, 1, 0, "");
+    Session session(asked({{request("q", 1, integer_entry(1, longest)), K},
+                           {request("q", 65535, entries), U(7) + K},
+                           {command("q"), U(8) + K}}));
+    TRN_HANDLE* handle = session.handle();
+    const auto bind = [&](int count, const std::string& name) {
+        std::int32_t length = 0;
+        for (int i = 0; i < count; ++i)
+            TRN_BindParamByName(handle, name.c_str(), TRN_DIRECTION_OUT, 0, nullptr, 0, nullptr, &length);
+    };
+    const std::function<std::int32_t()> calls[] = {
+        [&] { return run(no_query, session.connection, "q"); },
+        [&] { return run(single_value, session.connection, "q"); },
+        [&] { return run(data_reader, session.connection, "q"); },
+        [&] { return TRN_Execute2(handle, "S", nullptr, nullptr); },
+        [&] { return TRN_Execute2(handle, "S", Bytes(20).data(), nullptr); },
+        [&] { return TRN_Execute_procesure(handle, "q", nullptr); },
+        [&] { return TRN_ExecwithServerCursorReader(handle, "q", "c", nullptr, nullptr); },
+    };
+    for (const auto& call : calls) {
+        bind(1, longest + "n");
+        EXPECT_EQ(call(), TRN_ERR_ARGUMENT);
+        EXPECT_EQ(error_text(*handle), "");
+    }
+    EXPECT_EQ(bind_integer(handle, longest, 1), 0);
+    EXPECT_EQ(run(no_query, session.connection, "q"), 0);
+    bind(65537, "n");
+    EXPECT_EQ(run(no_query, session.connection, "q"), TRN_ERR_ARGUMENT);
+    bind(65535, "n");
+    EXPECT_EQ(run(no_query, session.connection, "q"), 7);
+    EXPECT_EQ(integers({1}).bind(handle, 0, 1, (longest + "n").c_str()), 0);
+    EXPECT_EQ(TRN_ExecBatch(handle, "q", 1), TRN_ERR_ARGUMENT);
+    EXPECT_EQ(run(no_query, session.connection, "q"), 8);
+}
+
 } // namespace
