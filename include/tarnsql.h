@@ -524,9 +524,9 @@ TRN_API int32_t TRN_ExecBatch(TRN_HANDLE* handle, const char* sql, int32_t array
  * reserved  not used: rows that the procedure returns are received and dropped.
  *
  * Returns the status of the last message that has one: the rows of the last chunk of a result (chunks hold up to 200), -12
- * when a value was cut to its buffer, -59 ([EC060]) for an output when the set is empty, 1 after a warning or notice,
- * -1 after a server error; 0 when none came; -3 for a null argument or another kind of handle, with nothing sent; -4
- * when the reply could not be read; -5 out of memory. Outputs behind a result of more than 400 rows are not delivered.
+ * when a value was cut to its buffer, -59 ([EC060]) for an output when the set is empty or, unless TRN_CreateParams made
+ * it, held inputs only; 1 after a warning or notice, -1 after a server error; 0 when none came; -3 for a null argument or
+ * another kind of handle, with nothing sent; -4 when the reply could not be read; -5 out of memory. Outputs behind a result of more than 400 rows are not delivered.
  * Without an attached set it does what TRN_Execute_no_query does (-56 for output values). A set of TRN_CreateParams stays
  * attached; any other stays attached empty.
  */

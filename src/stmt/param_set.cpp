@@ -1,5 +1,6 @@
 #include "stmt/param_set.h"
 
+#include <algorithm>
 #include <atomic>
 
 #include "base/bytes.h"
@@ -41,6 +42,19 @@ void release_params_content(ParamSet& set) noexcept {
 
 void release_used_values(ParamSet* set) noexcept {
     if (set && set->mode != ParamMode::explicit_) release_params_content(*set);
+}
+
+// A described set on which nothing was bound has no directions, and holds no outputs.
+static bool holds_inputs_only(const ParamSet& set) noexcept {
+    const auto all_have = [&](int32_t direction) {
+        return std::all_of(set.slots, set.slots + set.count,
+                           [=](const ParamSlot& slot) { return slot.direction == direction; });
+    };
+    return set.array_size == 0 && (all_have(TRN_DIRECTION_IN) || all_have(0));
+}
+
+void release_sent_inputs(ParamSet* set) noexcept {
+    if (set && holds_inputs_only(*set)) release_used_values(set);
 }
 
 void drop_params_reference(ParamSet* set) noexcept {

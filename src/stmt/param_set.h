@@ -58,6 +58,10 @@ void release_params_content(ParamSet& set) noexcept;
 // Empties a set behind its one execution; a set that the application made keeps its values, and null is accepted.
 void release_used_values(ParamSet* set) noexcept;
 
+// The same once the values are sent and the reply is still to come: a set with a slot that is no input stays as it is, for output
+// values to find their slots, and so do arrays, which were not sent.
+void release_sent_inputs(ParamSet* set) noexcept;
+
 void drop_params_reference(ParamSet* set) noexcept;
 
 // Releases the set behind a handle when the application made it, and clears the variable; other sets are left alone.

@@ -119,6 +119,7 @@ int32_t TRN_Execute_procesure(TRN_HANDLE* handle, const char* sql, void*) {
     const ConnLock lock(*conn);
     ParamSet* set = conn->bound_params;
     int32_t status = submit(*conn, sql, set, set ? procedure_step : no_query_step);
+    release_sent_inputs(set);
     if (status == TRN_OK) status = set ? read_procedure_reply(*conn, *set) : read_no_query_reply(*conn);
     release_used_values(set);
     return status;
