@@ -490,10 +490,11 @@ TRN_API int32_t TRN_Execute2(TRN_HANDLE* handle, const char* statement_name, cha
  * Runs a statement once for each row of the array-bound set attached to the connection.
  *
  * array_count  the rows of the set. A request tells rows and parameters in 16 bits each: more than 65,535 rows travel as
- *              several requests one behind the other, and the first that fails ends the call; what the ones before it
- *              did stands, unless a transaction undoes it.
+ *              several requests one behind the other, and the first that the server refuses (not one with a warning) or
+ *              that fails otherwise ends the call; what the ones before it did stands, unless a transaction undoes it.
  *
- * Returns what TRN_ExecwithDataReader returns for the last request; results are dropped, and a query leaves [EC026].
+ * Returns what TRN_ExecwithDataReader returns, of several requests for the last one that gave a negative status, else for
+ * the last; results are dropped, and a query leaves [EC026].
  * -1 without an attached set ([EC025]) or when its rows are not array_count ([EC057]), with nothing sent; -3 for a
  * null argument or another kind of handle; -5 out of memory. The set stays attached, empty.
  */
