@@ -41,7 +41,7 @@
  *    receive results "[EC031]Error in recv result :%s \n", "[EC032]Server Warning in recv result :%s \n". Further
  *    lines tell of a reply that broke off (TRN_Execute_no_query, TRN_Execute_procesure: "Net Error %s \n", or
  *    "Update Prop NetError  \n" and "Insert Prop NetError  \n"), of arrays that could not be bound, of a large
- *    object that could not be sent and of a list of more than 99 addresses.
+ *    object that could not be sent and of a list of more than 100 addresses.
  *
  * 8. Threads. The library starts no thread. Calls that talk to the server hold their connection's lock for
  *    the whole request and reply, so several threads may execute on one connection and run one after another.
@@ -110,7 +110,7 @@ typedef void* TRN_HANDLE;
  *   return_rowid, return rowid, return row_id, return_row_id
  *
  *              A segment that holds "IPS=" or "ips=" is a list of addresses separated by ",", for TRN_OpenConn_Ips:
- *              up to 99, as many as are written before the hundredth comma.
+ *              up to 100. Of a longer list the first 99 are kept, and "set ips error \n" is printed.
  * out_handle   receives the connection at once, before anything can fail; required.
  *
  * Returns 2 (TRN_OPENED) logged in; -1 conn_string null, or no memory for the record (*out_handle
@@ -346,7 +346,8 @@ TRN_API int32_t TRN_ExecwithDataReader(TRN_HANDLE* handle, const char* sql, TRN_
  *   1, 3           1 byte                        4    int16_t             5    int32_t
  *   6              int64_t                       7    float               8    double
  *   15             bytes                         23   int64_t, DATETIME milliseconds
- *   40, 42 / 41    binary / character large object: a TRN_Create_Lob handle, or the address of its variable
+ *   40, 42 / 41    binary / character large object: the address of a handle variable of TRN_Create_Lob's, which may still
+ *                  hold null for an output, or the handle itself
  *   0, 58          no value: a null
  *   all others     text
  */
@@ -368,7 +369,8 @@ TRN_API int32_t TRN_CreateParams(TRN_HANDLE* out_handle);
  *                execution has returned.
  * value          null binds a value of length 0. The content of a large object is not copied: what it holds at the
  *                execution travels, nothing when it was destroyed before.
- * buffer_length  size of value in bytes; an input's length is cut to it when it is above 0.
+ * buffer_length  size of value in bytes; an input's length is cut to it. With 0 an input or in-out of type 1, 3 to 8, 23 or 63
+ *                is sent in its type's size, any other in its length; there is no room for an output value then.
  * reserved       not looked at.
  * length         bytes of the value; null means buffer_length. A length below 1 travels without a value.
  *
@@ -413,7 +415,8 @@ TRN_API int32_t TRN_BindParamByPos(TRN_HANDLE* handle, int32_t position, int32_t
  *
  * Returns 0; -52 ([EC052]) for another direction; -53 for a name that is bound already, or not the statement's; -58
  * ([EC058]) for a type without arrays, elements that run past values_size, or another number of rows than the set's;
- * -3 for a null or wrong handle, null name, values or lengths, or array_size below 1; -5 out of memory.
+ * -3 for a null or wrong handle or a null name, and with direction 1 for null values or lengths or array_size below 1; -5
+ * out of memory.
  */
 TRN_API int32_t TRN_BindParamArrayByName(TRN_HANDLE* handle, const char* name, int32_t parameter_count,
                                          int32_t direction, int32_t data_type, int32_t array_size,
@@ -487,10 +490,11 @@ TRN_API int32_t TRN_Execute2(TRN_HANDLE* handle, const char* statement_name, cha
  * Runs a statement once for each row of the array-bound set attached to the connection.
  *
  * array_count  the rows of the set. A request tells rows and parameters in 16 bits each: more than 65,535 rows travel as
- *              several requests one behind the other, and the first that fails ends the call; what the ones before it
- *              did stands, unless a transaction undoes it.
+ *              several requests one behind the other, and the first that the server refuses (not one with a warning) or
+ *              that fails otherwise ends the call; what the ones before it did stands, unless a transaction undoes it.
  *
- * Returns what TRN_ExecwithDataReader returns for the last request; results are dropped, and a query leaves [EC026].
+ * Returns what TRN_ExecwithDataReader returns, of several requests for the last one that gave a negative status, else for
+ * the last; results are dropped, and a query leaves [EC026].
  * -1 without an attached set ([EC025]) or when its rows are not array_count ([EC057]), with nothing sent; -3 for a
  * null argument or another kind of handle; -5 out of memory. The set stays attached, empty.
  */
@@ -521,9 +525,9 @@ TRN_API int32_t TRN_ExecBatch(TRN_HANDLE* handle, const char* sql, int32_t array
  * reserved  not used: rows that the procedure returns are received and dropped.
  *
  * Returns the status of the last message that has one: the rows of the last chunk of a result (chunks hold up to 200), -12
- * when a value was cut to its buffer, -59 ([EC060]) for an output when the set is empty, 1 after a warning or notice,
- * -1 after a server error; 0 when none came; -3 for a null argument or another kind of handle, with nothing sent; -4
- * when the reply could not be read; -5 out of memory. Outputs behind a result of more than 400 rows are not delivered.
+ * when a value was cut to its buffer, -59 ([EC060]) for an output when the set is empty or, unless TRN_CreateParams made
+ * it, held inputs only; 1 after a warning or notice, -1 after a server error; 0 when none came; -3 for a null argument or
+ * another kind of handle, with nothing sent; -4 when the reply could not be read; -5 out of memory. Outputs behind a result of more than 400 rows are not delivered.
  * Without an attached set it does what TRN_Execute_no_query does (-56 for output values). A set of TRN_CreateParams stays
  * attached; any other stays attached empty.
  */
@@ -739,10 +743,12 @@ TRN_API int32_t TRN_getResultcolseq(TRN_HANDLE* result, const char* name);
  *                     an input.
  *
  *   target         destination  sources, and what is delivered
- *   1, 5           int32_t      BOOLEAN, TINYINT, SMALLINT, INTEGER; NUMERIC (leading integer of its text)
+ *   1, 5           int32_t      BOOLEAN, TINYINT, SMALLINT, INTEGER; NUMERIC (leading integer of its text, the nearest
+ *                               end of the range when it has no room in 32 bits)
  *   4              int16_t      BOOLEAN, TINYINT, SMALLINT
- *   6              int64_t      the sources of 5, and BIGINT; NUMERIC within 32 bits only
- *   7              float        TINYINT to BIGINT, NUMERIC, FLOAT, DOUBLE; other sources: 0, nothing written
+ *   6              int64_t      the sources of 5, and BIGINT; NUMERIC as for 5, within 32 bits
+ *   7              float        TINYINT to BIGINT, NUMERIC, FLOAT, DOUBLE, infinite when too large; other sources: 0,
+ *                               nothing written
  *   8              double       TINYINT to BIGINT, NUMERIC, FLOAT, DOUBLE
  *   3, 63          1 byte       any source: the first byte stored
  *   9              bytes        any source: all bytes stored; destination_length is NOT consulted. Integers, FLOAT and

@@ -50,13 +50,43 @@ static std::string_view number_start(std::string_view text) noexcept {
     return text;
 }
 
-int32_t leading_int32(std::string_view text) noexcept {
+// Digits beyond 64 bits give the nearest end of the 64-bit range.
+static int64_t leading_int64(std::string_view text) noexcept {
     text = number_start(text);
     int64_t value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error == std::errc::result_out_of_range)
-        value = text[0] == '-' ? std::numeric_limits<int64_t>::min() : std::numeric_limits<int64_t>::max();
-    return static_cast<int32_t>(value);
+    if (error != std::errc::result_out_of_range) return value;
+    return text[0] == '-' ? std::numeric_limits<int64_t>::min() : std::numeric_limits<int64_t>::max();
+}
+
+int32_t leading_int32(std::string_view text) noexcept {
+    return static_cast<int32_t>(leading_int64(text));
+}
+
+int32_t nearest_int32(std::string_view text) noexcept {
+    constexpr std::numeric_limits<int32_t> range;
+    return static_cast<int32_t>(std::clamp<int64_t>(leading_int64(text), range.min(), range.max()));
+}
+
+// The number behind an "e", far enough from 0 for every text where it has too many digits.
+static int64_t exponent_of(std::string_view digits) noexcept {
+    if (digits[0] == '+') digits.remove_prefix(1);
+    constexpr int64_t far_away = int64_t{1} << 60;
+    int64_t exponent = digits[0] == '-' ? -far_away : far_away;
+    std::from_chars(digits.data(), digits.data() + digits.size(), exponent);
+    return exponent;
+}
+
+// Whether the magnitude of a number, written with digits, perhaps a point and an exponent, is 1 or more: its first significant
+// digit stands in front of the point once the exponent has moved that.
+static bool is_whole(std::string_view number) noexcept {
+    const size_t e = number.find_first_of("eE");
+    const std::string_view digits = number.substr(0, e);
+    const size_t first = digits.find_first_of("123456789");
+    if (first == std::string_view::npos) return false;
+    const auto point = static_cast<int64_t>(std::min(digits.find('.'), digits.size()));
+    const int64_t exponent = e == std::string_view::npos ? 0 : exponent_of(number.substr(e + 1));
+    return point + exponent > static_cast<int64_t>(first);
 }
 
 double leading_double(std::string_view text) noexcept {
@@ -64,16 +94,10 @@ double leading_double(std::string_view text) noexcept {
     double value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc::result_out_of_range) return value;
-    // Out of range is an overflow unless every significant digit lies behind the point or the exponent is negative.
-    const bool negative = text[0] == '-';
-    const std::string_view matched(text.data(), static_cast<size_t>(end - text.data()));
-    const size_t exponent = matched.find_first_of("eE");
-    const size_t digit = matched.find_first_of("123456789");
-    const bool tiny = exponent != std::string_view::npos
-                          ? matched.find('-', exponent) != std::string_view::npos
-                          : digit > matched.find('.');
-    const double magnitude = tiny ? 0.0 : std::numeric_limits<double>::infinity();
-    return negative ? -magnitude : magnitude;
+    // Too large for a double, or too small: nothing near 1 is either.
+    const std::string_view number(text.data(), static_cast<size_t>(end - text.data()));
+    const double magnitude = is_whole(number) ? std::numeric_limits<double>::infinity() : 0.0;
+    return text[0] == '-' ? -magnitude : magnitude;
 }
 
 } // namespace tarn

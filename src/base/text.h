@@ -30,10 +30,14 @@ void copy_to_field(char* field, size_t size, std::string_view text) noexcept;
 bool equal_ignoring_case(std::string_view a, std::string_view b) noexcept;
 
 // The whole number that a text begins with: leading white space, a sign, digits; anything else ends it, no digits give 0.
-// Digits beyond 64 bits saturate; the result is the low 32 bits.
+// Gives the low 32 bits; digits beyond 64 bits saturate first.
 int32_t leading_int32(std::string_view text) noexcept;
 
-// The decimal number that a text begins with, 0 when there is none.
+// The same, but a number outside the 32-bit range gives the nearest end of the range.
+int32_t nearest_int32(std::string_view text) noexcept;
+
+// The decimal number that a text begins with, as strtod reads it in the C locale; 0 when there is none. A number too large for a
+// double is infinite, one too small is 0.
 double leading_double(std::string_view text) noexcept;
 
 } // namespace tarn

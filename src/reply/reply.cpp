@@ -101,6 +101,7 @@ void take_statement_text(Reply& reply) noexcept {
 
 void take_result_text(Reply& reply) noexcept {
     const bool error = reply.type == MessageType::error || reply.type == MessageType::fatal_error;
+    reply.worst_text = std::max(reply.worst_text, error ? ServerText::error : ServerText::warning);
     take_text(reply, error ? message::print_error_in_result : message::print_warning_in_result,
               TRN_ERR_SERVER);
 }

@@ -10,6 +10,13 @@
 
 namespace tarn {
 
+// The worst text of the server's among the messages of a reply.
+enum class ServerText {
+    none,
+    warning, // or a notice
+    error,
+};
+
 // One reply being read, message by message, and the status that the call gives for what has been read so far.
 struct Reply {
     Conn& conn;
@@ -17,7 +24,8 @@ struct Reply {
     MessageType type = MessageType::none; // of the message at hand
     int32_t status = TRN_OK;
     bool begun = false;
-    bool ended = false; // nothing more is read; the status is final
+    bool ended = false;                       // nothing more is read; the status is final
+    ServerText worst_text = ServerText::none; // among results
 };
 
 // Goes on to the next message. False when the reply has ended, or ends here because its channel broke.
@@ -61,8 +69,9 @@ int32_t keep_server_text(Conn& conn) noexcept;
 bool read_insert_id(Conn& conn, char (&id)[32]) noexcept;
 
 // Receives the result items of a reply. Gives the rows of the last batch of rows, 0 without rows, -1 after a server error,
-// warning or notice; TRN_ERR_NETWORK and TRN_ERR_MEMORY hand out no item. *head is the first item or null.
-int32_t receive_results(Conn& conn, ResultSet*& head) noexcept;
+// warning or notice; TRN_ERR_NETWORK and TRN_ERR_MEMORY hand out no item. *head is the first item or null. worst_text, which may
+// be null, tells an error from a warning.
+int32_t receive_results(Conn& conn, ResultSet*& head, ServerText* worst_text = nullptr) noexcept;
 
 // Receives the rows that a server cursor was asked for, into the empty item given or into a new one. Gives the number of
 // rows, else as above; the item is empty after TRN_ERR_NETWORK and TRN_ERR_MEMORY.

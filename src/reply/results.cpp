@@ -67,7 +67,7 @@ static void receive_item(Reply& reply, Chain& chain, int32_t kind) noexcept {
     }
 }
 
-int32_t receive_results(Conn& conn, ResultSet*& head) noexcept {
+int32_t receive_results(Conn& conn, ResultSet*& head, ServerText* worst_text) noexcept {
     Chain chain;
     Reply reply{conn};
     while (next_item(reply)) {
@@ -83,6 +83,7 @@ int32_t receive_results(Conn& conn, ResultSet*& head) noexcept {
         default: end_before(reply, reply.status);
         }
     }
+    if (worst_text) *worst_text = reply.worst_text;
     head = hands_out(reply) ? chain.hand_out() : nullptr;
     return reply.status;
 }

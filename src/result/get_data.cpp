@@ -76,7 +76,7 @@ template <class T, int32_t widest>
 [[gnu::noinline]] static int32_t from_integer_or_numeric(StoredValue from, const ResultSet& result, void* to,
                                                          int32_t room, int32_t* length) noexcept {
     if (from.wire_type() != TRN_WIRE_NUMERIC) return from_integer<T, widest>(from, result, to, room, length);
-    return deliver(to, length, T{leading_int32(from.value().text())});
+    return deliver(to, length, T{nearest_int32(from.value().text())});
 }
 
 // Every source gives its first byte, a number that in host order.

@@ -66,9 +66,8 @@ static int32_t give_addresses(const Conn& conn, const Answer& answer) noexcept {
 static int32_t ask_version(Conn& conn, const Answer& answer, int32_t capacity) noexcept {
     char area[value_area_size] = {};
     uint32_t type_word = 0;
-    const int32_t status = submit(conn, message::show_version)
-                               ? read_single_value_reply(conn, {area, &type_word})
-                               : TRN_ERR_NETWORK;
+    int32_t status = submit(conn, message::show_version);
+    if (status == TRN_OK) status = read_single_value_reply(conn, {area, &type_word});
     const Owned<char> handed_over(type_word >= TRN_HANDED_OVER ? load<char*>(area + 4) : nullptr);
     const size_t length = handed_over ? load<uint32_t>(area) : strnlen(area, sizeof area);
     const std::string_view text(handed_over ? handed_over.get() : area, length);

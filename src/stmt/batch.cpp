@@ -16,26 +16,50 @@ static constexpr size_t error_area = 200;
 // The command's parameter word tells rows and parameters in 16 bits each.
 static constexpr int32_t rows_per_request = 65535;
 
-static int32_t execute_rows(Conn& conn, const char* sql, const ParamSet& set, BatchEncoder& encoder,
+namespace {
+
+// What became of one request.
+struct Outcome {
+    int32_t status;
+    ServerText worst_text;
+
+    // A warning gives a negative status too, but the server took the rows.
+    bool taken() const noexcept {
+        const bool warned = status == TRN_ERR_SERVER && worst_text == ServerText::warning;
+        return worst_text != ServerText::error && (status >= 0 || warned);
+    }
+};
+
+} // namespace
+
+static Outcome execute_rows(Conn& conn, const char* sql, const ParamSet& set, BatchEncoder& encoder,
                             int32_t rows) noexcept {
-    if (!finish_last_reply(conn, SIZE_MAX)) return TRN_ERR_NETWORK;
+    if (!finish_last_reply(conn, SIZE_MAX)) return {TRN_ERR_NETWORK, ServerText::none};
     put_command(conn.channel, sql, std::strlen(sql), static_cast<uint32_t>(rows) << 16 | entry_count(set));
     encoder.encode(rows);
     flush_send(conn.channel);
     ResultSet* result;
-    const int32_t status = receive_results(conn, result);
+    Outcome outcome;
+    outcome.status = receive_results(conn, result, &outcome.worst_text);
     // The status is not changed: a query has run, and its rows are dropped.
     if (result && result->kind == TRN_ITEM_QUERY) set_error_message(conn.head, message::batch_of_query);
     release_chain(result);
-    return status;
+    return outcome;
 }
 
 static int32_t execute_batch(Conn& conn, const char* sql, const ParamSet& set) noexcept {
+    if (const int32_t refused = check_rows(set)) return refused;
     BatchEncoder encoder(conn, set);
     if (!encoder.ready()) return TRN_ERR_MEMORY;
     int32_t status = TRN_OK;
-    for (int32_t left = set.array_size; left > 0 && status >= 0; left -= rows_per_request)
-        status = execute_rows(conn, sql, set, encoder, std::min(left, rows_per_request));
+    for (int32_t left = set.array_size; left > 0;) {
+        const int32_t rows = std::min(left, rows_per_request);
+        const Outcome outcome = execute_rows(conn, sql, set, encoder, rows);
+        left -= rows;
+        if (outcome.status < 0 || status >= 0) status = outcome.status;
+        // Rows that are not sent are no success, whatever came behind the error.
+        if (!outcome.taken()) return left > 0 ? std::min(status, TRN_ERR_SERVER) : status;
+    }
     return status;
 }
 

@@ -22,11 +22,15 @@ struct Binding {
 
 } // namespace
 
-// An input's length: as given, cut to the buffer where the application tells its size; nothing is read from a null value.
+// An input's length: as given, cut to the buffer where the application tells its size, else to the type's own size; nothing is
+// read from a null value.
 static int32_t input_length(const Binding& binding) noexcept {
     if (!binding.value) return 0;
     if (!binding.length) return binding.buffer_length;
-    return binding.buffer_length > 0 ? std::min(*binding.length, binding.buffer_length) : *binding.length;
+    const int32_t size = binding.buffer_length > 0
+                             ? binding.buffer_length
+                             : own_size(param_type(static_cast<uint32_t>(binding.data_type)));
+    return size > 0 ? std::min(*binding.length, size) : *binding.length;
 }
 
 // The copy has room for the widest number, so that a number bound with too small a length is read with zeros.
@@ -41,17 +45,29 @@ static bool copy_input(ParamSlot& slot, const Binding& binding, int32_t length) 
     return true;
 }
 
+static bool is_lob(const ParamSlot& slot) noexcept {
+    return param_type(slot.data_type).single == ValueForm::lob;
+}
+
 static int32_t fill_input(ParamSlot& slot, const Binding& binding) noexcept {
     const int32_t length = input_length(binding);
     slot.length = allocate_record<int32_t>();
     if (!slot.length) return TRN_ERR_MEMORY;
     slot.owns_length = true;
     *slot.length = length;
-    if (param_type(slot.data_type).single != ValueForm::lob)
-        return copy_input(slot, binding, length) ? TRN_OK : TRN_ERR_MEMORY;
+    if (!is_lob(slot)) return copy_input(slot, binding, length) ? TRN_OK : TRN_ERR_MEMORY;
     // The content of a large object is not copied, but held: what it is at the execution travels.
-    slot.lob = retain(lob_of_value(binding.value));
+    slot.lob = retain(lob_of_value(binding.value).lob);
     return slot.lob || !binding.value ? TRN_OK : TRN_ERR_ARGUMENT;
+}
+
+// The application's buffer and length, looked at during the execution: a handle of a large object may still be null here.
+static int32_t fill_reference(ParamSlot& slot, const Binding& binding) noexcept {
+    if (is_lob(slot) && lob_of_value(binding.value).wrong) return TRN_ERR_ARGUMENT;
+    slot.value = binding.value;
+    slot.length = binding.length;
+    slot.value_bytes = std::max(binding.buffer_length, 0);
+    return TRN_OK;
 }
 
 // Builds the slot's new content beside the old, so that a bind that fails leaves the slot as it was.
@@ -60,14 +76,8 @@ static int32_t fill_slot(ParamSlot& slot, const Binding& binding) noexcept {
     filled.data_type = static_cast<uint32_t>(binding.data_type);
     filled.direction = binding.direction;
     filled.buffer_length = binding.buffer_length;
-    int32_t status = TRN_OK;
-    if (binding.direction == TRN_DIRECTION_IN) {
-        status = fill_input(filled, binding);
-    } else {
-        filled.value = binding.value;
-        filled.length = binding.length;
-        filled.value_bytes = std::max(binding.buffer_length, 0);
-    }
+    const int32_t status =
+        binding.direction == TRN_DIRECTION_IN ? fill_input(filled, binding) : fill_reference(filled, binding);
     if (status != TRN_OK) {
         release_slot_value(filled);
         return status;

@@ -39,7 +39,7 @@ static bool lay_out(ParamSet& set, const ArrayBinding& binding) noexcept {
     const int32_t capacity = first_capacity(binding);
     if (set.capacity == 0 && !reserve_slots(set, capacity, capacity)) return false;
     if (set.array_capacity == 0) set.array_capacity = capacity;
-    if (set.array_size == 0 && binding.parameter_count > 0) set.array_size = binding.array_size;
+    if (set.array_size == 0 && binding.parameter_count > 0) set.array_size = std::max(binding.array_size, 0);
     return true;
 }
 
@@ -108,13 +108,18 @@ static int32_t store_array(ParamSet& set, int32_t index, const ArrayBinding& bin
     return TRN_OK;
 }
 
+// Arrays carry input values only. By position other directions have no effect at all, by name they lay the set out; neither
+// looks at the values.
+static bool is_input(const ArrayBinding& binding) noexcept {
+    return binding.direction == TRN_DIRECTION_IN;
+}
+
 // A name is bound once; a described set has its names already.
 static int32_t store_by_name(ParamSet& set, const ArrayBinding& binding) noexcept {
     const int32_t found = find_slot(set, binding.name);
     const bool described = set.mode == ParamMode::described;
     if (described ? found < 0 : found >= 0) return TRN_ERR_NAME;
-    // Arrays carry input values only; other directions lay the set out and have no other effect.
-    if (binding.direction != TRN_DIRECTION_IN) return lay_out(set, binding) ? TRN_OK : TRN_ERR_MEMORY;
+    if (!is_input(binding)) return lay_out(set, binding) ? TRN_OK : TRN_ERR_MEMORY;
     const int32_t index = described ? found : set.count;
     const int32_t announced = set.array_capacity ? set.array_capacity : first_capacity(binding);
     const int32_t status = store_array(set, index, binding);
@@ -126,15 +131,16 @@ static int32_t store_by_name(ParamSet& set, const ArrayBinding& binding) noexcep
 }
 
 static int32_t store_by_position(ParamSet& set, const ArrayBinding& binding) noexcept {
-    if (binding.direction == TRN_DIRECTION_RETURN) return TRN_OK;
-    if (binding.direction != TRN_DIRECTION_IN) return outputs_refused;
     if (binding.position > slot_limit(set, first_capacity(binding))) return TRN_ERR_POSITION_RANGE;
     return store_array(set, binding.position - 1, binding);
 }
 
 static int32_t bind_array(BindTarget& target, const ArrayBinding& binding) noexcept {
-    if (!binding.values || !binding.lengths || binding.array_size < 1 || binding.values_size < 0)
-        return TRN_ERR_ARGUMENT;
+    if (!is_input(binding) && !binding.name)
+        return binding.direction == TRN_DIRECTION_RETURN ? TRN_OK : outputs_refused;
+    const bool has_values =
+        binding.values && binding.lengths && binding.array_size >= 1 && binding.values_size >= 0;
+    if (is_input(binding) && !has_values) return TRN_ERR_ARGUMENT;
     ParamSet* set = target.set();
     if (!set) return TRN_ERR_MEMORY;
     const int32_t status = binding.name ? store_by_name(*set, binding) : store_by_position(*set, binding);

@@ -11,28 +11,34 @@ namespace tarn {
 static constexpr int32_t rows_per_rowset = 20000;
 
 int32_t open_cursor(Conn& conn, const char* name) noexcept {
-    const Owned<char> command = format_command(message::open_cursor, name);
-    if (!command) return TRN_ERR_MEMORY;
-    return submit(conn, command.get()) ? take_verdict(conn) : TRN_ERR_NETWORK;
+    const CommandText command(message::open_cursor, name);
+    if (command.status() != TRN_OK) return command.status();
+    const int32_t sent = submit(conn, command.get());
+    return sent == TRN_OK ? take_verdict(conn) : sent;
 }
 
-// A refused declaration leaves no columns; the server then refuses to open the cursor too.
-static void declare_cursor(Conn& conn, const char* command, ResultSet*& columns) noexcept {
+// Gives the status of the sending alone: a refused declaration leaves no columns, and the server then refuses to open the cursor
+// too.
+static int32_t declare_cursor(Conn& conn, const char* command, ResultSet*& columns) noexcept {
     columns = nullptr;
-    const bool sent = submit(conn, command, conn.bound_params);
+    const int32_t sent = submit(conn, command, conn.bound_params);
     release_used_values(conn.bound_params);
-    if (sent) receive_results(conn, columns);
+    if (sent == TRN_OK) receive_results(conn, columns);
+    return sent;
 }
 
 // Receives into the record given, if there is one. Needs the lock.
 static int32_t fetch_rowset(Conn& conn, const char* command, OwnedResult& rowset) noexcept {
-    return submit(conn, command) ? receive_rowset(conn, rowset) : TRN_ERR_NETWORK;
+    const int32_t sent = submit(conn, command);
+    return sent == TRN_OK ? receive_rowset(conn, rowset) : sent;
 }
 
 // Takes the connection over with everything it answers from now on, and drops what the record held.
 static void reuse_result(ResultSet& result, Conn& conn) noexcept {
     drop_rows(result);
     drop_columns(result);
+    release_chain(result.next);
+    result.next = nullptr;
     set_error_text(result.head, nullptr);
     result.kind = TRN_ITEM_QUERY;
     result.affected = 0;
@@ -66,12 +72,12 @@ int32_t TRN_ExecwithServerCursorReader(TRN_HANDLE* handle, const char* sql, cons
                                        TRN_HANDLE* result_out, int32_t* column_count) {
     Conn* conn = conn_for_command(handle, sql);
     if (!conn || !conn_for_command(handle, cursor_name)) return TRN_ERR_ARGUMENT;
-    const Owned<char> command = format_command(message::declare_for_query, cursor_name, sql);
-    if (!command) return TRN_ERR_MEMORY;
+    const CommandText command(message::declare_for_query, cursor_name, sql);
+    if (command.status() != TRN_OK) return command.status();
     const ConnLock lock(*conn); // over both exchanges
     ResultSet* columns;
-    declare_cursor(*conn, command.get(), columns);
-    const int32_t status = open_cursor(*conn, cursor_name);
+    int32_t status = declare_cursor(*conn, command.get(), columns);
+    if (status == TRN_OK) status = open_cursor(*conn, cursor_name);
     if (status != TRN_OK) {
         release_chain(columns);
         return status;
@@ -84,8 +90,8 @@ int32_t TRN_ExecwithServerCursorReader(TRN_HANDLE* handle, const char* sql, cons
 int32_t TRN_FetchServerCursorRowset(TRN_HANDLE* handle, const char* cursor_name, TRN_HANDLE* rowset_out) {
     Conn* conn = conn_for_command(handle, cursor_name);
     if (!conn) return TRN_ERR_ARGUMENT;
-    const Owned<char> command = format_fetch(message::fetch_rowset, rows_per_rowset, cursor_name);
-    if (!command) return TRN_ERR_MEMORY;
+    const CommandText command(message::fetch_rowset, rows_per_rowset, cursor_name);
+    if (command.status() != TRN_OK) return command.status();
     const ConnLock lock(*conn);
     OwnedResult rowset;
     const int32_t status = fetch_rowset(*conn, command.get(), rowset);
@@ -113,11 +119,11 @@ int32_t TRN_FetchRefCursorHead(TRN_HANDLE* handle, const char* cursor_name, TRN_
                                int32_t* column_count, int64_t* row_count, int32_t* fetch_count) {
     Conn* conn = conn_for_command(handle, cursor_name);
     if (!conn || !fetch_count) return TRN_ERR_ARGUMENT;
-    const Owned<char> command = format_fetch(message::fetch_ref_cursor, *fetch_count, cursor_name);
-    if (!command) return TRN_ERR_MEMORY;
+    const CommandText command(message::fetch_ref_cursor, *fetch_count, cursor_name);
+    if (command.status() != TRN_OK) return command.status();
     const ConnLock lock(*conn);
     ResultSet* result = nullptr;
-    if (submit(*conn, command.get())) receive_results(*conn, result);
+    if (submit(*conn, command.get()) == TRN_OK) receive_results(*conn, result);
     if (result && column_count) *column_count = result->column_count;
     if (result && row_count) *row_count = result->row_count;
     hand_out(result, result_out);
@@ -128,8 +134,9 @@ int32_t TRN_FetchRefCursorHead(TRN_HANDLE* handle, const char* cursor_name, TRN_
 int32_t TRN_CloseCursor(TRN_HANDLE* handle, const char* cursor_name) {
     Conn* conn = conn_for_command(handle, cursor_name);
     if (!conn) return TRN_ERR_ARGUMENT;
-    const Owned<char> command = format_command(message::close_cursor, cursor_name);
-    if (!command) return TRN_ERR_MEMORY;
+    const CommandText command(message::close_cursor, cursor_name);
+    if (command.status() != TRN_OK) return command.status();
     const ConnLock lock(*conn);
-    return submit(*conn, command.get()) ? take_close_verdict(*conn, cursor_name) : TRN_ERR_NETWORK;
+    const int32_t status = submit(*conn, command.get());
+    return status == TRN_OK ? take_close_verdict(*conn, cursor_name) : status;
 }

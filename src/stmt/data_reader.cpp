@@ -11,8 +11,8 @@ int32_t TRN_ExecwithDataReader(TRN_HANDLE* handle, const char* sql, TRN_HANDLE* 
     const ConnLock lock(*conn);
     const BoundParams params(*conn);
     ResultSet* result = nullptr;
-    const int32_t status =
-        submit(*conn, sql, params.get()) ? receive_results(*conn, result) : TRN_ERR_NETWORK;
+    int32_t status = submit(*conn, sql, params.get());
+    if (status == TRN_OK) status = receive_results(*conn, result);
     if (result) {
         if (column_count) *column_count = result->column_count;
         if (row_count) *row_count = result->row_count;

@@ -1,4 +1,4 @@
-// Entries of single values.
+// Entries of single values, and what of a set does not fit the wire.
 #include "stmt/encode.h"
 
 #include <algorithm>
@@ -12,15 +12,72 @@
 
 namespace tarn {
 
+static bool is_sent(const ParamSlot& slot) noexcept {
+    return slot.direction != TRN_DIRECTION_RETURN;
+}
+
 uint32_t entry_count(const ParamSet& set) noexcept {
-    uint32_t count = 0;
+    return static_cast<uint32_t>(std::count_if(set.slots, set.slots + set.count, is_sent));
+}
+
+static bool head_fits(const ParamSlot& slot) noexcept {
+    return !is_sent(slot) || !slot.name || std::strlen(slot.name) <= UINT16_MAX;
+}
+
+// The object that a slot sends; null when it sends none or an incomplete one.
+static const Lob* sent_lob(const ParamSlot& slot) noexcept {
+    const Lob* lob = slot.lob ? slot.lob : lob_of_value(slot.value).lob;
+    return lob && lob->state == LobState::complete ? lob : nullptr;
+}
+
+static bool lob_fits(const ParamSlot& slot) noexcept {
+    if (!is_sent(slot) || param_type(slot.data_type).single != ValueForm::lob) return true;
+    const Lob* lob = sent_lob(slot);
+    return !lob || lob->total_len <= UINT32_MAX;
+}
+
+static bool heads_fit(const ParamSet& set) noexcept {
+    return entry_count(set) <= UINT16_MAX && std::all_of(set.slots, set.slots + set.count, head_fits);
+}
+
+int32_t check_entries(const ParamSet& set) noexcept {
+    // Of arrays only the count travels.
+    const bool fits = set.array_size > 0
+                          ? entry_count(set) <= UINT16_MAX
+                          : heads_fit(set) && std::all_of(set.slots, set.slots + set.count, lob_fits);
+    return fits ? TRN_OK : TRN_ERR_ARGUMENT;
+}
+
+// What a row's element takes behind its head in a block, at most.
+static int64_t staged_size(const ArrayColumn& column, int32_t row) noexcept {
+    if (row >= column.rows) return 0;
+    return column.form == ValueForm::bytes
+               ? std::clamp<int64_t>(column.lengths[row], 0, column.end - column.element)
+               : sizeof(uint64_t);
+}
+
+int32_t check_rows(const ParamSet& set) noexcept {
+    if (!heads_fit(set)) return TRN_ERR_ARGUMENT;
+    constexpr int64_t value_head = 5, rows_in_front = 512000; // of the row, in the same block
+    constexpr int64_t limit = UINT32_MAX - rows_in_front;
+    int64_t most = 0; // of any row: less than all elements of all arrays
     for (int32_t i = 0; i < set.count; ++i)
-        count += set.slots[i].direction != TRN_DIRECTION_RETURN;
-    return count;
+        most += value_head + int64_t{sizeof(uint64_t)} + readable_bytes(set.slots[i]);
+    if (most <= limit) return TRN_OK;
+    const Owned<int64_t[]> sizes = allocate_array<int64_t>(static_cast<size_t>(set.array_size));
+    if (!sizes) return TRN_ERR_MEMORY;
+    for (int32_t i = 0; i < set.count; ++i) {
+        const ArrayColumn column = array_column(set.slots[i]);
+        for (int32_t row = 0; row < set.array_size; ++row)
+            sizes[static_cast<size_t>(row)] += value_head + staged_size(column, row);
+    }
+    const bool fits =
+        std::all_of(sizes.get(), sizes.get() + set.array_size, [](int64_t size) { return size <= limit; });
+    return fits ? TRN_OK : TRN_ERR_ARGUMENT;
 }
 
 void put_entry_head(Channel& channel, const ParamSlot& slot) noexcept {
-    const size_t length = slot.name ? std::min(std::strlen(slot.name), size_t{UINT16_MAX}) : 0;
+    const size_t length = slot.name ? std::strlen(slot.name) : 0;
     put_u16(channel, static_cast<uint16_t>(length));
     put_bytes(channel, slot.name, length);
     put_u16(channel, static_cast<uint16_t>(slot.direction));
@@ -67,10 +124,9 @@ static bool put_gathered(Channel& channel, const Lob& lob) noexcept {
 static constexpr int64_t largest_in_chunks = 534773760;
 
 static bool put_lob(Channel& channel, const ParamSlot& slot) noexcept {
-    const Lob* lob = slot.lob ? slot.lob : lob_of_value(slot.value);
-    const bool sent = lob && lob->state == LobState::complete;
-    put_u32(channel, sent ? static_cast<uint32_t>(lob->total_len) : 0);
-    if (!sent) return true;
+    const Lob* lob = sent_lob(slot);
+    put_u32(channel, lob ? static_cast<uint32_t>(lob->total_len) : 0);
+    if (!lob) return true;
     const bool binary = slot.data_type != TRN_TYPE_CLOB;
     if (binary && lob->total_len > largest_in_chunks && put_gathered(channel, *lob)) return true;
     if (put_chunks(channel, *lob, binary)) return true;
@@ -80,7 +136,7 @@ static bool put_lob(Channel& channel, const ParamSlot& slot) noexcept {
 
 static BoundValue single_value(const ParamSlot& slot) noexcept {
     if (!slot.value || !slot.length) return {};
-    return {static_cast<const uint8_t*>(slot.value), slot.value_bytes, *slot.length};
+    return {static_cast<const uint8_t*>(slot.value), readable_bytes(slot), *slot.length};
 }
 
 static bool put_entry(Channel& channel, const ParamSlot& slot) noexcept {
@@ -99,7 +155,7 @@ static bool put_entry(Channel& channel, const ParamSlot& slot) noexcept {
 int32_t encode_params(Channel& channel, const ParamSet& set) noexcept {
     if (set.array_size > 0) return 0;
     for (int32_t i = 0; i < set.count; ++i)
-        if (set.slots[i].direction != TRN_DIRECTION_RETURN && !put_entry(channel, set.slots[i])) return -1;
+        if (is_sent(set.slots[i]) && !put_entry(channel, set.slots[i])) return -1;
     return 0;
 }
 

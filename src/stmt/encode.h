@@ -13,6 +13,13 @@ namespace tarn {
 // The number of entries that a set sends.
 uint32_t entry_count(const ParamSet& set) noexcept;
 
+// Whether everything that the set sends as single values fits its field on the wire: 16 bits tell the number of entries and the
+// length of a name, 32 bits that of a large object. TRN_OK or TRN_ERR_ARGUMENT.
+int32_t check_entries(const ParamSet& set) noexcept;
+
+// The same for the rows of a batch: 32 bits tell the length of a block, and each row is in one block. Also TRN_ERR_MEMORY.
+int32_t check_rows(const ParamSet& set) noexcept;
+
 // Writes the entries of single values. An array-bound set writes none: arrays travel in batches only. -1 when a binary large
 // object could not be sent: what follows it was not written.
 int32_t encode_params(Channel& channel, const ParamSet& set) noexcept;

@@ -11,9 +11,9 @@
 namespace tarn {
 
 // A server's text about a failed statement is kept together with the command.
-static void wrap_error(Conn& conn, const char* command) noexcept {
+static void wrap_error(Conn& conn, const char* command, int32_t status) noexcept {
     constexpr size_t area = 200;
-    if (!conn.head.error_text) return;
+    if (!conn.head.error_text || status == TRN_ERR_ARGUMENT) return; // the text is of another call
     if (Owned<char> text = format_text(area, message::statement_failed, command, conn.head.error_text))
         set_error_text(conn.head, std::move(text));
 }
@@ -32,8 +32,8 @@ static bool needs_values(const ParamSet* set) noexcept {
 static int32_t execute(Conn& conn, const char* command, ResultSet*& result) noexcept {
     const BoundParams params(conn);
     result = nullptr;
-    const int32_t status =
-        submit(conn, command, params.get()) ? receive_results(conn, result) : TRN_ERR_NETWORK;
+    int32_t status = submit(conn, command, params.get());
+    if (status == TRN_OK) status = receive_results(conn, result);
     if (status < 0) {
         release_chain(result);
         result = nullptr;
@@ -47,8 +47,8 @@ static int32_t execute_default(Conn& conn, TRN_HANDLE* result_out) noexcept {
         set_error_message(conn.head, message::no_default_statement);
         return -1;
     }
-    const Owned<char> command = format_command(message::execute, conn.default_statement);
-    if (!command) return TRN_ERR_MEMORY;
+    const CommandText command(message::execute, conn.default_statement);
+    if (command.status() != TRN_OK) return command.status();
     ResultSet* result;
     const int32_t status = execute(conn, command.get(), result);
     if (status >= 0) hand_out(result, result_out);
@@ -56,13 +56,13 @@ static int32_t execute_default(Conn& conn, TRN_HANDLE* result_out) noexcept {
 }
 
 static int32_t execute_named(Conn& conn, const char* name, TRN_HANDLE* result_out) noexcept {
-    const Owned<char> command = format_command(message::execute, name);
-    if (!command) return TRN_ERR_MEMORY;
+    const CommandText command(message::execute, name);
+    if (command.status() != TRN_OK) return command.status();
     const ConnLock lock(conn);
     ResultSet* result;
     const int32_t status = execute(conn, command.get(), result);
     if (status < 0)
-        wrap_error(conn, command.get());
+        wrap_error(conn, command.get(), status);
     else
         hand_out(result, result_out);
     return status;
@@ -70,16 +70,16 @@ static int32_t execute_named(Conn& conn, const char* name, TRN_HANDLE* result_ou
 
 static int32_t execute_through_cursor(Conn& conn, const char* name, char* cursor,
                                       TRN_HANDLE* result_out) noexcept {
-    const Owned<char> own_cursor = format_command(message::cursor_of_statement, name);
-    if (!own_cursor) return TRN_ERR_MEMORY;
-    const Owned<char> command = format_command(message::declare_for_statement, own_cursor.get(), name);
-    if (!command) return TRN_ERR_MEMORY;
+    const CommandText own_cursor(message::cursor_of_statement, name);
+    if (own_cursor.status() != TRN_OK) return own_cursor.status();
+    const CommandText command(message::declare_for_statement, own_cursor.get(), name);
+    if (command.status() != TRN_OK) return command.status();
     std::strcpy(cursor, own_cursor.get()); // the last look at the name: the buffer may be the same
     const ConnLock lock(conn);             // over both exchanges
     ResultSet* result;
     const int32_t status = execute(conn, command.get(), result);
     if (status < 0) {
-        wrap_error(conn, command.get());
+        wrap_error(conn, command.get(), status);
         return status;
     }
     const int32_t opened = open_cursor(conn, cursor);

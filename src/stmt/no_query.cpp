@@ -39,7 +39,7 @@ static void drop_output(Reply& reply, size_t numbers) noexcept {
 }
 
 int32_t read_no_query_reply(Conn& conn) noexcept {
-    Reply reply{conn, "recv_noQuery"};
+    Reply reply{conn, no_query_step};
     int32_t inserts = 0;
     while (next_message(reply)) {
         switch (reply.type) {
@@ -67,5 +67,6 @@ int32_t TRN_Execute_no_query(TRN_HANDLE* handle, const char* sql) {
     if (!conn) return TRN_ERR_ARGUMENT;
     const ConnLock lock(*conn);
     const BoundParams params(*conn);
-    return submit(*conn, sql, params.get()) ? read_no_query_reply(*conn) : TRN_ERR_NETWORK;
+    const int32_t sent = submit(*conn, sql, params.get(), no_query_step);
+    return sent == TRN_OK ? read_no_query_reply(*conn) : sent;
 }

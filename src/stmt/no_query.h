@@ -5,6 +5,9 @@
 
 namespace tarn {
 
+// Names the call in the line that a broken stream prints.
+inline constexpr char no_query_step[] = "recv_noQuery";
+
 // Reads the whole reply and gives the status of TRN_Execute_no_query. Needs the lock.
 int32_t read_no_query_reply(Conn& conn) noexcept;
 

@@ -47,7 +47,7 @@ static int32_t copy_fields_out(const ParamSlot& slot, const Value& value) noexce
 
 // The buffer of such a slot is a handle, and no room for bytes.
 static int32_t fill_lob(const ParamSlot& slot, const uint8_t* bytes, size_t length) noexcept {
-    Lob* lob = lob_of_value(slot.value);
+    Lob* lob = lob_of_value(slot.value).lob;
     if (!lob) return TRN_OK;
     reset_lob(*lob);
     lob->state = LobState::complete;

@@ -1,4 +1,4 @@
-// Walking the elements of a bound array, row after row.
+// What lies at a bound value, and walking the elements of an array, row after row.
 #pragma once
 
 #include <algorithm>
@@ -23,11 +23,20 @@ struct ArrayColumn {
     uint8_t element_size;
 };
 
+// What may be read at a slot's value. An in-out bound without a buffer length has its type's own size, or what its length
+// variable says now.
+inline int32_t readable_bytes(const ParamSlot& slot) noexcept {
+    if (slot.direction != TRN_DIRECTION_INOUT || slot.value_bytes > 0 || !slot.length)
+        return slot.value_bytes;
+    const int32_t size = own_size(param_type(slot.data_type));
+    return size ? size : std::max(*slot.length, 0);
+}
+
 inline ArrayColumn array_column(const ParamSlot& slot) noexcept {
     const ParamType type = param_type(slot.data_type);
     const uint8_t* elements = static_cast<const uint8_t*>(slot.value);
     return {elements,
-            elements ? elements + slot.value_bytes : nullptr,
+            elements ? elements + readable_bytes(slot) : nullptr,
             slot.length,
             elements ? slot.rows : 0,
             type.wire_type,

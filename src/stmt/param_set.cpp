@@ -1,5 +1,6 @@
 #include "stmt/param_set.h"
 
+#include <algorithm>
 #include <atomic>
 
 #include "base/bytes.h"
@@ -43,6 +44,19 @@ void release_used_values(ParamSet* set) noexcept {
     if (set && set->mode != ParamMode::explicit_) release_params_content(*set);
 }
 
+// A described set on which nothing was bound has no directions, and holds no outputs.
+static bool holds_inputs_only(const ParamSet& set) noexcept {
+    const auto all_have = [&](int32_t direction) {
+        return std::all_of(set.slots, set.slots + set.count,
+                           [=](const ParamSlot& slot) { return slot.direction == direction; });
+    };
+    return set.array_size == 0 && (all_have(TRN_DIRECTION_IN) || all_have(0));
+}
+
+void release_sent_inputs(ParamSet* set) noexcept {
+    if (set && holds_inputs_only(*set)) release_used_values(set);
+}
+
 void drop_params_reference(ParamSet* set) noexcept {
     if (!set || std::atomic_ref(set->references).fetch_sub(1, std::memory_order_acq_rel) != 1) return;
     release_params_content(*set);
@@ -77,11 +91,17 @@ BoundParams::~BoundParams() {
     drop_params_reference(set_);
 }
 
-Lob* lob_of_value(void* value) noexcept {
-    if (!value) return nullptr;
-    if (load<int32_t>(value) == TRN_KIND_LOB) return static_cast<Lob*>(value);
-    TRN_HANDLE handle = load<TRN_HANDLE>(value);
-    return lob_of(&handle);
+// A record begins with its kind, a small number in front of four zero bytes; a handle variable holds null or an address, and no
+// record lies below the first page.
+LobValue lob_of_value(void* value) noexcept {
+    if (!value) return {};
+    constexpr uint32_t first_page = 4096;
+    const auto kind = load<uint32_t>(value);
+    const bool is_record =
+        kind < first_page && load<uint32_t>(static_cast<uint8_t*>(value) + sizeof kind) == 0;
+    TRN_HANDLE handle = is_record && kind != 0 ? value : load<TRN_HANDLE>(value);
+    Lob* lob = lob_of(&handle);
+    return {lob, handle && !lob};
 }
 
 bool reserve_slots(ParamSet& set, int32_t number, int32_t first_capacity) noexcept {

@@ -32,7 +32,7 @@ struct ParamSlot {
     Lob* lob;            // an input of a large-object type; a reference
     void* value;         // a copy, or the application's buffer; arrays: the first element
     int32_t* length;     // arrays: one a row
-    int32_t value_bytes; // readable at value
+    int32_t value_bytes; // at value, as told at the bind; 0: not told, see readable_bytes
     int32_t rows;        // lengths behind length: an array's rows, 1 for a single value, 0 without
     bool owns_value;
     bool owns_length;
@@ -58,6 +58,10 @@ void release_params_content(ParamSet& set) noexcept;
 // Empties a set behind its one execution; a set that the application made keeps its values, and null is accepted.
 void release_used_values(ParamSet* set) noexcept;
 
+// The same once the values are sent and the reply is still to come: a set with a slot that is no input stays as it is, for output
+// values to find their slots, and so do arrays, which were not sent.
+void release_sent_inputs(ParamSet* set) noexcept;
+
 void drop_params_reference(ParamSet* set) noexcept;
 
 // Releases the set behind a handle when the application made it, and clears the variable; other sets are left alone.
@@ -82,9 +86,14 @@ class BoundParams {
     ParamSet* set_;
 };
 
-// The large object that a bound value designates: the address of the application's handle variable, or the object itself.
-// Null when it is neither.
-Lob* lob_of_value(void* value) noexcept;
+// What a value that is bound as a large object designates.
+struct LobValue {
+    Lob* lob;   // null: none
+    bool wrong; // a record of another kind
+};
+
+// The value is the address of the application's handle variable, or of the object itself; null designates nothing.
+LobValue lob_of_value(void* value) noexcept;
 
 // The highest slot number that a set has or can make room for: one step of growth.
 inline int32_t slot_limit(const ParamSet& set, int32_t first_capacity) noexcept {

@@ -103,4 +103,9 @@ constexpr ParamType param_type(uint32_t api_code) noexcept {
                                                  : unlisted_param_type(api_code);
 }
 
+// The size of every value of a fixed-size type, 0 for the others.
+constexpr int32_t own_size(const ParamType& type) noexcept {
+    return type.by_position == Step::fixed ? type.element_size : 0;
+}
+
 } // namespace tarn

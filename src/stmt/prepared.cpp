@@ -87,15 +87,17 @@ static void next_statement_name(Conn& conn, char* name) noexcept {
 }
 
 static int32_t prepare(Conn& conn, const char* name, const char* sql) noexcept {
-    const Owned<char> command = format_command(message::prepare, name, sql);
-    if (!command) return TRN_ERR_MEMORY;
-    return submit(conn, command.get()) ? read_prepare_reply(conn) : TRN_ERR_NETWORK;
+    const CommandText command(message::prepare, name, sql);
+    if (command.status() != TRN_OK) return command.status();
+    const int32_t sent = submit(conn, command.get());
+    return sent == TRN_OK ? read_prepare_reply(conn) : sent;
 }
 
 static int32_t deallocate_locked(Conn& conn, const char* name) noexcept {
-    const Owned<char> command = format_command(message::deallocate, name);
-    if (!command) return TRN_ERR_MEMORY;
-    const int32_t status = submit(conn, command.get()) ? take_verdict(conn) : TRN_ERR_NETWORK;
+    const CommandText command(message::deallocate, name);
+    if (command.status() != TRN_OK) return command.status();
+    int32_t status = submit(conn, command.get());
+    if (status == TRN_OK) status = take_verdict(conn);
     if (status != TRN_ERR_NETWORK) conn.default_prepared = 0;
     return status;
 }

@@ -9,6 +9,8 @@
 
 namespace tarn {
 
+static constexpr char procedure_step[] = "recv_noQuery_OP";
+
 namespace {
 
 struct Output {
@@ -83,7 +85,7 @@ static void end_before_rows(Reply& reply, ResultSet* rows) noexcept {
 }
 
 static int32_t read_procedure_reply(Conn& conn, const ParamSet& set) noexcept {
-    Reply reply{conn, "recv_noQuery_OP"};
+    Reply reply{conn, procedure_step};
     OwnedResult rows; // the last result: received and dropped
     while (next_message(reply)) {
         switch (reply.type) {
@@ -114,9 +116,9 @@ int32_t TRN_Execute_procesure(TRN_HANDLE* handle, const char* sql, void*) {
     if (!conn) return TRN_ERR_ARGUMENT;
     const ConnLock lock(*conn);
     ParamSet* set = conn->bound_params;
-    int32_t status = TRN_ERR_NETWORK;
-    if (submit(*conn, sql, set))
-        status = set ? read_procedure_reply(*conn, *set) : read_no_query_reply(*conn);
+    int32_t status = submit(*conn, sql, set, set ? procedure_step : no_query_step);
+    release_sent_inputs(set);
+    if (status == TRN_OK) status = set ? read_procedure_reply(*conn, *set) : read_no_query_reply(*conn);
     release_used_values(set);
     return status;
 }

@@ -108,6 +108,6 @@ int32_t TRN_Execute_query_with_one(TRN_HANDLE* handle, const char* sql, void* va
     if (!conn || !value_area || !type_word) return TRN_ERR_ARGUMENT;
     const ConnLock lock(*conn);
     const BoundParams params(*conn);
-    return submit(*conn, sql, params.get()) ? read_single_value_reply(*conn, {value_area, type_word})
-                                            : TRN_ERR_NETWORK;
+    const int32_t sent = submit(*conn, sql, params.get());
+    return sent == TRN_OK ? read_single_value_reply(*conn, {value_area, type_word}) : sent;
 }

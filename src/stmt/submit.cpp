@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "conn/messages.h"
 #include "reply/reply.h"
 #include "stmt/encode.h"
 #include "wire/send.h"
@@ -13,14 +14,18 @@ Conn* conn_for_command(const TRN_HANDLE* handle, const char* text) noexcept {
     return text && std::strlen(text) < INT32_MAX ? conn_of(handle) : nullptr;
 }
 
-bool submit(Conn& conn, const char* sql, const ParamSet* params) noexcept {
+int32_t submit(Conn& conn, const char* sql, const ParamSet* params, const char* step) noexcept {
     const size_t length = std::strlen(sql);
-    if (!finish_last_reply(conn, params ? SIZE_MAX : length)) return false;
+    if (params && check_entries(*params) != TRN_OK) return TRN_ERR_ARGUMENT;
+    if (!finish_last_reply(conn, params ? SIZE_MAX : length)) {
+        if (step) print_line(message::print_network_error, step);
+        return TRN_ERR_NETWORK;
+    }
     put_command(conn.channel, sql, length, params ? entry_count(*params) : 0);
     // A large object that cannot be sent ends the entries; the reply tells what the server made of it.
     if (params) encode_params(conn.channel, *params);
     flush_send(conn.channel);
-    return true;
+    return TRN_OK;
 }
 
 } // namespace tarn

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "base/text.h"
 #include "conn/conn.h"
@@ -14,21 +15,40 @@ namespace tarn {
 // not fit a command frame, whose length field is a signed 32-bit count.
 Conn* conn_for_command(const TRN_HANDLE* handle, const char* text) noexcept;
 
-// A command text with names of any length in it; null when memory is short, or when the text does not fit a command frame.
-template <class... Names> Owned<char> format_command(const char* form, const Names*... names) noexcept {
-    const size_t size = std::strlen(form) + (std::strlen(names) + ... + 0);
-    return size < INT32_MAX ? format_text(size, form, names...) : nullptr;
-}
+// A command text with names of any length in it.
+class CommandText {
+  public:
+    template <class... Names> explicit CommandText(const char* form, const Names*... names) noexcept {
+        const size_t size = std::strlen(form) + (std::strlen(names) + ... + 0);
+        if (fits(size)) keep(format_text(size, form, names...));
+    }
+    // With a number of rows in front of one name.
+    CommandText(const char* form, int32_t rows, const char* name) noexcept {
+        constexpr size_t longest_number = 11;
+        const size_t size = std::strlen(form) + longest_number + std::strlen(name);
+        if (fits(size)) keep(format_text(size, form, rows, name));
+    }
 
-// The same with a number of rows in front of one name.
-inline Owned<char> format_fetch(const char* form, int32_t rows, const char* name) noexcept {
-    constexpr size_t longest_number = 11;
-    const size_t size = std::strlen(form) + longest_number + std::strlen(name);
-    return size < INT32_MAX ? format_text(size, form, rows, name) : nullptr;
-}
+    // TRN_OK; TRN_ERR_ARGUMENT when the text does not fit a command frame; TRN_ERR_MEMORY.
+    int32_t status() const noexcept { return status_; }
+    const char* get() const noexcept { return text_.get(); }
 
-// Sends a statement with the parameters of a set, if there is one, as one flushed command. False when the rest of an earlier
-// reply could not be passed over; a failed send shows itself when the reply cannot be read.
-bool submit(Conn& conn, const char* sql, const ParamSet* params = nullptr) noexcept;
+  private:
+    static bool fits(size_t size) noexcept { return size < INT32_MAX; }
+    void keep(Owned<char> text) noexcept {
+        text_ = std::move(text);
+        status_ = text_ ? TRN_OK : TRN_ERR_MEMORY;
+    }
+
+    Owned<char> text_;
+    int32_t status_ = TRN_ERR_ARGUMENT;
+};
+
+// Sends a statement with the parameters of a set, if there is one, as one flushed command. TRN_OK; TRN_ERR_ARGUMENT, with nothing
+// sent, when something of the set does not fit its field on the wire; TRN_ERR_NETWORK when the rest of an earlier reply could
+// not be passed over, which prints the line of a broken stream with the step, if there is one. A failed send shows itself when the
+// reply cannot be read.
+int32_t submit(Conn& conn, const char* sql, const ParamSet* params = nullptr,
+               const char* step = nullptr) noexcept;
 
 } // namespace tarn

@@ -72,6 +72,28 @@ TEST(array_binding, is_refused_by_the_first_check_that_fails_and_leaves_the_set_
     }
 }
 
+TEST(array_binding, of_another_direction_looks_at_nothing_else) {
+    char byte = 1;
+    std::int32_t length = 1;
+    const struct {
+        std::int32_t rows;
+        void* values;
+        std::int32_t size, *lengths;
+    } arguments[] = {{0, &byte, 1, &length},  {-1, &byte, 1, &length}, {1, nullptr, 1, &length},
+                     {1, &byte, -1, &length}, {1, &byte, 1, nullptr},  {0, nullptr, 0, nullptr}};
+    for (const auto& [rows, values, size, lengths] : arguments)
+        for (const std::int32_t direction : {1, 2, 3, 6}) {
+            ParamSet set;
+            const std::int32_t by_position = direction == 1 ? -3 : direction == 6 ? 0 : -8;
+            EXPECT_EQ(
+                TRN_BindParamArrayByName(&set.handle, "n", 1, direction, 3, rows, values, size, lengths),
+                direction == 1 ? -3 : 0);
+            EXPECT_EQ(TRN_BindParamArrayByPos(&set.handle, 1, 1, direction, 3, rows, values, size, lengths),
+                      by_position);
+            EXPECT_EQ(integers({1, 2}).bind(&set.handle, 1, 1), rows < 1 || direction == 1 ? 0 : -58);
+        }
+}
+
 /* Two rows of a type in memory, and how they travel: as an entry behind its direction, and staged behind a type. */
 constexpr int by_position = 1, by_name = 2, both = 3;
 // clang-format off

@@ -79,7 +79,7 @@ TEST(connection_string, every_name_and_word_of_the_cipher_setting_asks_for_it) {
     }
 }
 
-TEST(connection_string, more_than_a_hundred_addresses_are_reported) {
+TEST(connection_string, more_than_a_hundred_addresses_are_reported_and_leave_99) {
     for (const int count : {1, 99, 100, 101, 150}) {
         SCOPED_TRACE(count);
         std::string list = "10.0.0.1:1";
@@ -90,6 +90,9 @@ TEST(connection_string, more_than_a_hundred_addresses_are_reported) {
         Connection connection(connection_string(server.port(), account + ";IPS=" + list));
         EXPECT_EQ(output.text(), count > 100 ? "set ips error \n" : "");
         EXPECT_EQ(connection.opened, TRN_OPENED);
+        std::string kept(list.size() + 10, '\0');
+        EXPECT_EQ(TRN_GetAttr(&connection.handle, 7, kept.data(), 0, nullptr, nullptr), 0);
+        EXPECT_EQ(std::stoi(kept), count > 100 ? 99 : count);
     }
 }
 

@@ -6,6 +6,7 @@
 #include "session_fixture.h"
 
 #include <algorithm>
+#include <limits>
 #include <map>
 
 namespace {
@@ -170,6 +171,28 @@ TEST(get_data, every_pair_of_type_and_target_delivers_or_refuses) {
         const std::string bytes = delivered.at({TRN_WIRE_INTEGER, target});
         row.expect(4, target, 0, 77, 0, static_cast<std::int32_t>(bytes.size()), bytes);
         EXPECT_EQ(TRN_GetData(&row.reader.result, 4, target, std::string(80, '.').data(), 0, nullptr), 0);
+    }
+}
+
+TEST(get_data, numerics_out_of_range_become_the_nearest_end_or_infinite) {
+    const double infinity = std::numeric_limits<double>::infinity();
+    const struct {
+        std::string text;
+        std::int32_t whole;
+        double number;
+    } cases[] = {
+        {"3000000000", INT32_MAX, 3e9},
+        {"-3000000000.5", INT32_MIN, -3000000000.5},
+        {std::string(400, '1') + "e-5", INT32_MAX, infinity},
+        {"-" + std::string(320, '1') + "e-300", INT32_MIN, -11111111111111111111.0},
+    };
+    for (const auto& [text, whole, number] : cases) {
+        SCOPED_TRACE(text);
+        OneRow row({{TRN_WIRE_NUMERIC, text, ""}});
+        row.expect(1, TRN_TYPE_INTEGER, 4, 0, 0, 4, reversed(be32(whole)));
+        row.expect(1, TRN_TYPE_BIGINT, 8, 0, 0, 8, reversed(be64(whole)));
+        row.expect(1, TRN_TYPE_FLOAT, 4, 0, 0, 4, reversed(be_float(static_cast<float>(number))));
+        row.expect(1, TRN_TYPE_DOUBLE, 8, 0, 0, 8, reversed(be_double(number)));
     }
 }
 

@@ -50,7 +50,7 @@ TEST(mixed_bind, a_refused_array_leaves_the_set_as_it_was) {
     EXPECT_EQ(session.connection.run("q"), TRN_OK);
 }
 
-// The second request begins with entries again.
+// The second request begins with entries again. It follows a warning, but not an error.
 TEST(mixed_bind, more_rows_than_travel_in_16_bits_are_several_requests) {
     std::string block;
     for (int i = 0; i < 65534; ++i)
@@ -59,9 +59,36 @@ TEST(mixed_bind, more_rows_than_travel_in_16_bits_are_several_requests) {
     const std::string first_request = request("q", 0xFFFF0001,
                                               integer_entry(0) + wire_text(block.substr(0, 56001 * 8)) +
                                                   wire_text(block.substr(56001 * 8)));
-    Session session(
-        asked({{first_request, "K"}, {request("q", 0x00010001, integer_entry(0)), E("full") + "K"}}));
-    EXPECT_EQ(bind_zeros(session.handle(), 1, 1, 65536), TRN_OK);
-    EXPECT_EQ(TRN_ExecBatch(session.handle(), "q", 65536), TRN_ERR_SERVER);
-    EXPECT_EQ(error_text(session.connection.handle), "full");
+    const std::string second_request = request("q", 0x00010001, integer_entry(0));
+    const struct {
+        std::string first, second; // replies; no second when the first ends the batch
+        std::int32_t status;
+        std::string text;
+    } cases[] = {
+        {K, E("full") + K, TRN_ERR_SERVER, "full"},
+        {U(65535) + K, U(1) + K, TRN_OK, ""},
+        {W("w") + K, U(1) + K, TRN_ERR_SERVER, "w"},
+        {U(65535) + M("m") + K, K, TRN_ERR_SERVER, "m"},
+        {W("w") + K, F("full") + K, TRN_ERR_SERVER, "full"},
+        {K, W("w") + K, TRN_ERR_SERVER, "w"},
+        {E("full") + K, "", TRN_ERR_SERVER, "full"},
+        {F("full") + W("w") + K, "", TRN_ERR_SERVER, "w"},
+        {E("no") + query({{"n", TRN_WIRE_INTEGER}}, {}) + K, "", TRN_ERR_SERVER,
+         "[EC026]Error ExecuteBatch can't surpport a select_sql  \n"},
+        {W("w") + "U", "", TRN_ERR_NETWORK, "w"},
+    };
+    for (const auto& [first, second, status, text] : cases) {
+        SCOPED_TRACE(first + " " + second);
+        const bool complete = first.ends_with(K);
+        Script script{expect(first_request), send(first)};
+        if (!second.empty()) script.insert(script.end(), {expect(second_request), send(second)});
+        if (complete) script.insert(script.end(), {expect_command("next"), send(U(7) + K)});
+        if (!complete) script.push_back(close_connection());
+        Session session(logged_in(script));
+        OutputCapture output;
+        EXPECT_EQ(bind_zeros(session.handle(), 1, 1, 65536), TRN_OK);
+        EXPECT_EQ(TRN_ExecBatch(session.handle(), "q", 65536), status);
+        EXPECT_EQ(error_text(session.connection.handle), text);
+        EXPECT_EQ(session.connection.run("next"), complete ? 7 : TRN_ERR_NETWORK);
+    }
 }

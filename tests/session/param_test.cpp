@@ -99,6 +99,35 @@ TEST(arguments, that_are_null_or_of_another_kind_are_refused) {
               Statuses(3));
 }
 
+/* The value is the object's handle variable or the object itself; a variable of an output may still be null. */
+TEST(arguments, that_are_no_large_object_are_refused_where_one_is_needed) {
+    Session session(asked(
+        {{command("q"), query({{"n", TRN_WIRE_INTEGER}}, {}) + K},
+         {request("p", 2, entry("", 1, TRN_WIRE_CLOB, 0, "") + entry("", 2, TRN_WIRE_BLOB, 0, "")), K}}));
+    Reader reader(session.connection, "q");
+    ParamSet set;
+    TRN_HANDLE null = nullptr, lob = nullptr, *conn = session.handle();
+    EXPECT_EQ(TRN_Create_Lob(&lob), 0);
+    std::int32_t length = 8;
+    const auto bind = [&](std::int32_t direction, std::int32_t type, void* value) {
+        return TRN_BindParamByPos(conn, direction, direction, type, value, 8, &length);
+    };
+    for (const std::int32_t type : {TRN_TYPE_BLOB_PARAMETER, TRN_TYPE_CLOB, TRN_TYPE_BLOB})
+        for (const std::int32_t direction : {1, 2, 3}) {
+            SCOPED_TRACE(std::to_string(type) + " " + std::to_string(direction));
+            for (TRN_HANDLE* other : {conn, &set.handle, &reader.result}) {
+                EXPECT_EQ(bind(direction, type, *other), -3);
+                EXPECT_EQ(bind(direction, type, other), -3);
+            }
+            EXPECT_EQ(bind(direction, type, &null), direction == TRN_DIRECTION_IN ? -3 : 0);
+            EXPECT_EQ((Statuses{bind(direction, type, lob), bind(direction, type, &lob)}), Statuses(2));
+            TRN_ResetParams(conn);
+        }
+    EXPECT_EQ((Statuses{bind(1, TRN_TYPE_CLOB, lob), bind(2, TRN_TYPE_BLOB, &null)}), Statuses(2));
+    EXPECT_EQ(TRN_Execute_procesure(conn, "p", nullptr), 0);
+    TRN_Distroy_Lob(&lob);
+}
+
 /* Room for 128 slots at first, 128 more at a time; slots passed over travel empty. */
 TEST(binding, by_position_jumps_at_most_one_step_above_the_room) {
     std::vector<std::int32_t> steps;
@@ -146,6 +175,36 @@ TEST(binding, again_replaces_the_value_and_all_but_inputs_are_read_at_the_execut
             length = 5;
         });
     }
+}
+
+/* Without a buffer length a fixed-size type has its own size, and any other its length; the values lie in buffers of that. */
+TEST(binding, without_a_buffer_length_takes_inputs_and_in_outs_alike) {
+    const struct {
+        std::int32_t type, length;
+        std::string value, sent;
+    } cases[] = {
+        {TRN_TYPE_INTEGER, 4, host_bytes(-70000), be16(TRN_WIRE_INTEGER) + integer(-70000)},
+        {TRN_TYPE_INTEGER, 1, host_bytes(7), be16(TRN_WIRE_INTEGER) + integer(7)},
+        {TRN_TYPE_SMALLINT, 2, host_bytes<std::int16_t>(-3), be16(TRN_WIRE_SMALLINT) + wire_text(be16(-3))},
+        {TRN_TYPE_DOUBLE, 8, host_bytes(1.5), be16(TRN_WIRE_DOUBLE) + wire_text(be_double(1.5))},
+        {TRN_TYPE_TINYINT, 100, "\7", be16(TRN_WIRE_TINYINT) + wire_text("\7")},
+        {TRN_TYPE_BYTE, 100, "b", be16(TRN_WIRE_CHAR) + wire_text("b")},
+        {TRN_TYPE_NUMERIC, 5, "12.50", be16(TRN_WIRE_CHAR) + wire_text("12.50")},
+        {TRN_TYPE_TEXT, 4, "text", be16(TRN_WIRE_CHAR) + wire_text("text")},
+        {TRN_TYPE_BYTES, 3, "\0\1\2"s, be16(TRN_WIRE_BINARY) + wire_text("\0\1\2"s)},
+        {TRN_TYPE_TEXT, 0, "x", be16(TRN_WIRE_CHAR) + be32(0)},
+        {TRN_TYPE_TEXT, -3, "x", be16(TRN_WIRE_CHAR) + be32(-3)},
+    };
+    for (const std::int32_t direction : {TRN_DIRECTION_IN, TRN_DIRECTION_INOUT})
+        for (const auto& [type, length, value, sent] : cases) {
+            if (direction == TRN_DIRECTION_IN && type == TRN_TYPE_INTEGER && length < 4) continue;
+            SCOPED_TRACE("direction " + std::to_string(direction) + " type " + std::to_string(type));
+            Bytes buffer = exact(value);
+            std::int32_t given = length;
+            expect_sent(entry_head("", direction) + sent, 1, [&](Session&, TRN_HANDLE* handle) {
+                EXPECT_EQ(TRN_BindParamByPos(handle, 1, direction, type, buffer.data(), 0, &given), 0);
+            });
+        }
 }
 
 TEST(set, of_the_application_serves_execution_after_execution) {
@@ -216,6 +275,46 @@ TEST(set, and_connections_are_released_in_any_order) {
         TRN_Drop(&set.handle);
         EXPECT_EQ(set.handle, nullptr);
     }
+}
+
+/* Nothing is sent of what does not fit; the set is used up all the same. */
+TEST(set, that_does_not_fit_a_request_is_refused_before_it_is_sent) {
+    const std::string longest(65535, 'n');
+    std::string entries;
+    for (int i = 0; i < 65535; ++i)
+        entries += entry("n", TRN_DIRECTION_OUT, 1, 0, "");
+    Session session(asked({{request("q", 1, integer_entry(1, longest)), K},
+                           {request("q", 65535, entries), U(7) + K},
+                           {command("q"), U(8) + K}}));
+    TRN_HANDLE* handle = session.handle();
+    const auto bind = [&](int count, const std::string& name) {
+        std::int32_t length = 0;
+        for (int i = 0; i < count; ++i)
+            TRN_BindParamByName(handle, name.c_str(), TRN_DIRECTION_OUT, 0, nullptr, 0, nullptr, &length);
+    };
+    const std::function<std::int32_t()> calls[] = {
+        [&] { return run(no_query, session.connection, "q"); },
+        [&] { return run(single_value, session.connection, "q"); },
+        [&] { return run(data_reader, session.connection, "q"); },
+        [&] { return TRN_Execute2(handle, "S", nullptr, nullptr); },
+        [&] { return TRN_Execute2(handle, "S", Bytes(20).data(), nullptr); },
+        [&] { return TRN_Execute_procesure(handle, "q", nullptr); },
+        [&] { return TRN_ExecwithServerCursorReader(handle, "q", "c", nullptr, nullptr); },
+    };
+    for (const auto& call : calls) {
+        bind(1, longest + "n");
+        EXPECT_EQ(call(), TRN_ERR_ARGUMENT);
+        EXPECT_EQ(error_text(*handle), "");
+    }
+    EXPECT_EQ(bind_integer(handle, longest, 1), 0);
+    EXPECT_EQ(run(no_query, session.connection, "q"), 0);
+    bind(65537, "n");
+    EXPECT_EQ(run(no_query, session.connection, "q"), TRN_ERR_ARGUMENT);
+    bind(65535, "n");
+    EXPECT_EQ(run(no_query, session.connection, "q"), 7);
+    EXPECT_EQ(integers({1}).bind(handle, 0, 1, (longest + "n").c_str()), 0);
+    EXPECT_EQ(TRN_ExecBatch(handle, "q", 1), TRN_ERR_ARGUMENT);
+    EXPECT_EQ(run(no_query, session.connection, "q"), 8);
 }
 
 } // namespace

@@ -279,6 +279,53 @@ TEST(procedure, without_slots_for_them_refuses_outputs) {
     }
 }
 
+/* Inputs are released once they were sent, unless the application made the set: an output then finds no slots. Whatever else
+ * a set holds keeps its slots, also those of inputs. */
+TEST(procedure, refuses_outputs_for_a_set_of_inputs) {
+    const std::string unbound_return = "[EC060]Error params-return value need bind, here params without "
+                                       "bindparams inout type is return value \n";
+    const std::string unbound_output = "[EC060]Error params-out type need bind, here params without "
+                                       "bindparams inout type is out or inout \n";
+    const std::string one = request("call", 1, text_entry("in")), to_input = output(0, 30, "x");
+    const std::string two = request("call", 2, text_entry("in") + entry("", 2, 30, 0, ""));
+    const std::string gap = request("call", 2, entry("", 0, 1, 0, "") + text_entry("in"));
+    const struct {
+        bool made_by_application;
+        std::int32_t position, output_position;
+        std::string sent, reply;
+        std::int32_t status;
+        std::string text;
+    } cases[] = {
+        {false, 1, 0, one, to_input, -59, unbound_output},
+        {false, 1, 0, one, returned(30, "x"), -59, unbound_return},
+        {false, 1, 0, one, output(0, 30, ""), 0, ""},
+        {false, 1, 0, one, to_input + W("w"), 1, "w"},
+        {false, 1, 2, two, to_input + returned(30, "x"), 0, ""},
+        {false, 2, 0, gap, to_input + returned(30, "x"), 0, ""}, /* a slot passed over is no input */
+        {true, 1, 0, one, to_input + returned(30, "x"), 0, ""},
+    };
+    for (const auto& [made_by_application, position, output_position, sent, reply, status, text] : cases) {
+        SCOPED_TRACE(hex_difference(reply, "") + (made_by_application ? " own" : ""));
+        Session session(asked({{sent, reply + K}, {command("next"), U(7) + K}}));
+        ParamSet set;
+        Output slot(8);
+        TRN_HANDLE* handle = made_by_application ? &set.handle : session.handle();
+        EXPECT_EQ(bind_text(handle, position, "in"), 0);
+        EXPECT_EQ(output_position > 0 ? slot.bind(handle, output_position, 2) : 0, 0);
+        if (made_by_application) set.attach(session);
+        EXPECT_EQ(call(session), status);
+        EXPECT_EQ(error_text(session.connection.handle), text);
+        if (made_by_application) TRN_ResetParams(session.handle());
+        EXPECT_EQ(session.connection.run("next"), 7);
+    }
+    /* Described parameters without any value are inputs. */
+    Session session(asked(
+        {{command("PREPARE STC0 AS s"), "$" + be32(1) + wire_text("a") + be32(1) + be32(5) + be32(4) + K},
+         {request("call", 1, entry("a", 0, 5, 0, "")), to_input + K}}));
+    EXPECT_EQ(TRN_Prepare2(session.handle(), "s", Bytes(20).data()), 0);
+    EXPECT_EQ(call(session), -59);
+}
+
 /* A set of the application's serves again and again: what came in goes out the next time, as far as it fits. */
 TEST(procedure, keeps_a_set_of_the_application_attached) {
     Session session(asked({{call_at_first, new_out + output(2, 5, be32(6)) + K},

@@ -82,4 +82,36 @@ TEST(unread_reply, that_breaks_off_fails_the_next_call) {
     }
 }
 
+/* A request that the socket may not take at once is not sent before the rest is gone. */
+TEST(unread_reply, that_breaks_off_before_a_large_request_prints_the_line_of_the_call) {
+    const struct {
+        bool binds;
+        std::string sql;
+        std::int32_t (*call)(TRN_HANDLE*, const char*);
+        std::string printed;
+    } cases[] = {
+        {true, "q", TRN_Execute_no_query, "Net Error recv_noQuery \n"},
+        {false, std::string(9000, 'q'), TRN_Execute_no_query, "Net Error recv_noQuery \n"},
+        {true, "q", [](auto h, auto sql) { return TRN_Execute_procesure(h, sql, nullptr); },
+         "Net Error recv_noQuery_OP \n"},
+        {false, std::string(9000, 'q'),
+         [](auto h, auto sql) { return TRN_Execute_procesure(h, sql, nullptr); },
+         "Net Error recv_noQuery \n"},
+        {true, "q",
+         [](auto h, auto sql) { return TRN_ExecwithDataReader(h, sql, nullptr, nullptr, nullptr, nullptr); },
+         ""},
+    };
+    for (const auto& [binds, sql, call, printed] : cases) {
+        SCOPED_TRACE(printed + sql.substr(0, 10));
+        Session session(
+            {expect_login(), send("K"), expect_command("leave"), send("A" + be32(1)), close_connection()});
+        std::int32_t number = 1;
+        EXPECT_EQ(run(no_query, session.connection, "leave"), 0);
+        if (binds) TRN_BindParamByPos(session.handle(), 1, 1, TRN_TYPE_INTEGER, &number, 4, nullptr);
+        OutputCapture output;
+        EXPECT_EQ(call(session.handle(), sql.c_str()), TRN_ERR_NETWORK);
+        EXPECT_EQ(output.text(), printed);
+    }
+}
+
 } // namespace

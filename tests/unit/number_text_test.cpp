@@ -99,6 +99,76 @@ TEST(number_text, leading_numbers_are_read_as_the_runtime_reads_them) {
          {"", "x", "1.5", "-1.5e3", " +2.25z", "1e400", "-1e400", "1e-400", "-1e-400", ".5", "5.", "1e",
           "123456789012345678901234567890.123", "4.9e-324", "1.7976931348623159e308", "+-1"})
         EXPECT_EQ(leading_double(text), std::strtod(text, nullptr)) << text;
-    EXPECT_EQ(leading_double("0." + std::string(400, '0') + "1"), 0.0);
-    EXPECT_EQ(leading_double(std::string(400, '9')), std::numeric_limits<double>::infinity());
+}
+
+TEST(number_text, whole_numbers_outside_32_bits_give_the_nearest_end) {
+    const std::pair<std::string, int32_t> cases[] = {
+        {"3000000000", INT32_MAX},
+        {"2147483647", INT32_MAX},
+        {"2147483648.9", INT32_MAX},
+        {"-2147483648", INT32_MIN},
+        {"-2147483649", INT32_MIN},
+        {" +9999999999999999999999x", INT32_MAX},
+        {"-1" + std::string(400, '0'), INT32_MIN},
+        {"4294967296", INT32_MAX},
+        {"-42.75", -42},
+        {"1e9", 1},
+        {"x", 0},
+    };
+    for (const auto& [text, value] : cases)
+        EXPECT_EQ(nearest_int32(text), value) << text;
+}
+
+// What is too large and what too small shows only when the exponent is added to the place of the first digit.
+TEST(number_text, doubles_out_of_range_are_infinite_or_zero_as_the_runtime_has_it) {
+    const std::string ones(400, '1'), zeros(400, '0'), huge = "9999999999999999999999";
+    const std::string texts[] = {
+        ones,
+        ones + "e-5",
+        ones + "e-92",
+        ones + "e-91",
+        ones.substr(0, 320) + "e-300",
+        ones + "e-724",
+        ones + "e-800",
+        ones + "." + ones + "e-90",
+        ones + "E+5",
+        zeros + "1",
+        zeros + "1e309",
+        zeros + "." + zeros + "1",
+        "0." + zeros + "1e400",
+        "0." + zeros + "1e720",
+        "0." + zeros + "1e710",
+        "." + zeros + ones + "e+709",
+        "0." + zeros + "1e-1",
+        "1" + zeros + "e-" + huge,
+        "0." + zeros + "1e" + huge,
+        "1e-" + huge,
+        "1e+" + huge,
+        "0e" + huge,
+        zeros + "." + zeros + "e" + huge,
+        "1" + zeros + "e-400",
+        "0." + zeros + "1e401",
+        "1e308",
+        "9.9e308",
+        "1e-323",
+        "1e-324",
+        "2.4703282292062327e-324",
+        "2.4703282292062328e-324",
+        "1.7976931348623158e308",
+        "2.2250738585072011e-308",
+    };
+    for (const std::string& text : texts)
+        for (const std::string& signed_text : {text, "-" + text, " +" + text + "x"}) {
+            const double expected = std::strtod(signed_text.c_str(), nullptr);
+            EXPECT_EQ(leading_double(signed_text), expected) << signed_text;
+            EXPECT_EQ(std::signbit(leading_double(signed_text)), std::signbit(expected)) << signed_text;
+        }
+    std::mt19937 random(7);
+    for (int i = 0; i < 20000; ++i) {
+        const auto digits = [&](size_t most) { return ones.substr(0, random() % most); };
+        const std::string text = zeros.substr(0, random() % 2 * (random() % 400)) + digits(400) + "." +
+                                 zeros.substr(0, random() % 2 * (random() % 400)) + digits(400) + "e" +
+                                 std::to_string(static_cast<int>(random() % 2000) - 1000);
+        ASSERT_EQ(leading_double(text), std::strtod(text.c_str(), nullptr)) << text;
+    }
 }
