@@ -440,7 +440,7 @@ TRN_API int32_t TRN_BindParams2Conn(TRN_HANDLE* conn_handle, TRN_HANDLE* set_han
 
 /*
  * On a set, forgets everything bound to it. On a connection, detaches its set (released unless the application made
- * it) and forgets the columns that the last prepare described. Returns 0; -3 for another kind.
+ * it). Returns 0; -3 for another kind.
  */
 TRN_API int32_t TRN_ResetParams(TRN_HANDLE* handle);
 
@@ -573,8 +573,8 @@ TRN_API int32_t TRN_FetchServerCursorRowset(TRN_HANDLE* handle, const char* curs
  * Sends a fetch text of the application's own, and receives the rows INTO an existing rowset.
  *
  * rowset  a variable that holds a result, whose rows and columns are replaced: the variable keeps its value, and reading
- *         begins at the new first row. With null in the variable the rows stay with the connection, out of reach, until
- *         its next such call, reset or close. Required.
+ *         begins at the new first row. Items that followed the result in its reply are released. With null in the variable
+ *         the rows are released at once. Required.
  *
  * Returns what TRN_FetchServerCursorRowset returns; -3 also for a variable that holds another kind of handle. After -4 and
  * -5 the rowset is empty.
@@ -665,9 +665,8 @@ TRN_API int32_t TRN_FreeRowset(TRN_HANDLE* result);
 TRN_API int32_t TRN_FreePtr(void** pointer);
 
 /*
- * Clears what a handle holds, by its kind: a connection or a parameter set as TRN_ResetParams (a connection also releases
- * the rowset that TRN_FetchServerCursorRowset_V2 left with it), a large object as TRN_Reset_Lob. Other kinds are left
- * alone. Returns 0; -3 when handle or *handle is null.
+ * Clears what a handle holds, by its kind: a connection or a parameter set as TRN_ResetParams, a large object as
+ * TRN_Reset_Lob. Other kinds are left alone. Returns 0; -3 when handle or *handle is null.
  */
 TRN_API int32_t TRN_Reset(TRN_HANDLE* handle);
 
