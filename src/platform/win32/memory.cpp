@@ -87,4 +87,6 @@ void release_block(void* block) noexcept {
 
 void prepare_pages(void*, size_t) noexcept {}
 
+void prefer_huge_pages(void*, size_t) noexcept {}
+
 } // namespace tarn::platform
