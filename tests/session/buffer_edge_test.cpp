@@ -152,18 +152,19 @@ TEST_F(buffer_edge, may_be_in_rows_as_large_as_the_buffer_and_several_times_as_l
 }
 
 /* Chunks of 200 rows and batches of 20,000 that end before, with and behind the row that lies across. */
-Reply around_limit(std::size_t limit, std::size_t size, std::size_t round) {
-    Reply reply = Reply::up_to_edge(round / 4, int(limit - 4 + round % 4));
+Reply around_limit(std::size_t limit, std::size_t size, std::size_t place, std::size_t round) {
+    Reply reply = Reply::up_to_edge(place, int(limit - 4 + round % 4));
     for (std::int32_t number = -1; number > -6; --number)
         reply.add({size, number});
     return reply;
 }
 
 TEST_F(buffer_edge, may_meet_the_end_of_a_batch) {
+    constexpr std::size_t places[] = {0, 1, 5, 14, 15};
     for (const std::size_t size : {14, 300})
         serve(
-            4 * (size == 14 ? size + 2 : 3),
-            [&](std::size_t round) { return around_limit(20000, size, round); }, false,
+            4 * std::size(places),
+            [&](std::size_t round) { return around_limit(20000, size, places[round / 4], round); }, false,
             [this](const Reply& reply, std::size_t round) { read_all(reply, round); });
 }
 
@@ -173,7 +174,7 @@ TEST_F(buffer_edge, may_meet_the_end_of_a_chunk) {
         for (const std::size_t size : {14ul, 300ul, buffer + 1})
             serve(
                 4 * std::min<std::size_t>(size + 2, 24),
-                [&](std::size_t round) { return around_limit(200, size, round); }, true,
+                [&](std::size_t round) { return around_limit(200, size, round / 4, round); }, true,
                 [&](const Reply& reply, std::size_t round) {
                     if (procedure) {
                         ParamSet set;
