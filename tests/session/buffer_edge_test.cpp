@@ -171,7 +171,7 @@ TEST_F(buffer_edge, may_meet_the_end_of_a_batch) {
 TEST_F(buffer_edge, may_meet_the_end_of_a_chunk) {
     std::int32_t taken = 0;
     for (const bool procedure : {false, true})
-        for (const std::size_t size : {14ul, 300ul, buffer + 1})
+        for (const std::size_t size : {std::size_t{14}, std::size_t{300}, buffer + 1})
             serve(
                 4 * std::min<std::size_t>(size + 2, 24),
                 [&](std::size_t round) { return around_limit(200, size, round / 4, round); }, true,
