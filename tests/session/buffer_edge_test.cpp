@@ -1,6 +1,7 @@
 /*
- * Rows that lie across the end of the receive buffer. A filler row, of which the server sends a part, stands at the buffer's beginning; when
- * the rest has come the buffer is full to its last byte, and its end lies where the filler's size puts it.
+ * Rows that lie across the end of the receive buffer. A filler row, of which the server sends a part,
+ * stands at the buffer's beginning; when the rest has come the buffer is full to its last byte, and its
+ * end lies where the filler's size puts it.
  */
 #include "client_socket.h"
 #include "parameter_wire.h"

@@ -1,6 +1,7 @@
 /*
- * The client's own end of a link, which tests that are linked with the library's objects reach through the connection's record. With
- * it a server sends a piece when the one before it has been received, and shortens the client's wait for the next.
+ * The client's own end of a link, which tests that are linked with the library's objects reach through the
+ * connection's record. With it a server sends a piece when the one before it has been received, and
+ * shortens the client's wait for the next.
  */
 #ifndef CLIENT_SOCKET_H
 #define CLIENT_SOCKET_H

@@ -1,6 +1,7 @@
 /*
- * Replies that arrive in pieces: the answer cut in two at every byte, and byte by byte, each piece received before the next is sent. What the
- * calls hand over is what they hand over when the reply comes in one piece.
+ * Replies that arrive in pieces: the answer cut in two at every byte, and byte by byte, each piece
+ * received before the next is sent. What the calls hand over is what they hand over when the reply comes
+ * in one piece.
  */
 #include "client_socket.h"
 #include "parameter_wire.h"

@@ -1,5 +1,6 @@
 /*
- * Rows of megabytes and results of many: received in any pieces, broken off at any place, read and released.
+ * Rows of megabytes and results of many: received in any pieces, broken off at any place, read and
+ * released.
  */
 #include "parameter_wire.h"
 

@@ -1,6 +1,6 @@
 /*
- * Servers that answer when the client has given up. A call whose wait ran out ends the link, however much of its answer had come: what
- * comes late reaches no other call, and a reconnect begins anew.
+ * Servers that answer when the client has given up. A call whose wait ran out ends the link, however much
+ * of its answer had come: what comes late reaches no other call, and a reconnect begins anew.
  */
 #include "client_socket.h"
 #include "parameter_wire.h"

@@ -1,5 +1,6 @@
 /*
- * The most rows that a result may have. So many cannot be sent in a test: the count of a result begins near the end.
+ * The most rows that a result may have. So many cannot be sent in a test: the count of a result begins
+ * near the end.
  */
 #include "reply/rows.h"
 #include "session_fixture.h"
