@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 need_packages $build_packages libgtest-dev libssl-dev valgrind
 
 cmake --preset release >/dev/null
-cmake --build --preset release --target unit_test session_test transfer_test
+cmake --build --preset release --target unit_test session_test inner_session_test transfer_test
 checked() {
     echo "== $*"
     valgrind --quiet --leak-check=full --show-leak-kinds=definite,indirect,possible --error-exitcode=1 "$@" \
@@ -18,4 +18,5 @@ checked build/release/tests/unit/unit_test
 checked build/release/tests/session/transfer_test
 for channel in plain enciphered; do
     SESSION_CHANNEL=$channel checked build/release/tests/session/session_test
+    SESSION_CHANNEL=$channel checked build/release/tests/session/inner_session_test
 done

@@ -36,7 +36,9 @@ static bool judge_answer(Conn& conn, MessageType answer) noexcept {
     if (answer == MessageType::accepted_301) {
         std::strcpy(conn.protocol_version, "301");
         uint8_t rest[5];
-        if (read_bytes(conn.channel, rest, sizeof rest) && rest[4] == 'K') return true;
+        if (read_bytes(conn.channel, rest, sizeof rest) &&
+            rest[4] == static_cast<uint8_t>(MessageType::accepted_201))
+            return true;
     }
     Owned<char> reason;
     read_string(conn.channel, reason);

@@ -4,7 +4,9 @@
  * allows. Only the test's own thread is watched; what the C++ library allocates for the test itself does not come here.
  */
 #include "conversations.h"
+#include "enciphered_channel.h"
 #include "output_capture.h"
+#include "wire_bytes.h"
 
 #include <gtest/gtest.h>
 
@@ -137,6 +139,66 @@ TEST_F(allocation, is_never_larger_than_what_has_arrived_allows) {
                 ASSERT_LE(watched_.largest, damaged.size() + trusted)
                     << conversation.name << ", byte " << offset;
                 ASSERT_EQ(watched_.live.size(), 0u) << conversation.name << ", byte " << offset;
+            }
+}
+
+/* A reply that ends behind a length of two gigabytes and what has arrived of them. */
+struct Claim {
+    std::string before;
+    std::int32_t (*call)(TRN_HANDLE* handle);
+};
+
+std::int32_t execute(TRN_HANDLE* handle) {
+    return TRN_Execute_no_query(handle, "q");
+}
+std::int32_t prepare(TRN_HANDLE* handle) {
+    return TRN_Prepare2(handle, "q", nullptr);
+}
+std::int32_t read(TRN_HANDLE* handle) {
+    return TRN_ExecwithDataReader(handle, "q", nullptr, nullptr, nullptr, nullptr);
+}
+std::int32_t fetch(TRN_HANDLE* handle) {
+    return TRN_FetchServerCursorRowset(handle, "c", nullptr);
+}
+std::int32_t call(TRN_HANDLE* handle) {
+    char text[4];
+    std::int32_t length = 0;
+    TRN_BindParamByPos(handle, 1, TRN_DIRECTION_OUT, TRN_TYPE_TEXT, text, sizeof text, &length);
+    return TRN_Execute_procesure(handle, "q", nullptr);
+}
+
+TEST_F(allocation, follows_what_arrives_and_not_what_is_claimed) {
+    constexpr std::size_t trusted = 1024 * 1024;
+    const std::string columns =
+        query({{"c", TRN_WIRE_CHAR}, {"n", TRN_WIRE_INTEGER}, {"d", TRN_WIRE_BLOB}}, {});
+    const std::string half_row = columns + "R" + wire_text(std::string(70000, 'x')) + null_value();
+    const Claim claims[] = {{columns + "R", read},    {columns + "R", fetch},
+                            {half_row, read},         {columns + "*", read},
+                            {columns + "W", read},    {"E", read},
+                            {"W", execute},           {"I", execute},
+                            {"O" + be32(1), execute}, {"P" + be32(0) + be32(30), call},
+                            {"O" + be32(30), call},   {"$" + be32(1), prepare},
+                            {columns + "R", execute}, {"E", prepare}};
+    for (const bool encrypted : {false, true})
+        for (const Claim& claim : claims)
+            for (const std::size_t arrived : {0, 1, 60000, 65536, 200000, 3000000}) {
+                SCOPED_TRACE(std::to_string(&claim - claims) + ", bytes: " + std::to_string(arrived));
+                Conversation conversation{"claim", encrypted ? "use_ssl=on" : "", "", {}, "", encrypted};
+                conversation.bytes = (encrypted ? public_numbers() : "") + "K" + claim.before +
+                                     be32(INT32_MAX) + std::string(arrived, 'x');
+                watched_ = {};
+                watch = &watched_;
+                {
+                    Client client(0, false);
+                    converse(peer_, conversation, whole(conversation), client);
+                    const std::int32_t status = claim.call(&client.handle);
+                    const bool rows_left = claim.call == execute && claim.before == columns + "R";
+                    EXPECT_EQ(status, rows_left ? TRN_OK : TRN_ERR_NETWORK);
+                    EXPECT_EQ(execute(&client.handle), TRN_ERR_NETWORK);
+                }
+                watch = nullptr;
+                EXPECT_LE(watched_.largest, 2 * conversation.bytes.size() + trusted);
+                EXPECT_EQ(watched_.live.size(), 0u);
             }
 }
 

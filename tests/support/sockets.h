@@ -34,8 +34,8 @@ socket_handle listen_on_loopback(std::uint16_t& port, int host = 1);
 /* Accepts a waiting client with Nagle's algorithm off; no_socket when there is none. */
 socket_handle accept_client(socket_handle listener);
 
-/* How long a peer waits for a client that does nothing, so that no test hangs. A client that is emulated and takes
- * every field in a reception of its own is busy for many seconds with one large reply. */
+/* How long a peer waits for a client that does nothing, so that no test hangs. An emulated client on a busy machine
+ * may be slow to come, and to work through a large reply. */
 inline constexpr std::chrono::seconds idle_limit{120};
 
 /* True when the socket has bytes, an end or a client to accept within the time given. */
