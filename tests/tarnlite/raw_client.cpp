@@ -142,6 +142,8 @@ std::vector<Item> RawClient::receive_reply() {
         Item& item = items.emplace_back();
         item.letter = letter;
         switch (letter) {
+        case 'U':
+        case 'D': receive_u32(); break; // rows
         case 'P': item.slot = receive_u32(); [[fallthrough]];
         case 'O': item.columns.push_back(receive_u32()); [[fallthrough]];
         case 'I':
@@ -153,6 +155,12 @@ std::vector<Item> RawClient::receive_reply() {
                 receive_text(); // name
                 item.columns.push_back(receive_u32());
                 receive(8); // modifier and flags
+            }
+            break;
+        case '$':
+            for (std::uint32_t left = receive_u32(); left > 0; --left) {
+                receive_text(); // name
+                receive(12);    // position, type and size
             }
             break;
         default: throw std::runtime_error(std::string("unexpected message ") + letter);

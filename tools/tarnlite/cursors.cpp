@@ -37,6 +37,11 @@ void Cursors::close(const std::string& name) {
     cursors_.erase(name);
 }
 
+void Cursors::stop_all() {
+    for (auto& [name, cursor] : cursors_)
+        stop(cursor);
+}
+
 std::string Cursors::open_unnamed(Statement statement, Parameters parameters) {
     std::string name;
     do

@@ -31,6 +31,8 @@ class Cursors {
     // Replies the columns and the next rows, which may be fewer than `count`.
     void fetch(const std::string& name, std::uint64_t count, Reply& reply);
     void close(const std::string& name);
+    // No cursor is open afterwards; all can be opened again.
+    void stop_all();
     // An open cursor under a name that no other has.
     std::string open_unnamed(Statement statement, Parameters parameters);
 

@@ -15,18 +15,22 @@ namespace tarnlite {
 
 namespace {
 
-constexpr int instructions_between_checks = 4000;
 constexpr std::chrono::milliseconds longest_busy_pause{20};
 constexpr std::uint32_t text_api_type = 2; // of every parameter: SQLite knows no better
 
-int on_progress(void* stopping) {
-    return static_cast<const std::atomic<bool>*>(stopping)->load() ? 1 : 0;
+std::string text_of(WatchedSession::Reason reason, const EngineSettings& settings) {
+    using Reason = WatchedSession::Reason;
+    if (reason == Reason::server_stops) return "the server stops";
+    if (reason == Reason::client_gone) return "the client has gone";
+    const std::chrono::duration<double> limit = *settings.time_limit;
+    return fmt::format("the command was ended: it ran for more than {:g} s (--statement-timeout)",
+                       limit.count());
 }
 
 void reply_version(Reply& reply) {
     reply.columns({ColumnDescription{"%version", ColumnType{WireType::character, 64}, 0}});
     std::string row;
-    put_text(row, fmt::format("tarnlite 1.0 (SQLite {})", sqlite3_libversion()));
+    put_text(row, fmt::format(TARNLITE_VERSION " (SQLite {})", sqlite3_libversion()));
     reply.row(row);
 }
 
@@ -80,14 +84,13 @@ bool inserts(std::string_view verb) {
 
 } // namespace
 
-Engine::Engine(const EngineSettings& settings, const std::atomic<bool>& stopping)
-    : stopping_(stopping), lock_timeout_(settings.lock_timeout), auto_commit_(settings.auto_commit),
-      database_(open_database(settings.database)),
+Engine::Engine(const EngineSettings& settings, Watcher& watcher, const Socket& client)
+    : settings_(settings), guard_(settings.allow_files), database_(open_database(settings.database)),
       lobs_(settings.lobs_by_descriptor ? std::make_optional<LobStore>() : std::nullopt),
-      cursors_(database_.get(), lobs_ ? &*lobs_ : nullptr) {
+      cursors_(database_.get(), lobs_ ? &*lobs_ : nullptr),
+      watched_(watcher, client, database_.get(), settings.time_limit) {
+    guard_.watch(database_.get());
     sqlite3_busy_handler(database_.get(), on_busy, this);
-    sqlite3_progress_handler(database_.get(), instructions_between_checks, on_progress,
-                             const_cast<std::atomic<bool>*>(&stopping_));
 }
 
 // SQLite asks here, while another connection holds the lock it wants, whether to try again.
@@ -95,12 +98,49 @@ int Engine::on_busy(void* engine, int attempts) {
     auto& self = *static_cast<Engine*>(engine);
     const auto now = std::chrono::steady_clock::now();
     if (attempts == 0) self.busy_since_ = now;
-    if (self.stopping_ || now - self.busy_since_ >= self.lock_timeout_) return 0;
+    const bool over = self.watched_.reason() != WatchedSession::Reason::none;
+    if (over || now - self.busy_since_ >= self.settings_.lock_timeout) return 0;
     std::this_thread::sleep_for(std::min(longest_busy_pause, std::chrono::milliseconds(attempts + 1)));
     return 1;
 }
 
 void Engine::run(std::string_view text, const Parameters& parameters, Reply& reply) {
+    run_watched([&] { run_command(text, parameters, reply); });
+}
+
+void Engine::run_batch(std::string_view text, BatchRows& rows, Reply& reply) {
+    run_watched([&] { run_whole_batch(text, rows, reply); });
+}
+
+void Engine::run_watched(const std::function<void()>& command) {
+    guard_.forget();
+    watched_.begin_command();
+    try {
+        command();
+        end_watch();
+    } catch (const SqlError&) {
+        end_watch();
+        const auto reason = watched_.reason();
+        if (reason != WatchedSession::Reason::none) throw SqlError(text_of(reason, settings_));
+        if (!guard_.refusal().empty()) throw SqlError(guard_.refusal());
+        throw;
+    } catch (...) {
+        end_watch();
+        throw;
+    }
+}
+
+// An interrupt would go on to meet the session's next statements as long as a cursor is open.
+void Engine::end_watch() {
+    watched_.end_command();
+    if (watched_.reason() != WatchedSession::Reason::none) cursors_.stop_all();
+}
+
+void Engine::fail_when_ended() const {
+    if (watched_.reason() != WatchedSession::Reason::none) throw SqlError("interrupted");
+}
+
+void Engine::run_command(std::string_view text, const Parameters& parameters, Reply& reply) {
     using Kind = CommandText::Kind;
     const CommandText command = understand(text);
     switch (command.kind) {
@@ -148,6 +188,7 @@ void Engine::declare(const CommandText& command, const Parameters& parameters, R
 void Engine::run_statements(const std::string& sql, Reply& reply) {
     const char* rest = sql.c_str();
     while (const Statement statement = take_statement(database_.get(), rest)) {
+        fail_when_ended();
         run_with(statement.get(), {}, reply);
     }
 }
@@ -161,7 +202,7 @@ void Engine::run_with(sqlite3_stmt* statement, const Parameters& parameters, Rep
 void Engine::run_statement(sqlite3_stmt* statement, Reply& reply) {
     sqlite3* const database = database_.get();
     const std::string verb = statement_verb(sqlite3_sql(statement));
-    if (!auto_commit_ && settle_transaction(statement, verb)) return;
+    if (!settings_.auto_commit && settle_transaction(statement, verb)) return;
     if (sqlite3_column_count(statement) > 0) {
         return reply_rows(database, statement, lobs_ ? &*lobs_ : nullptr, reply);
     }
@@ -179,7 +220,7 @@ void Engine::reply_change(std::string_view verb, std::int64_t changed, Reply& re
     }
 }
 
-void Engine::run_batch(std::string_view text, BatchRows& rows, Reply& reply) {
+void Engine::run_whole_batch(std::string_view text, BatchRows& rows, Reply& reply) {
     const CommandText command = understand(text);
     Statement own;
     sqlite3_stmt* statement = nullptr;
@@ -193,10 +234,16 @@ void Engine::run_batch(std::string_view text, BatchRows& rows, Reply& reply) {
     if (sqlite3_column_count(statement) > 0 || !(inserts(verb) || verb == "UPDATE" || verb == "DELETE")) {
         throw SqlError("a batch runs INSERT, REPLACE, UPDATE and DELETE without rows only");
     }
-    if (!auto_commit_) settle_transaction(statement, verb);
+    if (!settings_.auto_commit) settle_transaction(statement, verb);
     Savepoint savepoint(database_.get());
-    const std::int64_t changed = run_rows(statement, rows);
-    savepoint.keep();
+    std::int64_t changed = 0;
+    try {
+        changed = run_rows(statement, rows);
+        savepoint.keep();
+    } catch (...) {
+        end_watch(); // no interrupt meets the way back
+        throw;
+    }
     reply_change(verb, changed, reply);
 }
 
@@ -205,6 +252,7 @@ std::int64_t Engine::run_rows(sqlite3_stmt* statement, BatchRows& rows) {
     const ParameterPlaces places(statement, rows.row());
     std::int64_t changed = 0;
     do {
+        fail_when_ended();
         places.bind(database_.get(), statement, rows.row());
         if (sqlite3_step(statement) != SQLITE_DONE) throw SqlError(sqlite3_errmsg(database_.get()));
         changed += sqlite3_changes64(database_.get());

@@ -10,9 +10,11 @@
 #include "parameters.h"
 #include "prepared.h"
 #include "protocol.h"
+#include "sql_guard.h"
+#include "watcher.h"
 
-#include <atomic>
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,14 +26,17 @@ struct EngineSettings {
     std::chrono::seconds lock_timeout{5};
     bool auto_commit = true;
     bool lobs_by_descriptor = false;
+    bool allow_files = false;                            // beyond the database
+    std::optional<std::chrono::milliseconds> time_limit; // of a command
 };
 
 struct CommandText;
 
 class Engine {
   public:
-    // `stopping` makes a running or waiting statement fail soon; it must outlive the engine.
-    Engine(const EngineSettings& settings, const std::atomic<bool>& stopping);
+    // The watcher makes a running or waiting command fail when there is no one left to run it for. Both must outlive
+    // the engine.
+    Engine(const EngineSettings& settings, Watcher& watcher, const Socket& client);
 
     Engine(const Engine&) = delete; // SQLite holds its address
     Engine& operator=(const Engine&) = delete;
@@ -44,6 +49,12 @@ class Engine {
     void run_batch(std::string_view text, BatchRows& rows, Reply& reply);
 
   private:
+    // Runs a command under the watcher's eyes, and tells why it was ended or refused.
+    void run_watched(const std::function<void()>& command);
+    void end_watch();
+    void fail_when_ended() const;
+    void run_command(std::string_view text, const Parameters& parameters, Reply& reply);
+    void run_whole_batch(std::string_view text, BatchRows& rows, Reply& reply);
     void prepare(const std::string& name, std::string_view sql, Reply& reply);
     void declare(const CommandText& command, const Parameters& parameters, Reply& reply);
     void run_statements(const std::string& sql, Reply& reply);
@@ -55,14 +66,14 @@ class Engine {
     bool settle_transaction(sqlite3_stmt* statement, std::string_view verb);
     static int on_busy(void* engine, int attempts);
 
-    const std::atomic<bool>& stopping_;
-    std::chrono::seconds lock_timeout_;
-    bool auto_commit_;
+    EngineSettings settings_;
     std::chrono::steady_clock::time_point busy_since_{};
+    SqlGuard guard_;
     Database database_;
     PreparedStatements prepared_;
     std::optional<LobStore> lobs_; // when the session asked for descriptors
     Cursors cursors_;
+    WatchedSession watched_;
 };
 
 } // namespace tarnlite

@@ -35,6 +35,9 @@ class Socket {
     bool send_all(std::string_view bytes);
     // False when nothing (not even the end of the stream) arrived within the time.
     bool wait_readable(std::chrono::milliseconds time);
+    // The peer has ended its side or the connection failed; true although bytes from before may be left to receive.
+    // May be called from another thread.
+    bool peer_has_gone() const;
     void shut_sending();
     // Wakes a thread that waits in receive or send on this socket; may be called from another thread.
     void shut_both();
@@ -51,7 +54,7 @@ class Listener {
     Listener(const std::string& address, std::uint16_t port);
 
     std::uint16_t port() const { return port_; }
-    // A new connection with TCP_NODELAY set; a closed Socket when none could be had this time.
+    // A new connection with TCP_NODELAY and SO_KEEPALIVE set; a closed Socket when none could be had this time.
     Socket accept();
     // Makes a waiting accept return; may be called from another thread.
     void interrupt();

@@ -64,6 +64,11 @@ bool Socket::wait_readable(std::chrono::milliseconds time) {
     }
 }
 
+bool Socket::peer_has_gone() const {
+    pollfd entry{descriptor_, POLLRDHUP, 0}; // failures are reported unasked
+    return ::poll(&entry, 1, 0) > 0;
+}
+
 void Socket::shut_sending() {
     if (is_open()) ::shutdown(descriptor_, SHUT_WR);
 }
@@ -101,6 +106,7 @@ Socket Listener::accept() {
     }
     const int on = 1;
     ::setsockopt(accepted, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    ::setsockopt(accepted, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
     return Socket(accepted);
 }
 

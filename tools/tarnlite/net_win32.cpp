@@ -67,6 +67,11 @@ bool Socket::wait_readable(std::chrono::milliseconds time) {
     return ::WSAPoll(&entry, 1, static_cast<int>(time.count())) > 0;
 }
 
+bool Socket::peer_has_gone() const {
+    WSAPOLLFD entry{descriptor_, POLLRDNORM, 0};
+    return ::WSAPoll(&entry, 1, 0) > 0 && (entry.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0;
+}
+
 void Socket::shut_sending() {
     if (is_open()) ::shutdown(descriptor_, SD_SEND);
 }
@@ -107,6 +112,7 @@ Socket Listener::accept() {
     }
     const BOOL on = TRUE;
     ::setsockopt(accepted, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&on), sizeof on);
+    ::setsockopt(accepted, SOL_SOCKET, SO_KEEPALIVE, reinterpret_cast<const char*>(&on), sizeof on);
     return Socket(accepted);
 }
 

@@ -168,8 +168,13 @@ void set_value(Parameter& parameter, std::string bytes) {
 Parameters read_parameters(Transport& transport, std::size_t count) {
     std::uint64_t allowance = longest_parameters;
     Parameters parameters;
-    while (parameters.size() < count)
-        parameters.push_back(read_parameter(transport, allowance));
+    try {
+        while (parameters.size() < count)
+            parameters.push_back(read_parameter(transport, allowance));
+    } catch (const PeerSilent&) {
+        throw ProtocolError(fmt::format("parameters that the command announced: {}, that came: {}", count,
+                                        parameters.size()));
+    }
     return parameters;
 }
 

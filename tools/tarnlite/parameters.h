@@ -42,7 +42,7 @@ std::size_t value_size(std::uint16_t wire_type, std::int32_t length, std::uint64
 // Gives the parameter the value that these bytes have in its wire type; none: null.
 void set_value(Parameter& parameter, std::string bytes);
 
-// Throws ProtocolError for an entry that cannot be read.
+// Throws ProtocolError for an entry that cannot be read or does not come.
 Parameters read_parameters(Transport& transport, std::size_t count);
 
 // Which value each parameter of a statement takes: by its name, where letter case and the sign before it (":", "@",

@@ -1,7 +1,8 @@
-// Arguments and stop signals of POSIX systems.
+// Arguments, limits and stop signals of POSIX systems.
 #include "process.h"
 
 #include <csignal>
+#include <sys/resource.h>
 
 namespace tarnlite {
 
@@ -19,6 +20,13 @@ sigset_t stop_signals() {
 
 std::vector<std::string> command_line(int argc, char** argv) {
     return {argv, argv + argc};
+}
+
+void raise_descriptor_limit() {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    limit.rlim_cur = limit.rlim_max;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 void hold_stop_signals() {

@@ -35,6 +35,8 @@ std::vector<std::string> command_line(int argc, char** argv) {
     return texts;
 }
 
+void raise_descriptor_limit() {} // there is none
+
 void hold_stop_signals() {
     stopped = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     SetConsoleCtrlHandler(stop, TRUE);

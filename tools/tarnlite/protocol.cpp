@@ -17,9 +17,9 @@ constexpr std::size_t longest_piece = 1024 * 1024;
 } // namespace
 
 std::optional<Command> read_command(Transport& transport) {
-    char opening = transport.read_byte();
+    char opening = transport.await_byte();
     while (opening == '.')
-        opening = transport.read_byte();
+        opening = transport.await_byte();
     if (opening != '?') return std::nullopt;
 
     const std::uint32_t length = transport.read_u32();

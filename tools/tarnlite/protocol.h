@@ -27,7 +27,7 @@ struct Command {
     std::size_t batch_rows = 0;      // of which the entries are the first; 0: no batch
 };
 
-// Waits for the next command; a lone "." before it is passed over. Nothing when the byte there opens no command.
+// Waits for the next command, however long; a lone "." before it is passed over. Nothing when the byte there opens no command.
 // Throws ProtocolError for a frame that cannot be accepted.
 std::optional<Command> read_command(Transport& transport);
 

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <system_error>
@@ -12,6 +13,8 @@
 namespace tarnlite {
 
 namespace {
+
+constexpr std::size_t most_logging_in = 100;
 
 // Every server of a process has an in-memory database of its own.
 std::string memory_database_name() {
@@ -28,10 +31,10 @@ Server::Server(const Settings& settings)
       acceptor_([this] { accept_connections(); }) {}
 
 void Server::stop() {
-    if (!acceptor_.joinable()) return;
     stopping_ = true;
     listener_.interrupt();
     acceptor_.join();
+    watcher_.stop_server();
     {
         const std::lock_guard lock(mutex_);
         for (Connection& connection : connections_)
@@ -52,32 +55,54 @@ void Server::accept_connections() {
 
 void Server::start_session(Socket socket) {
     const std::lock_guard lock(mutex_);
+    make_room_for_login();
     try {
         Connection& connection = connections_.emplace_back();
         connection.socket = std::move(socket);
-        connection.thread = std::thread([this, &connection] { run_session(connection); });
+        connection.thread = Thread([this, &connection] { run_session(connection); });
     } catch (const std::system_error& error) {
         fmt::print(stderr, "tarnlite: a connection was turned away: {}\n", error.what());
         connections_.pop_back();
     }
 }
 
+// Those that were refused and have not gone yet count too.
+void Server::make_room_for_login() {
+    if (count(Stage::logging_in) < most_logging_in) return;
+    Connection& oldest = *std::ranges::find(connections_, Stage::logging_in, &Connection::stage);
+    oldest.stage = Stage::turned_away;
+    oldest.socket.shut_both();
+}
+
+bool Server::admit(Connection& connection) {
+    const std::lock_guard lock(mutex_);
+    if (connection.stage != Stage::logging_in || count(Stage::admitted) >= settings_.most_connections)
+        return false;
+    connection.stage = Stage::admitted;
+    return true;
+}
+
+std::size_t Server::count(Stage stage) const {
+    return static_cast<std::size_t>(std::ranges::count(connections_, stage, &Connection::stage));
+}
+
 void Server::run_session(Connection& connection) {
     try {
-        Session(connection.socket, settings_, database_name_, stopping_).run();
+        const SharedState shared{settings_, database_name_, stopping_, watcher_};
+        Session(connection.socket, shared, [&] { return admit(connection); }).run();
     } catch (const std::exception& error) {
         fmt::print(stderr, "tarnlite: a connection ended: {}\n", error.what());
     }
     const std::lock_guard lock(mutex_);
     connection.socket.close();
-    connection.ended = true;
+    connection.stage = Stage::ended;
 }
 
 void Server::reap_ended() {
     const std::lock_guard lock(mutex_);
     std::erase_if(connections_, [](Connection& connection) {
-        if (connection.ended) connection.thread.join();
-        return connection.ended;
+        if (connection.stage == Stage::ended) connection.thread.join();
+        return connection.stage == Stage::ended;
     });
 }
 

@@ -1,17 +1,21 @@
-// The listener and its connections, a thread for each. stop() ends them all: it wakes every thread that waits on its
+// The listener and its connections, a thread for each. Connections that have not logged in are bounded too: one more of
+// them takes the place of the one that has been at it for the longest time, so that those that only connect and stay
+// silent keep nobody out. stop() ends them all: it wakes every thread that waits on its
 // socket, makes running statements fail, and returns when the last thread has ended.
 #pragma once
 
 #include "engine.h"
 #include "net.h"
 #include "settings.h"
+#include "thread.h"
+#include "watcher.h"
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <list>
 #include <mutex>
 #include <string>
-#include <thread>
 
 namespace tarnlite {
 
@@ -27,14 +31,23 @@ class Server {
     void stop();
 
   private:
+    enum class Stage {
+        logging_in,
+        turned_away,
+        admitted,
+        ended,
+    };
     struct Connection {
         Socket socket; // closed under mutex_ only, so that stop() never wakes a descriptor of someone else
-        std::thread thread;
-        bool ended = false;
+        Stage stage = Stage::logging_in;
+        Thread thread;
     };
 
     void accept_connections();
     void start_session(Socket socket);
+    void make_room_for_login();
+    bool admit(Connection& connection);
+    std::size_t count(Stage stage) const;
     void run_session(Connection& connection);
     void reap_ended();
 
@@ -42,10 +55,11 @@ class Server {
     std::string database_name_;
     Database keeper_; // an in-memory database lives as long as one connection to it is open
     Listener listener_;
+    Watcher watcher_;
     std::atomic<bool> stopping_{false};
     std::mutex mutex_;
-    std::list<Connection> connections_;
-    std::thread acceptor_;
+    std::list<Connection> connections_; // the oldest first
+    Thread acceptor_;
 };
 
 } // namespace tarnlite

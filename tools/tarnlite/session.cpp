@@ -5,6 +5,8 @@
 #include "enciphered_login.h"
 #include "engine.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <chrono>
 #include <thread>
@@ -13,15 +15,16 @@ namespace tarnlite {
 
 namespace {
 
-constexpr std::chrono::seconds login_time{10};
 constexpr std::size_t longest_login = 4096;
 constexpr std::string_view enciphered_opening = "~ssl~";
 constexpr std::chrono::seconds default_lock_timeout{5};
 constexpr std::chrono::seconds longest_lock_timeout{3600};
 
-EngineSettings engine_settings(const Login& login, const std::string& database) {
+EngineSettings engine_settings(const Login& login, const SharedState& shared) {
     EngineSettings result;
-    result.database = database;
+    result.database = shared.database;
+    result.allow_files = shared.settings.allow_files;
+    result.time_limit = shared.settings.statement_timeout;
     result.auto_commit = login.auto_commit;
     result.lobs_by_descriptor = login.lobs_by_descriptor;
     result.lock_timeout =
@@ -29,6 +32,11 @@ EngineSettings engine_settings(const Login& login, const std::string& database) 
             ? std::min<std::chrono::seconds>(std::chrono::seconds(login.lock_timeout), longest_lock_timeout)
             : default_lock_timeout;
     return result;
+}
+
+std::string no_room(const Settings& settings) {
+    return fmt::format("the server has {} connections already, its limit (--max-connections)",
+                       settings.most_connections);
 }
 
 } // namespace
@@ -40,23 +48,31 @@ void Session::run() {
         if (settings_.faults.drop_after) transport_.drop_after(*settings_.faults.drop_after);
         delay_reply();
         if (const auto reason = reason_to_refuse(*login)) return refuse(*reason);
+        if (!admit_()) return refuse(no_room(settings_));
         serve(*login);
     } catch (const ConnectionLost&) {
         // The usual end of a session.
     } catch (const ProtocolError& error) {
-        try {
-            Reply reply(transport_);
-            reply.error(error.what());
-            reply.end();
-            transport_.finish();
-        } catch (const ConnectionLost&) {
-            // The client did not wait for its answer.
-        }
+        take_last_leave(error.what());
+    } catch (const PeerSilent& error) {
+        take_last_leave(error.what());
+    }
+}
+
+// Where the next command would begin is not known any more.
+void Session::take_last_leave(std::string_view reason) {
+    try {
+        Reply reply(transport_);
+        reply.error(reason);
+        reply.end();
+        transport_.finish();
+    } catch (const ConnectionLost&) {
+        // The client did not wait for its answer.
     }
 }
 
 std::optional<Login> Session::read_login() {
-    const auto deadline = Transport::Clock::now() + login_time;
+    const auto deadline = Transport::Clock::now() + settings_.login_timeout;
     Login login;
     for (;;) {
         const std::string_view text = transport_.arrived();
@@ -98,7 +114,8 @@ std::optional<std::string> Session::reason_to_refuse(const Login& login) const {
 void Session::delay_reply() const {
     constexpr std::chrono::milliseconds longest_nap{20};
     const auto end = Transport::Clock::now() + settings_.faults.delay;
-    for (auto now = Transport::Clock::now(); now < end && !stopping_; now = Transport::Clock::now())
+    for (auto now = Transport::Clock::now(); now < end && !shared_.stopping && !socket_.peer_has_gone();
+         now = Transport::Clock::now())
         std::this_thread::sleep_for(std::min<Transport::Clock::duration>(end - now, longest_nap));
 }
 
@@ -122,11 +139,12 @@ void Session::refuse(std::string_view reason) {
 void Session::serve(const Login& login) {
     std::optional<Engine> engine;
     try {
-        engine.emplace(engine_settings(login, database_), stopping_);
+        engine.emplace(engine_settings(login, shared_), shared_.watcher, socket_);
     } catch (const SqlError& error) {
         return refuse(error.what());
     }
     accept();
+    transport_.limit_silence(settings_.request_timeout);
     while (const auto command = read_command(transport_)) {
         answer(*command, *engine);
     }

@@ -3,6 +3,8 @@
 
 #include "faults.h"
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -22,6 +24,11 @@ struct Settings {
     bool require_ssl = false;               // refuse plain logins
     bool refuse_ssl = false;                // refuse enciphered ones
     int protocol = 301;                     // 201 or 301: the form of the login answer
+    bool allow_files = false;               // SQL may reach files beside the database
+    std::size_t most_connections = 200;     // logged in at a time
+    std::chrono::milliseconds login_timeout{10'000};
+    std::chrono::milliseconds request_timeout{5'000}; // silence in the middle of a request
+    std::optional<std::chrono::milliseconds> statement_timeout;
     Faults faults;
 };
 

@@ -50,7 +50,17 @@ bool Transport::wait_for_more(Clock::time_point deadline) {
     return true;
 }
 
+void Transport::receive_in_time() {
+    if (longest_silence_ && !socket_.wait_readable(*longest_silence_)) throw PeerSilent();
+    receive_more();
+}
+
 char Transport::read_byte() {
+    if (arrived().empty()) receive_in_time();
+    return input_[consumed_++];
+}
+
+char Transport::await_byte() {
     if (arrived().empty()) receive_more();
     return input_[consumed_++];
 }
@@ -66,7 +76,7 @@ std::uint32_t Transport::read_u32() {
 std::string Transport::read_bytes(std::size_t count) {
     std::string bytes;
     while (bytes.size() < count) {
-        if (arrived().empty()) receive_more();
+        if (arrived().empty()) receive_in_time();
         const std::string_view part = arrived().substr(0, count - bytes.size());
         bytes.append(part);
         consume(part.size());

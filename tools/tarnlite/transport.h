@@ -23,6 +23,12 @@ class ConnectionLost : public std::exception {
     const char* what() const noexcept override { return "the connection was lost"; }
 };
 
+// The peer fell silent where it owes more.
+class PeerSilent : public std::exception {
+  public:
+    const char* what() const noexcept override { return "the rest of the request did not come in time"; }
+};
+
 using SessionKey = std::array<std::uint8_t, tarn::turing_key_size>;
 
 class Transport {
@@ -37,11 +43,16 @@ class Transport {
     bool wait_for_more(Clock::time_point deadline);
     void consume(std::size_t count) { consumed_ += count; }
 
+    // From here on the calls that follow throw PeerSilent when nothing arrives for so long; before, they wait on.
+    void limit_silence(std::chrono::milliseconds longest) { longest_silence_ = longest; }
     char read_byte();
     std::uint16_t read_u16();
     std::uint32_t read_u32();
     // Memory grows with the bytes that really arrive, never with the length that was announced.
     std::string read_bytes(std::size_t count);
+
+    // As read_byte, but waits as long as it takes.
+    char await_byte();
 
     // Goes into a bounded buffer, which is sent whenever it is full.
     void write(std::string_view bytes);
@@ -70,6 +81,7 @@ class Transport {
     };
 
     void receive_more();
+    void receive_in_time();
     void send(std::string_view bytes);
     void take_leave();
     static void apply(tarn::TuringState& keystream, std::string& bytes, std::size_t from);
@@ -78,6 +90,7 @@ class Transport {
     std::string input_;
     std::size_t consumed_ = 0;
     std::string output_;
+    std::optional<std::chrono::milliseconds> longest_silence_;
     std::optional<std::uint64_t> left_to_send_; // without it there is no limit
     std::optional<Keystreams> keystreams_;
 };
