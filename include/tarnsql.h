@@ -49,7 +49,9 @@
  *    or read while another thread uses it. Different connections share nothing.
  *
  * 9. Waiting. A read from the server waits at most 30 minutes for the next bytes; three such waits in a row end
- *    it, one on an enciphered channel. Connecting and sending wait as long as the system does.
+ *    it, one on an enciphered channel. A read that ends so, or finds the stream broken, closes the link: its call
+ *    and all that follow fail with their network status until TRN_ReconnectConn, and an answer that comes late
+ *    reaches no call. Connecting and sending wait as long as the system does.
  *
  * 10. Linking. One calling convention, the platform's own. Define TARNSQL_STATIC before including this header
  *     when linking the static library on Windows.
@@ -600,8 +602,7 @@ TRN_API int32_t TRN_FetchRefCursorHead(TRN_HANDLE* handle, const char* cursor_na
 /*
  * Closes a cursor.
  * Returns 0; -1 when the server refused ([EC027] with its text and the name); -3 for a null argument or another kind of
- * handle; -4 when there was no answer: the link is then given up, and every call on the connection fails until
- * TRN_ReconnectConn; -5.
+ * handle; -4 when there was no answer; -5.
  * Wire: "CLOSE name ".
  */
 TRN_API int32_t TRN_CloseCursor(TRN_HANDLE* handle, const char* cursor_name);
