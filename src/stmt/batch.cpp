@@ -70,6 +70,7 @@ using namespace tarn;
 int32_t TRN_ExecBatch(TRN_HANDLE* handle, const char* sql, int32_t array_count) {
     Conn* conn = conn_for_command(handle, sql);
     if (!conn) return TRN_ERR_ARGUMENT;
+    const ConnLock lock(*conn); // the set may be another call's until it is held
     ParamSet* set = conn->bound_params;
     if (!set) {
         set_error_message(conn->head, message::batch_without_parameters);
@@ -80,7 +81,6 @@ int32_t TRN_ExecBatch(TRN_HANDLE* handle, const char* sql, int32_t array_count) 
                        format_text(error_area, message::batch_size_differs, set->array_size, array_count));
         return -1;
     }
-    const ConnLock lock(*conn);
     const int32_t status = execute_batch(*conn, sql, *set);
     // The set stays bound, empty.
     release_params_content(*set);

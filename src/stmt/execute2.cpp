@@ -42,7 +42,6 @@ static int32_t execute(Conn& conn, const char* command, ResultSet*& result) noex
 }
 
 static int32_t execute_default(Conn& conn, TRN_HANDLE* result_out) noexcept {
-    const ConnLock lock(conn);
     if (!conn.default_prepared) {
         set_error_message(conn.head, message::no_default_statement);
         return -1;
@@ -58,7 +57,6 @@ static int32_t execute_default(Conn& conn, TRN_HANDLE* result_out) noexcept {
 static int32_t execute_named(Conn& conn, const char* name, TRN_HANDLE* result_out) noexcept {
     const CommandText command(message::execute, name);
     if (command.status() != TRN_OK) return command.status();
-    const ConnLock lock(conn);
     ResultSet* result;
     const int32_t status = execute(conn, command.get(), result);
     if (status < 0)
@@ -75,7 +73,6 @@ static int32_t execute_through_cursor(Conn& conn, const char* name, char* cursor
     const CommandText command(message::declare_for_statement, own_cursor.get(), name);
     if (command.status() != TRN_OK) return command.status();
     std::strcpy(cursor, own_cursor.get()); // the last look at the name: the buffer may be the same
-    const ConnLock lock(conn);             // over both exchanges
     ResultSet* result;
     const int32_t status = execute(conn, command.get(), result);
     if (status < 0) {
@@ -98,6 +95,7 @@ int32_t TRN_Execute2(TRN_HANDLE* handle, const char* statement_name, char* curso
                      TRN_HANDLE* result_out) {
     Conn* conn = conn_of(handle);
     if (!conn || (cursor_name_out && !statement_name)) return TRN_ERR_ARGUMENT;
+    const ConnLock lock(*conn); // from the first look at the bound set to the end of the last exchange
     if (!statement_name) return execute_default(*conn, result_out);
     if (needs_values(conn->bound_params)) {
         set_error_message(conn->head, message::values_unbound);

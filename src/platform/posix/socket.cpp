@@ -23,11 +23,13 @@ static int descriptor(Socket socket) {
     return static_cast<int>(socket);
 }
 
-// A stream that is not descriptor 0, which stands for "none"; -1 on failure.
+// A stream that is none of the standard descriptors, which a process may have closed: 0 stands for "none", and what is printed
+// goes to 1 and 2. -1 on failure.
 static int open_stream() {
+    constexpr int first_own = 3;
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd != 0) return fd;
-    const int moved = fcntl(fd, F_DUPFD_CLOEXEC, 1);
+    if (fd < 0 || fd >= first_own) return fd;
+    const int moved = fcntl(fd, F_DUPFD_CLOEXEC, first_own);
     close(fd);
     return moved;
 }
