@@ -49,7 +49,4 @@ void release_block(void* block) noexcept;
 // touched. Only speed depends on it: where there is no such call it does nothing.
 void prepare_pages(void* memory, size_t size) noexcept;
 
-// Has memory that will be filled from its start backed by huge pages, where the system has some to give. Only speed depends on it.
-void prefer_huge_pages(void* memory, size_t size) noexcept;
-
 } // namespace tarn::platform

@@ -9,11 +9,8 @@
 namespace tarn {
 
 // The first block of a result has the size of what is at hand when it is made, so that a small result takes little; those that
-// follow double it up to here: blocks that large are worth huge pages.
-static constexpr size_t largest_block = 16 * 1024 * 1024;
-
-// Page faults cost more than all else that is done to the bytes of a large result.
-static constexpr size_t smallest_huge = 4 * 1024 * 1024;
+// follow double it up to here.
+static constexpr size_t largest_block = 1024 * 1024;
 
 // Pages are provided in steps of this size, which the caches still hold when the rows are copied there.
 static constexpr size_t page_step = 256 * 1024;
@@ -34,7 +31,6 @@ static bool add_block(RowStore& store, size_t needed) noexcept {
     const size_t capacity = std::max(needed, std::min(2 * store.last_capacity, largest_block));
     RowBlock* block = make_block(capacity);
     if (!block) return false;
-    if (capacity >= smallest_huge) platform::prefer_huge_pages(block, capacity);
     append_block(store, block, capacity);
     return true;
 }

@@ -16,23 +16,13 @@ void release_block(void* block) noexcept {
     std::free(block);
 }
 
-// Advises on the whole pages of that size inside the memory.
-[[maybe_unused]] static void advise(void* memory, size_t size, uintptr_t page, int advice) noexcept {
+void prepare_pages([[maybe_unused]] void* memory, [[maybe_unused]] size_t size) noexcept {
+#ifdef MADV_POPULATE_WRITE // Linux 5.14 and later; older ones refuse it
+    constexpr uintptr_t page = 4096;
     const uintptr_t start = reinterpret_cast<uintptr_t>(memory);
     const uintptr_t first = (start + page - 1) & ~(page - 1);
     const uintptr_t end = (start + size) & ~(page - 1);
-    if (first < end) madvise(reinterpret_cast<void*>(first), end - first, advice);
-}
-
-void prepare_pages([[maybe_unused]] void* memory, [[maybe_unused]] size_t size) noexcept {
-#ifdef MADV_POPULATE_WRITE // Linux 5.14 and later; older ones refuse it
-    advise(memory, size, 4096, MADV_POPULATE_WRITE);
-#endif
-}
-
-void prefer_huge_pages([[maybe_unused]] void* memory, [[maybe_unused]] size_t size) noexcept {
-#ifdef MADV_HUGEPAGE
-    advise(memory, size, 2 * 1024 * 1024, MADV_HUGEPAGE);
+    if (first < end) madvise(reinterpret_cast<void*>(first), end - first, MADV_POPULATE_WRITE);
 #endif
 }
 

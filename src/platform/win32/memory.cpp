@@ -87,6 +87,4 @@ void release_block(void* block) noexcept {
 
 void prepare_pages(void*, size_t) noexcept {}
 
-void prefer_huge_pages(void*, size_t) noexcept {}
-
 } // namespace tarn::platform
