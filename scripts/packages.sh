@@ -16,21 +16,21 @@ need_packages() {
     DEBIAN_FRONTEND=noninteractive $as_root apt-get install -y -qq --no-install-recommends $missing >/dev/null
 }
 
-# Unpacks the source package of a Debian package here, with Debian's changes. The machine's own package lists, which seldom have
-# sources, stay as they are.
+# Unpacks the source package of a Debian package here, with Debian's changes, from the archives that the machine's own package
+# lists name. Those lists, which seldom have sources, stay as they are.
 # Usage: unpack_sources NAME
 unpack_sources() (
     need_packages dpkg-dev
     apt_home=$(mktemp -d)
     trap 'rm -rf "$apt_home"' EXIT
     mkdir -p "$apt_home/lists/partial" "$apt_home/cache/archives/partial"
-    . /etc/os-release
-    while read -r archive suite; do
-        echo "deb-src [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] http://deb.debian.org/$archive $suite main"
-    done >"$apt_home/sources.list" <<END
-debian $VERSION_CODENAME
-debian-security $VERSION_CODENAME-security
-END
+    archives() { apt-get indextargets --format '$(REPO_URI) $(RELEASE)' 'Created-By: Packages' 'Origin: Debian' | sort -u; }
+    if [ -z "$(archives)" ]; then # no lists yet
+        if [ "$(id -u)" -eq 0 ]; then apt-get update -qq; else sudo apt-get update -qq; fi
+    fi
+    archives | while read -r archive suite; do
+        echo "deb-src [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $archive $suite main"
+    done >"$apt_home/sources.list"
     private_apt() {
         apt-get -qq -o Dir::Etc::SourceList="$apt_home/sources.list" -o Dir::Etc::SourceParts=- \
             -o Dir::State::Lists="$apt_home/lists" -o Dir::Cache="$apt_home/cache" \

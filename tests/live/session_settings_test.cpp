@@ -4,8 +4,8 @@
 TEST(live_login, both_forms_of_the_login_answer_open_a_session) {
     for (const char* protocol : {"201", "301"}) {
         LiveServer server({"--protocol", protocol});
-        Connection connection(
-            server, "char_set=utf8;iso_level=read committed;current_schema=s;lock_timeout=7");
+        Connection connection(server,
+                              "char_set=utf8;iso_level=read committed;current_schema=s;lock_timeout=7");
         ASSERT_EQ(connection.opened, TRN_OPENED) << protocol;
         EXPECT_EQ(connection.transcript("select 1 as a; select 'b' as b"), "a: 1\nb: b\n") << protocol;
     }
