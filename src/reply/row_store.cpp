@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <new>
 
 #include "platform/platform.h"
@@ -25,6 +26,7 @@ static void append_block(RowStore& store, RowBlock* block, size_t capacity) noex
     *store.last = block;
     store.room = store.last_capacity = capacity;
     store.prepared = 0;
+    std::fill(std::begin(store.recent), std::end(store.recent), nullptr);
 }
 
 static bool add_block(RowStore& store, size_t needed) noexcept {
@@ -79,7 +81,15 @@ bool store_short_rows(RowStore& store, const uint8_t* rows, size_t size) noexcep
 static uint8_t* put_long_head(uint8_t* row, uint32_t size) noexcept {
     *row = long_row_mark;
     store(row + 1, size);
+    store(row + 5, uint32_t{0});
     return row + long_row_head;
+}
+
+// Tells the row that was stored rows_ahead before this one where this one is.
+static void link_long_row(RowStore& store, uint8_t* row) noexcept {
+    uint8_t*& earlier = store.recent[store.long_rows++ % rows_ahead];
+    if (earlier) tarn::store(earlier + 5, static_cast<uint32_t>(row - earlier));
+    earlier = row;
 }
 
 bool store_row(RowStore& store, const uint8_t* columns, size_t size) noexcept {
@@ -87,10 +97,12 @@ bool store_row(RowStore& store, const uint8_t* columns, size_t size) noexcept {
     const size_t whole = size + (is_short ? 1 : long_row_head);
     if (whole > store.room && !add_block(store, whole)) return false;
     uint8_t* row = append(store, whole);
-    if (is_short)
+    if (is_short) {
         *row++ = static_cast<uint8_t>(whole);
-    else
+    } else {
+        link_long_row(store, row);
         row = put_long_head(row, static_cast<uint32_t>(whole));
+    }
     if (size) std::memcpy(row, columns, size);
     return true;
 }

@@ -1,8 +1,12 @@
 // The rows of one result as they came: whole rows back to back in blocks of memory.
 //
 // A stored row is its columns as they travelled, behind a head that tells where the next row begins. The head of a short row is
-// one byte, the size of head and columns, in the place of the message type; that of a longer row is the byte 255 and the same
-// size in 32 bits, in host order. A row that is larger than the receive buffer has a block to itself and 0 for its size.
+// one byte, the size of head and columns, in the place of the message type; that of a longer row is the byte 255, the same size in
+// 32 bits, in host order, and in 32 more how far the row lies that is rows_ahead further on in its block, 0 if none does. A row
+// that is larger than the receive buffer has a block to itself and 0 for its size.
+//
+// Short rows follow each other so closely that the processor has them at hand. Where few columns of long rows are read, each head
+// would be waited for in turn if it were not asked for some rows ahead.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +19,8 @@ namespace tarn {
 
 inline constexpr size_t longest_short_row = 254; // head included
 inline constexpr uint8_t long_row_mark = 255;
-inline constexpr size_t long_row_head = 5;
+inline constexpr size_t long_row_head = 9;
+inline constexpr size_t rows_ahead = 8;
 
 // The rows follow the record.
 struct RowBlock {
@@ -29,10 +34,12 @@ struct RowBlock {
 // All zero: no rows.
 struct RowStore {
     RowBlock* first;
-    RowBlock** last;      // the link to the block that is being filled; null without one
-    size_t room;          // left in it
-    size_t last_capacity; // of it
-    size_t prepared;      // bytes from its start whose pages are there
+    RowBlock** last;             // the link to the block that is being filled; null without one
+    size_t room;                 // left in it
+    size_t last_capacity;        // of it
+    size_t prepared;             // bytes from its start whose pages are there
+    uint8_t* recent[rows_ahead]; // the last long rows in it
+    size_t long_rows;
 };
 
 // Stores whole short rows that have their heads already. False when memory is short.
@@ -95,6 +102,9 @@ inline const uint8_t* next_row(RowCursor& cursor) noexcept {
         return row + 1;
     }
     const uint32_t size = load<uint32_t>(row + 1);
+    const uint8_t* ahead = row + load<uint32_t>(row + 5);
+    __builtin_prefetch(ahead);
+    __builtin_prefetch(ahead + 64);
     cursor.next = size ? row + size : cursor.end;
     return row + long_row_head;
 }

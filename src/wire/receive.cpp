@@ -40,7 +40,7 @@ static size_t take_buffered(Channel& channel, uint8_t* to, size_t most) noexcept
 
 // What is larger than the buffer goes straight to its place, in steps that are decrypted while the caches still hold them.
 static size_t receive_directly(Channel& channel, uint8_t* to, size_t size) noexcept {
-    constexpr size_t decrypted_at_once = 128 * 1024;
+    constexpr size_t decrypted_at_once = 64 * 1024;
     return receive_into(channel, to, channel.recv_cipher ? std::min(size, decrypted_at_once) : size);
 }
 
