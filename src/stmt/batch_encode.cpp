@@ -6,7 +6,6 @@
 #include "stmt/encode.h"
 #include "stmt/param_array.h"
 #include "stmt/put_value.h"
-#include "wire/receive.h"
 #include "wire/send.h"
 
 namespace tarn {

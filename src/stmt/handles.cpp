@@ -7,7 +7,6 @@
 #include "reply/result_set.h"
 #include "stmt/param_set.h"
 #include "stmt/prepared.h"
-#include "wire/receive.h"
 
 namespace tarn {
 
