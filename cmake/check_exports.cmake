@@ -1,15 +1,17 @@
-# Compares the names that LIBRARY exports, as OBJDUMP lists them, with those in LIST: a name a line, or the declarations of a header.
+# Compares the names that LIBRARY exports, as OBJDUMP lists them, with those in LIST: a name a line, or the declarations of headers.
 set(expected)
 set(exported)
 set(listing "^([A-Za-z_0-9]+)$")
 if(LIST MATCHES "\\.h$")
   set(listing "^TRN_API [^(]*[ *]([A-Za-z_0-9]+)\\(")
 endif()
-file(STRINGS ${LIST} lines REGEX "${listing}")
-foreach(line IN LISTS lines)
-  if(line MATCHES "${listing}")
-    list(APPEND expected ${CMAKE_MATCH_1})
-  endif()
+foreach(file IN LISTS LIST)
+  file(STRINGS ${file} lines REGEX "${listing}")
+  foreach(line IN LISTS lines)
+    if(line MATCHES "${listing}")
+      list(APPEND expected ${CMAKE_MATCH_1})
+    endif()
+  endforeach()
 endforeach()
 list(REMOVE_DUPLICATES expected) # a header may declare a name once for each language
 if(LIBRARY MATCHES "\\.dll$")

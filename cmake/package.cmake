@@ -7,7 +7,7 @@ install(TARGETS tarnsql tarnsql_static EXPORT tarnsql
         RUNTIME COMPONENT runtime
         LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
         ARCHIVE COMPONENT development)
-install(FILES include/tarnsql.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(FILES include/tarnsql.h include/tarnsql_ext.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 install(EXPORT tarnsql NAMESPACE tarnsql:: FILE tarnsql-targets.cmake DESTINATION ${package_dir} COMPONENT development)
 configure_package_config_file(cmake/tarnsql-config.cmake.in tarnsql-config.cmake INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(tarnsql-config-version.cmake COMPATIBILITY SameMajorVersion)

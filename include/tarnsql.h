@@ -75,9 +75,9 @@ extern "C" {
 
 /* The version of this header; the library's soname follows the major number. */
 #define TRN_VERSION_MAJOR 1
-#define TRN_VERSION_MINOR 0
+#define TRN_VERSION_MINOR 1
 #define TRN_VERSION_PATCH 0
-#define TRN_VERSION "1.0.0"
+#define TRN_VERSION "1.1.0"
 
 /* A handle variable. Initialise it with null. */
 typedef void* TRN_HANDLE;

@@ -19,14 +19,6 @@ Owned<char> format_text(size_t size, const char* format, ...) noexcept {
     return text;
 }
 
-void print_line(const char* format, ...) noexcept {
-    va_list arguments;
-    va_start(arguments, format);
-    std::vfprintf(stdout, format, arguments);
-    va_end(arguments);
-    std::fflush(stdout);
-}
-
 void copy_to_field(char* field, size_t size, std::string_view text) noexcept {
     const size_t length = std::min(text.size(), size - 1);
     if (length) std::memcpy(field, text.data(), length);

@@ -1,4 +1,4 @@
-// Small texts: formatting, printing, comparing and reading numbers, all independent of the process's locale.
+// Small texts: formatting, comparing and reading numbers, all independent of the process's locale.
 #pragma once
 
 #include <cstddef>
@@ -19,9 +19,6 @@ namespace tarn {
 
 // Formats into a zeroed block of size bytes; a longer text is cut to size - 1 characters. Null when memory is short.
 Owned<char> format_text(size_t size, const char* format, ...) noexcept TARN_PRINTF(2, 3);
-
-// Formats on the standard output and flushes it.
-void print_line(const char* format, ...) noexcept TARN_PRINTF(1, 2);
 
 // Copies text into a field of size bytes, cut to size - 1 characters, always terminated.
 void copy_to_field(char* field, size_t size, std::string_view text) noexcept;

@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "base/memory.h"
-#include "base/text.h"
 #include "conn/messages.h"
+#include "wire/lines.h"
 
 namespace tarn {
 

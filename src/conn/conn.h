@@ -39,6 +39,15 @@ enum class UnreadReply : int32_t {
     end,              // an end of reply, if the server sends one: any other byte belongs to the next reply
 };
 
+// What the running call will print (conn/call.h).
+struct SaidLine;
+struct SaidLines {
+    SaidLine* first;
+    SaidLine* last;
+    size_t kept;       // bytes
+    uint32_t left_out; // lines
+};
+
 struct Conn {
     Handle head; // TRN_KIND_CONNECTION; its error text is replaced by every room that fails
 
@@ -49,8 +58,9 @@ struct Conn {
     Settings settings;         // attribute calls change some of them
     IpsAttrs* ips_attrs;       // owned; the address list of the connection string, null without one
     char protocol_version[64]; // "301" or "201", as the last login left it
-    int32_t recv_timeout_ms;
+    ChannelOptions options;
     platform::Lock* lock; // null: the open did not come so far
+    SaidLines said;
 
     // wire
     Channel channel;
@@ -67,30 +77,15 @@ struct Conn {
     int32_t fun_return_type; // the server's type code of the last function result; below 1: none
 };
 
-// The connection behind a handle variable; null when there is none or it is of another kind.
-inline Conn* conn_of(const TRN_HANDLE* handle) noexcept {
+// The connection behind a handle variable, whether or not another thread's call runs on it; null when there is none or it is of
+// another kind. For what takes no lock on purpose: binding, accessors, attributes, closing. All else goes through RunningCall
+// (conn/call.h).
+inline Conn* unlocked_conn_of(const TRN_HANDLE* handle) noexcept {
     return kind_of(handle) == TRN_KIND_CONNECTION ? static_cast<Conn*>(*handle) : nullptr;
 }
 
 // One more holder of the record, and one less: the last one releases it.
 Conn* retain(Conn& conn) noexcept;
 void drop_reference(Conn* conn) noexcept;
-
-// Holds a connection's lock from construction to the end of the scope. A connection whose open failed may have no lock:
-// its calls fail at the socket without waiting.
-class ConnLock {
-  public:
-    explicit ConnLock(Conn& conn) noexcept : lock_(conn.lock) {
-        if (lock_) platform::acquire(lock_);
-    }
-    ~ConnLock() {
-        if (lock_) platform::give_back(lock_);
-    }
-    ConnLock(const ConnLock&) = delete;
-    ConnLock& operator=(const ConnLock&) = delete;
-
-  private:
-    platform::Lock* lock_;
-};
 
 } // namespace tarn

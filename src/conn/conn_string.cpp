@@ -9,24 +9,6 @@
 
 namespace tarn {
 
-// How a value is stored.
-enum class Setting {
-    text,       // cut to the field
-    number,     // leading decimal number
-    port,       // the same in 16 bits
-    on_flag,    // 1 for "on", "yes" and "true"
-    off_flag,   // 1 for "off" and "false"
-    always_one, // 1 whatever the value
-    not_kept,   // accepted without effect
-};
-
-struct Key {
-    std::string_view name;
-    Setting setting;
-    size_t offset; // of the field in Settings
-    size_t size;   // of a text field
-};
-
 #define TARN_TEXT(field) Setting::text, offsetof(Settings, field), sizeof(Settings::field)
 #define TARN_FIELD(setting, field) Setting::setting, offsetof(Settings, field), sizeof(Settings::field)
 
@@ -100,8 +82,7 @@ static void store_setting(Settings& settings, const Key& key, std::string_view v
     }
 }
 
-// Blanks only: a tab belongs to the text.
-static std::string_view without_blanks(std::string_view text) noexcept {
+std::string_view without_blanks(std::string_view text) noexcept {
     while (!text.empty() && text.front() == ' ')
         text.remove_prefix(1);
     while (!text.empty() && text.back() == ' ')
@@ -109,13 +90,29 @@ static std::string_view without_blanks(std::string_view text) noexcept {
     return text;
 }
 
+const Key* find_key(std::string_view name) noexcept {
+    for (const Key& key : keys)
+        if (equal_ignoring_case(name, key.name)) return &key;
+    return nullptr;
+}
+
 static void parse_setting(Settings& settings, std::string_view segment) noexcept {
     const size_t equals = segment.find('=');
     if (equals == std::string_view::npos) return;
-    const std::string_view name = without_blanks(segment.substr(0, equals));
-    for (const Key& key : keys)
-        if (equal_ignoring_case(name, key.name))
-            return store_setting(settings, key, without_blanks(segment.substr(equals + 1)));
+    if (const Key* key = find_key(without_blanks(segment.substr(0, equals))))
+        store_setting(settings, *key, without_blanks(segment.substr(equals + 1)));
+}
+
+bool Segments::next(std::string_view& segment) noexcept {
+    if (left_.empty()) return false;
+    const size_t end = left_.find(separator_);
+    segment = left_.substr(0, end);
+    left_.remove_prefix(end == std::string_view::npos ? left_.size() : end + 1);
+    return true;
+}
+
+bool holds_address_list(std::string_view segment) noexcept {
+    return segment.find("IPS=") != std::string_view::npos || segment.find("ips=") != std::string_view::npos;
 }
 
 // The last list of a string counts.
@@ -130,23 +127,18 @@ static bool keep_address_list(Conn& conn, std::string_view text) noexcept {
 bool parse_conn_string(const char* text, Conn& conn) noexcept {
     const std::string_view whole(text);
     if (whole.size() < 5) return false;
-    const char separator = whole.find(';') != std::string_view::npos ? ';' : ',';
-    if (whole.find(separator) == std::string_view::npos) return false;
+    Segments segments(whole);
+    if (!segments.several()) return false;
 
-    constexpr size_t work_area_size = 128;
+    std::string_view segment;
     std::string_view work; // the last segment that fitted the work area: a longer one repeats it
-    for (size_t start = 0; start < whole.size();) {
-        size_t end = whole.find(separator, start);
-        if (end == std::string_view::npos) end = whole.size();
-        const std::string_view segment = whole.substr(start, end - start);
-        start = end + 1;
-        if (segment.find("IPS=") != std::string_view::npos ||
-            segment.find("ips=") != std::string_view::npos) {
+    while (segments.next(segment)) {
+        if (holds_address_list(segment)) {
             // The list is taken to begin behind four bytes, wherever "IPS=" stands in the segment.
             if (!keep_address_list(conn, segment.substr(4))) return false;
             continue;
         }
-        if (segment.size() < work_area_size) work = segment;
+        if (segment.size() < segment_limit) work = segment;
         parse_setting(conn.settings, work);
     }
     return true;

@@ -2,12 +2,14 @@
 // of the key agreement, and answered by one status byte.
 #include "conn/login.h"
 
+#include <cstdio>
 #include <cstring>
 
 #include "base/wipe.h"
 #include "conn/login_text.h"
 #include "conn/messages.h"
 #include "crypto/key_agreement.h"
+#include "wire/protocol_trace.h"
 #include "wire/receive.h"
 
 namespace tarn {
@@ -17,7 +19,7 @@ bool connect_server(Conn& conn) noexcept {
     close_channel(conn.channel);
     const uint32_t address = platform::parse_address(conn.settings.server);
     return address != platform::no_address &&
-           open_channel(conn.channel, address, conn.settings.port, conn.recv_timeout_ms);
+           open_channel(conn.channel, address, conn.settings.port, conn.options);
 }
 
 static bool refuse(Conn& conn, const char* error) noexcept {
@@ -28,7 +30,7 @@ static bool refuse(Conn& conn, const char* error) noexcept {
 
 // "K" is the older protocol; "N", four bytes that mean nothing here and "K" the newer one. Anything else is a refusal,
 // followed by the server's reason.
-static bool judge_answer(Conn& conn, MessageType answer) noexcept {
+static bool judge_answer(Conn& conn, MessageType answer, Owned<char>& reason) noexcept {
     if (answer == MessageType::accepted_201) {
         std::strcpy(conn.protocol_version, "201");
         return true;
@@ -40,19 +42,18 @@ static bool judge_answer(Conn& conn, MessageType answer) noexcept {
             rest[4] == static_cast<uint8_t>(MessageType::accepted_201))
             return true;
     }
-    Owned<char> reason;
     read_string(conn.channel, reason);
     return refuse(conn, message::login_refused);
 }
 
-static bool login_plain(Conn& conn) noexcept {
+static bool login_plain(Conn& conn, Owned<char>& reason) noexcept {
     char text[plain_login_limit + 1];
     const WipeOnExit wiped(text);
     if (!build_login_text(conn, text, plain_login_limit)) return refuse(conn, message::login_refused);
     platform::send_some(conn.channel.sock, text, std::strlen(text));
     MessageType answer;
     if (!read_type(conn.channel, answer)) return refuse(conn, message::login_unanswered);
-    return judge_answer(conn, answer);
+    return judge_answer(conn, answer, reason);
 }
 
 // One of the server's public numbers, which travel in the clear: past the buffer, because what follows them does not.
@@ -67,7 +68,7 @@ static bool receive_number(platform::Socket sock, uint8_t (&number)[32]) noexcep
 
 // The session key and the login text travel in one run of blocks, encrypted with the server's public numbers; from the
 // answer's first byte on everything is encrypted with the keystream of that key.
-static bool login_encrypted(Conn& conn) noexcept {
+static bool login_encrypted(Conn& conn, Owned<char>& reason) noexcept {
     uint8_t area[login_area_size] = {};
     uint8_t key[session_key_size];
     const WipeOnExit area_wiped(area);
@@ -90,11 +91,23 @@ static bool login_encrypted(Conn& conn) noexcept {
     // An answer that cannot be read is none that accepts.
     MessageType answer = MessageType::none;
     read_type(conn.channel, answer);
-    return judge_answer(conn, answer);
+    return judge_answer(conn, answer, reason);
 }
 
-bool login(Conn& conn) noexcept {
-    return conn.settings.use_ssl ? login_encrypted(conn) : login_plain(conn);
+static void trace_login(const Conn& conn) noexcept {
+    char line[200];
+    std::snprintf(line, sizeof line, "> login to %s port %u as \"%s\", %s channel", conn.settings.server,
+                  static_cast<unsigned>(conn.settings.port), conn.settings.user,
+                  conn.settings.use_ssl ? "encrypted" : "plain");
+    trace_event(conn.channel, line);
+}
+
+bool login(Conn& conn, Owned<char>& reason) noexcept {
+    if (tracing()) [[unlikely]]
+        trace_login(conn);
+    const bool accepted = conn.settings.use_ssl ? login_encrypted(conn, reason) : login_plain(conn, reason);
+    if (accepted && conn.options.connect_timeout_ms > 0) set_waits(conn.channel, conn.options);
+    return accepted;
 }
 
 } // namespace tarn

@@ -55,6 +55,29 @@ inline constexpr char values_unbound[] =
     "or bindparams-bypos  \n";
 inline constexpr char statement_failed[] = "sql:%s errinfo: %s \n";
 
+// Error texts of what the library adds to the protocol's own interface, and the words that fill them.
+inline constexpr char call_cancelled[] = "[EX001]the call was cancelled";
+inline constexpr char cannot_connect[] = "[EX002]cannot connect to %s port %d: %s";
+inline constexpr char no_connection_in_time[] = "no connection within %d ms";
+inline constexpr char login_not_accepted[] = "[EX003]%s port %d did not accept the login: %s";
+inline constexpr char no_answer[] = "no answer";
+inline constexpr char string_fault[] = "[EX004]connection string: %.*s%s";
+inline constexpr char string_of_one_segment[] = "one segment alone sets nothing: end it with \";\"";
+inline constexpr char key_unknown[] = " is no known key";
+inline constexpr char segment_no_setting[] = ": no \"=\" in it";
+inline constexpr char segment_too_long[] = ": 128 bytes or more in one segment";
+inline constexpr char segment_with_list[] =
+    "= stands inside a segment, where it would be taken for an address list";
+inline constexpr char list_too_long[] = ": more than 100 addresses";
+inline constexpr char value_too_long[] = ": the value is too long";
+inline constexpr char value_with_quote[] = ": a quote in the value would end its clause of the login";
+inline constexpr char value_with_blank[] = ": a blank in the value would end its clause of the login";
+inline constexpr char value_no_address[] = ": not an IPv4 address";
+inline constexpr char value_no_number[] = ": not a number";
+inline constexpr char value_no_port[] = ": not a number from 1 to 65535";
+inline constexpr char value_no_switch[] = ": not one of on, yes, true, off, no, false";
+inline constexpr char value_no_on_off[] = ": not one of on, true, off, false";
+
 // Commands.
 inline constexpr char get_lob[] = "get lob '%.*s' offset 0 limit %s ";
 inline constexpr char prepare[] = "PREPARE %s AS %s";
@@ -83,5 +106,6 @@ inline constexpr char print_lob_unsent[] = "send param net Error for BLOB";
 inline constexpr char print_slot_beyond_capacity[] = "params bind num %d beyanged given num %d \n";
 inline constexpr char print_array_type_unsupported[] = "bindparam unsurpported datatype\n";
 inline constexpr char print_address_list_too_long[] = "set ips error \n";
+inline constexpr char print_left_out[] = "%u more lines left out\n";
 
 } // namespace tarn::message

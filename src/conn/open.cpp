@@ -4,34 +4,38 @@
 
 #include "base/memory.h"
 #include "base/text.h"
-#include "conn/conn.h"
+#include "conn/call.h"
 #include "conn/conn_string.h"
 #include "conn/login.h"
 #include "conn/messages.h"
+#include "conn/open.h"
+#include "wire/protocol_trace.h"
 
 namespace tarn {
 
 static constexpr int32_t default_lock_timeout = 300;
 
-static Conn* create_connection() noexcept {
+Conn* publish_connection(TRN_HANDLE* out_handle) noexcept {
     platform::start_sockets();
+    start_trace();
     Conn* conn = allocate_record<Conn>();
     if (!conn) return nullptr;
     conn->head.kind = TRN_KIND_CONNECTION;
     conn->references = 1;
+    std::atomic_ref(*out_handle).store(conn); // for a canceller
     return conn;
 }
 
-static void take_settings(Conn& conn, const char* conn_string) noexcept {
+void take_settings(Conn& conn, const char* conn_string) noexcept {
     conn.settings.lock_timeout = default_lock_timeout;
     // A string that cannot be parsed leaves the settings empty: the connect or the login then fails.
     parse_conn_string(conn_string, conn);
     std::strcpy(conn.protocol_version, "301");
-    conn.recv_timeout_ms = 30 * 60 * 1000;
+    conn.options = {};
+    conn.options.receive_timeout_ms = default_receive_timeout_ms;
 }
 
-// The connection's lock, made where there is none yet.
-static bool provide_lock(Conn& conn) noexcept {
+bool provide_lock(Conn& conn) noexcept {
     if (!conn.lock) conn.lock = platform::create_lock();
     return conn.lock != nullptr;
 }
@@ -44,7 +48,8 @@ static int32_t fail(Conn& conn, const char* error, int32_t status) noexcept {
 static int32_t open_connection(Conn& conn) noexcept {
     if (!provide_lock(conn) || !connect_server(conn))
         return fail(conn, message::connect_failed, TRN_ERR_CONNECT);
-    return login(conn) ? TRN_OPENED : fail(conn, message::login_failed, TRN_ERR_LOGIN);
+    Owned<char> reason; // not told: the texts of this call are fixed
+    return login(conn, reason) ? TRN_OPENED : fail(conn, message::login_failed, TRN_ERR_LOGIN);
 }
 
 // The record in which a search goes on, or a fresh one, which the application's variable then holds. An earlier record is
@@ -64,9 +69,8 @@ static IpsAttrs* begin_search(const IpsAttrs& addresses, int32_t number, void** 
     return list;
 }
 
-// Goes on to the next address as long as servers refuse. Growing by 3 and dividing by the addresses left is how all clients of a
-// server group spread over it.
-static bool connect_one(Conn& conn, IpsAttrs& list, int64_t number) noexcept {
+// Growing by 3 and dividing by the addresses left is how all clients of a server group spread over it.
+bool connect_one(Conn& conn, IpsAttrs& list, int64_t number) noexcept {
     for (;;) {
         copy_to_field(conn.settings.server, sizeof conn.settings.server, list.addresses[list.current]);
         if (connect_server(conn)) return true;
@@ -83,7 +87,8 @@ static int32_t open_one(Conn& conn, int32_t number, void** state) noexcept {
     if (!list) return TRN_ERR_MEMORY;
     conn.settings.lock_timeout = default_lock_timeout; // whatever the string says
     if (!connect_one(conn, *list, number)) return fail(conn, message::list_connect_failed, TRN_ERR_CONNECT);
-    if (!login(conn)) {
+    Owned<char> reason;
+    if (!login(conn, reason)) {
         constexpr size_t error_area = 80;
         set_error_text(conn.head, format_text(error_area, message::list_login_failed, conn.settings.server));
         return TRN_ERR_LOGIN;
@@ -109,9 +114,9 @@ using namespace tarn;
 int32_t TRN_OpenConn(const char* conn_string, TRN_HANDLE* out_handle) {
     if (!conn_string) return -1;
     if (!out_handle) return TRN_ERR_ARGUMENT;
-    Conn* conn = create_connection();
+    Conn* conn = publish_connection(out_handle);
     if (!conn) return -1;
-    *out_handle = conn;
+    const RunningCall call = RunningCall::without_lock(conn);
     take_settings(*conn, conn_string);
     return open_connection(*conn);
 }
@@ -119,9 +124,9 @@ int32_t TRN_OpenConn(const char* conn_string, TRN_HANDLE* out_handle) {
 int32_t TRN_OpenConn_Ips(const char* conn_string, int32_t try_number, void** ips_state,
                          TRN_HANDLE* out_handle) {
     if (!conn_string || !ips_state || !out_handle) return TRN_ERR_ARGUMENT;
-    Conn* conn = create_connection();
+    Conn* conn = publish_connection(out_handle);
     if (!conn) return TRN_ERR_MEMORY;
-    *out_handle = conn;
+    const RunningCall call = RunningCall::without_lock(conn);
     take_settings(*conn, conn_string);
     return open_one(*conn, try_number, ips_state);
 }
@@ -134,12 +139,13 @@ int32_t Release_IpsAttrs(void** ips_state) {
 }
 
 int32_t TRN_ReconnectConn(TRN_HANDLE* handle) {
-    Conn* conn = conn_of(handle);
+    const RunningCall conn = RunningCall::without_lock(unlocked_conn_of(handle));
     if (!conn) return TRN_ERR_ARGUMENT;
     conn->default_prepared = 0; // it died with the session
     if (!provide_lock(*conn) || !connect_server(*conn))
         return fail(*conn, message::reconnect_failed, TRN_ERR_CONNECT);
-    return login(*conn) ? TRN_RECONNECTED : fail(*conn, message::relogin_failed, TRN_ERR_LOGIN);
+    Owned<char> reason;
+    return login(*conn, reason) ? TRN_RECONNECTED : fail(*conn, message::relogin_failed, TRN_ERR_LOGIN);
 }
 
 // One entry under four names: callable with any arguments, without effect.

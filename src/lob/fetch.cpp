@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "base/text.h"
+#include "conn/call.h"
 #include "conn/messages.h"
 #include "reply/reply.h"
 #include "reply/rows.h"
@@ -80,7 +81,7 @@ static int32_t receive_content(Conn& conn, Lob& lob) noexcept {
 
 int32_t fetch_lob(Conn& conn, Lob& lob) noexcept {
     if (std::strlen(lob.descriptor) <= length_position) return TRN_OK;
-    const ConnLock lock(conn);
+    const RunningCall call(conn);
     if (!send_request(conn, lob.descriptor)) return TRN_ERR_ARGUMENT;
     return receive_content(conn, lob);
 }

@@ -1,26 +1,46 @@
-// What the library needs of the operating system: a blocking TCP stream, a lock that any thread may give back, the start of
-// the sockets layer, and pages of memory. One implementation lives in posix/, one in win32/; no other source includes a
+// What the library needs of the operating system: a TCP stream, a lock that any thread may release, the start of the sockets layer,
+// pages of memory, an output that raises no signal. One implementation lives in posix/, one in win32/; no other source includes a
 // system header.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 
 namespace tarn::platform {
 
 // Starts the sockets layer once for the process; further calls do nothing.
 void start_sockets() noexcept;
 
-// A connected stream; 0 means none.
+// A stream; 0 means none.
 using Socket = uintptr_t;
 
 // The address in network order that a dotted text stands for; no_address for anything else.
 inline constexpr uint32_t no_address = 0xFFFFFFFF;
 uint32_t parse_address(const char* dotted) noexcept;
 
-// Connects with address reuse, no delay, keep-alive, the receive time-out (when above 0) and linger time 0: closing resets
-// the connection at once. Gives 0 on any failure.
-Socket connect_stream(uint32_t address, uint16_t port, int32_t recv_timeout_ms) noexcept;
+// How the system looks after a silent peer; 0 leaves the system's own setting.
+struct KeepAlive {
+    int32_t idle_s;     // silence before the first probe
+    int32_t interval_s; // between two probes
+    int32_t count;      // unanswered probes that end the connection
+};
+
+// A stream that begins to connect, with address reuse, no delay and keep-alive. 0 on failure, with the system's error number.
+Socket begin_connect(uint32_t address, uint16_t port, const KeepAlive& keep_alive, int32_t& error) noexcept;
+
+enum class Connecting {
+    waiting,
+    connected,
+    failed
+};
+
+// Waits for the connection up to the time given. A connected stream blocks from then on and has linger time 0: closing resets the
+// connection at once. A failed one leaves the system's error number; it has still to be closed.
+Connecting wait_connected(Socket socket, int32_t wait_ms, int32_t& error) noexcept;
+
+// The system's words for one of its error numbers, cut to the area.
+void describe_error(int32_t error, char* area, size_t size) noexcept;
 
 // How long receive_some waits before it gives -1; 0 and less: without limit.
 void set_receive_timeout(Socket socket, int32_t timeout_ms) noexcept;
@@ -30,7 +50,17 @@ void set_receive_timeout(Socket socket, int32_t timeout_ms) noexcept;
 ptrdiff_t send_some(Socket socket, const void* data, size_t size) noexcept;
 ptrdiff_t receive_some(Socket socket, void* data, size_t size) noexcept;
 
+// Ends both directions: a call that waits in send_some or receive_some returns at once, and later ones do not wait. Any thread
+// and any signal handler may do this while the stream is not being closed.
+void abort_stream(Socket socket) noexcept;
+
 void close_stream(Socket socket) noexcept;
+
+// Lets another thread run.
+void yield_thread() noexcept;
+
+// Milliseconds of a clock that only moves forward.
+int64_t monotonic_ms() noexcept;
 
 // Admits one holder at a time; created free. acquire waits without limit.
 struct Lock;
@@ -38,6 +68,12 @@ Lock* create_lock() noexcept;
 void destroy_lock(Lock* lock) noexcept;
 void acquire(Lock* lock) noexcept;
 void give_back(Lock* lock) noexcept;
+
+// Writes a text and flushes it. A pipe that nobody reads any more is a failed write, never a signal.
+void write_text(std::FILE* file, const char* text) noexcept;
+
+// A variable of the environment; null when there is none, or when the process runs with more rights than its user has.
+const char* environment(const char* name) noexcept;
 
 // Blocks of memory for content that is large or whose size shows only while it arrives. Resizing keeps the content up to the
 // smaller size; a large block grows by its pages being moved or added, not by its bytes being copied. Null makes a new block.

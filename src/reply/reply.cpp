@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "base/text.h"
+#include "conn/call.h"
 #include "conn/messages.h"
 #include "wire/receive.h"
 
@@ -21,7 +22,7 @@ void end_before(Reply& reply, int32_t status) noexcept {
 }
 
 void end_broken(Reply& reply) noexcept {
-    if (reply.step) print_line(message::print_network_error, reply.step);
+    if (reply.step) say(reply.conn, message::print_network_error, reply.step);
     end(reply, TRN_ERR_NETWORK);
 }
 
@@ -87,7 +88,7 @@ int32_t keep_server_text(Conn& conn) noexcept {
 static void take_text(Reply& reply, const char* print_form, int32_t status) noexcept {
     const int32_t kept = keep_server_text(reply.conn);
     if (kept != TRN_OK) return end(reply, kept);
-    print_line(print_form, reply.conn.head.error_text);
+    say(reply.conn, print_form, reply.conn.head.error_text);
     reply.status = status;
 }
 

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <utility>
 
-#include "base/text.h"
+#include "conn/call.h"
 #include "conn/messages.h"
 #include "reply/value_size.h"
 #include "wire/receive.h"
@@ -214,7 +214,7 @@ static RowBatch read_batch(Channel& channel, ResultSet& result, int32_t limit) n
 RowBatch read_rows(Channel& channel, ResultSet& result, int32_t limit) noexcept {
     const RowBatch batch = read_batch(channel, result, limit);
     if (batch.status == TRN_ERR_SERVER) {
-        print_line("%s\n", message::result_too_large);
+        say(*result.conn, "%s\n", message::result_too_large);
         set_error_message(result.head, message::result_too_large);
     }
     // What is left of the row, or of the rows beyond the limit, cannot be told from the messages behind it.

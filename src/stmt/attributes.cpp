@@ -5,6 +5,7 @@
 
 #include "base/bytes.h"
 #include "base/text.h"
+#include "conn/call.h"
 #include "conn/messages.h"
 #include "reply/result_set.h"
 #include "result/working_text.h"
@@ -78,7 +79,7 @@ static int32_t ask_version(Conn& conn, const Answer& answer, int32_t capacity) n
 
 static int32_t connection_attribute(Conn& conn, int32_t id, int32_t capacity, const Answer& answer) noexcept {
     switch (id) {
-    case 1: return ask_version(conn, answer, capacity);
+    case 1: return ask_version(*RunningCall::without_lock(&conn), answer, capacity);
     case 2: return give_text(answer, conn.settings.database);
     case 3: return give_number(answer, 2);
     case 4: return give_text(answer, "UTF-8");
@@ -115,7 +116,7 @@ int32_t TRN_GetAttr(TRN_HANDLE* handle, int32_t id, void* out_value, int32_t cap
     const int32_t kind = kind_of(handle);
     if (kind == TRN_KIND_PARAMETERS || kind == TRN_KIND_LOB) return TRN_OK; // kinds without attributes
     if (!out_value) return TRN_ERR_ARGUMENT;
-    if (Conn* conn = conn_of(handle)) return connection_attribute(*conn, id, capacity, answer);
+    if (Conn* conn = unlocked_conn_of(handle)) return connection_attribute(*conn, id, capacity, answer);
     if (ResultSet* result = result_of(handle)) return result_attribute(*result, id, answer);
     return TRN_ERR_ARGUMENT;
 }
@@ -123,7 +124,7 @@ int32_t TRN_GetAttr(TRN_HANDLE* handle, int32_t id, void* out_value, int32_t cap
 // Recorded only: auto-commit takes effect at the next login.
 int32_t TRN_SetAttr(TRN_HANDLE* handle, int32_t id, void* value) {
     if (!handle || !*handle) return TRN_ERR_ARGUMENT;
-    Conn* conn = conn_of(handle);
+    Conn* conn = unlocked_conn_of(handle);
     if (!conn) return TRN_OK;
     switch (id) {
     case 11: {

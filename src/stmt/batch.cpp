@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "base/text.h"
+#include "conn/call.h"
 #include "conn/messages.h"
 #include "reply/reply.h"
 #include "stmt/encode.h"
@@ -68,9 +69,8 @@ static int32_t execute_batch(Conn& conn, const char* sql, const ParamSet& set) n
 using namespace tarn;
 
 int32_t TRN_ExecBatch(TRN_HANDLE* handle, const char* sql, int32_t array_count) {
-    Conn* conn = conn_for_command(handle, sql);
+    const RunningCall conn(handle, sql);
     if (!conn) return TRN_ERR_ARGUMENT;
-    const ConnLock lock(*conn); // the set may be another call's until it is held
     ParamSet* set = conn->bound_params;
     if (!set) {
         set_error_message(conn->head, message::batch_without_parameters);

@@ -7,6 +7,7 @@
 #include "conn/messages.h"
 #include "stmt/param_array.h"
 #include "stmt/param_set.h"
+#include "wire/lines.h"
 
 namespace tarn {
 

@@ -1,6 +1,7 @@
 // Server cursors: declaring and opening, fetching, closing.
 #include "stmt/cursor.h"
 
+#include "conn/call.h"
 #include "conn/messages.h"
 #include "reply/reply.h"
 #include "stmt/submit.h"
@@ -70,11 +71,11 @@ using namespace tarn;
 
 int32_t TRN_ExecwithServerCursorReader(TRN_HANDLE* handle, const char* sql, const char* cursor_name,
                                        TRN_HANDLE* result_out, int32_t* column_count) {
-    Conn* conn = conn_for_command(handle, sql);
-    if (!conn || !conn_for_command(handle, cursor_name)) return TRN_ERR_ARGUMENT;
+    if (!cursor_name) return TRN_ERR_ARGUMENT;
+    const RunningCall conn(handle, sql); // over both exchanges
+    if (!conn) return TRN_ERR_ARGUMENT;
     const CommandText command(message::declare_for_query, cursor_name, sql);
     if (command.status() != TRN_OK) return command.status();
-    const ConnLock lock(*conn); // over both exchanges
     ResultSet* columns;
     int32_t status = declare_cursor(*conn, command.get(), columns);
     if (status == TRN_OK) status = open_cursor(*conn, cursor_name);
@@ -88,11 +89,10 @@ int32_t TRN_ExecwithServerCursorReader(TRN_HANDLE* handle, const char* sql, cons
 }
 
 int32_t TRN_FetchServerCursorRowset(TRN_HANDLE* handle, const char* cursor_name, TRN_HANDLE* rowset_out) {
-    Conn* conn = conn_for_command(handle, cursor_name);
+    const RunningCall conn(handle, cursor_name);
     if (!conn) return TRN_ERR_ARGUMENT;
     const CommandText command(message::fetch_rowset, rows_per_rowset, cursor_name);
     if (command.status() != TRN_OK) return command.status();
-    const ConnLock lock(*conn);
     OwnedResult rowset;
     const int32_t status = fetch_rowset(*conn, command.get(), rowset);
     if (status == TRN_ERR_NETWORK || status == TRN_ERR_MEMORY) rowset.reset();
@@ -101,9 +101,8 @@ int32_t TRN_FetchServerCursorRowset(TRN_HANDLE* handle, const char* cursor_name,
 }
 
 int32_t TRN_FetchServerCursorRowset_V2(TRN_HANDLE* handle, const char* fetch_text, TRN_HANDLE* rowset) {
-    Conn* conn = conn_for_command(handle, fetch_text);
+    const RunningCall conn(handle, fetch_text);
     if (!conn || !rowset || (*rowset && !result_of(rowset))) return TRN_ERR_ARGUMENT;
-    const ConnLock lock(*conn);
     if (ResultSet* result = result_of(rowset)) {
         reuse_result(*result, *conn);
         OwnedResult borrowed(result);
@@ -117,11 +116,10 @@ int32_t TRN_FetchServerCursorRowset_V2(TRN_HANDLE* handle, const char* fetch_tex
 
 int32_t TRN_FetchRefCursorHead(TRN_HANDLE* handle, const char* cursor_name, TRN_HANDLE* result_out,
                                int32_t* column_count, int64_t* row_count, int32_t* fetch_count) {
-    Conn* conn = conn_for_command(handle, cursor_name);
+    const RunningCall conn(handle, cursor_name);
     if (!conn || !fetch_count) return TRN_ERR_ARGUMENT;
     const CommandText command(message::fetch_ref_cursor, *fetch_count, cursor_name);
     if (command.status() != TRN_OK) return command.status();
-    const ConnLock lock(*conn);
     ResultSet* result = nullptr;
     if (submit(*conn, command.get()) == TRN_OK) receive_results(*conn, result);
     if (result && column_count) *column_count = result->column_count;
@@ -132,11 +130,10 @@ int32_t TRN_FetchRefCursorHead(TRN_HANDLE* handle, const char* cursor_name, TRN_
 }
 
 int32_t TRN_CloseCursor(TRN_HANDLE* handle, const char* cursor_name) {
-    Conn* conn = conn_for_command(handle, cursor_name);
+    const RunningCall conn(handle, cursor_name);
     if (!conn) return TRN_ERR_ARGUMENT;
     const CommandText command(message::close_cursor, cursor_name);
     if (command.status() != TRN_OK) return command.status();
-    const ConnLock lock(*conn);
     const int32_t status = submit(*conn, command.get());
     return status == TRN_OK ? take_close_verdict(*conn, cursor_name) : status;
 }

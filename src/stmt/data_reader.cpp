@@ -1,4 +1,5 @@
 // TRN_ExecwithDataReader: any statement, its whole reply handed over.
+#include "conn/call.h"
 #include "reply/reply.h"
 #include "stmt/submit.h"
 
@@ -6,9 +7,8 @@ using namespace tarn;
 
 int32_t TRN_ExecwithDataReader(TRN_HANDLE* handle, const char* sql, TRN_HANDLE* result_out,
                                int32_t* column_count, int64_t* row_count, int32_t* affected_count) {
-    Conn* conn = conn_for_command(handle, sql);
+    const RunningCall conn(handle, sql);
     if (!conn) return TRN_ERR_ARGUMENT;
-    const ConnLock lock(*conn);
     const BoundParams params(*conn);
     ResultSet* result = nullptr;
     int32_t status = submit(*conn, sql, params.get());

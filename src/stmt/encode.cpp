@@ -8,6 +8,7 @@
 #include "conn/messages.h"
 #include "stmt/param_types.h"
 #include "stmt/put_value.h"
+#include "wire/protocol_trace.h"
 #include "wire/send.h"
 
 namespace tarn {
@@ -130,13 +131,17 @@ static bool put_lob(Channel& channel, const ParamSlot& slot) noexcept {
     const bool binary = slot.data_type != TRN_TYPE_CLOB;
     if (binary && lob->total_len > largest_in_chunks && put_gathered(channel, *lob)) return true;
     if (put_chunks(channel, *lob, binary)) return true;
-    print_line("%s", message::print_lob_unsent);
     return false;
 }
 
 static BoundValue single_value(const ParamSlot& slot) noexcept {
     if (!slot.value || !slot.length) return {};
     return {static_cast<const uint8_t*>(slot.value), readable_bytes(slot), *slot.length};
+}
+
+// The bytes of a value that are there to be shown.
+static size_t traced_size(const BoundValue& value) noexcept {
+    return static_cast<size_t>(std::max(std::min(value.length, value.readable), 0));
 }
 
 static bool put_entry(Channel& channel, const ParamSlot& slot) noexcept {
@@ -147,6 +152,8 @@ static bool put_entry(Channel& channel, const ParamSlot& slot) noexcept {
     BoundValue value = type.single == ValueForm::none ? BoundValue{} : single_value(slot);
     if (type.single == ValueForm::bytes) value.length = std::min(value.length, value.readable);
     if (slot.data_type == TRN_TYPE_INTEGER) value.length = value.length >= 1 ? 4 : 0;
+    if (tracing(TraceLevel::values)) [[unlikely]]
+        trace_value(channel, type.wire_type, value.bytes, traced_size(value));
     put_u32(channel, static_cast<uint32_t>(value.length));
     put_value(channel, type.single, value);
     return true;

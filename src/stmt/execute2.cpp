@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "base/text.h"
+#include "conn/call.h"
 #include "conn/messages.h"
 #include "reply/reply.h"
 #include "stmt/cursor.h"
@@ -93,9 +94,9 @@ using namespace tarn;
 
 int32_t TRN_Execute2(TRN_HANDLE* handle, const char* statement_name, char* cursor_name_out,
                      TRN_HANDLE* result_out) {
-    Conn* conn = conn_of(handle);
-    if (!conn || (cursor_name_out && !statement_name)) return TRN_ERR_ARGUMENT;
-    const ConnLock lock(*conn); // from the first look at the bound set to the end of the last exchange
+    if (cursor_name_out && !statement_name) return TRN_ERR_ARGUMENT;
+    const RunningCall conn(handle);
+    if (!conn) return TRN_ERR_ARGUMENT;
     if (!statement_name) return execute_default(*conn, result_out);
     if (needs_values(conn->bound_params)) {
         set_error_message(conn->head, message::values_unbound);

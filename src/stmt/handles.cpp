@@ -1,4 +1,5 @@
 // The end of handles of every kind, and clearing them: the one place that knows all records.
+#include <atomic>
 #include <cstddef>
 
 #include "base/memory.h"
@@ -7,12 +8,16 @@
 #include "reply/result_set.h"
 #include "stmt/param_set.h"
 #include "stmt/prepared.h"
+#include "wire/cancel.h"
 
 namespace tarn {
 
-// Leaves a record in which results that outlive the connection find it closed: no socket, no lock.
-static void close_connection(Conn* conn) noexcept {
+// Leaves a record in which results that outlive the connection find it closed: no socket, no lock. A canceller may still hold the
+// record: the variable it came from is cleared first, and then there is none any more.
+static void close_connection(Conn* conn, TRN_HANDLE* handle) noexcept {
     if (conn->default_prepared && is_open(conn->channel)) deallocate_default(*conn);
+    std::atomic_ref(*handle).store(nullptr);
+    wait_for_cancellers();
     close_channel(conn->channel);
     platform::destroy_lock(conn->lock);
     set_error_text(conn->head, nullptr);
@@ -30,10 +35,9 @@ using namespace tarn;
 
 int32_t TRN_CloseConn(TRN_HANDLE* handle) {
     if (!handle || !*handle) return -1;
-    Conn* conn = conn_of(handle);
+    Conn* conn = unlocked_conn_of(handle);
     if (!conn) return TRN_ERR_ARGUMENT;
-    close_connection(conn);
-    *handle = nullptr;
+    close_connection(conn, handle);
     return TRN_OK;
 }
 

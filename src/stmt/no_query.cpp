@@ -2,6 +2,7 @@
 #include "stmt/no_query.h"
 
 #include "base/text.h"
+#include "conn/call.h"
 #include "conn/messages.h"
 #include "reply/reply.h"
 #include "stmt/submit.h"
@@ -10,7 +11,7 @@
 namespace tarn {
 
 static void end_inside(Reply& reply, const char* printed, const char* error) noexcept {
-    print_line("%s", printed);
+    say(reply.conn, "%s", printed);
     set_error_message(reply.conn.head, error);
     end(reply, TRN_ERR_NETWORK);
 }
@@ -63,9 +64,8 @@ int32_t read_no_query_reply(Conn& conn) noexcept {
 using namespace tarn;
 
 int32_t TRN_Execute_no_query(TRN_HANDLE* handle, const char* sql) {
-    Conn* conn = conn_for_command(handle, sql);
+    const RunningCall conn(handle, sql);
     if (!conn) return TRN_ERR_ARGUMENT;
-    const ConnLock lock(*conn);
     const BoundParams params(*conn);
     const int32_t sent = submit(*conn, sql, params.get(), no_query_step);
     return sent == TRN_OK ? read_no_query_reply(*conn) : sent;

@@ -118,7 +118,7 @@ bool reserve_slots(ParamSet& set, int32_t number, int32_t first_capacity) noexce
 }
 
 BindTarget::BindTarget(TRN_HANDLE* handle) noexcept {
-    if (Conn* conn = conn_of(handle)) {
+    if (Conn* conn = unlocked_conn_of(handle)) {
         conn_ = conn;
         set_ = conn->bound_params;
         errors_ = &conn->head;
@@ -152,7 +152,7 @@ int32_t TRN_CreateParams(TRN_HANDLE* out_handle) {
 }
 
 int32_t TRN_BindParams2Conn(TRN_HANDLE* conn_handle, TRN_HANDLE* set_handle) {
-    Conn* conn = conn_of(conn_handle);
+    Conn* conn = unlocked_conn_of(conn_handle);
     if (!conn || kind_of(set_handle) != TRN_KIND_PARAMETERS) return TRN_ERR_ARGUMENT;
     ParamSet* set = static_cast<ParamSet*>(*set_handle);
     std::atomic_ref(set->references).fetch_add(1, std::memory_order_relaxed);
@@ -161,7 +161,7 @@ int32_t TRN_BindParams2Conn(TRN_HANDLE* conn_handle, TRN_HANDLE* set_handle) {
 }
 
 int32_t TRN_ResetParams(TRN_HANDLE* handle) {
-    if (Conn* conn = conn_of(handle)) {
+    if (Conn* conn = unlocked_conn_of(handle)) {
         detach_params(*conn);
         return TRN_OK;
     }

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "base/text.h"
+#include "conn/call.h"
 #include "conn/messages.h"
 #include "reply/reply.h"
 #include "reply/rows.h"
@@ -93,7 +94,7 @@ static int32_t prepare(Conn& conn, const char* name, const char* sql) noexcept {
     return sent == TRN_OK ? read_prepare_reply(conn) : sent;
 }
 
-static int32_t deallocate_locked(Conn& conn, const char* name) noexcept {
+static int32_t deallocate(Conn& conn, const char* name) noexcept {
     const CommandText command(message::deallocate, name);
     if (command.status() != TRN_OK) return command.status();
     int32_t status = submit(conn, command.get());
@@ -103,13 +104,12 @@ static int32_t deallocate_locked(Conn& conn, const char* name) noexcept {
 }
 
 int32_t deallocate_default(Conn& conn) noexcept {
-    const ConnLock lock(conn);
-    return deallocate_locked(conn, conn.default_statement);
+    const RunningCall call(conn);
+    return deallocate(conn, conn.default_statement);
 }
 
 // A named prepare never changes the default statement.
 static int32_t prepare_named(Conn& conn, char* name_out, const char* sql) noexcept {
-    const ConnLock lock(conn);
     const int32_t default_prepared = conn.default_prepared;
     next_statement_name(conn, name_out);
     const int32_t status = prepare(conn, name_out, sql);
@@ -118,9 +118,8 @@ static int32_t prepare_named(Conn& conn, char* name_out, const char* sql) noexce
 }
 
 static int32_t prepare_default(Conn& conn, const char* sql) noexcept {
-    const ConnLock lock(conn);
     if (conn.default_prepared) {
-        const int32_t status = deallocate_locked(conn, conn.default_statement);
+        const int32_t status = deallocate(conn, conn.default_statement);
         if (status < 0) return status;
     }
     next_statement_name(conn, conn.default_statement);
@@ -129,13 +128,12 @@ static int32_t prepare_default(Conn& conn, const char* sql) noexcept {
 
 // Ending a named statement leaves the default statement as it is.
 static int32_t unprepare(Conn& conn, const char* name) noexcept {
-    const ConnLock lock(conn);
     const int32_t default_prepared = conn.default_prepared;
     if (!name && !default_prepared) {
         set_error_message(conn.head, message::no_default_statement);
         return -1;
     }
-    const int32_t status = deallocate_locked(conn, name ? name : conn.default_statement);
+    const int32_t status = deallocate(conn, name ? name : conn.default_statement);
     conn.default_prepared = name ? default_prepared : 0;
     return status;
 }
@@ -145,12 +143,12 @@ static int32_t unprepare(Conn& conn, const char* name) noexcept {
 using namespace tarn;
 
 int32_t TRN_Prepare2(TRN_HANDLE* handle, const char* sql, char* name_out) {
-    Conn* conn = conn_for_command(handle, sql);
+    const RunningCall conn(handle, sql);
     if (!conn) return TRN_ERR_ARGUMENT;
     return name_out ? prepare_named(*conn, name_out, sql) : prepare_default(*conn, sql);
 }
 
 int32_t TRN_UnPrepare(TRN_HANDLE* handle, const char* name) {
-    Conn* conn = conn_of(handle);
+    const RunningCall conn(handle);
     return conn ? unprepare(*conn, name) : TRN_ERR_ARGUMENT;
 }

@@ -1,4 +1,5 @@
 // TRN_Execute_procesure: a procedure or function call whose output values go into the bound slots.
+#include "conn/call.h"
 #include "conn/messages.h"
 #include "reply/reply.h"
 #include "stmt/chunks.h"
@@ -112,9 +113,8 @@ static int32_t read_procedure_reply(Conn& conn, const ParamSet& set) noexcept {
 using namespace tarn;
 
 int32_t TRN_Execute_procesure(TRN_HANDLE* handle, const char* sql, void*) {
-    Conn* conn = conn_for_command(handle, sql);
+    const RunningCall conn(handle, sql);
     if (!conn) return TRN_ERR_ARGUMENT;
-    const ConnLock lock(*conn);
     ParamSet* set = conn->bound_params;
     int32_t status = submit(*conn, sql, set, set ? procedure_step : no_query_step);
     release_sent_inputs(set);

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "base/bytes.h"
+#include "conn/call.h"
 #include "reply/reply.h"
 #include "reply/type_codes.h"
 #include "result/value.h"
@@ -104,9 +105,9 @@ using namespace tarn;
 
 int32_t TRN_Execute_query_with_one(TRN_HANDLE* handle, const char* sql, void* value_area,
                                    uint32_t* type_word) {
-    Conn* conn = conn_for_command(handle, sql);
-    if (!conn || !value_area || !type_word) return TRN_ERR_ARGUMENT;
-    const ConnLock lock(*conn);
+    if (!value_area || !type_word) return TRN_ERR_ARGUMENT;
+    const RunningCall conn(handle, sql);
+    if (!conn) return TRN_ERR_ARGUMENT;
     const BoundParams params(*conn);
     const int32_t sent = submit(*conn, sql, params.get());
     return sent == TRN_OK ? read_single_value_reply(*conn, {value_area, type_word}) : sent;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "conn/call.h"
 #include "conn/messages.h"
 #include "reply/reply.h"
 #include "stmt/encode.h"
@@ -10,20 +11,16 @@
 
 namespace tarn {
 
-Conn* conn_for_command(const TRN_HANDLE* handle, const char* text) noexcept {
-    return text && std::strlen(text) < INT32_MAX ? conn_of(handle) : nullptr;
-}
-
 int32_t submit(Conn& conn, const char* sql, const ParamSet* params, const char* step) noexcept {
     const size_t length = std::strlen(sql);
     if (params && check_entries(*params) != TRN_OK) return TRN_ERR_ARGUMENT;
     if (!finish_last_reply(conn, params ? SIZE_MAX : length)) {
-        if (step) print_line(message::print_network_error, step);
+        if (step) say(conn, message::print_network_error, step);
         return TRN_ERR_NETWORK;
     }
     put_command(conn.channel, sql, length, params ? entry_count(*params) : 0);
     // A large object that cannot be sent ends the entries; the reply tells what the server made of it.
-    if (params) encode_params(conn.channel, *params);
+    if (params && encode_params(conn.channel, *params) == -1) say(conn, "%s", message::print_lob_unsent);
     flush_send(conn.channel);
     return TRN_OK;
 }

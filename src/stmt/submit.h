@@ -1,4 +1,4 @@
-// Sending statements. All exchanges run under the connection's lock.
+// Sending statements. All exchanges run inside a RunningCall.
 #pragma once
 
 #include <cstdint>
@@ -10,10 +10,6 @@
 #include "stmt/param_set.h"
 
 namespace tarn {
-
-// The connection behind a handle variable that a text is to be sent on; null when either is missing, or when the text does
-// not fit a command frame, whose length field is a signed 32-bit count.
-Conn* conn_for_command(const TRN_HANDLE* handle, const char* text) noexcept;
 
 // A command text with names of any length in it.
 class CommandText {

@@ -18,12 +18,33 @@ namespace tarn {
 inline constexpr size_t recv_buffer_size = 65536;
 inline constexpr size_t send_buffer_size = 8192;
 
+// How a channel is opened and how long it waits.
+struct ChannelOptions {
+    int32_t connect_timeout_ms; // for the connection, and for every answer of the login; 0: without limit
+    int32_t receive_timeout_ms;
+    bool one_wait; // a receive that times out is not tried again
+    platform::KeepAlive keep_alive;
+};
+
+// The call that runs on a channel (cancel.h).
+enum class CallState : uint32_t {
+    none,
+    running,
+    cancelled
+};
+
 struct Channel {
-    platform::Socket sock;    // 0: closed
+    platform::Socket sock;    // 0: closed; written atomically, for a canceller reads it
+    CallState call_state;     // accessed atomically
+    int32_t recv_tries;       // on a plain channel
+    int32_t error;            // the system's number for a failed open; 0: it took too long, or was cancelled
     TuringState* recv_cipher; // owned; null on a plain channel, like the next
     TuringState* send_cipher;
     MessageType
         pushed_back; // a message type that was read and belongs to the next reader; none when there is none
+    MessageType traced; // the protocol trace: the message being read, and where in the stream it began
+    uint64_t traced_from;
+    uint64_t received; // bytes, since the record was made
     uint32_t recv_pos;
     uint32_t recv_fill;
     uint32_t send_fill;
@@ -31,8 +52,12 @@ struct Channel {
     uint8_t recv_buf[recv_buffer_size];
 };
 
-// Connects, with empty buffers; an open channel is closed first. False leaves it closed.
-bool open_channel(Channel& channel, uint32_t address, uint16_t port, int32_t recv_timeout_ms) noexcept;
+// Connects, with empty buffers; an open channel is closed first. False leaves it closed. Until the login is through, a receive
+// waits no longer than the connect may.
+bool open_channel(Channel& channel, uint32_t address, uint16_t port, const ChannelOptions& options) noexcept;
+
+// How long the next receives wait.
+void set_waits(Channel& channel, const ChannelOptions& options) noexcept;
 
 // Encrypts both directions from here on. False when memory is short.
 bool encrypt_channel(Channel& channel, const uint8_t (&key)[turing_key_size]) noexcept;

@@ -4,15 +4,19 @@
 #include <cstring>
 #include <utility>
 
+#include "wire/cancel.h"
+#include "wire/protocol_trace.h"
+
 namespace tarn {
 
 // One receive that brought bytes, decrypted. The server may be slow to answer: a silent receive is tried again, on an encrypted
 // channel it is not. This is the one place where a channel is found broken.
 static size_t receive_into(Channel& channel, uint8_t* to, size_t size) noexcept {
-    const int tries = channel.recv_cipher ? 1 : 3;
-    for (int i = 0; i < tries; ++i) {
+    const int32_t tries = channel.recv_cipher ? 1 : channel.recv_tries;
+    for (int32_t i = 0; i < tries && !is_cancelled(channel); ++i) {
         const ptrdiff_t received = platform::receive_some(channel.sock, to, size);
         if (received <= 0) continue;
+        channel.received += static_cast<uint64_t>(received);
         if (channel.recv_cipher) apply_keystream(*channel.recv_cipher, to, static_cast<size_t>(received));
         return static_cast<size_t>(received);
     }
@@ -76,7 +80,11 @@ bool skip_bytes(Channel& channel, size_t size) noexcept {
 
 bool read_type(Channel& channel, MessageType& type) noexcept {
     type = std::exchange(channel.pushed_back, MessageType::none);
-    return type != MessageType::none || read_bytes(channel, &type, 1);
+    if (type != MessageType::none) return true;
+    if (!read_bytes(channel, &type, 1)) return false;
+    if (tracing()) [[unlikely]]
+        trace_message(channel, type);
+    return true;
 }
 
 static int32_t skip_block(Channel& channel, size_t size) noexcept {

@@ -8,6 +8,7 @@
 #include "base/memory.h"
 #include "crypto/turing.h"
 #include "platform/platform.h"
+#include "wire/protocol_trace.h"
 
 namespace tarn {
 
@@ -83,6 +84,8 @@ static void put_type(Channel& channel, MessageType type) noexcept {
 }
 
 void put_command(Channel& channel, const char* text, size_t length, uint32_t parameter_word) noexcept {
+    if (tracing()) [[unlikely]]
+        trace_command(channel, text, length, parameter_word);
     put_type(channel, MessageType::command);
     put_u32(channel, static_cast<uint32_t>(length));
     put_bytes(channel, text, length + 1);
@@ -90,6 +93,8 @@ void put_command(Channel& channel, const char* text, size_t length, uint32_t par
 }
 
 void put_more_rows(Channel& channel) noexcept {
+    if (tracing()) [[unlikely]]
+        trace_event(channel, "> '.' more rows");
     put_type(channel, MessageType::more_rows);
     flush_send(channel);
 }

@@ -11,7 +11,7 @@ ROOMS = ["base", "platform", "crypto", "wire", "conn", "reply", "lob", "result",
 
 STANDARD_HEADERS = set("""
 algorithm array atomic bit cassert cerrno charconv climits cmath compare concepts cstdarg cstddef cstdint cstdio cstdlib cstring ctime
-functional initializer_list iterator limits memory mutex new numeric optional random span string string_view thread tuple type_traits
+chrono functional initializer_list iterator limits memory mutex new numeric optional random shared_mutex span string string_view thread tuple type_traits
 utility variant vector version
 """.split())
 

@@ -2,6 +2,7 @@
  * The most rows that a result may have. So many cannot be sent in a test: the count of a result begins
  * near the end.
  */
+#include "conn/call.h"
 #include "reply/rows.h"
 #include "session_fixture.h"
 #include "wire/receive.h"
@@ -21,7 +22,10 @@ struct NearlyFull {
         EXPECT_EQ(tarn::read_columns(channel, *result), TRN_OK);
         result->row_count = tarn::row_limit - 2;
     }
-    tarn::RowBatch read(std::int32_t limit) { return tarn::read_rows(channel, *result, limit); }
+    tarn::RowBatch read(std::int32_t limit) {
+        const tarn::RunningCall call(&session.connection.handle);
+        return tarn::read_rows(channel, *result, limit);
+    }
     std::string stored() {
         std::string all;
         tarn::end_rows(*result);

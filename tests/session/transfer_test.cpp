@@ -29,7 +29,8 @@ class transfer : public testing::TestWithParam<bool> {
         std::uint16_t port = 0;
         const socket_handle listener = listen_on_loopback(port);
         tarn::platform::start_sockets();
-        ASSERT_TRUE(tarn::open_channel(channel_, tarn::platform::parse_address("127.0.0.1"), port, 10000));
+        ASSERT_TRUE(tarn::open_channel(channel_, tarn::platform::parse_address("127.0.0.1"), port,
+                                       {0, 10000, false, {}}));
         peer_ = accept_client(listener);
         close_socket(listener);
         if (!GetParam()) return;
@@ -143,7 +144,7 @@ TEST(stream, is_none_of_the_standard_descriptors) {
     for (int fd = 0; fd < 3; ++fd)
         close(fd);
     for (tarn::Channel& channel : channels)
-        tarn::open_channel(channel, tarn::platform::parse_address("127.0.0.1"), port, 1000);
+        tarn::open_channel(channel, tarn::platform::parse_address("127.0.0.1"), port, {0, 1000, false, {}});
     for (int fd = 0; fd < 3; ++fd) {
         dup2(saved[fd], fd);
         close(saved[fd]);

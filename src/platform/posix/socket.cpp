@@ -3,6 +3,8 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -34,46 +36,67 @@ static int open_stream() {
     return moved;
 }
 
-static void set_flag(int fd, int level, int option) {
-    const int on = 1;
-    setsockopt(fd, level, option, &on, sizeof on);
+static void set_number(int fd, int level, int option, int number) {
+    setsockopt(fd, level, option, &number, sizeof number);
 }
 
-// An interrupted connect goes on in the background: wait for its end and ask how it ended.
-static bool finish_connect(int fd) {
+static void set_keep_alive(int fd, const KeepAlive& keep_alive) {
+    set_number(fd, SOL_SOCKET, SO_KEEPALIVE, 1);
+    if (keep_alive.idle_s) set_number(fd, IPPROTO_TCP, TCP_KEEPIDLE, keep_alive.idle_s);
+    if (keep_alive.interval_s) set_number(fd, IPPROTO_TCP, TCP_KEEPINTVL, keep_alive.interval_s);
+    if (keep_alive.count) set_number(fd, IPPROTO_TCP, TCP_KEEPCNT, keep_alive.count);
+}
+
+static void set_blocking(int fd, bool blocking) {
+    const int flags = fcntl(fd, F_GETFL);
+    fcntl(fd, F_SETFL, blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
+}
+
+Socket begin_connect(uint32_t address, uint16_t port, const KeepAlive& keep_alive, int32_t& error) noexcept {
+    const int fd = open_stream();
+    if (fd < 0) {
+        error = errno;
+        return 0;
+    }
+    set_number(fd, SOL_SOCKET, SO_REUSEADDR, 1);
+    set_number(fd, IPPROTO_TCP, TCP_NODELAY, 1);
+    set_keep_alive(fd, keep_alive);
+    set_blocking(fd, false);
+    sockaddr_in peer{};
+    peer.sin_family = AF_INET;
+    peer.sin_port = htons(port);
+    peer.sin_addr.s_addr = address;
+    const bool begun = connect(fd, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) == 0 ||
+                       errno == EINPROGRESS || errno == EINTR;
+    if (begun) return static_cast<Socket>(fd);
+    error = errno;
+    close(fd);
+    return 0;
+}
+
+Connecting wait_connected(Socket socket, int32_t wait_ms, int32_t& error) noexcept {
+    const int fd = descriptor(socket);
     pollfd waiting{fd, POLLOUT, 0};
-    while (poll(&waiting, 1, -1) < 0)
-        if (errno != EINTR) return false;
-    int error = 0;
+    const int ready = poll(&waiting, 1, wait_ms);
+    if (ready == 0 || (ready < 0 && errno == EINTR)) return Connecting::waiting;
+    error = errno;
     socklen_t size = sizeof error;
-    return getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0;
+    if (ready < 0 || getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) != 0 || error != 0)
+        return Connecting::failed;
+    set_blocking(fd, true);
+    const linger reset_on_close{1, 0};
+    setsockopt(fd, SOL_SOCKET, SO_LINGER, &reset_on_close, sizeof reset_on_close);
+    return Connecting::connected;
+}
+
+void describe_error(int32_t error, char* area, size_t size) noexcept {
+    std::snprintf(area, size, "%s", std::strerror(error));
 }
 
 void set_receive_timeout(Socket socket, int32_t timeout_ms) noexcept {
     const int32_t limit_ms = timeout_ms > 0 ? timeout_ms : 0;
     const timeval limit{limit_ms / 1000, limit_ms % 1000 * 1000};
     setsockopt(descriptor(socket), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-}
-
-Socket connect_stream(uint32_t address, uint16_t port, int32_t recv_timeout_ms) noexcept {
-    const int fd = open_stream();
-    if (fd < 0) return 0;
-    set_flag(fd, SOL_SOCKET, SO_REUSEADDR);
-    set_flag(fd, IPPROTO_TCP, TCP_NODELAY);
-    set_flag(fd, SOL_SOCKET, SO_KEEPALIVE);
-    set_receive_timeout(static_cast<Socket>(fd), recv_timeout_ms);
-    sockaddr_in peer{};
-    peer.sin_family = AF_INET;
-    peer.sin_port = htons(port);
-    peer.sin_addr.s_addr = address;
-    if (connect(fd, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) != 0 &&
-        !(errno == EINTR && finish_connect(fd))) {
-        close(fd);
-        return 0;
-    }
-    const linger reset_on_close{1, 0};
-    setsockopt(fd, SOL_SOCKET, SO_LINGER, &reset_on_close, sizeof reset_on_close);
-    return static_cast<Socket>(fd);
 }
 
 // A signal can cut a blocking send short: what is left then follows, as if it had not been interrupted.
@@ -95,6 +118,10 @@ ptrdiff_t receive_some(Socket socket, void* data, size_t size) noexcept {
         received = recv(descriptor(socket), data, size, 0);
     while (received < 0 && errno == EINTR);
     return received;
+}
+
+void abort_stream(Socket socket) noexcept {
+    shutdown(descriptor(socket), SHUT_RDWR);
 }
 
 void close_stream(Socket socket) noexcept {

@@ -37,7 +37,7 @@ from .cursor import Cursor
 from .lob import Blob, Clob, Lob
 from .server_cursor import ServerCursor
 
-__version__ = "1.0.0"
+__version__ = "1.1.0"
 
 apilevel = "2.0"
 threadsafety = 2  # threads may share the module and connections

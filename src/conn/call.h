@@ -1,0 +1,50 @@
+// One call of the application's on a connection.
+//
+// Every exported call that looks at what another thread's call may change reaches its connection through a RunningCall, which holds
+// the lock for the whole request and reply. While it lives the call can be cancelled (wire/cancel.h), and the lines that it has to
+// print are kept; they are printed when the lock is free again, before the call returns.
+#pragma once
+
+#include "base/text.h"
+#include "conn/conn.h"
+
+namespace tarn {
+
+class RunningCall {
+  public:
+    // The connection behind a handle variable; no call where there is none.
+    explicit RunningCall(const TRN_HANDLE* handle) noexcept
+        : RunningCall(unlocked_conn_of(handle), Locking::taken) {}
+
+    // The same with a text that is to be sent; none either when the text is missing or does not fit a command frame, whose
+    // length field is a signed 32-bit count.
+    RunningCall(const TRN_HANDLE* handle, const char* text) noexcept;
+
+    explicit RunningCall(Conn& conn) noexcept : RunningCall(&conn, Locking::taken) {}
+
+    // For the calls that must not run beside another one: opening, connecting again, the attribute that asks the server.
+    static RunningCall without_lock(Conn* conn) noexcept { return RunningCall(conn, Locking::left_alone); }
+
+    ~RunningCall();
+    RunningCall(const RunningCall&) = delete;
+    RunningCall& operator=(const RunningCall&) = delete;
+
+    explicit operator bool() const noexcept { return conn_ != nullptr; }
+    Conn& operator*() const noexcept { return *conn_; }
+    Conn* operator->() const noexcept { return conn_; }
+
+  private:
+    enum class Locking {
+        taken,
+        left_alone
+    };
+    RunningCall(Conn* conn, Locking locking) noexcept;
+
+    Conn* conn_;
+    platform::Lock* lock_; // null: not taken, or the open did not come so far as to make it
+};
+
+// Prints a line when the call is over.
+void say(Conn& conn, const char* format, ...) noexcept TARN_PRINTF(2, 3);
+
+} // namespace tarn

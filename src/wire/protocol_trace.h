@@ -1,0 +1,43 @@
+// The protocol trace: one line a message, for whoever wonders what client and server say to each other. Off unless
+// TRNX_SetProtocolTrace or the environment variable TARNSQL_TRACE_PROTOCOL turns it on; off, it costs one load a message.
+//
+// A received message is told when the next one begins, for only then its length is known. Lines are written while the call runs,
+// with its connection's lock held.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+#include "wire/channel.h"
+
+namespace tarn {
+
+enum class TraceLevel : int32_t {
+    off,
+    messages,
+    values
+};
+
+extern std::atomic<TraceLevel> trace_level;
+
+inline bool tracing(TraceLevel level = TraceLevel::messages) noexcept {
+    return trace_level.load(std::memory_order_relaxed) >= level;
+}
+
+// Statements and values are cut to so many bytes.
+void set_trace(TraceLevel level, int32_t text_limit) noexcept;
+
+// Sets what the environment asks for, once for the process.
+void start_trace() noexcept;
+
+// One for each of these is called when tracing(), and only then.
+void trace_event(const Channel& channel, const char* event) noexcept;
+void trace_command(const Channel& channel, const char* text, size_t length, uint32_t parameter_word) noexcept;
+void trace_value(const Channel& channel, uint16_t wire_type, const void* value, size_t length) noexcept;
+void trace_message(Channel& channel, MessageType type) noexcept;
+
+// Tells the last message of a call.
+void trace_end(Channel& channel) noexcept;
+
+} // namespace tarn
