@@ -136,7 +136,7 @@ TRN_API int32_t TRNX_SetTrace(TRNX_TRACE callback, void* user);
  * the direction, the message's letter, what it is, and its length:
  *
  *     08:15:02.117 thread 1f socket 5 > '?' command, 24 bytes, 1 parameters, 0 rows: SELECT * FROM town WHERE...
- *     08:15:02.118 thread 1f socket 5 < 'A' columns of a query, 61 bytes
+ *     08:15:02.118 thread 1f socket 5 < 'A' columns and rows of a query, 4711 bytes
  *
  * A received message is told when the next one begins. Passwords, keys and the login's text never show, values only where
  * the level says so; a statement shows as it stands, whatever secrets its text holds. The environment variable

@@ -98,7 +98,7 @@ void trace_value(const Channel& channel, uint16_t wire_type, const void* value, 
 
 static const char* name_of(MessageType type) noexcept {
     switch (type) {
-    case MessageType::query: return "columns of a query";
+    case MessageType::query: return "columns and rows of a query";
     case MessageType::update_count: return "rows updated";
     case MessageType::delete_count: return "rows deleted";
     case MessageType::insert_id: return "row inserted";
@@ -112,7 +112,7 @@ static const char* name_of(MessageType type) noexcept {
     case MessageType::accepted_301: return "login accepted";
     case MessageType::end_of_reply: return "end of reply";
     case MessageType::row:
-    case MessageType::row_with_id: return "rows";
+    case MessageType::row_with_id: return "further rows";
     default: return "separator";
     }
 }

@@ -9,6 +9,7 @@
 #include <winsock2.h>
 #else
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/select.h>
@@ -37,6 +38,10 @@ void start_sockets() {
 void close_native(native_socket socket) {
     closesocket(socket);
 }
+void set_nonblocking(native_socket socket) {
+    u_long on = 1;
+    ioctlsocket(socket, FIONBIO, &on);
+}
 #else
 using native_socket = int;
 using address_length = socklen_t;
@@ -46,6 +51,9 @@ constexpr int send_flags = MSG_NOSIGNAL, shut_sending = SHUT_WR;
 void start_sockets() {}
 void close_native(native_socket socket) {
     close(socket);
+}
+void set_nonblocking(native_socket socket) {
+    fcntl(socket, F_SETFL, O_NONBLOCK);
 }
 #endif
 
@@ -77,6 +85,26 @@ socket_handle listen_on_loopback(std::uint16_t& port, int host) {
     const socket_handle socket = bound_socket(port, host);
     if (listen(native(socket), 16) != 0) throw std::runtime_error("the loopback port does not listen");
     return socket;
+}
+
+FullBacklog::FullBacklog() {
+    sockets_[0] = bound_socket(port_);
+    listen(native(sockets_[0]), 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port_);
+    for (socket_handle& waiting : sockets_) {
+        if (&waiting == sockets_) continue;
+        waiting = static_cast<socket_handle>(::socket(AF_INET, SOCK_STREAM, 0));
+        set_nonblocking(native(waiting));
+        connect(native(waiting), reinterpret_cast<sockaddr*>(&address), sizeof address);
+    }
+}
+
+FullBacklog::~FullBacklog() {
+    for (const socket_handle socket : sockets_)
+        close_native(native(socket));
 }
 
 socket_handle accept_client(socket_handle listener) {

@@ -31,6 +31,20 @@ constexpr socket_handle no_socket = -1;
  * the hosts from 2 on are this process's own. Fails by throwing std::runtime_error. */
 socket_handle listen_on_loopback(std::uint16_t& port, int host = 1);
 
+/* A listening port whose queue is full: a connect to it neither succeeds nor is refused while the record lives. */
+class FullBacklog {
+  public:
+    FullBacklog();
+    ~FullBacklog();
+    FullBacklog(const FullBacklog&) = delete;
+    FullBacklog& operator=(const FullBacklog&) = delete;
+    std::uint16_t port() const { return port_; }
+
+  private:
+    std::uint16_t port_ = 0;
+    socket_handle sockets_[5]; /* the listener, and who waits there */
+};
+
 /* Accepts a waiting client with Nagle's algorithm off; no_socket when there is none. */
 socket_handle accept_client(socket_handle listener);
 
