@@ -12,6 +12,9 @@
 
 namespace tarn::platform {
 
+// Options of TCP that Windows has since version 10 and older headers do not name.
+static constexpr int keep_idle = 3, keep_count = 16, keep_interval = 17;
+
 // WSACleanup is never called: the sockets layer lives as long as the process.
 void start_sockets() noexcept {
     static const int started = [] {
@@ -41,9 +44,9 @@ static void set_number(SOCKET stream, int level, int option, DWORD number) {
 static void set_keep_alive(SOCKET stream, const KeepAlive& keep_alive) {
     set_number(stream, SOL_SOCKET, SO_KEEPALIVE, 1);
     const auto seconds = [](int32_t value) { return static_cast<DWORD>(value); };
-    if (keep_alive.idle_s) set_number(stream, IPPROTO_TCP, TCP_KEEPIDLE, seconds(keep_alive.idle_s));
-    if (keep_alive.interval_s) set_number(stream, IPPROTO_TCP, TCP_KEEPINTVL, seconds(keep_alive.interval_s));
-    if (keep_alive.count) set_number(stream, IPPROTO_TCP, TCP_KEEPCNT, seconds(keep_alive.count));
+    if (keep_alive.idle_s) set_number(stream, IPPROTO_TCP, keep_idle, seconds(keep_alive.idle_s));
+    if (keep_alive.interval_s) set_number(stream, IPPROTO_TCP, keep_interval, seconds(keep_alive.interval_s));
+    if (keep_alive.count) set_number(stream, IPPROTO_TCP, keep_count, seconds(keep_alive.count));
 }
 
 static void set_blocking(SOCKET stream, bool blocking) {
@@ -78,7 +81,7 @@ Connecting wait_connected(Socket socket, int32_t wait_ms, int32_t& error) noexce
     FD_ZERO(&writable);
     FD_SET(socket, &writable);
     failed = writable;
-    const timeval limit{wait_ms / 1000, wait_ms % 1000 * 1000};
+    timeval limit{wait_ms / 1000, wait_ms % 1000 * 1000};
     const int ready = select(0, nullptr, &writable, &failed, &limit);
     if (ready == 0) return Connecting::waiting;
     error = WSAGetLastError();
