@@ -92,7 +92,7 @@ std::vector<Shape> shapes() {
     const std::string descriptor = one + row({wire_text("C23456789012,1234")}) + K;
     const std::string pieces = one + "R" + repeated(300000, be32(1) + wire_text("p")) + be32(0) + K;
     // clang-format off
-    return {
+    std::vector<Shape> all{
         {"results of an empty row", repeated(20000, none + "R;"), 20000, 0, read}, /* 7 bytes each, below 10 MB */
         {"results without rows", repeated(50000, none), 50000, 0, read},
         {"results of a null", repeated(20000, one + row({null_value()})), 20000, 20000, read},
@@ -113,7 +113,6 @@ std::vector<Shape> shapes() {
         {"rows of 40,000 bytes", one + repeated(100, row_of(40000)), 1, 1, read},
         {"rows larger than the buffer", one + repeated(60, row_of(65537)), 1, 1, read},
         {"rows of all sizes", one + mixed, 1, 1, read},
-        {"a row of 20 MB", one + row_of(20000000), 1, 1, read},
         {"a value of 20 MB", one + row_of(20000000), 1, 1, single},
         {"rows with identifiers", one + repeated(1000, row_with_identifier(std::string(1000, 'i'), {null_value()})), 1, 1, read},
         {"texts between rows", one + repeated(1000, row_of(9) + W(std::string(1000, 'w'))), 1, 1, read},
@@ -126,6 +125,9 @@ std::vector<Shape> shapes() {
         {"pieces of a byte", descriptor + pieces, 2, 2, large_object},
     };
     // clang-format on
+    for (std::size_t size = 1000000; size < 30000000; size += size / 3)
+        all.push_back({"a row of " + std::to_string(size), one + row_of(size), 1, 1, read});
+    return all;
 }
 
 TEST(held_memory, follows_what_arrived) {

@@ -233,7 +233,7 @@ std::vector<Case> cases() {
         {"prepare", {{"PREPARE", described}}, nothing, [](Connection& c) { char name[20]; return Told{when_short([&] { return TRN_Prepare2(&c.handle, "q", name); }), ""}; }},
         {"prepare again", {{"DEALLOCATE", K}, {"PREPARE", described}}, prepare, [](Connection& c) { return Told{when_short([&] { return TRN_Prepare2(&c.handle, "q", nullptr); }), ""}; }},
         {"default statement", {{"PREPARE", K}, {"? STC0", rows + K}}, prepare, [](Connection& c) { return result_of([&](TRN_HANDLE* r) { return TRN_Execute2(&c.handle, nullptr, nullptr, r); }); }},
-        {"named statement", {{"? name", E("refused") + rows + K}}, nothing, [](Connection& c) { return result_of([&](TRN_HANDLE* r) { return TRN_Execute2(&c.handle, "name", nullptr, r); }); }},
+        {"named statement", {{"? name", rows + E("refused") + K}}, nothing, [](Connection& c) { return result_of([&](TRN_HANDLE* r) { return TRN_Execute2(&c.handle, "name", nullptr, r); }); }},
         {"cursor of a statement", {{"DECLARE", columns + K}, {"OPEN", K}}, nothing, [](Connection& c) { char cursor[64]; return result_of([&](TRN_HANDLE* r) { return TRN_Execute2(&c.handle, "name", cursor, r); }); }},
         {"unprepare", {{"PREPARE", K}, {"DEALLOCATE", E("kept") + K}}, prepare, [](Connection& c) { return Told{when_short([&] { return TRN_UnPrepare(&c.handle, nullptr); }), ""}; }},
         {"cursor of a query", {{"DECLARE", columns + K}, {"OPEN", K}}, nothing, [](Connection& c) { return result_of([&](TRN_HANDLE* r) { return TRN_ExecwithServerCursorReader(&c.handle, "q", "c", r, nullptr); }); }},
