@@ -5,6 +5,7 @@
 #include "watched_memory.h"
 
 #include <algorithm>
+#include <cstring>
 #include <malloc.h>
 
 thread_local Watch* watch = nullptr;
@@ -58,6 +59,7 @@ void* __wrap_realloc(void* block, std::size_t size) {
     return kept(moved);
 }
 void __wrap_free(void* block) {
+    if (watch != nullptr && block != nullptr) std::memset(block, 0xDB, malloc_usable_size(block));
     forget(block);
     __real_free(block);
 }

@@ -130,6 +130,31 @@ TEST(buffer_ends, of_what_was_received_cut_at_every_byte) {
     }
 }
 
+/* Runs of short rows that end before, at and behind the end of a block. */
+TEST(buffer_ends, of_the_blocks_that_rows_are_kept_in) {
+    const auto stored = [](std::size_t size) { return char(size) + pattern(size - 1); };
+    for (std::size_t first = 1; first <= 40; ++first)
+        for (std::size_t size = 1; size <= 40; ++size) {
+            tarn::RowStore store{};
+            std::vector<std::string> all{stored(first)};
+            ASSERT_TRUE(tarn::store_short_rows(store, bytes(all[0].data()), first));
+            for (int run = 0; run < 20; ++run) {
+                std::string rows;
+                for (int i = 0; i <= run % 3; ++i)
+                    rows += all.emplace_back(stored(size));
+                ASSERT_TRUE(tarn::store_short_rows(store, bytes(rows.data()), rows.size()));
+            }
+            tarn::RowCursor cursor = tarn::first_row(store);
+            for (const std::string& row : all) {
+                const std::uint8_t* found = tarn::next_row(cursor);
+                ASSERT_TRUE(found && std::memcmp(found, row.data() + 1, row.size() - 1) == 0)
+                    << first << " " << size;
+            }
+            EXPECT_FALSE(tarn::next_row(cursor));
+            tarn::release_rows(store);
+        }
+}
+
 /* Around the sizes of machine words: the columns that are null in one row are those that are not in the other. */
 TEST(buffer_ends, of_rows_with_many_columns_and_nulls_among_them) {
     std::mt19937 random(7);
