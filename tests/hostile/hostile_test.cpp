@@ -1,7 +1,6 @@
 /*
  * Nothing a server does breaks the process: conversations that end after any byte, that are damaged at any byte, that
- * arrive in any pieces. Every call gives a status of the interface, and the connection connects
- * again or closes.
+ * arrive in any pieces. Every call gives a status of the interface, and the connection connects again or closes.
  */
 #include "conversations.h"
 #include "output_capture.h"

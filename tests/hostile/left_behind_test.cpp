@@ -42,7 +42,7 @@ TEST_F(left_behind, of_earlier_address_lists_is_nothing) {
     void *state = nullptr, *before = nullptr;
     for (const std::int32_t number : {0, -1, -1, 5, 1, -1}) {
         TRN_HANDLE handle = nullptr;
-        if (number == 1) before = std::exchange(state, nullptr); /* the application's own */
+        if (number == 1) before = state; /* only -1 releases the record of an earlier search */
         EXPECT_EQ(TRN_OpenConn_Ips((text + ";" + none + ";" + none).c_str(), number, &state, &handle),
                   TRN_ERR_CONNECT);
         EXPECT_EQ(TRN_ReconnectConn(&handle), TRN_ERR_CONNECT);
