@@ -90,10 +90,11 @@ static bool join_text(ResultSet& result, Owned<char> text) noexcept {
     }
     const size_t room = 2 * added;
     const size_t kept = std::min(std::strlen(result.head.error_text), room);
-    Owned<char> joined(static_cast<char*>(allocate_zeroed(room + 1)));
+    const size_t taken = std::min(added, room - kept);
+    Owned<char> joined(static_cast<char*>(allocate_zeroed(kept + taken + 1)));
     if (!joined) return false;
     std::memcpy(joined.get(), result.head.error_text, kept);
-    std::memcpy(joined.get() + kept, text.get(), std::min(added, room - kept));
+    std::memcpy(joined.get() + kept, text.get(), taken);
     set_error_text(result.head, std::move(joined));
     return true;
 }

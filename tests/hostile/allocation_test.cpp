@@ -1,68 +1,16 @@
 /*
- * Memory that runs out, and servers that ask for too much of it. The library is linked statically and its allocations come
- * through here: any of them can be made to fail, none may be left over, and none may be larger than what has arrived
- * allows. Only the test's own thread is watched; what the C++ library allocates for the test itself does not come here.
+ * Memory that runs out, and servers that ask for too much of it: any allocation of the library can be made to fail, none may
+ * be left over, and none may be larger than what has arrived allows.
  */
 #include "conversations.h"
 #include "enciphered_channel.h"
 #include "output_capture.h"
+#include "watched_memory.h"
 #include "wire_bytes.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <unordered_map>
-
 using namespace test_support;
-
-namespace {
-
-struct Watch {
-    std::unordered_map<void*, std::size_t> live;
-    std::size_t largest = 0;
-    std::size_t taken = 0;                           /* allocations asked for */
-    std::size_t first_to_fail = 0, last_to_fail = 0; /* counted from 1 */
-};
-thread_local Watch* watch = nullptr;
-
-bool denied(std::size_t size) {
-    if (watch == nullptr) return false;
-    watch->largest = std::max(watch->largest, size);
-    ++watch->taken;
-    return watch->taken >= watch->first_to_fail && watch->taken <= watch->last_to_fail;
-}
-
-void* kept(void* block, std::size_t size) {
-    if (watch != nullptr && block != nullptr) watch->live[block] = size;
-    return block;
-}
-
-} // namespace
-
-/* Names that the linker gives: a call of malloc comes to __wrap_malloc, and __real_malloc is malloc. */
-extern "C" {
-void* __real_malloc(std::size_t size);
-void* __real_calloc(std::size_t count, std::size_t size);
-void* __real_realloc(void* block, std::size_t size);
-void __real_free(void* block);
-
-void* __wrap_malloc(std::size_t size) {
-    return denied(size) ? nullptr : kept(__real_malloc(size), size);
-}
-void* __wrap_calloc(std::size_t count, std::size_t size) {
-    return denied(count * size) ? nullptr : kept(__real_calloc(count, size), count * size);
-}
-void* __wrap_realloc(void* block, std::size_t size) {
-    if (denied(size)) return nullptr;
-    if (watch != nullptr) watch->live.erase(block);
-    return kept(__real_realloc(block, size), size);
-}
-void __wrap_free(void* block) {
-    if (watch != nullptr) watch->live.erase(block);
-    __real_free(block);
-}
-}
 
 namespace {
 

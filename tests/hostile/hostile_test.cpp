@@ -1,19 +1,12 @@
 /*
  * Nothing a server does breaks the process: conversations that end after any byte, that are damaged at any byte, that
- * arrive in any pieces or under a storm of signals. Every call gives a status of the interface, and the connection connects
+ * arrive in any pieces. Every call gives a status of the interface, and the connection connects
  * again or closes.
  */
 #include "conversations.h"
 #include "output_capture.h"
 
 #include <gtest/gtest.h>
-
-#ifndef _WIN32
-#include <atomic>
-#include <csignal>
-#include <pthread.h>
-#include <thread>
-#endif
 
 using namespace test_support;
 
@@ -85,59 +78,17 @@ std::string transcript(ReplayPeer& peer, const Conversation& conversation, std::
     return client.statuses + "\n" + client.log;
 }
 
-void expect_the_same_in_pieces(ReplayPeer& peer, std::initializer_list<std::size_t> pieces) {
+TEST_F(hostile, size_of_the_pieces_changes_nothing) {
     for (const auto* list : {&conversations(), &large_conversations()})
         for (const Conversation& conversation : *list) {
-            const std::string undivided = transcript(peer, conversation, SIZE_MAX);
+            const std::string undivided = transcript(peer_, conversation, SIZE_MAX);
             ASSERT_EQ(undivided.substr(0, undivided.find('\n')), conversation.statuses);
-            for (const std::size_t piece : pieces)
+            for (const std::size_t piece : {1, 2, 7, 65535, 65536, 65537})
                 if (piece > 1000 || conversation.bytes.size() < longest_in_small_pieces) {
-                    EXPECT_TRUE(transcript(peer, conversation, piece) == undivided)
+                    EXPECT_TRUE(transcript(peer_, conversation, piece) == undivided)
                         << conversation.name << " by " << piece;
                 }
         }
 }
-
-TEST_F(hostile, size_of_the_pieces_changes_nothing) {
-    expect_the_same_in_pieces(peer_, {1, 2, 7, 65535, 65536, 65537});
-}
-
-#ifndef _WIN32
-/* Signals without SA_RESTART, as fast as they can be sent. */
-class SignalStorm {
-  public:
-    SignalStorm() {
-        struct sigaction action {};
-        action.sa_handler = [](int) { ++arrived; };
-        sigaction(SIGUSR1, &action, &before_);
-        thread_ = std::thread([this, target = pthread_self()] {
-            while (!ended_) {
-                pthread_kill(target, SIGUSR1);
-                std::this_thread::yield();
-            }
-        });
-    }
-    ~SignalStorm() {
-        ended_ = true;
-        thread_.join();
-        sigaction(SIGUSR1, &before_, nullptr);
-    }
-    SignalStorm(const SignalStorm&) = delete;
-    SignalStorm& operator=(const SignalStorm&) = delete;
-    static inline std::atomic<int> arrived = 0;
-
-  private:
-    struct sigaction before_ {};
-    std::atomic<bool> ended_ = false;
-    std::thread thread_;
-};
-
-TEST_F(hostile, interrupted_calls_change_nothing) {
-    const SignalStorm storm;
-    do
-        expect_the_same_in_pieces(peer_, {7});
-    while (SignalStorm::arrived < 1000 && !HasFailure());
-}
-#endif
 
 } // namespace

@@ -182,25 +182,6 @@ TEST(data_reader, unknown_types_and_stated_lengths_keep_the_row_in_step) {
     }
 }
 
-TEST(data_reader, null_flags_are_kept_apart_in_wide_rows) {
-    constexpr int count = 4000;
-    std::vector<Column> columns;
-    std::vector<std::string> cells[2];
-    for (int i = 0; i < count; ++i) {
-        columns.push_back({"c", i % 3 == 0 ? TRN_WIRE_CHAR : TRN_WIRE_SMALLINT});
-        cells[i % 2].push_back(wire_text(i % 3 == 0 ? std::to_string(i) : be16(i)));
-        cells[1 - i % 2].push_back(null_value());
-    }
-    Session session({{"q", query(columns, {row(cells[1]), row(cells[0])}) + K}});
-    Reader reader(session.connection, "q");
-    EXPECT_EQ(reader.columns, count);
-    for (const int parity : {1, 0}) {
-        ASSERT_TRUE(reader.next());
-        for (int i = 0; i < count; ++i)
-            ASSERT_EQ(reader.text(i + 1), i % 2 == parity ? std::to_string(i) : "NULL") << i;
-    }
-}
-
 TEST(data_reader, refused_descriptions_give_an_item_without_columns) {
     const std::string refused[] = {be32(4001), be32(0x7fffffff), be32(-1), be32(1) + be32(1025),
                                    be32(2) + wire_text("fine") + be32(5) + be32(0) + be32(0) +

@@ -41,33 +41,6 @@ std::string shown(const std::string& text) {
     return std::to_string(text.size()) + " " + (text.size() < 100 ? text : "");
 }
 
-TEST(lob, content_is_what_was_put) {
-    const std::vector<std::size_t> cases[] = {
-        {}, {1}, {chunk - 1, 1, 1}, {chunk, 1}, {chunk, chunk}, {700000, 700000}, {5, 2 * chunk, 700000}};
-    for (const std::vector<std::size_t>& pieces : cases) {
-        Lob lob;
-        std::string whole, read;
-        for (const std::size_t piece : pieces) {
-            const std::string bytes = pattern(whole.size() + piece).substr(whole.size());
-            lob.put(bytes);
-            whole += bytes;
-        }
-        SCOPED_TRACE(whole.size());
-        EXPECT_EQ(
-            (Statuses{TRN_Put_Lob_data(&lob.handle, nullptr, 5), TRN_Put_Lob_data(&lob.handle, "x", 0)}),
-            Statuses(2));
-        for (const std::int32_t capacity : {1, 1048574, 2, 1048577, 4 << 20, 1})
-            read += lob.read(capacity);
-        EXPECT_TRUE(read == whole);
-        const auto size = std::int32_t(whole.size());
-        for (const std::int32_t position :
-             {size, 0, size / 2, std::min(1048576, size), std::min(1048575, size)}) {
-            ASSERT_EQ(TRN_LobRead_SetPos(&lob.handle, position), position);
-            EXPECT_EQ(lob.read(3), whole.substr(std::size_t(position), 3));
-        }
-    }
-}
-
 TEST(lob, read_position_stays_inside) {
     Lob lob;
     lob.put("abc");
