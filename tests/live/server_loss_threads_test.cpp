@@ -1,44 +1,10 @@
-// Several threads on one server, and servers that vanish.
+// Threads that take each other's bound set, and servers that vanish.
 #include "live_server.h"
 #include "output_capture.h"
 
 #include <functional>
 #include <thread>
 
-// A thousand statements a thread. Each thread has a connection of its own, or all have one: the statements of a thread see its
-// own rows in either case. Beside them connections are opened and closed.
-TEST(live_threads, work_side_by_side_on_connections_of_their_own_and_on_a_shared_one) {
-    constexpr int threads = 8, inserts = 250;
-    for (const bool sharing : {false, true}) {
-        SCOPED_TRACE(sharing);
-        LiveServer server;
-        Connection shared(server);
-        shared.run("create table t(thread int, number int)");
-        const auto work = [&](int thread) {
-            Connection own(server);
-            Connection& connection = sharing ? shared : own;
-            const std::string mine = std::to_string(thread);
-            for (int i = 1; i <= inserts; ++i) {
-                ASSERT_EQ(connection.run("insert into t values(" + mine + ", " + std::to_string(i) + ")"), 1);
-                ASSERT_EQ(connection.transcript(
-                              "select count(*) as n, sum(number) as s from t where thread = " + mine),
-                          "n,s: " + std::to_string(i) + "," + std::to_string(i * (i + 1) / 2) + "\n");
-                ASSERT_EQ(SingleValue(connection, "select 'thread " + mine + "'").take(), "thread " + mine);
-                const auto passing = i % 10 ? nullptr : std::make_unique<Connection>(server);
-                ASSERT_EQ(SingleValue(passing ? *passing : connection, "select " + mine).take(), mine);
-            }
-        };
-        std::vector<std::thread> running;
-        for (int i = 0; i < threads; ++i)
-            running.emplace_back(work, i);
-        for (std::thread& thread : running)
-            thread.join();
-        EXPECT_EQ(shared.transcript("select count(*) as n, count(distinct thread) as t from t"),
-                  "n,t: 2000,8\n");
-    }
-}
-
-// The statement marks its beginning in the database, so that the server is killed while it certainly runs.
 // The bound set passes from call to call: each takes it, or finds none, whatever the others do.
 TEST(live_threads, pass_the_bound_set_of_a_shared_connection_from_call_to_call) {
     constexpr int rounds = 300;
@@ -77,6 +43,7 @@ TEST(live_threads, pass_the_bound_set_of_a_shared_connection_from_call_to_call) 
     EXPECT_EQ(SingleValue(shared, "select 'still here'").take(), "still here");
 }
 
+// The statement marks its beginning in the database, so that the server is killed while it certainly runs.
 TEST(live_server_loss, a_call_whose_server_is_killed_fails_and_a_new_server_is_reachable) {
     const std::string endless =
         "insert into started values(1); with recursive n(i) as (values(1) union all select i + 1 from n) ";

@@ -99,8 +99,15 @@ TEST(metadata, columns_out_of_range_are_refused_and_nothing_is_written) {
 }
 
 TEST(metadata, columns_are_found_by_label_or_name_in_any_letter_case) {
-    Session session(
-        {{"q", query({{"t.first", 5}, {"second%Label", 5}, {"label", 5}, {"x%", 5}, {"\xc4", 5}}, {}) + K}});
+    Session session({{"q", query({{"t.first", 5},
+                                  {"second%Label", 5},
+                                  {"label", 5},
+                                  {"x%", 5},
+                                  {"\xc4", 5},
+                                  {"AtoZ", 5},
+                                  {"@[", 5}},
+                                 {}) +
+                               K}});
     Reader reader(session.connection, "q");
     for (const auto& [name, number] : {std::pair{"first", 1},
                                        {"FIRST", 1},
@@ -113,7 +120,10 @@ TEST(metadata, columns_are_found_by_label_or_name_in_any_letter_case) {
                                        {"lab", 0},
                                        {"labels", 0},
                                        {"\xc4", 5},
-                                       {"\xe4", 0}})
+                                       {"\xe4", 0},
+                                       {"aTOz", 6},
+                                       {"@[", 7},
+                                       {"`{", 0}})
         EXPECT_EQ(TRN_getResultcolseq(&reader.result, name), number) << name;
 }
 
