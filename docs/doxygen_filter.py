@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Shows the plain comments of tarnsql.h and the pages of the guide to Doxygen, which reads both through this filter.
+"""Shows the plain comments of the headers and the pages of the guide to Doxygen, which reads both through this filter.
 
-In the header a comment's first sentence stays text; what follows, argument lists and tables, keeps its layout. The first
+In a header a comment's first sentence stays text; what follows, argument lists and tables, keeps its layout. The first
 comment is a page of its own. A line of dashes with a title begins a group, and a comment right below describes it. A comment
 above several #defines describes each that has none of its own.
 
@@ -13,12 +13,13 @@ import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
-HEADER = ROOT / "include/tarnsql.h"
+HEADERS = [ROOT / "include/tarnsql.h", ROOT / "include/tarnsql_ext.h"]
+ABOUT = {"tarnsql.h": "conventions Conventions of the headers", "tarnsql_ext.h": "extension What the second header adds"}
 MAIN_PAGE = ROOT / "docs/guide/README.md"
 SECTION = re.compile(r"/\* -{20,} (.+) \*/$", re.M)
-DEFINE = re.compile(r"#define TRN_(?!API)")
+DEFINE = re.compile(r"#define TRNX?_(?!API)")
 DECLARED = re.compile(r"TRN_API .*?(\w+)\(")
-CALLS = set(DECLARED.findall(HEADER.read_text("utf-8")))
+CALLS = {call for each in HEADERS for call in DECLARED.findall(each.read_text("utf-8"))}
 
 
 def safe(text):
@@ -52,9 +53,9 @@ def group(title):
     return re.sub("[^a-z]+", "_", title), title[0].upper() + title[1:]
 
 
-def header(source):
+def header(path, source):
     lines = iter(source.split("\n"))
-    yield comment(block(next(lines), lines), "@page conventions Conventions of the header\n\n")
+    yield comment(block(next(lines), lines), f"@page {ABOUT[path.name]}\n\n")
     yield "/** @file */"
     open_group = False
     for line in lines:
@@ -83,7 +84,7 @@ def header(source):
                 if name and before:
                     yield f"/** As {before}. */"
                 before = name[1] if name else None
-                yield line
+                yield line.replace("/*", "/**<")  # fields of a record
                 line = next(lines)
         else:
             yield line
@@ -107,8 +108,8 @@ def link(path):
     def replace(match):
         text, (target, _, heading) = match[1], match[2].partition("#")
         aim = (path.parent / target).resolve() if target else path
-        if aim == HEADER:
-            return f'@ref tarnsql.h "{text}"'
+        if aim in HEADERS:
+            return f'@ref {aim.name} "{text}"'
         if not is_page(aim):
             return match[0] if "://" in match[2] else text
         anchor = f"{page_id(aim)}_{heading}" if heading else page_id(aim)
@@ -127,8 +128,8 @@ def page(path, source):
         parts[i] = re.sub(r"^# (.*)$", rf"# \1 {{#{page_id(path)}}}", text, count=1, flags=re.M) if i == 0 else text
     yield "".join(parts)
     if path == MAIN_PAGE:
-        yield "\n## The calls {#calls}\n\nWhat holds for all of them: @subpage conventions\n"
-        for title in SECTION.findall(HEADER.read_text("utf-8")):
+        yield "\n## The calls {#calls}\n\nWhat holds for all of them: @subpage conventions. @subpage extension.\n"
+        for title in (title for each in HEADERS for title in SECTION.findall(each.read_text("utf-8"))):
             name, shown = group(title)
             yield f'- @ref {name} "{shown}"'
 
@@ -136,4 +137,4 @@ def page(path, source):
 if __name__ == "__main__":
     given = pathlib.Path(sys.argv[1]).resolve()
     text = given.read_text("utf-8")
-    print("\n".join(header(text) if given.suffix == ".h" else page(given, text)))
+    print("\n".join(header(given, text) if given.suffix == ".h" else page(given, text)))

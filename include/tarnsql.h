@@ -41,17 +41,27 @@
  *    receive results "[EC031]Error in recv result :%s \n", "[EC032]Server Warning in recv result :%s \n". Further
  *    lines tell of a reply that broke off (TRN_Execute_no_query, TRN_Execute_procesure: "Net Error %s \n", or
  *    "Update Prop NetError  \n" and "Insert Prop NetError  \n"), of arrays that could not be bound, of a large
- *    object that could not be sent and of a list of more than 100 addresses.
+ *    object that could not be sent and of a list of more than 100 addresses. Lines are printed when the call has released
+ *    the connection's lock, before it returns; a closed pipe raises no signal. Of one reply the first 1 MiB of lines is printed and
+ *    the rest counted. TRNX_SetTrace (tarnsql_ext.h) and the environment variable TARNSQL_TRACE send them elsewhere.
  *
- * 8. Threads. The library starts no thread. Calls that talk to the server hold their connection's lock for
- *    the whole request and reply, so several threads may execute on one connection and run one after another.
- *    Everything else (results, error texts, opening, closing) takes no lock: a handle must not be closed, freed
- *    or read while another thread uses it. Different connections share nothing.
+ * 8. Threads. The library starts no thread. Calls that talk to the server hold their connection's lock from before their first
+ *    look at it to the end of the reply, so several threads may execute on one connection and run one after another:
+ *    statements, TRN_Prepare2, TRN_UnPrepare, TRN_Execute2, batches, procedures, cursors, and TRN_GetData where it fetches
+ *    a large object. Everything else takes no lock: TRN_OpenConn, TRN_ReconnectConn, closing, dropping, binding on a
+ *    connection, TRN_BindParams2Conn, TRN_ResetParams, attributes (number 1 too, which asks the server), TRN_GetLastInsertId,
+ *    TRN_GetFunReturnType, error texts, results, parameter sets and large objects. None of these may run beside another
+ *    call on the same handle. So threads that share a connection and bind values each need a lock of the application's around
+ *    binding and execution. Different connections share nothing. TRNX_Cancel (tarnsql_ext.h) may run beside anything.
+ *
+ *    A connection belongs to the process that opened it. After fork() one of the two processes, parent or child, may use
+ *    and close it; the other must leave it alone. A program that the child executes does not inherit the socket.
  *
  * 9. Waiting. A read from the server waits at most 30 minutes for the next bytes; three such waits in a row end
- *    it, one on an enciphered channel. A read that ends so, or finds the stream broken, closes the link: its call
+ *    it, one on an encrypted channel. A read that ends so, or finds the stream broken, closes the link: its call
  *    and all that follow fail with their network status until TRN_ReconnectConn, and an answer that comes late
- *    reaches no call. Connecting and sending wait as long as the system does.
+ *    reaches no call. Connecting and sending wait as long as the system does. Shorter waits: TRNX_OpenConn and
+ *    TRNX_SetReceiveTimeout; an end at once, from another thread: TRNX_Cancel.
  *
  * 10. Linking. One calling convention, the platform's own. Define TARNSQL_STATIC before including this header
  *     when linking the static library on Windows.
@@ -94,7 +104,7 @@ typedef void* TRN_HANDLE;
  *              repeats the segment before it. The keys, with their synonyms:
  *
  *   server, ip                                  dotted IPv4 address, at most 31 bytes; names are not resolved
- *   port                                        decimal
+ *   port                                        decimal; of a larger number the lowest 16 bits
  *   db, database                                at most 127 bytes
  *   user, uid, user id, userid                  at most 63 bytes, as every following text
  *   pwd, password
@@ -103,7 +113,9 @@ typedef void* TRN_HANDLE;
  *   current_schema                              schema to make current
  *   keyword_filter
  *   auto_commit, auto commit, autocommit        "off" or "false" turn it off
- *   use_ssl, ssl, usessl, use ssl               "on", "yes" or "true" ask for an enciphered channel
+ *   use_ssl, ssl, usessl, use ssl               "on", "yes" or "true" ask for an encrypted channel: not a protection
+ *                                               against anyone who can record the traffic (256-bit RSA, a server that
+ *                                               proves nothing, a keystream whose blocks repeat)
  *   lock_timeout, locktimeout, lock timeout     seconds, 300 when absent; 0 leaves the server's own
  *   lob_ret, lob ret, lobret                    any value: large objects arrive as descriptors
  *   return_cursor_id, return cursor_id, return_cursorid             "off" or "false" turn it off
@@ -114,6 +126,10 @@ typedef void* TRN_HANDLE;
  *              A segment that holds "IPS=" or "ips=" is a list of addresses separated by ",", for TRN_OpenConn_Ips:
  *              up to 100. Of a longer list the first 99 are kept, and "set ips error \n" is printed.
  * out_handle   receives the connection at once, before anything can fail; required.
+ *
+ * Every value becomes a clause of the login text as it stands. A quote (') in one ends its clause: with the user "one" and the
+ * password "x' user='two" the server sees the user two. Do not put a user's input in here unchecked; TRNX_OpenConn
+ * (tarnsql_ext.h) refuses such values, unknown keys and ports out of range.
  *
  * Returns 2 (TRN_OPENED) logged in; -1 conn_string null, or no memory for the record (*out_handle
  * is then untouched); -3 out_handle null; -8 the socket could not be connected ([EC011]); -9 the server refused the
@@ -285,6 +301,7 @@ TRN_API int32_t TRN_SetAttr(TRN_HANDLE* handle, int32_t id, void* value);
  * ([EC004] when it broke inside a count or an insert identifier); -5 out of memory; -56 ([EC0056]) when the
  * statement returned output values. The status is that of the last message of the reply: a warning after an
  * error gives 1. A query sent this way returns at its result set; the next call passes over the rows.
+ * The count is the server's, 32 bits as they came: one above 2,147,483,647 is negative and looks like a failure.
  */
 TRN_API int32_t TRN_Execute_no_query(TRN_HANDLE* handle, const char* sql);
 
@@ -299,7 +316,8 @@ TRN_API int32_t TRN_Execute_no_query(TRN_HANDLE* handle, const char* sql);
  *             A null value, or a result without rows, clears the first 4 bytes. Text of a number is cut to 63 bytes;
  *             TIME and DATETIME WITH TIME ZONE and OPAQUE have no text here, and leave the area as it is.
  * type_word   receives the wire type of the column (TRN_WIRE_*), plus 100 (TRN_HANDED_OVER) for the handed-over
- *             form; 0 for a result without rows; required.
+ *             form; 0 for a result without rows; required. A server may announce a type of its own of 100 and more,
+ *             of which there is no text: the area stays zero and the pointer null. TRN_FreePtr takes that too.
  *
  * Both are written only when the reply ends behind the rows. Where an error or another statement's count follows them
  * nothing is written and the status may still be 0, so set *type_word to a value of your own beforehand.
@@ -395,7 +413,8 @@ TRN_API int32_t TRN_BindParamByPos(TRN_HANDLE* handle, int32_t position, int32_t
                                    void* value, int32_t buffer_length, int32_t* length);
 
 /*
- * Binds the values of one parameter for all rows of a batch.
+ * Binds the values of one parameter for all rows of a batch. Such a set is for TRN_ExecBatch alone: any other execution announces
+ * its parameters and sends none, and then waits with the server for each other until a wait runs out (convention 9).
  *
  * name             as in TRN_BindParamByName, but a name is bound once.
  * parameter_count  parameters of the statement; the first bind makes room for them and sets the rows of the batch.

@@ -23,18 +23,19 @@ extern "C" {
  * Options of TRNX_OpenConn. Set the whole record to zero, size to sizeof(TRNX_OPTIONS), then what you want to change.
  * A zero stands for what TRN_OpenConn does.
  *
+ * connect_timeout_ms  bounds the wait for the TCP connection, of an address list for each address by itself, and every
+ *                     receive until the login is through. 0: as long as the system waits.
+ * receive_timeout_ms  bounds the wait for the next bytes of a reply. 0: convention 9 of tarnsql.h.
+ * keepalive_*         how the system looks after a silent peer. 0: its own settings.
+ *
  * Later versions may add fields at the end: a longer record whose further bytes are all zero is accepted.
  */
 typedef struct TRNX_OPTIONS {
-    uint32_t size;
-    uint32_t flags; /* TRNX_IGNORE_UNKNOWN_KEYS, or 0 */
-    int32_t
-        connect_timeout_ms; /* longest wait for the TCP connection, for each address of a list by itself; until the
-                                     login is through no receive waits longer either; 0: as long as the system does */
-    int32_t
-        receive_timeout_ms; /* longest wait for the next bytes of a reply; 0: as convention 9 of tarnsql.h has it */
-    int32_t
-        keepalive_idle_s; /* silence after which the system probes the peer; 0: its own setting, as the next two */
+    uint32_t size;                /* sizeof(TRNX_OPTIONS) */
+    uint32_t flags;               /* TRNX_IGNORE_UNKNOWN_KEYS, or 0 */
+    int32_t connect_timeout_ms;   /* of each connect */
+    int32_t receive_timeout_ms;   /* of each wait for bytes of a reply */
+    int32_t keepalive_idle_s;     /* silence before the first probe */
     int32_t keepalive_interval_s; /* between two probes */
     int32_t keepalive_count;      /* unanswered probes that end the connection */
 } TRNX_OPTIONS;

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the reference of the calls from include/tarnsql.h: build/docs/html/index.html. Warnings are errors.
+# Makes the reference of the calls from the headers: build/docs/html/index.html. Warnings are errors.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh

@@ -169,8 +169,15 @@ TEST(lines_death, go_where_the_environment_says) {
     EXPECT_EXIT(_exit(lines_with_environment("stderr", "", line)), testing::ExitedWithCode(0), "");
     EXPECT_EXIT(_exit(lines_with_environment("none", "", "")), testing::ExitedWithCode(0), "");
     EXPECT_EXIT(_exit(lines_with_environment("/nowhere/at/all", line, "")), testing::ExitedWithCode(0), "");
-    const std::string path = testing::TempDir() + "tarnsql_trace_" + std::to_string(getpid());
+    const std::string own_path = testing::TempDir() + "tarnsql_trace_" + std::to_string(getpid());
+    setenv("TRACE_TEST_FILE", own_path.c_str(), 0); /* the child, which runs this anew, keeps the parent's */
+    const std::string path = getenv("TRACE_TEST_FILE");
     EXPECT_EXIT(_exit(lines_with_environment(path.c_str(), "", "")), testing::ExitedWithCode(0), "");
+    std::ifstream file(path);
+    std::ostringstream content;
+    content << file.rdbuf();
+    std::remove(path.c_str());
+    EXPECT_EQ(content.str(), line);
 }
 
 TEST(lines, raise_no_signal_when_nobody_reads_them) {

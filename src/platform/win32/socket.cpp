@@ -70,7 +70,10 @@ Socket begin_connect(uint32_t address, uint16_t port, const KeepAlive& keep_aliv
     peer.sin_addr.s_addr = address;
     if (connect(stream, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) == 0) return stream;
     error = WSAGetLastError();
-    if (error == WSAEWOULDBLOCK) return stream;
+    if (error == WSAEWOULDBLOCK) {
+        error = 0;
+        return stream;
+    }
     closesocket(stream);
     return 0;
 }
