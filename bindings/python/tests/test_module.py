@@ -17,16 +17,26 @@ from support import Server, ServerCase
 
 class Finding(unittest.TestCase):
     def test_a_library_that_is_not_there_or_another_is_told(self):
-        code = "import tarnsql\ntry: tarnsql.connect(server='127.0.0.1')\nexcept tarnsql.InterfaceError as error: print(error)"
+        # The names it is looked for are replaced: the machine may have a library of these names.
+        code = "import tarnsql, tarnsql._library as library\nlibrary._candidates = lambda: ['libnowhere.so.1']\n"
+        code += "try: tarnsql.connect(server='127.0.0.1')\nexcept tarnsql.InterfaceError as error: print(error)"
         system = "libm.so.6" if sys.platform == "linux" else "kernel32.dll"
         for path, said in [
             ("/nowhere/libtarnsql.so", "TARNSQL_LIBRARY names cannot be loaded (/nowhere/libtarnsql.so: "),
+            ("", "libnowhere.so.1"),
             ("", "set TARNSQL_LIBRARY to the path of"),
             (system, f"{system} is no tarnsql library: it has no TRN_OpenConn"),
         ]:
-            environment = {**os.environ, "TARNSQL_LIBRARY": path, "LD_LIBRARY_PATH": ""}
+            environment = {**os.environ, "TARNSQL_LIBRARY": path}
             told = subprocess.run([sys.executable, "-c", code], env=environment, capture_output=True, text=True)
             self.assertIn(said, told.stdout, told.stderr)
+
+    def test_the_implementation_is_the_one_asked_for(self):
+        asked = os.environ.get("TARNSQL_PYTHON")
+        self.assertIn(tarnsql.implementation, (asked,) if asked else ("core", "pure"))
+        environment = {**os.environ, "TARNSQL_PYTHON": "other"}
+        told = subprocess.run([sys.executable, "-c", "import tarnsql"], env=environment, capture_output=True, text=True)
+        self.assertIn("TARNSQL_PYTHON is 'core' or 'pure', not 'other'", told.stderr)
 
 
 class Connecting(ServerCase):

@@ -123,5 +123,4 @@ class LargeObjects(ServerCase):
         # In the middle of a thread's fetching another one closes the connection.
         fetching = execute("select a from t")._reader
         self.connection.close()
-        self.assertEqual(fetching.step(), 0)
-        self.assertRaises(tarnsql.InterfaceError, fetching.row)
+        self.assertRaises(tarnsql.InterfaceError, fetching.next)

@@ -15,6 +15,7 @@ import sys
 from typing import Callable, Iterator, Tuple
 
 from ._errors import InterfaceError
+from ._implementation import core
 
 # Statuses.
 OPENED = 2
@@ -141,6 +142,9 @@ def library() -> ctypes.CDLL:
             raise InterfaceError(f"{loaded._name} is no tarnsql library: it has no {name}") from None
         call.argtypes = arguments
         call.restype = _int
+    if core:
+        called = [*_CALLS, "TRN_ReadNext"]
+        core.attach({name: ctypes.cast(loaded[name], ctypes.c_void_p).value for name in called})
     return loaded
 
 

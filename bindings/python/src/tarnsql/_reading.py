@@ -6,19 +6,22 @@ form that suits its type, through buffers that it keeps. So a value costs one ca
 
 from __future__ import annotations
 
+import contextlib
 import ctypes
 import datetime
 import functools
 import struct
 from decimal import Decimal, InvalidOperation
-from typing import Any, Callable, ContextManager, Dict, List, Optional, Tuple
+from typing import Any, Callable, ContextManager, Dict, List, Optional, Sequence, Tuple
 
 from . import _library as codes
 from ._errors import DataError, failure
+from ._implementation import core
 from ._types import YearToMonth
 from .lob import Lob, empty_lob
 
 Reader = Callable[[], Any]
+InSession = Callable[[], ContextManager[Any]]
 Column = Tuple[str, int, None, Optional[int], Optional[int], Optional[int], Optional[bool]]
 
 # What a conversion raises for a value that Python's type cannot hold, such as the year 0.
@@ -33,6 +36,7 @@ _LONGEST_TEXT = 63  # what the library makes of a number or an interval is cut h
 _COMMON_SIZE = 1024  # of the buffer that byte runs are first read into
 
 _NAME_SIZE = 1025
+_ID_SIZE = 33  # with a terminator, which the library leaves out
 _NOT_NULL = 1  # among a column's flags
 
 
@@ -77,28 +81,53 @@ class RowReader:
         self,
         lib: ctypes.CDLL,
         result: ctypes.c_void_p,
-        columns: List[Column],
+        columns: Sequence[Column],
         descriptors: bool,
-        in_session: Callable[[], ContextManager[Any]],
+        in_session: InSession,
     ) -> None:
         step, get = codes.row_calls()
-        # Moves to the next row: 0, or END behind the last one.
-        self.step = functools.partial(step, ctypes.byref(result))
+        self._variable = result
+        # A handle of its own: with null in it the library refuses, whatever another thread makes of the variable.
+        self._result = ctypes.c_void_p(result.value)
+        self._step = functools.partial(step, ctypes.byref(self._result))
         self.rows_read = 0
-        values = _Values(lib, get, result, in_session)
+        values = _Values(lib, get, self._result, in_session)
         self._readers = [
             values.reader(number, column[1], descriptors) for number, column in enumerate(columns, 1)
         ]
 
-    def row(self) -> Tuple[Any, ...]:
-        """The current row."""
+    def next(self) -> Optional[Tuple[Any, ...]]:
+        """The next row; None when there is none."""
+        if self._step():
+            return None
         self.rows_read += 1
         try:
             return tuple([read() for read in self._readers])
         except CONVERSION_ERRORS as error:
-            text = f"a value has no Python form: {error}"
+            failed = conversion_failure(error)
         # Not from the other one: its frames would hold the cursor of a postponed failure.
-        raise DataError(text)
+        raise failed
+
+    def fill(self, rows: List[Any], limit: int) -> bool:
+        """Appends up to so many rows to a list; whether they all came."""
+        for _ in range(limit):
+            row = self.next()
+            if row is None:
+                return False
+            rows.append(row)
+        return True
+
+    def close(self) -> None:
+        """Ends reading, whoever still does."""
+        self._result.value = None
+
+    def open(self) -> None:
+        """Goes on with what is in the handle variable now."""
+        self._result.value = self._variable.value
+
+
+def conversion_failure(error: Exception) -> DataError:
+    return DataError(f"a value has no Python form: {error}")
 
 
 class _Values:
@@ -109,7 +138,7 @@ class _Values:
         lib: ctypes.CDLL,
         get: Callable[..., int],
         result: ctypes.c_void_p,
-        in_session: Callable[[], ContextManager[Any]],
+        in_session: InSession,
     ) -> None:
         self._lib = lib
         self._get = get
@@ -194,11 +223,13 @@ class _Values:
 
     def _numeric(self, column: int) -> Reader:
         def convert(text: str) -> Decimal:
-            if len(text) == _LONGEST_TEXT:
-                text = (self._stored(column) or b"").decode("ascii")
-            return Decimal(text)
+            return self.long_number(column) if len(text) == _LONGEST_TEXT else Decimal(text)
 
         return self._text(column, convert)
+
+    def long_number(self, column: int) -> Decimal:
+        """A NUMERIC of the current row whose text the library cuts."""
+        return Decimal((self._stored(column) or b"").decode("ascii"))
 
     def _zoned(self, column: int, size: int, convert: Callable[[bytes], Any]) -> Reader:
         get, handle, failed = self._get, self._handle, self._failure
@@ -279,6 +310,17 @@ _PLAIN: Dict[int, Tuple[int, Any, Optional[Callable[[Any], Any]]]] = {
 }
 
 
+def read_item(address: int) -> Tuple[int, int, bytes, int]:
+    """Of a result item: its kind, the rows affected, the identifier of the inserted row, and the number of rows."""
+    lib, result = codes.library(), ctypes.c_void_p(address)
+    kind, affected, rows = ctypes.c_int32(), ctypes.c_int32(), ctypes.c_int64()
+    identifier = ctypes.create_string_buffer(_ID_SIZE)
+    lib.TRN_getResultRet(result, ctypes.byref(kind), None, None, ctypes.byref(affected), identifier)
+    if kind.value == codes.ITEM_QUERY:
+        lib.TRN_GetAttr(result, codes.ROWS, ctypes.byref(rows), 8, None, None)
+    return kind.value, affected.value, identifier.value, rows.value
+
+
 def describe(lib: ctypes.CDLL, result: ctypes.c_void_p) -> List[Column]:
     """The columns of a result item, as a cursor's description tells them."""
     name, label = (ctypes.create_string_buffer(_NAME_SIZE) for _ in range(2))
@@ -296,3 +338,35 @@ def describe(lib: ctypes.CDLL, result: ctypes.c_void_p) -> List[Column]:
             size = modifier.value
         text = (label.value or name.value).decode("utf-8", "replace")
         columns.append((text, code.value, None, size, precision, scale, not flags.value & _NOT_NULL))
+
+
+# What the core reads by itself; the values of other columns it has from readers of this module.
+_NATIVE = {*_PLAIN, codes.NUMERIC, codes.TEXT, codes.BYTES, codes.CLOB, codes.BLOB}
+_NATIVE -= {codes.YEAR_TO_MONTH, codes.DAY_TO_SECOND}
+_LARGE = {codes.CLOB, codes.BLOB}
+
+
+def core_row_reader(
+    lib: ctypes.CDLL,
+    result: ctypes.c_void_p,
+    columns: Sequence[Column],
+    descriptors: bool,
+    in_session: InSession,
+) -> Any:
+    """As RowReader, which tells what it is given, by the compiled core."""
+    native = _NATIVE - _LARGE if descriptors else _NATIVE
+    kinds: Tuple[Any, ...] = tuple([column[1] for column in columns])
+    if native.issuperset(kinds):
+        return core.RowReader(ctypes.addressof(result), 0, result, kinds)
+    shared = ctypes.c_void_p()
+    values = _Values(lib, codes.row_calls()[1], shared, in_session)
+    kinds = tuple(
+        [code if code in native else values.reader(i, code, descriptors) for i, code in enumerate(kinds, 1)]
+    )
+    return core.RowReader(ctypes.addressof(result), ctypes.addressof(shared), result, kinds)
+
+
+def read_long_number(result: ctypes.c_void_p, column: int) -> Decimal:
+    """A NUMERIC of the current row whose text the library cuts."""
+    get = codes.row_calls()[1]
+    return _Values(codes.library(), get, result, contextlib.nullcontext).long_number(column)

@@ -9,12 +9,13 @@ from __future__ import annotations
 import contextlib
 import ctypes
 import threading
-from typing import Any, Iterator, List, Tuple
+from typing import Any, Iterator, List, Optional, Tuple
 
 from . import _errors
 from . import _library as codes
 from ._binding import Binder
 from ._errors import InterfaceError, failure
+from ._rows import RowFactory
 
 
 class Session:
@@ -35,7 +36,9 @@ class Session:
     def __init__(self, connection_string: str) -> None:
         self.handle = ctypes.c_void_p()
         self.ref = ctypes.byref(self.handle)
+        self.address = ctypes.addressof(self.handle)
         self.lock = threading.RLock()
+        self.row_factory: Optional[RowFactory] = None  # of new cursors
         self.generation = 0  # counts logins: what lived on the server ends with each
         self._cursor_number = 0
         self._abandoned: List[Tuple[int, str]] = []  # server cursors that went out of use unclosed

@@ -12,13 +12,13 @@ import sys
 from typing import Any, Iterable, Iterator, List, Optional, Sequence, Tuple, Type
 
 from . import _library as codes
-from ._binding import Encoded, Keys, Output, Parameters, batches, fit_for_arrays
+from ._binding import Output, Parameters, requests
 from ._errors import Error, InterfaceError, ProgrammingError, Warning, failure
-from ._reading import Column, RowReader, describe
+from ._implementation import core
+from ._reading import Column, RowReader, core_row_reader, describe, read_item
+from ._rows import RowFactory, RowMaker
 from ._session import Session
 from ._types import CURSOR, Out
-
-Row = Tuple[Any, ...]
 
 _PROCEDURE_NAME = re.compile(r'[\w$#."]+')
 _ID_SIZE = 32
@@ -30,15 +30,19 @@ class Cursor:
     def __init__(self, connection: Session) -> None:
         self.connection = connection
         self.arraysize = 1
+        self.row_factory: Optional[RowFactory] = connection.row_factory  # used from the next result on
+        self._make_row: Optional[RowMaker] = None
         self.messages: List[Tuple[Type[Exception], Exception]] = []
         self.closed = False
         self._lib = codes.library()
         self._result = ctypes.c_void_p()
         self._result_ref = ctypes.byref(self._result)
+        self._address = ctypes.addressof(self._result)
         # At most one in each: a failure that is raised may stay in no variable of a frame that it passes, or it would keep
         # the cursor and the connection from going out of use.
         self._behind: List[Error] = []  # to be raised where the rows end
         self._postponed: List[Error] = []  # to be raised by the next fetch
+        self._reader: Any = None
         self._text_told = False  # the text that the server left with the result has been raised
         self._forget()
 
@@ -67,14 +71,16 @@ class Cursor:
         with self.connection.lock:
             self._begin()
         # Not under the lock: the sets may come from a thread that needs the connection.
-        for keys, rows in batches(seq_of_parameters):
+        for names, batch, values in requests(seq_of_parameters):
             with self.connection.lock:
                 self.connection.begin_call()
                 try:
-                    if fit_for_arrays(keys, rows):
-                        self._run_batch(sql, keys, rows)
+                    if batch:
+                        self.connection.binder.bind_batch(names, batch)
+                        self._run_batch(sql, batch.rows)
                     else:
-                        self._run_each(sql, keys, rows)
+                        self.connection.binder.bind_values(names, values)
+                        self._run_for_effect(sql)
                 finally:
                     self.connection.binder.forget()
         return self
@@ -98,8 +104,8 @@ class Cursor:
     def nextset(self) -> Optional[bool]:
         """Moves to the next result of the statements; None when there is none."""
         self._require_open()
+        self._leave_item()
         if not self._result or self._lib.TRN_NextResult(self._result_ref) == codes.END:
-            self._leave_item()
             return None
         self._take_item()
         return True
@@ -117,19 +123,19 @@ class Cursor:
 
     # ------------------------------------------------------------------------------- rows
 
-    def fetchone(self) -> Optional[Row]:
-        """The next row; None when there is none."""
+    def fetchone(self) -> Any:
+        """The next row, a tuple or what the row factory makes of it; None when there is none."""
         reader = self._require_rows()
-        while reader.step():
-            if not self._refill():
+        while (row := reader.next()) is None:
+            if not self._refill(reader):
                 return None
-        return reader.row()
+        return self._make_row(row) if self._make_row else row
 
-    def fetchmany(self, size: Optional[int] = None) -> List[Row]:
+    def fetchmany(self, size: Optional[int] = None) -> List[Any]:
         """The next rows, arraysize of them when size is not given; an empty list when there are none."""
         return self._fetch_rows(self.arraysize if size is None else size)
 
-    def fetchall(self) -> List[Row]:
+    def fetchall(self) -> List[Any]:
         """All rows that are left."""
         rows = self._fetch_rows(sys.maxsize)
         if self._postponed:
@@ -141,10 +147,15 @@ class Cursor:
         """How many rows have been fetched; None without a result."""
         return self._reader.rows_read if self._reader else None
 
-    def __iter__(self) -> Iterator[Row]:
-        return self
+    def __iter__(self) -> Iterator[Any]:
+        reader = self._require_rows()
+        while True:
+            rows: Iterator[Any] = iter(reader.next, None)
+            yield from map(self._make_row, rows) if self._make_row else rows
+            if not self._refill(reader):
+                return
 
-    def __next__(self) -> Row:
+    def __next__(self) -> Any:
         row = self.fetchone()
         if row is None:
             raise StopIteration
@@ -168,7 +179,7 @@ class Cursor:
             raise InterfaceError("the cursor is closed")
         self.connection.require_open()
 
-    def _require_rows(self) -> RowReader:
+    def _require_rows(self) -> Any:
         self._require_open()
         if self._reader is None:
             raise ProgrammingError("there is no result to fetch from")
@@ -176,29 +187,27 @@ class Cursor:
             raise self._postponed.pop()
         return self._reader
 
-    def _fetch_rows(self, limit: int) -> List[Row]:
+    def _fetch_rows(self, limit: int) -> List[Any]:
         """A failure behind rows is postponed to the next fetch: these rows are good."""
         reader = self._require_rows()
-        step, row = reader.step, reader.row
-        rows: List[Row] = []
+        rows: List[Any] = []
         try:
-            while len(rows) < limit:
-                if not step():
-                    rows.append(row())
-                elif not self._refill():
-                    break
+            while not reader.fill(rows, limit - len(rows)) and self._refill(reader):
+                pass
         except Error as error:
             if not rows:
                 raise
             self._postponed.append(error.with_traceback(None))
-        return rows
+        return [self._make_row(row) for row in rows] if self._make_row else rows
 
-    def _refill(self) -> bool:
-        """Called where rows end: whether there are more after all.
+    def _refill(self, reader: Any) -> bool:
+        """Called where the rows of a reader end: whether there are more after all.
 
         A server that fails while it sends rows leaves its text with the result, behind the rows that it sent. It is
         raised there, once.
         """
+        if reader is not self._reader:
+            raise InterfaceError("the cursor has been closed or used by another thread meanwhile")
         if not self._behind and not self._text_told:
             text = codes.error_text(self._lib, self._result)
             if text:
@@ -209,6 +218,7 @@ class Cursor:
         return False
 
     def _release(self) -> None:
+        self._close_reader()
         while self._lib.TRN_NextResult(self._result_ref) == 0 and self._result:
             pass  # an item is released as it is left
         self._lib.TRN_FreeRowset(self._result_ref)
@@ -222,9 +232,14 @@ class Cursor:
     def _leave_item(self) -> None:
         self.description: Optional[List[Column]] = None
         self.rowcount = -1
-        self._reader: Optional[RowReader] = None
+        self._close_reader()
         del self._behind[:], self._postponed[:]
         self._text_told = False
+
+    def _close_reader(self) -> None:
+        if self._reader:  # which another thread may still have
+            self._reader.close()
+            self._reader = None
 
     def _begin(self) -> None:
         """What comes before a statement; the caller holds the connection's lock."""
@@ -243,25 +258,31 @@ class Cursor:
             raise self._told(self.connection.failure(status))
 
     def _run(self, sql: bytes) -> None:
-        status = self._lib.TRN_ExecwithDataReader(self.connection.ref, sql, self._result_ref, None, None, None)
+        connection = self.connection
+        if core:
+            status: int = core.execute(connection.address, sql, self._address)
+        else:
+            status = self._lib.TRN_ExecwithDataReader(connection.ref, sql, self._result_ref, None, None, None)
         self._take_item()  # also with an error: what came before it stays readable
         self._check(status)
 
-    def _run_batch(self, sql: bytes, keys: Keys, rows: Sequence[Sequence[Encoded]]) -> None:
-        self.connection.binder.bind_arrays(keys, rows)
-        self._check(self._lib.TRN_ExecBatch(self.connection.ref, sql, len(rows)))
+    def _run_batch(self, sql: bytes, rows: int) -> None:
+        connection = self.connection
+        if core:
+            status: int = core.execute_batch(connection.address, sql, rows)
+        else:
+            status = self._lib.TRN_ExecBatch(connection.ref, sql, rows)
+        self._check(status)
         if self._lib.fun_sql_type(sql) == codes.SQL_INSERT:
             identifier = ctypes.create_string_buffer(_ID_SIZE)
             self.connection.call("TRN_GetLastInsertId", identifier)
             self.lastrowid = _row_id(identifier.value)
 
-    def _run_each(self, sql: bytes, keys: Keys, rows: Sequence[Sequence[Encoded]]) -> None:
-        for row in rows:
-            self.connection.binder.bind_encoded(keys, row)
-            self._run(sql)
-            last = self.lastrowid
-            self._forget()
-            self.lastrowid = last
+    def _run_for_effect(self, sql: bytes) -> None:
+        self._run(sql)
+        last = self.lastrowid
+        self._forget()
+        self.lastrowid = last
 
     def _call(self, name: str, arguments: Sequence[Any], returns: Optional[Out]) -> List[Any]:
         """The arguments after the call, and the returned value behind them."""
@@ -293,27 +314,24 @@ class Cursor:
 
     def _take_item(self) -> None:
         """Makes the result item in the handle the cursor's own."""
-        self._leave_item()
         if not self._result:
             return
-        kind, affected = ctypes.c_int32(), ctypes.c_int32()
-        identifier = ctypes.create_string_buffer(_ID_SIZE + 1)
-        self._lib.TRN_getResultRet(
-            self._result_ref, ctypes.byref(kind), None, None, ctypes.byref(affected), identifier
-        )
-        if kind.value == codes.ITEM_QUERY:
+        kind, affected, identifier, rows = (core.item if core else read_item)(self._address)
+        if kind == codes.ITEM_QUERY:
             self._take_columns()
-            self.rowcount = self._row_count()
-        elif kind.value == codes.ITEM_INSERT:
-            self.lastrowid = _row_id(identifier.value)
+            self.rowcount = rows
+        elif kind == codes.ITEM_INSERT:
+            self.lastrowid = _row_id(identifier)
         else:
-            self.rowcount = affected.value
+            self.rowcount = affected
 
     def _take_columns(self) -> None:
-        self.description = describe(self._lib, self._result)
-        self._reader = RowReader(
-            self._lib, self._result, self.description, self.connection.descriptors, self.connection.held
+        connection = self.connection
+        self.description = core.describe(self._address) if core else describe(self._lib, self._result)
+        self._reader = (core_row_reader if core else RowReader)(
+            self._lib, self._result, self.description, connection.descriptors, connection.held
         )
+        self._make_row = self.row_factory(self) if self.row_factory else None
 
     def _row_count(self) -> int:
         """The rows that the library has of the result."""

@@ -86,8 +86,12 @@ class ServerCursor(Cursor):
     def _fetch(self) -> int:
         """Fetches the next rows in place of the last ones; gives their number."""
         text = f"FETCH {self.fetch_size} FROM {self._name}".encode()
+        if self._reader:  # which nobody may use while its rows are replaced
+            self._reader.close()
         status: int = self._lib.TRN_FetchServerCursorRowset_V2(self.connection.ref, text, self._result_ref)
         self._text_told = False
+        if self._reader:
+            self._reader.open()
         if status < 0:
             self._behind.append(self.connection.failure(status))
             status = self._row_count()
@@ -96,10 +100,10 @@ class ServerCursor(Cursor):
                 raise self._told(self._behind.pop())
         return status
 
-    def _refill(self) -> bool:
+    def _refill(self, reader: Any) -> bool:
         with self.connection.lock:
             try:
-                super()._refill()
+                super()._refill(reader)
             except Error:
                 self._close_on_server()
                 raise
