@@ -87,31 +87,26 @@ static void* variable_of(PyObject* lob) noexcept {
     return address ? address_of(address.get()) : nullptr;
 }
 
-// (connection, names or None, values, held): the status of the first bind that fails, or 0. The values are a tuple or a list; held
-// is a list that large objects join, to live until the execution.
-PyObject* bind(PyObject*, PyObject* arguments) noexcept {
-    PyObject *connection, *names, *values, *held;
-    if (!PyArg_ParseTuple(arguments, "OOOO", &connection, &names, &values, &held)) return nullptr;
-    auto* handle = static_cast<TRN_HANDLE*>(address_of(connection));
-    if (PyErr_Occurred()) return nullptr;
+int32_t bind_values(TRN_HANDLE* connection, PyObject* names, PyObject* values, PyObject* held) noexcept {
+    constexpr int32_t raised = 1;
     const Ref row(PySequence_Tuple(values)); // a list may change while its values are encoded
-    if (!row) return nullptr;
+    if (!row) return raised;
     int32_t status = 0;
     const Py_ssize_t count = PyTuple_Size(row.get());
     for (Py_ssize_t i = 0; i < count && status >= 0; ++i) {
         EncodedValue value;
-        if (!encode(PyTuple_GetItem(row.get(), i), value)) return nullptr;
+        if (!encode(PyTuple_GetItem(row.get(), i), value)) return raised;
         void* content = const_cast<char*>(value.bytes);
         if (value.lob) {
             content = variable_of(value.lob);
-            if (!content || PyList_Append(held, value.lob)) return nullptr;
+            if (!content || PyList_Append(held, value.lob)) return raised;
         }
         char* name = nullptr;
         if (names != Py_None && PyBytes_AsStringAndSize(PyList_GetItem(names, i), &name, nullptr))
-            return nullptr;
-        status = bind_one(handle, name, static_cast<int32_t>(i + 1), value, content);
+            return raised;
+        status = bind_one(connection, name, static_cast<int32_t>(i + 1), value, content);
     }
-    return PyLong_FromLong(status);
+    return status < 0 ? status : 0;
 }
 
 } // namespace tarn_python

@@ -28,18 +28,24 @@ struct Driver {
     decltype(&TRN_BindParamByName) bind_by_name;
     decltype(&TRN_BindParamArrayByPos) bind_array_by_pos;
     decltype(&TRN_BindParamArrayByName) bind_array_by_name;
+    decltype(&TRN_ResetParams) reset_params;
+    decltype(&TRN_NextResult) next_result;
+    decltype(&TRN_FreeRowset) free_rowset;
     decltype(&TRN_ExecwithDataReader) execute;
     decltype(&TRN_ExecBatch) execute_batch;
 };
 
 // Python objects that the core calls or makes values with; references held for the life of the process.
 struct Hooks {
-    PyObject* failure;     // (status, handle variable) -> exception
-    PyObject* conversion;  // (exception) -> exception, for a value that Python's type cannot hold
-    PyObject* encode;      // (value) -> (code, bytes or large object)
+    PyObject* failure;    // (status, handle variable) -> exception
+    PyObject* conversion; // (exception) -> exception, for a value that Python's type cannot hold
+    PyObject*
+        value_reader;    // (address of a handle variable, column, type, descriptors, in_session) -> callable
+    PyObject* statement; // (statement) -> bytes, or raises what is wrong with it
+    PyObject* encode;    // (value) -> (code, bytes or large object)
     PyObject* common_type; // (code, code) -> the code of a type that holds both; 0: none
     PyObject* convert;     // (from, to, bytes) -> bytes; None: the value has no exact form there
-    PyObject* long_number; // (handle variable, column) -> a NUMERIC whose text is cut
+    PyObject* long_number; // (address of a handle variable, column) -> a NUMERIC whose text is cut
     PyObject* decimal;
     PyObject* date;
     PyObject* time;
@@ -85,7 +91,10 @@ bool add_type(PyObject* module, const char* name, PyType_Spec* spec) noexcept;
 // Of the sources beside this one.
 bool add_row_reader(PyObject* module) noexcept;
 bool add_batch(PyObject* module) noexcept;
+// Binds the values of a tuple or list, by position where names is None. Large objects join the list held, to live until the execution.
+// The status of the first bind that fails, or 0; 1 with an exception set.
+int32_t bind_values(TRN_HANDLE* connection, PyObject* names, PyObject* values, PyObject* held) noexcept;
+
 PyObject* describe(PyObject* module, PyObject* arguments) noexcept;
-PyObject* bind(PyObject* module, PyObject* arguments) noexcept;
 
 } // namespace tarn_python

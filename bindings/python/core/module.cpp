@@ -47,6 +47,9 @@ static PyObject* attach(PyObject*, PyObject* calls) noexcept {
                        take_call(calls, "TRN_BindParamByName", driver.bind_by_name) &&
                        take_call(calls, "TRN_BindParamArrayByPos", driver.bind_array_by_pos) &&
                        take_call(calls, "TRN_BindParamArrayByName", driver.bind_array_by_name) &&
+                       take_call(calls, "TRN_ResetParams", driver.reset_params) &&
+                       take_call(calls, "TRN_NextResult", driver.next_result) &&
+                       take_call(calls, "TRN_FreeRowset", driver.free_rowset) &&
                        take_call(calls, "TRN_ExecwithDataReader", driver.execute) &&
                        take_call(calls, "TRN_ExecBatch", driver.execute_batch);
     return whole ? new_reference(Py_None) : nullptr;
@@ -57,25 +60,69 @@ static PyObject* configure(PyObject*, PyObject* given) noexcept {
         take_hook(given, "failure", hooks.failure) && take_hook(given, "conversion", hooks.conversion) &&
         take_hook(given, "conversion_errors", hooks.conversion_errors) &&
         take_hook(given, "encode", hooks.encode) && take_hook(given, "common_type", hooks.common_type) &&
-        take_hook(given, "convert", hooks.convert) && take_hook(given, "long_number", hooks.long_number) &&
-        take_hook(given, "Decimal", hooks.decimal) && take_hook(given, "date", hooks.date) &&
-        take_hook(given, "time", hooks.time) && take_hook(given, "datetime", hooks.datetime);
+        take_hook(given, "convert", hooks.convert) && take_hook(given, "value_reader", hooks.value_reader) &&
+        take_hook(given, "statement", hooks.statement) &&
+        take_hook(given, "long_number", hooks.long_number) && take_hook(given, "Decimal", hooks.decimal) &&
+        take_hook(given, "date", hooks.date) && take_hook(given, "time", hooks.time) &&
+        take_hook(given, "datetime", hooks.datetime);
     return whole ? new_reference(Py_None) : nullptr;
 }
 
-// (connection, statement, result): the status of TRN_ExecwithDataReader.
-static PyObject* execute(PyObject*, PyObject* arguments) noexcept {
-    PyObject *connection, *result;
-    const char* sql = nullptr;
-    if (!PyArg_ParseTuple(arguments, "OyO", &connection, &sql, &result)) return nullptr;
+// The statement as UTF-8. Null with an exception set for what is no text.
+static Ref encoded_statement(PyObject* text) noexcept {
+    if (PyUnicode_Check(text)) {
+        Ref encoded(PyUnicode_AsUTF8String(text));
+        char* bytes = nullptr;
+        if (encoded && !PyBytes_AsStringAndSize(encoded.get(), &bytes, nullptr))
+            return encoded; // no zero byte inside
+        PyErr_Clear();
+    }
+    return Ref(PyObject_CallFunctionObjArgs(hooks.statement, text, nullptr));
+}
+
+// What a result item is: its kind, the rows affected, the identifier of the inserted row, the number of rows.
+static PyObject* describe_item(int32_t status, TRN_HANDLE* result) noexcept {
+    constexpr int32_t rows_attribute = 62;
+    int32_t kind = 0, affected = 0;
+    int64_t rows = 0;
+    char identifier[33] = "";
+    driver.result_ret(result, &kind, nullptr, nullptr, &affected, identifier);
+    if (kind == TRN_ITEM_QUERY) driver.get_attr(result, rows_attribute, &rows, sizeof rows, nullptr, nullptr);
+    return Py_BuildValue("iiiyL", status, kind, affected, identifier, static_cast<long long>(rows));
+}
+
+// (connection, statement, result, names or None, values or None, held): the status of TRN_ExecwithDataReader, or of the bind that
+// failed, and the first result item. The connection is left without parameters.
+static PyObject* run(PyObject*, PyObject* arguments) noexcept {
+    PyObject *connection, *text, *result, *names, *values, *held;
+    if (!PyArg_ParseTuple(arguments, "OOOOOO", &connection, &text, &result, &names, &values, &held))
+        return nullptr;
     auto* connection_variable = static_cast<TRN_HANDLE*>(address_of(connection));
     auto* result_variable = static_cast<TRN_HANDLE*>(address_of(result));
+    const Ref statement = PyErr_Occurred() ? Ref() : encoded_statement(text);
+    if (!statement) return nullptr;
+    int32_t status = values == Py_None ? 0 : bind_values(connection_variable, names, values, held);
+    if (status == 0) {
+        const char* sql = PyBytes_AsString(statement.get());
+        Py_BEGIN_ALLOW_THREADS;
+        status = driver.execute(connection_variable, sql, result_variable, nullptr, nullptr, nullptr);
+        Py_END_ALLOW_THREADS;
+    }
+    if (values != Py_None) driver.reset_params(connection_variable);
+    return PyErr_Occurred() ? nullptr : describe_item(status, result_variable);
+}
+
+// Releases all items of a result.
+static PyObject* release(PyObject*, PyObject* result) noexcept {
+    auto* variable = static_cast<TRN_HANDLE*>(address_of(result));
     if (PyErr_Occurred()) return nullptr;
-    int32_t status = 0;
+    TRN_HANDLE item = std::exchange(*variable, nullptr); // no other thread finds it from here on
     Py_BEGIN_ALLOW_THREADS;
-    status = driver.execute(connection_variable, sql, result_variable, nullptr, nullptr, nullptr);
+    while (driver.next_result(&item) == TRN_OK && item) {
+    }
+    driver.free_rowset(&item);
     Py_END_ALLOW_THREADS;
-    return PyLong_FromLong(status);
+    return new_reference(Py_None);
 }
 
 // (connection, statement, rows): the status of TRN_ExecBatch.
@@ -93,24 +140,16 @@ static PyObject* execute_batch(PyObject*, PyObject* arguments) noexcept {
     return PyLong_FromLong(status);
 }
 
-// Of a result item: its kind, the rows affected, the identifier of the inserted row, and the number of rows.
 static PyObject* item(PyObject*, PyObject* result) noexcept {
-    constexpr int32_t rows_attribute = 62;
     auto* handle = static_cast<TRN_HANDLE*>(address_of(result));
-    if (PyErr_Occurred()) return nullptr;
-    int32_t kind = 0, affected = 0;
-    int64_t rows = 0;
-    char identifier[33] = "";
-    driver.result_ret(handle, &kind, nullptr, nullptr, &affected, identifier);
-    if (kind == TRN_ITEM_QUERY) driver.get_attr(handle, rows_attribute, &rows, sizeof rows, nullptr, nullptr);
-    return Py_BuildValue("iiyL", kind, affected, identifier, static_cast<long long>(rows));
+    return PyErr_Occurred() ? nullptr : describe_item(TRN_OK, handle);
 }
 
 static PyMethodDef functions[] = {
     {"attach", attach, METH_O, "Takes the addresses of the library's calls."},
     {"configure", configure, METH_O, "Takes the classes and functions of the Python side."},
-    {"bind", bind, METH_VARARGS, "Binds single values to a connection."},
-    {"execute", execute, METH_VARARGS, "Runs a statement; other threads run meanwhile."},
+    {"run", run, METH_VARARGS, "Runs a statement with its parameters; other threads run meanwhile."},
+    {"release", release, METH_O, "Releases a result."},
     {"execute_batch", execute_batch, METH_VARARGS, "Runs a batch; other threads run meanwhile."},
     {"item", item, METH_O, "What a result item is."},
     {"describe", describe, METH_O, "The columns of a result item."},

@@ -35,9 +35,7 @@ constexpr int32_t longest_text = 63;  // here the library cuts it
 
 struct RowReader {
     PyObject_HEAD TRN_HANDLE* variable; // the cursor's
-    TRN_HANDLE* handle; // what is read: the same record, or null once closed, which the library refuses
-    TRN_HANDLE own;     // where it is, unless the Python side shares it
-    PyObject* owner;    // of the handle variable
+    TRN_HANDLE own;                     // the same record; null once closed: the library then refuses
     Field* fields;
     int32_t count;
     bool atoms; // no value can hold references
@@ -51,8 +49,14 @@ RowReader& reader_of(PyObject* self) noexcept {
     return *reinterpret_cast<RowReader*>(self);
 }
 
+// For the Python side.
+PyObject* own_address(const RowReader& reader) noexcept {
+    return PyLong_FromVoidPtr(const_cast<TRN_HANDLE*>(&reader.own));
+}
+
 PyObject* raise_failure(const RowReader& reader, int32_t status) noexcept {
-    const Ref error(PyObject_CallFunction(hooks.failure, "iO", static_cast<int>(status), reader.owner));
+    const Ref error(
+        PyObject_CallFunction(hooks.failure, "iN", static_cast<int>(status), own_address(reader)));
     if (error) PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(error.get())), error.get());
     return nullptr;
 }
@@ -63,7 +67,7 @@ PyObject* null_or_failure(const RowReader& reader, int32_t status) noexcept {
 }
 
 template <class T, int32_t target> int32_t fetch(RowReader& reader, int32_t column, T& value) noexcept {
-    return driver.get_data(reader.handle, column, target, &value, sizeof value, nullptr);
+    return driver.get_data(&reader.own, column, target, &value, sizeof value, nullptr);
 }
 
 PyObject* read_boolean(RowReader& reader, int32_t column) noexcept {
@@ -99,8 +103,13 @@ PyObject* read_double(RowReader& reader, int32_t column) noexcept {
 
 // The value's bytes into the buffer, which grows as it must. The status; the length when it is 0.
 int32_t read_bytes_into_buffer(RowReader& reader, int32_t column, int32_t& length) noexcept {
+    if (!reader.buffer) {
+        reader.buffer = static_cast<char*>(PyMem_Malloc(common_size));
+        if (!reader.buffer) return TRN_ERR_MEMORY;
+        reader.capacity = common_size;
+    }
     int32_t status =
-        driver.get_data(reader.handle, column, TRN_TYPE_BYTES, reader.buffer, reader.capacity, &length);
+        driver.get_data(&reader.own, column, TRN_TYPE_BYTES, reader.buffer, reader.capacity, &length);
     if (status != TRN_TRUNCATED) return status;
     const size_t size = static_cast<size_t>(reader.capacity) + static_cast<size_t>(length);
     if (size > INT32_MAX) return TRN_TRUNCATED;
@@ -108,7 +117,7 @@ int32_t read_bytes_into_buffer(RowReader& reader, int32_t column, int32_t& lengt
     if (!larger) return TRN_ERR_MEMORY;
     reader.buffer = static_cast<char*>(larger);
     reader.capacity = static_cast<int32_t>(size);
-    return driver.get_data(reader.handle, column, TRN_TYPE_BYTES, reader.buffer, reader.capacity, &length);
+    return driver.get_data(&reader.own, column, TRN_TYPE_BYTES, reader.buffer, reader.capacity, &length);
 }
 
 PyObject* read_text(RowReader& reader, int32_t column) noexcept {
@@ -129,11 +138,11 @@ PyObject* read_by_callable(RowReader& reader, int32_t column) noexcept {
 
 PyObject* read_numeric(RowReader& reader, int32_t column) noexcept {
     char text[text_size] = "";
-    const int32_t status = driver.get_data(reader.handle, column, TRN_TYPE_TEXT, text, text_size, nullptr);
+    const int32_t status = driver.get_data(&reader.own, column, TRN_TYPE_TEXT, text, text_size, nullptr);
     if (status) return null_or_failure(reader, status);
     const size_t length = strnlen(text, text_size);
     if (length >= longest_text)
-        return PyObject_CallFunction(hooks.long_number, "Oi", reader.owner, static_cast<int>(column));
+        return PyObject_CallFunction(hooks.long_number, "Ni", own_address(reader), static_cast<int>(column));
     const Ref digits(PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(length), nullptr));
     return digits ? PyObject_CallFunctionObjArgs(hooks.decimal, digits.get(), nullptr) : nullptr;
 }
@@ -275,7 +284,7 @@ PyObject* make_row(RowReader& reader) noexcept {
 
 static PyObject* next(PyObject* self, PyObject*) noexcept {
     RowReader& reader = reader_of(self);
-    return driver.read_next(reader.handle) ? new_reference(Py_None) : make_row(reader);
+    return driver.read_next(&reader.own) ? new_reference(Py_None) : make_row(reader);
 }
 
 static PyObject* fill(PyObject* self, PyObject* arguments) noexcept {
@@ -284,7 +293,7 @@ static PyObject* fill(PyObject* self, PyObject* arguments) noexcept {
     Py_ssize_t limit = 0;
     if (!PyArg_ParseTuple(arguments, "On", &rows, &limit)) return nullptr;
     for (; limit > 0; --limit) {
-        if (driver.read_next(reader.handle)) return new_reference(Py_False);
+        if (driver.read_next(&reader.own)) return new_reference(Py_False);
         const Ref row(make_row(reader));
         if (!row || PyList_Append(rows, row.get())) return nullptr;
     }
@@ -292,13 +301,13 @@ static PyObject* fill(PyObject* self, PyObject* arguments) noexcept {
 }
 
 static PyObject* close(PyObject* self, PyObject*) noexcept {
-    *reader_of(self).handle = nullptr;
+    reader_of(self).own = nullptr;
     return new_reference(Py_None);
 }
 
 static PyObject* open(PyObject* self, PyObject*) noexcept {
     RowReader& reader = reader_of(self);
-    *reader.handle = *reader.variable;
+    reader.own = *reader.variable;
     return new_reference(Py_None);
 }
 
@@ -315,50 +324,50 @@ static void release_reader(PyObject* self) noexcept {
     for (uint32_t i = 0; reader.dates && i < kept_dates; ++i)
         Py_XDECREF(reader.dates[i].date);
     PyMem_Free(reader.dates);
-    Py_XDECREF(reader.owner);
     PyTypeObject* type = Py_TYPE(self);
     PyObject_Free(self);
     Py_DECREF(type);
 }
 
-// Takes over a column: a number is the code of a type that is read here, anything else the callable that reads it. False with an
-// exception set.
-static bool take_field(RowReader& reader, Field& field, PyObject* column) noexcept {
-    if (!PyLong_Check(column)) {
-        field = {read_by_callable, new_reference(column)};
+// The columns' types. Where one is not read here the Python side gives a callable, which reads from the address of the handle. False
+// with an exception set.
+static bool take_fields(RowReader& reader, bool descriptors, PyObject* in_session) noexcept {
+    int32_t room = 0;
+    for (int32_t code = 0;; ++reader.count) {
+        const int32_t number = reader.count + 1;
+        if (driver.column_info(&reader.own, number, nullptr, nullptr, nullptr, &code, nullptr, nullptr))
+            return true;
+        if (number > room) {
+            room += 16;
+            void* larger = PyMem_Realloc(reader.fields, static_cast<size_t>(room) * sizeof(Field));
+            if (!larger) return PyErr_NoMemory() != nullptr;
+            reader.fields = static_cast<Field*>(larger);
+        }
+        const bool large = descriptors && (code == TRN_TYPE_CLOB || code == TRN_TYPE_BLOB);
+        Field& field = reader.fields[reader.count];
+        field = {large ? nullptr : native_reader(code), nullptr};
+        if (field.read) continue;
+        field.read = read_by_callable;
+        field.callable = PyObject_CallFunction(hooks.value_reader, "NiiOO", PyLong_FromVoidPtr(&reader.own),
+                                               number, code, descriptors ? Py_True : Py_False, in_session);
+        if (!field.callable) return false;
         reader.atoms = false;
-        return true;
     }
-    const long code = PyLong_AsLong(column);
-    field.read = native_reader(code);
-    if (!field.read && !PyErr_Occurred()) PyErr_Format(PyExc_ValueError, "type %ld is not read here", code);
-    return field.read != nullptr;
 }
 
 static PyObject* new_reader(PyTypeObject* type, PyObject* arguments, PyObject*) noexcept {
-    PyObject *result, *shared, *owner, *columns;
-    if (!PyArg_ParseTuple(arguments, "OOOO!", &result, &shared, &owner, &PyTuple_Type, &columns))
-        return nullptr;
+    PyObject *result, *in_session;
+    int descriptors = 0;
+    if (!PyArg_ParseTuple(arguments, "OpO", &result, &descriptors, &in_session)) return nullptr;
     void* variable = address_of(result);
-    void* handle = address_of(shared);
     if (PyErr_Occurred()) return nullptr;
     Ref self(reinterpret_cast<allocfunc>(PyType_GetSlot(type, Py_tp_alloc))(type, 0));
     if (!self) return nullptr;
     RowReader& reader = reader_of(self.get());
-    const Py_ssize_t count = PyTuple_Size(columns);
     reader.variable = static_cast<TRN_HANDLE*>(variable);
-    reader.handle = handle ? static_cast<TRN_HANDLE*>(handle) : &reader.own;
-    *reader.handle = *reader.variable;
-    reader.owner = new_reference(owner);
+    reader.own = *reader.variable;
     reader.atoms = true;
-    reader.capacity = common_size;
-    reader.buffer = static_cast<char*>(PyMem_Malloc(common_size));
-    reader.fields = static_cast<Field*>(PyMem_Calloc(static_cast<size_t>(count) + 1, sizeof(Field)));
-    if (!reader.buffer || !reader.fields) return PyErr_NoMemory();
-    reader.count = static_cast<int32_t>(count);
-    for (Py_ssize_t i = 0; i < count; ++i)
-        if (!take_field(reader, reader.fields[i], PyTuple_GetItem(columns, i))) return nullptr;
-    return self.release();
+    return take_fields(reader, descriptors != 0, in_session) ? self.release() : nullptr;
 }
 
 bool add_row_reader(PyObject* module) noexcept {

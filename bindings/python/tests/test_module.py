@@ -107,10 +107,9 @@ class Lifetimes(ServerCase):
         gc.disable()
         for sql in ("select 1", "select 1; select * from nowhere", "select a from t"):
             with contextlib.ExitStack() as patches, self.subTest(sql):
-                freed, closed = (
-                    patches.enter_context(mock.patch.object(library, name, wraps=getattr(library, name)))
-                    for name in ("TRN_FreeRowset", "TRN_CloseConn")
-                )
+                free, close = tarnsql._calls.release, library.TRN_CloseConn
+                freed = patches.enter_context(mock.patch.object(tarnsql._calls, "release", wraps=free))
+                closed = patches.enter_context(mock.patch.object(library, "TRN_CloseConn", wraps=close))
                 cursor = tarnsql.connect(**self.server.settings).cursor()
                 with contextlib.suppress(tarnsql.Error):
                     cursor.execute(sql).fetchmany(5)

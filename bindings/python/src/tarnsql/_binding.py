@@ -13,19 +13,17 @@ import math
 import struct
 import sys
 import uuid
+import warnings
 from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
 from decimal import Decimal
-from typing import Any, Dict, List, Optional, Tuple, Union, cast
+from typing import Any, Dict, List, Optional, Tuple, Type, Union, cast
 
 from . import _library as codes
-from ._errors import DataError, NotSupportedError, ProgrammingError, failure
-from ._implementation import core
+from ._errors import DataError, NotSupportedError, ProgrammingError, Warning, failure
 from ._reading import (
     CONVERSION_ERRORS,
-    conversion_failure,
     datetime_of,
     datetime_with_zone,
-    read_long_number,
     time_with_zone,
 )
 from ._types import CURSOR, InOut, Out, YearToMonth
@@ -33,6 +31,7 @@ from .lob import Blob, Clob, Lob
 
 Parameters = Union[Sequence[Any], Mapping[str, Any]]
 Keys = Sequence[Union[int, bytes]]  # of parameters: positions from 1, or names
+Names = Optional[Sequence[bytes]]  # None: by position
 Encoded = Tuple[int, Any]  # the type's code; the bytes, or a large object
 
 _BATCH_ROWS = 65535  # as many travel in one request
@@ -81,6 +80,9 @@ def _decimal(value: Decimal) -> Encoded:
 def _datetime(value: datetime.datetime) -> Encoded:
     if value.tzinfo:
         return _text(value.isoformat(" "))
+    if value.microsecond % 1000:
+        text = "a DATETIME keeps milliseconds: the microseconds of a parameter are cut (a datetime with a zone keeps them)"
+        warnings.warn(text, Warning, stacklevel=2)
     since = value - _EPOCH
     return codes.MILLISECONDS, _int64((since.days * 86400 + since.seconds) * 1000 + since.microseconds // 1000)
 
@@ -112,13 +114,35 @@ _ENCODERS: Dict[type, Callable[[Any], Encoded]] = {
 }
 
 
+def _numpy(value: Any) -> Encoded:
+    """A scalar of numpy, as the object of Python's own that it stands for."""
+    if value.dtype.kind == "M":
+        value = value.astype("datetime64[us]")  # of finer ones no datetime can be made
+    elif value.dtype.kind == "m":
+        value = value.astype("timedelta64[us]")
+    return encode(value.item())
+
+
+def _missing(value: Any) -> Encoded:
+    return _NULL
+
+
+def _encoder_of(kind: type) -> Callable[[Any], Encoded]:
+    package = kind.__module__.partition(".")[0]
+    if package == "pandas" and kind.__name__ in ("NaTType", "NAType"):
+        return _missing
+    for base in kind.__mro__:
+        if base in _ENCODERS:
+            return _ENCODERS[base]
+    if package == "numpy" and hasattr(kind, "item") and not hasattr(kind, "__len__"):
+        return _numpy
+    raise ProgrammingError(f"a parameter cannot be of type {kind.__name__}")
+
+
 def encode(value: Any) -> Encoded:
     encoder = _ENCODERS.get(type(value))
     if encoder is None:
-        base = next((base for base in type(value).__mro__ if base in _ENCODERS), None)
-        if base is None:
-            raise ProgrammingError(f"a parameter cannot be of type {type(value).__name__}")
-        encoder = _ENCODERS[base]
+        encoder = _encoder_of(type(value))
     try:
         return encoder(value)
     except CONVERSION_ERRORS as error:
@@ -134,8 +158,44 @@ def keys_of(parameters: Parameters) -> Keys:
     return range(1, len(parameters) + 1)
 
 
+def split(parameters: Parameters) -> Tuple[Names, Sequence[Any]]:
+    """The names of the parameters, or None, and their values."""
+    keys = keys_of(parameters)
+    if isinstance(parameters, Mapping):
+        return cast(Sequence[bytes], keys), tuple(parameters.values())
+    return None, tuple(parameters)
+
+
+def bind_values(connection: int, names: Names, values: Sequence[Any], held: List[Any]) -> int:
+    """Binds the values of a tuple or list to a connection; large objects join held, to live until the execution.
+
+    The status of the first bind that fails, or 0.
+    """
+    keys: Keys = names or range(1, len(values) + 1)
+    for key, (code, content) in zip(keys, [encode(value) for value in values]):
+        status = _bind_one(ctypes.c_void_p(connection), key, code, content, held)
+        if status < 0:
+            return status
+    return 0
+
+
+def _bind_one(connection: Any, key: Union[int, bytes], code: int, content: Any, held: List[Any]) -> int:
+    size = 0  # of a large object, which knows its own
+    if isinstance(content, Lob):
+        held.append(content)
+        content = content.variable
+    else:
+        size = len(content)
+    lib = codes.library()
+    if isinstance(key, bytes):
+        status: int = lib.TRN_BindParamByName(connection, key, codes.IN, code, content, size, None, None)
+    else:
+        status = lib.TRN_BindParamByPos(connection, key, codes.IN, code, content, size, None)
+    return status
+
+
 class Binder:
-    """Binds values to a connection for its next execution.
+    """What is bound to a connection for its next execution.
 
     The caller holds the connection's lock until that is done, and then has all forgotten, also behind a failure.
     """
@@ -144,65 +204,28 @@ class Binder:
         self._lib = lib
         self._handle = connection
         self._connection = ctypes.byref(connection)
-        self.address = ctypes.addressof(connection)
-        self._held: List[Any] = []  # what must live until the execution
+        self.held: List[Any] = []  # what must live until the execution
 
     def forget(self) -> None:
         """Takes back what has been bound."""
         self._lib.TRN_ResetParams(self._connection)
-        del self._held[:]
+        del self.held[:]
 
     def _check(self, status: int) -> None:
         if status < 0:
             raise failure(status, codes.error_text(self._lib, self._handle))
 
-    def bind(self, parameters: Parameters) -> None:
-        """Single values, by position or by name."""
-        names: Optional[Sequence[bytes]] = None
-        values: Any = parameters
-        if not isinstance(parameters, (tuple, list)):  # which most are
-            keys = keys_of(parameters)
-            if isinstance(parameters, Mapping):
-                names, values = cast(Sequence[bytes], keys), parameters.values()
-            values = tuple(values)
-        self.bind_values(names, values)
-
-    def bind_values(self, names: Optional[Sequence[bytes]], values: Sequence[Any]) -> None:
-        """Single values of a tuple or list, by position where there are no names."""
-        if core:
-            self._check(core.bind(self.address, names, values, self._held))
-            return
-        encoded = [encode(value) for value in values]
-        keys: Keys = names or range(1, len(values) + 1)
-        for key, (code, content) in zip(keys, encoded):
-            self._bind_one(key, code, content)
-
-    def _bind_one(self, key: Union[int, bytes], code: int, content: Any) -> None:
-        size = 0  # of a large object, which knows its own
-        if isinstance(content, Lob):
-            self._held.append(content)
-            content = content.variable
-        else:
-            size = len(content)
-        if isinstance(key, bytes):
-            status = self._lib.TRN_BindParamByName(
-                self._connection, key, codes.IN, code, content, size, None, None
-            )
-        else:
-            status = self._lib.TRN_BindParamByPos(self._connection, key, codes.IN, code, content, size, None)
-        self._check(status)
-
-    def bind_batch(self, names: Optional[Sequence[bytes]], batch: Any) -> None:
-        """One array for each parameter; the batch is held until the execution."""
-        self._held.append(batch)
-        self._check(batch.bind(self.address, names))
+    def bind_batch(self, names: Names, batch: Any) -> None:
+        """One array for each parameter."""
+        self.held.append(batch)
+        self._check(batch.bind(ctypes.addressof(self._handle), names))
 
     def bind_call(self, arguments: Sequence[Any], returns: Optional[Out]) -> List[Optional[Output]]:
         """The arguments of a procedure, and the room for its outputs; the last one is the returned value's."""
         outputs: List[Optional[Output]] = []
         for position, argument in enumerate([*arguments, *([returns] if returns else [])], 1):
             if not isinstance(argument, Out):
-                self._bind_one(position, *encode(argument))
+                self._check(_bind_one(self._connection, position, *encode(argument), self.held))
                 outputs.append(None)
                 continue
             output = Output(argument)
@@ -308,7 +331,7 @@ class Batch:
             return True
         return None not in [convert(present, target, content) for content in self._columns[column] if content]
 
-    def bind(self, connection: int, names: Optional[Sequence[bytes]]) -> int:
+    def bind(self, connection: int, names: Names) -> int:
         """The status of the first bind that fails, or 0. The batch must live until the execution."""
         lib, handle = codes.library(), ctypes.c_void_p(connection)
         call = lib.TRN_BindParamArrayByName if names else lib.TRN_BindParamArrayByPos
@@ -340,18 +363,17 @@ def _elements(code: int, column: Sequence[bytes]) -> List[bytes]:
 _END: Any = object()  # of an iterator
 
 # What travels in one request: the names of the parameters, or None, and their batch; or one row, which no batch takes.
-Request = Tuple[Optional[Sequence[bytes]], Any, Sequence[Any]]
+Request = Tuple[Names, Any, Sequence[Any]]
 
 
-def requests(rows: Iterable[Parameters]) -> Iterator[Request]:
-    """The rows in pieces that a request can take."""
+def requests(rows: Iterable[Parameters], new_batch: Type[Any]) -> Iterator[Request]:
+    """The rows in pieces that a request can take; new_batch is a class of batches."""
     rest = iter(rows)
     first = next(rest, _END)
     if first is _END:
         return
-    new_batch = core.Batch if core else Batch
     keys = keys_of(cast(Parameters, first))
-    names: Optional[Sequence[bytes]] = None
+    names: Names = None
     order = None
     if isinstance(first, Mapping):
         names, order = cast(Sequence[bytes], keys), list(first)
@@ -462,20 +484,3 @@ class Output:
         except (struct.error, *CONVERSION_ERRORS) as error:
             raise DataError(f"an output is no {self.type.__name__}: {error}") from error
 
-
-if core:
-    core.configure(
-        {
-            "failure": lambda status, variable: failure(status, codes.error_text(codes.library(), variable)),
-            "conversion": conversion_failure,
-            "conversion_errors": CONVERSION_ERRORS,
-            "long_number": read_long_number,
-            "encode": encode,
-            "common_type": common_type,
-            "convert": convert,
-            "Decimal": Decimal,
-            "date": datetime.date,
-            "time": datetime.time,
-            "datetime": datetime.datetime,
-        }
-    )

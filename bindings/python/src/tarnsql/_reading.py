@@ -16,7 +16,6 @@ from typing import Any, Callable, ContextManager, Dict, List, Optional, Sequence
 
 from . import _library as codes
 from ._errors import DataError, failure
-from ._implementation import core
 from ._types import YearToMonth
 from .lob import Lob, empty_lob
 
@@ -36,7 +35,6 @@ _LONGEST_TEXT = 63  # what the library makes of a number or an interval is cut h
 _COMMON_SIZE = 1024  # of the buffer that byte runs are first read into
 
 _NAME_SIZE = 1025
-_ID_SIZE = 33  # with a terminator, which the library leaves out
 _NOT_NULL = 1  # among a column's flags
 
 
@@ -77,23 +75,16 @@ class RowReader:
     in_session   holds the connection, open, while a large object is fetched from the server
     """
 
-    def __init__(
-        self,
-        lib: ctypes.CDLL,
-        result: ctypes.c_void_p,
-        columns: Sequence[Column],
-        descriptors: bool,
-        in_session: InSession,
-    ) -> None:
+    def __init__(self, address: int, descriptors: bool, in_session: InSession) -> None:
         step, get = codes.row_calls()
-        self._variable = result
+        self._variable = ctypes.c_void_p.from_address(address)
         # A handle of its own: with null in it the library refuses, whatever another thread makes of the variable.
-        self._result = ctypes.c_void_p(result.value)
+        self._result = ctypes.c_void_p(self._variable.value)
         self._step = functools.partial(step, ctypes.byref(self._result))
         self.rows_read = 0
-        values = _Values(lib, get, self._result, in_session)
+        values = _Values(codes.library(), get, self._result, in_session)
         self._readers = [
-            values.reader(number, column[1], descriptors) for number, column in enumerate(columns, 1)
+            values.reader(number, column[1], descriptors) for number, column in enumerate(describe(address), 1)
         ]
 
     def next(self) -> Optional[Tuple[Any, ...]]:
@@ -310,26 +301,16 @@ _PLAIN: Dict[int, Tuple[int, Any, Optional[Callable[[Any], Any]]]] = {
 }
 
 
-def read_item(address: int) -> Tuple[int, int, bytes, int]:
-    """Of a result item: its kind, the rows affected, the identifier of the inserted row, and the number of rows."""
-    lib, result = codes.library(), ctypes.c_void_p(address)
-    kind, affected, rows = ctypes.c_int32(), ctypes.c_int32(), ctypes.c_int64()
-    identifier = ctypes.create_string_buffer(_ID_SIZE)
-    lib.TRN_getResultRet(result, ctypes.byref(kind), None, None, ctypes.byref(affected), identifier)
-    if kind.value == codes.ITEM_QUERY:
-        lib.TRN_GetAttr(result, codes.ROWS, ctypes.byref(rows), 8, None, None)
-    return kind.value, affected.value, identifier.value, rows.value
-
-
-def describe(lib: ctypes.CDLL, result: ctypes.c_void_p) -> List[Column]:
+def describe(address: int) -> List[Column]:
     """The columns of a result item, as a cursor's description tells them."""
+    lib, result = codes.library(), ctypes.c_void_p(address)
     name, label = (ctypes.create_string_buffer(_NAME_SIZE) for _ in range(2))
     code, modifier, flags = ctypes.c_int32(), ctypes.c_int32(), ctypes.c_int32()
     outputs = (name, label, *map(ctypes.byref, (code, modifier, flags)))
     columns: List[Column] = []
     while True:
         name.value = label.value = bytes(_NAME_SIZE)
-        if lib.TRN_getResultColInfo(ctypes.byref(result), len(columns) + 1, None, *outputs):
+        if lib.TRN_getResultColInfo(result, len(columns) + 1, None, *outputs):
             return columns
         size = precision = scale = None
         if code.value == codes.NUMERIC and modifier.value > 0:
@@ -340,33 +321,13 @@ def describe(lib: ctypes.CDLL, result: ctypes.c_void_p) -> List[Column]:
         columns.append((text, code.value, None, size, precision, scale, not flags.value & _NOT_NULL))
 
 
-# What the core reads by itself; the values of other columns it has from readers of this module.
-_NATIVE = {*_PLAIN, codes.NUMERIC, codes.TEXT, codes.BYTES, codes.CLOB, codes.BLOB}
-_NATIVE -= {codes.YEAR_TO_MONTH, codes.DAY_TO_SECOND}
-_LARGE = {codes.CLOB, codes.BLOB}
+def value_reader(address: int, column: int, code: int, descriptors: bool, in_session: InSession) -> Reader:
+    """For the core: what reads the values of a column of a type that it does not read itself."""
+    variable = ctypes.c_void_p.from_address(address)
+    return _Values(codes.library(), codes.row_calls()[1], variable, in_session).reader(column, code, descriptors)
 
 
-def core_row_reader(
-    lib: ctypes.CDLL,
-    result: ctypes.c_void_p,
-    columns: Sequence[Column],
-    descriptors: bool,
-    in_session: InSession,
-) -> Any:
-    """As RowReader, which tells what it is given, by the compiled core."""
-    native = _NATIVE - _LARGE if descriptors else _NATIVE
-    kinds: Tuple[Any, ...] = tuple([column[1] for column in columns])
-    if native.issuperset(kinds):
-        return core.RowReader(ctypes.addressof(result), 0, result, kinds)
-    shared = ctypes.c_void_p()
-    values = _Values(lib, codes.row_calls()[1], shared, in_session)
-    kinds = tuple(
-        [code if code in native else values.reader(i, code, descriptors) for i, code in enumerate(kinds, 1)]
-    )
-    return core.RowReader(ctypes.addressof(result), ctypes.addressof(shared), result, kinds)
-
-
-def read_long_number(result: ctypes.c_void_p, column: int) -> Decimal:
-    """A NUMERIC of the current row whose text the library cuts."""
-    get = codes.row_calls()[1]
-    return _Values(codes.library(), get, result, contextlib.nullcontext).long_number(column)
+def read_long_number(address: int, column: int) -> Decimal:
+    """For the core: a NUMERIC of the current row whose text the library cuts."""
+    variable = ctypes.c_void_p.from_address(address)
+    return _Values(codes.library(), codes.row_calls()[1], variable, contextlib.nullcontext).long_number(column)

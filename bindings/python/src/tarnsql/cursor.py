@@ -9,13 +9,13 @@ from __future__ import annotations
 import ctypes
 import re
 import sys
-from typing import Any, Iterable, Iterator, List, Optional, Sequence, Tuple, Type
+from typing import Any, Iterable, Iterator, List, Optional, Sequence, Tuple, Type, cast
 
+from . import _calls
 from . import _library as codes
-from ._binding import Output, Parameters, requests
+from ._binding import Names, Output, Parameters, requests, split
 from ._errors import Error, InterfaceError, ProgrammingError, Warning, failure
-from ._implementation import core
-from ._reading import Column, RowReader, core_row_reader, describe, read_item
+from ._reading import Column
 from ._rows import RowFactory, RowMaker
 from ._session import Session
 from ._types import CURSOR, Out
@@ -43,6 +43,7 @@ class Cursor:
         self._behind: List[Error] = []  # to be raised where the rows end
         self._postponed: List[Error] = []  # to be raised by the next fetch
         self._reader: Any = None
+        self._columns: Optional[List[Column]] = None
         self._text_told = False  # the text that the server left with the result has been raised
         self._forget()
 
@@ -50,15 +51,12 @@ class Cursor:
 
     def execute(self, operation: str, parameters: Optional[Parameters] = None) -> Cursor:
         """Runs a statement, or several separated by ";": a sequence fills "?", a mapping ":name"."""
-        sql = codes.c_text(operation)
+        names: Names = None
+        if parameters is not None and type(parameters) not in (tuple, list):
+            names, parameters = split(parameters)
         with self.connection.lock:
             self._begin()
-            try:
-                if parameters is not None:
-                    self.connection.binder.bind(parameters)
-                self._run(sql)
-            finally:
-                self.connection.binder.forget()
+            self._run(operation, names, cast(Optional[Sequence[Any]], parameters))
         return self
 
     def executemany(self, operation: str, seq_of_parameters: Iterable[Parameters]) -> Cursor:
@@ -71,18 +69,13 @@ class Cursor:
         with self.connection.lock:
             self._begin()
         # Not under the lock: the sets may come from a thread that needs the connection.
-        for names, batch, values in requests(seq_of_parameters):
+        for names, batch, values in requests(seq_of_parameters, _calls.Batch):
             with self.connection.lock:
                 self.connection.begin_call()
-                try:
-                    if batch:
-                        self.connection.binder.bind_batch(names, batch)
-                        self._run_batch(sql, batch.rows)
-                    else:
-                        self.connection.binder.bind_values(names, values)
-                        self._run_for_effect(sql)
-                finally:
-                    self.connection.binder.forget()
+                if batch:
+                    self._run_batch(sql, names, batch)
+                else:
+                    self._run_for_effect(operation, names, values)
         return self
 
     def callproc(self, procname: str, parameters: Sequence[Any] = ()) -> List[Any]:
@@ -107,7 +100,7 @@ class Cursor:
         self._leave_item()
         if not self._result or self._lib.TRN_NextResult(self._result_ref) == codes.END:
             return None
-        self._take_item()
+        self._take_item(_calls.item(self._address))
         return True
 
     def setinputsizes(self, sizes: Sequence[Any]) -> None:
@@ -143,6 +136,13 @@ class Cursor:
         return rows
 
     @property
+    def description(self) -> Optional[List[Column]]:
+        """For each column of the result its name, type code, None, size, precision, scale, and whether nulls are allowed."""
+        if self._columns is None and self._reader:
+            self._columns = _calls.describe(self._address)
+        return self._columns
+
+    @property
     def rownumber(self) -> Optional[int]:
         """How many rows have been fetched; None without a result."""
         return self._reader.rows_read if self._reader else None
@@ -170,7 +170,7 @@ class Cursor:
 
     def __del__(self) -> None:
         if getattr(self, "_result", None):
-            self._release()
+            _calls.release(self._address)
 
     # ------------------------------------------------------------------------------- inside
 
@@ -219,9 +219,7 @@ class Cursor:
 
     def _release(self) -> None:
         self._close_reader()
-        while self._lib.TRN_NextResult(self._result_ref) == 0 and self._result:
-            pass  # an item is released as it is left
-        self._lib.TRN_FreeRowset(self._result_ref)
+        _calls.release(self._address)
 
     def _forget(self) -> None:
         if self._result:
@@ -230,10 +228,12 @@ class Cursor:
         self._leave_item()
 
     def _leave_item(self) -> None:
-        self.description: Optional[List[Column]] = None
+        self._columns = None
         self.rowcount = -1
         self._close_reader()
-        del self._behind[:], self._postponed[:]
+        self._make_row = None
+        if self._behind or self._postponed:
+            del self._behind[:], self._postponed[:]
         self._text_told = False
 
     def _close_reader(self) -> None:
@@ -245,7 +245,8 @@ class Cursor:
         """What comes before a statement; the caller holds the connection's lock."""
         self._require_open()
         self._forget()
-        del self.messages[:]
+        if self.messages:
+            del self.messages[:]
         self.connection.begin_call()
 
     def _told(self, error: Error) -> Error:
@@ -257,29 +258,28 @@ class Cursor:
         if status < 0:
             raise self._told(self.connection.failure(status))
 
-    def _run(self, sql: bytes) -> None:
+    def _run(self, operation: str, names: Names, values: Optional[Sequence[Any]]) -> None:
         connection = self.connection
-        if core:
-            status: int = core.execute(connection.address, sql, self._address)
-        else:
-            status = self._lib.TRN_ExecwithDataReader(connection.ref, sql, self._result_ref, None, None, None)
-        self._take_item()  # also with an error: what came before it stays readable
-        self._check(status)
+        held: List[Any] = []
+        outcome = _calls.run(connection.address, operation, self._address, names, values, held)
+        if self._result:
+            self._take_item(outcome)  # also with an error: what came before it stays readable
+        self._check(outcome[0])
 
-    def _run_batch(self, sql: bytes, rows: int) -> None:
+    def _run_batch(self, sql: bytes, names: Names, batch: Any) -> None:
         connection = self.connection
-        if core:
-            status: int = core.execute_batch(connection.address, sql, rows)
-        else:
-            status = self._lib.TRN_ExecBatch(connection.ref, sql, rows)
-        self._check(status)
+        try:
+            connection.binder.bind_batch(names, batch)
+            self._check(_calls.execute_batch(connection.address, sql, batch.rows))
+        finally:
+            connection.binder.forget()
         if self._lib.fun_sql_type(sql) == codes.SQL_INSERT:
             identifier = ctypes.create_string_buffer(_ID_SIZE)
-            self.connection.call("TRN_GetLastInsertId", identifier)
+            connection.call("TRN_GetLastInsertId", identifier)
             self.lastrowid = _row_id(identifier.value)
 
-    def _run_for_effect(self, sql: bytes) -> None:
-        self._run(sql)
+    def _run_for_effect(self, operation: str, names: Names, values: Sequence[Any]) -> None:
+        self._run(operation, names, values)
         last = self.lastrowid
         self._forget()
         self.lastrowid = last
@@ -312,26 +312,22 @@ class Cursor:
             return value
         return self.connection.opened_cursor(value)
 
-    def _take_item(self) -> None:
+    def _take_item(self, outcome: _calls.Outcome) -> None:
         """Makes the result item in the handle the cursor's own."""
-        if not self._result:
-            return
-        kind, affected, identifier, rows = (core.item if core else read_item)(self._address)
+        _, kind, affected, identifier, rows = outcome
         if kind == codes.ITEM_QUERY:
-            self._take_columns()
+            self._take_rows()
             self.rowcount = rows
         elif kind == codes.ITEM_INSERT:
             self.lastrowid = _row_id(identifier)
         else:
             self.rowcount = affected
 
-    def _take_columns(self) -> None:
+    def _take_rows(self) -> None:
         connection = self.connection
-        self.description = core.describe(self._address) if core else describe(self._lib, self._result)
-        self._reader = (core_row_reader if core else RowReader)(
-            self._lib, self._result, self.description, connection.descriptors, connection.held
-        )
-        self._make_row = self.row_factory(self) if self.row_factory else None
+        self._reader = _calls.RowReader(self._address, connection.descriptors, connection.held)
+        if self.row_factory:
+            self._make_row = self.row_factory(self)
 
     def _row_count(self) -> int:
         """The rows that the library has of the result."""

@@ -47,7 +47,7 @@ class ServerCursor(Cursor):
                 self._fetch()
             else:
                 self._fetch_first()
-            self._take_columns()
+            self._take_rows()
             self.rowcount = -1
 
     def executemany(self, operation: str, seq_of_parameters: Iterable[Parameters]) -> NoReturn:
