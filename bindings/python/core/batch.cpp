@@ -228,15 +228,20 @@ static PyObject* bind_arrays(PyObject* self, PyObject* arguments) noexcept {
         if (!column.code) begin_type(column, TRN_TYPE_TEXT);
         const auto size = static_cast<int32_t>(column.values.size());
         ++position;
-        if (names == Py_None) {
+        const char* name = nullptr;
+        if (names != Py_None) {
+            name = PyBytes_AsString(PyList_GetItem(names, position - 1));
+            if (!name) return nullptr;
+        }
+        Py_BEGIN_ALLOW_THREADS; // a bind that fails prints a line, which may end in Python
+        if (!name) {
             status = driver.bind_array_by_pos(handle, position, count, TRN_DIRECTION_IN, column.code,
                                               batch.rows, column.values.data(), size, column.lengths.data());
         } else {
-            const char* name = PyBytes_AsString(PyList_GetItem(names, position - 1));
-            if (!name) return nullptr;
             status = driver.bind_array_by_name(handle, name, count, TRN_DIRECTION_IN, column.code, batch.rows,
                                                column.values.data(), size, column.lengths.data());
         }
+        Py_END_ALLOW_THREADS;
         if (status < 0) break;
     }
     return PyLong_FromLong(status);

@@ -25,7 +25,7 @@ class Finding(unittest.TestCase):
             ("/nowhere/libtarnsql.so", "TARNSQL_LIBRARY names cannot be loaded (/nowhere/libtarnsql.so: "),
             ("", "libnowhere.so.1"),
             ("", "set TARNSQL_LIBRARY to the path of"),
-            (system, f"{system} is no tarnsql library: it has no TRN_OpenConn"),
+            (system, f"{system} is no tarnsql library: it has no TRNX_OpenConn"),
         ]:
             environment = {**os.environ, "TARNSQL_LIBRARY": path}
             told = subprocess.run([sys.executable, "-c", code], env=environment, capture_output=True, text=True)
@@ -37,6 +37,10 @@ class Finding(unittest.TestCase):
         environment = {**os.environ, "TARNSQL_PYTHON": "other"}
         told = subprocess.run([sys.executable, "-c", "import tarnsql"], env=environment, capture_output=True, text=True)
         self.assertIn("TARNSQL_PYTHON is 'core' or 'pure', not 'other'", told.stderr)
+
+
+# Quotes would end their clause of the login; a time-out is above 0.
+REFUSED = [{"user": "a'b"}, {"password": "' or '"}, {"connection_string": "servr=1;db=x"}, {"timeout": 0}, {"port": 70000}]
 
 
 class Connecting(ServerCase):
@@ -61,13 +65,13 @@ class Connecting(ServerCase):
     def test_what_a_string_cannot_carry_and_what_servers_refuse(self):
         refusing = Server("--fault", "refuse-login")
         self.addCleanup(refusing.stop)
-        for keywords in ({"password": "a;b"}, {"password": "x" * 64}, {"user": "ips=1"}, {"user": "\ud800"}):
+        for keywords in ({"password": "a;b"}, {"password": "x" * 64}, {"user": "ips=1"}, {"user": "\ud800"}, *REFUSED):
             with self.subTest(**keywords), self.assertRaises(tarnsql.InterfaceError):
                 self.connect(**keywords)
         for keywords, code in [
             ({"server": "no such host"}, None),
             ({"server": None, "connection_string": "server=a..b;"}, None),
-            ({"port": refusing.port}, "EC012"),
+            ({"port": refusing.port}, "EX003"),
         ]:
             with self.subTest(**keywords), self.assertRaises(tarnsql.OperationalError) as caught:
                 self.connect(**keywords)

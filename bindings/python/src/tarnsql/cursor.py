@@ -261,7 +261,8 @@ class Cursor:
     def _run(self, operation: str, names: Names, values: Optional[Sequence[Any]]) -> None:
         connection = self.connection
         held: List[Any] = []
-        outcome = _calls.run(connection.address, operation, self._address, names, values, held)
+        with connection.interruptible:
+            outcome = _calls.run(connection.address, operation, self._address, names, values, held)
         if self._result:
             self._take_item(outcome)  # also with an error: what came before it stays readable
         self._check(outcome[0])
@@ -270,7 +271,9 @@ class Cursor:
         connection = self.connection
         try:
             connection.binder.bind_batch(names, batch)
-            self._check(_calls.execute_batch(connection.address, sql, batch.rows))
+            with connection.interruptible:
+                status = _calls.execute_batch(connection.address, sql, batch.rows)
+            self._check(status)
         finally:
             connection.binder.forget()
         if self._lib.fun_sql_type(sql) == codes.SQL_INSERT:
@@ -293,7 +296,8 @@ class Cursor:
             try:
                 outputs = connection.binder.bind_call(arguments, returns)
                 text_before = codes.error_text(self._lib, connection.handle)
-                status = self._lib.TRN_Execute_procesure(connection.ref, sql, None)
+                with connection.interruptible:
+                    status = self._lib.TRN_Execute_procesure(connection.ref, sql, None)
                 if status != codes.TRUNCATED:  # which the value itself tells better
                     self._check(status)
                 text = codes.error_text(self._lib, connection.handle)

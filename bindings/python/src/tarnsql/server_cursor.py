@@ -35,7 +35,9 @@ class ServerCursor(Cursor):
             query = operation.rstrip("; \t\r\n")
             super().execute(f"DECLARE {name} CURSOR FOR {query} ", parameters)
             self._name, self._generation = name, connection.generation
-            self._check(self._lib.TRN_Execute_no_query(connection.ref, f"OPEN {name} ;".encode()))
+            with connection.interruptible:
+                status = self._lib.TRN_Execute_no_query(connection.ref, f"OPEN {name} ;".encode())
+            self._check(status)
             self.adopt(name)
         return self
 
@@ -88,7 +90,8 @@ class ServerCursor(Cursor):
         text = f"FETCH {self.fetch_size} FROM {self._name}".encode()
         if self._reader:  # which nobody may use while its rows are replaced
             self._reader.close()
-        status: int = self._lib.TRN_FetchServerCursorRowset_V2(self.connection.ref, text, self._result_ref)
+        with self.connection.interruptible:
+            status: int = self._lib.TRN_FetchServerCursorRowset_V2(self.connection.ref, text, self._result_ref)
         self._text_told = False
         if self._reader:
             self._reader.open()
