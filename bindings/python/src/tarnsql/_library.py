@@ -127,6 +127,9 @@ _CALLS = {
 
 
 def _candidates() -> Iterator[str]:
+    carried = os.path.join(os.path.dirname(__file__), "tarnsql.dll" if sys.platform == "win32" else "libtarnsql.so.1")
+    if os.path.exists(carried):
+        yield carried
     if sys.platform != "win32":
         yield "libtarnsql.so.1"
         yield "libtarnsql.so"
