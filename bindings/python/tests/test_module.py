@@ -1,6 +1,7 @@
 """The module itself: the library that it looks for, connection strings, threads, lifetimes, the examples of the README."""
 
 import contextlib
+import datetime
 import gc
 import os
 import pathlib
@@ -9,6 +10,7 @@ import subprocess
 import sys
 import unittest
 from concurrent.futures import ThreadPoolExecutor
+from decimal import Decimal
 from unittest import mock
 
 import tarnsql
@@ -120,6 +122,54 @@ class Lifetimes(ServerCase):
                 freed.reset_mock()
                 cursor = None
                 self.assertEqual((freed.call_count, closed.call_count), (1, 1))
+
+
+    def test_rounds_of_everything_leave_nothing_behind(self):
+        rounds = int(os.environ.get("TARNSQL_LEAK_ROUNDS", "500"))
+        self.cursor.execute("create table many(i INTEGER, r DOUBLE, t VARCHAR(20), d DATE, n NUMERIC, z TIME WITH TIME ZONE, b BLOB)")
+        self.cursor.execute("create table bad(d DATE)")
+        self.cursor.execute("insert into bad values ('1999-01-01'), ('0000-05-05')")
+        day, clock = datetime.date(2024, 2, 29), datetime.time(1, 2, tzinfo=datetime.timezone.utc)
+        rows = [(i, i / 2, f"text {i}", day, Decimal(i), clock, b"bytes") for i in range(5)]
+        mixed = [(1,), (2.5,), (None,), ("text",), (b"bytes",), (tarnsql.Blob(b"x"),)]
+
+        def one_round():
+            cursor = self.connection.cursor()
+            cursor.executemany("insert into many values (?, ?, ?, ?, ?, ?, ?)", rows)
+            cursor.executemany("insert into many(t) values (?)", mixed)
+            for read in (cursor.fetchall, cursor.fetchone, lambda: next(iter(cursor))):
+                read_from = cursor.execute("select * from many where i < :most", {"most": 4})
+                read(), read_from.description
+            cursor.row_factory = tarnsql.namedtuple_row
+            cursor.execute("select i, t from many").fetchmany(2)
+            list(self.connection.cursor(server_side=True, fetch_size=3).execute("select * from many"))
+            for sql, parameters in [("select d from bad", ()), ("select * from nowhere", ()), ("select ?", [object()]), (None, ())]:
+                with contextlib.suppress(tarnsql.Error):
+                    cursor.execute(sql, parameters).fetchall()
+                    cursor.fetchall()
+            self.connection.rollback()
+
+        self.connection.commit()
+        for _ in range(50):
+            one_round()
+        gc.collect()
+        blocks, memory = sys.getallocatedblocks(), peak_kib()
+        for _ in range(rounds):
+            one_round()
+        gc.collect()
+        # Some hundreds come and go; one that every round left would show.
+        self.assertLess(sys.getallocatedblocks() - blocks, 450, "objects of Python")
+        if memory:
+            self.assertLess(peak_kib() - memory, 4096, "KiB of the process")
+
+
+def peak_kib():
+    """Of this process; 0 where it cannot be told."""
+    try:
+        import resource
+    except ImportError:
+        return 0
+    return resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
 
 
 class Readme(ServerCase):

@@ -7,6 +7,7 @@ statement on the same cursor, whatever other cursors do.
 from __future__ import annotations
 
 import ctypes
+import functools
 import re
 import sys
 from typing import Any, Iterable, Iterator, List, Optional, Sequence, Tuple, Type, cast
@@ -22,6 +23,22 @@ from ._types import CURSOR, Out
 
 _PROCEDURE_NAME = re.compile(r'[\w$#."]+')
 _ID_SIZE = 32
+
+# An insert of one row of values; the second group is what stands behind VALUES.
+_INSERT = re.compile(r"\s*INSERT\s+INTO\s+[^()';]+(\([^()';]*\))?\s*VALUES\s*(\(.*\))\s*;?\s*", re.IGNORECASE | re.DOTALL)
+
+
+@functools.lru_cache(maxsize=512)
+def _inserts_one_row(sql: str) -> bool:
+    """The server tells that an insert was done, and not of how many rows; here the statement does."""
+    insert = _INSERT.fullmatch(sql)
+    values = re.sub(r"'[^']*'", "", insert.group(2)) if insert else ""
+    depth = 0
+    for position, letter in enumerate(values):
+        depth += {"(": 1, ")": -1}.get(letter, 0)
+        if not depth:
+            return position == len(values) - 1
+    return False
 
 
 class Cursor:
@@ -60,22 +77,27 @@ class Cursor:
         return self
 
     def executemany(self, operation: str, seq_of_parameters: Iterable[Parameters]) -> Cursor:
-        """Runs a statement once for each set of parameters, without results; rowcount is -1: batches do not tell.
+        """Runs a statement once for each set of parameters, without results.
 
-        Up to 65,535 sets travel in one request, which is all or nothing, where each parameter keeps to one type; otherwise
-        the sets run one by one.
+        Up to 65,535 sets travel in one request, which is all or nothing. A request ends before a set whose types do not go
+        together with those before it; sets with large objects, and with bytes bound by name, travel one by one. rowcount is
+        the number of rows inserted one by one by VALUES; of other statements batches do not tell it.
         """
         sql = codes.c_text(operation)
         with self.connection.lock:
             self._begin()
+        rows = 0
         # Not under the lock: the sets may come from a thread that needs the connection.
         for names, batch, values in requests(seq_of_parameters, _calls.Batch):
             with self.connection.lock:
                 self.connection.begin_call()
                 if batch:
                     self._run_batch(sql, names, batch)
+                    rows += batch.rows
                 else:
                     self._run_for_effect(operation, names, values)
+                    rows += 1
+        self.rowcount = rows if _inserts_one_row(operation) else -1
         return self
 
     def callproc(self, procname: str, parameters: Sequence[Any] = ()) -> List[Any]:
@@ -265,6 +287,8 @@ class Cursor:
             outcome = _calls.run(connection.address, operation, self._address, names, values, held)
         if self._result:
             self._take_item(outcome)  # also with an error: what came before it stays readable
+            if outcome[1] == codes.ITEM_INSERT and _inserts_one_row(operation):
+                self.rowcount = 1
         self._check(outcome[0])
 
     def _run_batch(self, sql: bytes, names: Names, batch: Any) -> None:
