@@ -157,8 +157,8 @@ class Lifetimes(ServerCase):
         for _ in range(rounds):
             one_round()
         gc.collect()
-        # Some hundreds come and go; one that every round left would show.
-        self.assertLess(sys.getallocatedblocks() - blocks, 450, "objects of Python")
+        # Some hundreds come with the interpreter's own caches, which fill slowly; one that every round left would show.
+        self.assertLess(sys.getallocatedblocks() - blocks, 400 + rounds / 10, "objects of Python")
         if memory:
             self.assertLess(peak_kib() - memory, 4096, "KiB of the process")
 
