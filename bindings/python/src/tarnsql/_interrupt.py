@@ -26,7 +26,7 @@ class _Watcher:
     """The thread, and the call that a signal would cancel."""
 
     def __init__(self) -> None:
-        self.running = 0  # the address of a handle variable
+        self.running: Optional[ctypes.c_void_p] = None  # the handle variable, which lives as long as it is needed here
         self._woken, waker = socket.socketpair()
         waker.setblocking(False)
         self._waker = waker
@@ -36,36 +36,36 @@ class _Watcher:
     def _watch(self) -> None:
         lib, pause = codes.library(), threading.Event()
         while signals := self._woken.recv(64):
-            while _SIGINT in signals and self.running:
-                if lib.TRNX_Cancel(ctypes.c_void_p(self.running)) == 1:
+            while _SIGINT in signals and (variable := self.running) is not None:
+                if lib.TRNX_Cancel(ctypes.byref(variable)) == 1:
                     break
                 pause.wait(_RETRY_SECONDS)
 
 
 _watcher: Optional[_Watcher] = None
+_main_thread = threading.main_thread().ident
 
 
-def _forget_watcher() -> None:
-    global _watcher
-    _watcher = None
+def _begin_again() -> None:
+    """In a child of fork: the watching thread is the parent's, and another thread may be the main one now."""
+    global _watcher, _main_thread
+    _watcher, _main_thread = None, threading.main_thread().ident
 
 
 if hasattr(os, "register_at_fork"):
-    os.register_at_fork(after_in_child=_forget_watcher)  # the thread is the parent's
+    os.register_at_fork(after_in_child=_begin_again)
 
 
 class Interruptible:
     """Around a call on the connection in a handle variable that may wait. It is not entered twice."""
 
-    def __init__(self, address: int) -> None:
-        self._address = address
+    def __init__(self, variable: ctypes.c_void_p) -> None:
+        self._variable = variable
         self._watcher: Optional[_Watcher] = None
 
     def __enter__(self) -> None:
         global _watcher
-        if threading.get_ident() != threading.main_thread().ident:
-            return
-        if _getsignal(_SIGINT) is not signal.default_int_handler:
+        if threading.get_ident() != _main_thread or _getsignal(_SIGINT) is not signal.default_int_handler:
             return
         if _watcher is None:
             _watcher = _Watcher()
@@ -74,10 +74,10 @@ class Interruptible:
             signal.set_wakeup_fd(before)
             return
         self._watcher = _watcher
-        _watcher.running = self._address
+        _watcher.running = self._variable
 
     def __exit__(self, *exception: Any) -> None:
         if self._watcher:
-            self._watcher.running = 0
+            self._watcher.running = None
             self._watcher = None
             signal.set_wakeup_fd(-1)

@@ -58,7 +58,7 @@ class Session:
         self._abandoned: List[Tuple[int, str]] = []  # server cursors that went out of use unclosed
         self._lib = codes.library()
         self.binder = Binder(self._lib, self.handle)
-        self.interruptible = Interruptible(self.address)
+        self.interruptible = Interruptible(self.handle)
         self._cancelled = False
         options = codes.Options(ctypes.sizeof(codes.Options))
         options.connect_timeout_ms, options.receive_timeout_ms = _milliseconds(connect_timeout), _milliseconds(timeout)
