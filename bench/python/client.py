@@ -21,7 +21,14 @@ def value_rows(count):
     days = [first + datetime.timedelta(day) for day in range(20_000)]
     filler = "text that is null now and then, of any length"
     return [
-        (i, i * 7919123456, i * 0.37, f"text of row {i:08}", days[i % 20_000], filler[: 1 + i % 40] if i % 4 else None)
+        (
+            i,
+            i * 7919123456,
+            i * 0.37,
+            f"text of row {i:08}",
+            days[i % 20_000],
+            filler[: 1 + i % 40] if i % 4 else None,
+        )
         for i in range(count)
     ]
 
@@ -89,7 +96,10 @@ def main():
     used = time.process_time() - begun
     peak = (peak_kib() - before) / 1024
     if task == "fetchall":
-        last = [str(value) if form == "sqlite3" and i == 4 else value for i, value in enumerate(value_rows(rows)[-1])]
+        last = [
+            str(value) if form == "sqlite3" and i == 4 else value
+            for i, value in enumerate(value_rows(rows)[-1])
+        ]
         assert len(received) == rows and list(received[-1]) == last
     print(json.dumps({"cpu_us": used * 1e6 / rows, "peak_mib": peak}))
     connection.rollback()

@@ -56,7 +56,9 @@ def postgresql(directory):
         as_owner = ["runuser", "-u", "postgres", "--"]
 
     def run(program, *arguments):
-        subprocess.run([*as_owner, programs[-1] / program, *arguments], check=True, stdout=subprocess.DEVNULL, cwd=home)
+        subprocess.run(
+            [*as_owner, programs[-1] / program, *arguments], check=True, stdout=subprocess.DEVNULL, cwd=home
+        )
 
     run("initdb", "-D", home / "data", "-U", "postgres", "--auth=trust", "--encoding=UTF8", "--locale=C.UTF-8")
     with socket.create_server(("127.0.0.1", 0)) as free:
@@ -124,7 +126,9 @@ def main():
     for task, key, form, most in [must for must in MUSTS if must[0] in given.tasks]:
         ratio = round(results[task]["tarnsql"][key] / results[task][form][key], 3)
         ratios.append({"task": task, "figure": key, "beside": form, "ratio": ratio, "most": most})
-        print(f"{task:12} {key:8} / {form:9} {ratio:6.2f}   at most {most}{'' if ratio <= most else '   MISSED'}")
+        print(
+            f"{task:12} {key:8} / {form:9} {ratio:6.2f}   at most {most}{'' if ratio <= most else '   MISSED'}"
+        )
     if given.json:
         results = {"rows": given.rows, "runs": given.runs, "medians": results, "ratios": ratios}
         given.json.write_text(json.dumps(results, indent=2) + "\n")

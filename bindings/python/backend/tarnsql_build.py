@@ -83,9 +83,13 @@ def _write_wheel(path, tag, files):
     records = io.StringIO()
     record = csv.writer(records, lineterminator="\n")
     info = f"tarnsql-{_version()}.dist-info"
-    files[f"{info}/METADATA"] = METADATA.format(version=_version(), readme=(ROOT / "README.md").read_text("utf-8")).encode()
+    files[f"{info}/METADATA"] = METADATA.format(
+        version=_version(), readme=(ROOT / "README.md").read_text("utf-8")
+    ).encode()
     pure = "true" if tag.endswith("any") else "false"
-    files[f"{info}/WHEEL"] = f"Wheel-Version: 1.0\nGenerator: tarnsql\nRoot-Is-Purelib: {pure}\nTag: {tag}\n".encode()
+    files[
+        f"{info}/WHEEL"
+    ] = f"Wheel-Version: 1.0\nGenerator: tarnsql\nRoot-Is-Purelib: {pure}\nTag: {tag}\n".encode()
     with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as wheel:
         for name, content in sorted(files.items()):
             digest = base64.urlsafe_b64encode(hashlib.sha256(content).digest()).rstrip(b"=").decode()
@@ -122,7 +126,11 @@ def build_sdist(sdist_directory, config_settings=None):
     base = f"tarnsql-{_version()}"
     with tarfile.open(pathlib.Path(sdist_directory) / f"{base}.tar.gz", "w:gz") as archive:
         for name in ("pyproject.toml", "README.md", "backend/tarnsql_build.py", "core", "src"):
-            archive.add(ROOT / name, f"{base}/{name}", filter=lambda entry: None if "__pycache__" in entry.name else entry)
+            archive.add(
+                ROOT / name,
+                f"{base}/{name}",
+                filter=lambda entry: None if "__pycache__" in entry.name else entry,
+            )
         archive.add(_header_directory(), f"{base}/include")
         information = METADATA.format(version=_version(), readme="").encode()
         entry = tarfile.TarInfo(f"{base}/PKG-INFO")

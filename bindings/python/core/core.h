@@ -91,8 +91,8 @@ bool add_type(PyObject* module, const char* name, PyType_Spec* spec) noexcept;
 // Of the sources beside this one.
 bool add_row_reader(PyObject* module) noexcept;
 bool add_batch(PyObject* module) noexcept;
-// Binds the values of a tuple or list, by position where names is None. Large objects join the list held, to live until the execution.
-// The status of the first bind that fails, or 0; 1 with an exception set.
+// Binds the values of a tuple or list, by position where names is None. Large objects join the list held, to live until the
+// execution. The status of the first bind that fails, or 0; 1 with an exception set.
 int32_t bind_values(TRN_HANDLE* connection, PyObject* names, PyObject* values, PyObject* held) noexcept;
 
 PyObject* describe(PyObject* module, PyObject* arguments) noexcept;

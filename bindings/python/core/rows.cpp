@@ -329,8 +329,8 @@ static void release_reader(PyObject* self) noexcept {
     Py_DECREF(type);
 }
 
-// The columns' types. Where one is not read here the Python side gives a callable, which reads from the address of the handle. False
-// with an exception set.
+// The columns' types. Where one is not read here the Python side gives a callable, which reads from the address of the handle.
+// False with an exception set.
 static bool take_fields(RowReader& reader, bool descriptors, PyObject* in_session) noexcept {
     int32_t room = 0;
     for (int32_t code = 0;; ++reader.count) {

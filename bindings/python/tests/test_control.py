@@ -82,9 +82,13 @@ class WrongHands(ServerCase):
         self.assertEqual(logged.output, ["INFO:tarnsql:[EC031]Error in recv result :no such table: nowhere"])
 
     def test_a_cursor_that_others_use_meanwhile_raises(self):
-        numbers = "with recursive n(i) as (select 1 union all select i + 1 from n where i < 20000) select i from n"
+        numbers = (
+            "with recursive n(i) as (select 1 union all select i + 1 from n where i < 20000) select i from n"
+        )
         for server_side in (False, True):
-            cursor = self.connection.cursor(server_side=server_side, **({"fetch_size": 50} if server_side else {}))
+            cursor = self.connection.cursor(
+                server_side=server_side, **({"fetch_size": 50} if server_side else {})
+            )
             stop = threading.Event()
 
             def read():
@@ -120,5 +124,10 @@ class WrongHands(ServerCase):
             with self.subTest(rows=rows), self.assertRaises((tarnsql.ProgrammingError, TypeError)):
                 cursor.executemany("select ?", rows)
         self.connection.close()
-        for use in (cursor.fetchall, lambda: next(iter(cursor)), lambda: cursor.execute("select 1"), self.connection.cancel):
+        for use in (
+            cursor.fetchall,
+            lambda: next(iter(cursor)),
+            lambda: cursor.execute("select 1"),
+            self.connection.cancel,
+        ):
             self.assertRaises(tarnsql.InterfaceError, use)

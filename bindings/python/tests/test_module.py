@@ -20,7 +20,9 @@ from support import Server, ServerCase
 class Finding(unittest.TestCase):
     def test_a_library_that_is_not_there_or_another_is_told(self):
         # The names it is looked for are replaced: the machine may have a library of these names.
-        code = "import tarnsql, tarnsql._library as library\nlibrary._candidates = lambda: ['libnowhere.so.1']\n"
+        code = (
+            "import tarnsql, tarnsql._library as library\nlibrary._candidates = lambda: ['libnowhere.so.1']\n"
+        )
         code += "try: tarnsql.connect(server='127.0.0.1')\nexcept tarnsql.InterfaceError as error: print(error)"
         system = "libm.so.6" if sys.platform == "linux" else "kernel32.dll"
         for path, said in [
@@ -37,12 +39,20 @@ class Finding(unittest.TestCase):
         asked = os.environ.get("TARNSQL_PYTHON")
         self.assertIn(tarnsql.implementation, (asked,) if asked else ("core", "pure"))
         environment = {**os.environ, "TARNSQL_PYTHON": "other"}
-        told = subprocess.run([sys.executable, "-c", "import tarnsql"], env=environment, capture_output=True, text=True)
+        told = subprocess.run(
+            [sys.executable, "-c", "import tarnsql"], env=environment, capture_output=True, text=True
+        )
         self.assertIn("TARNSQL_PYTHON is 'core' or 'pure', not 'other'", told.stderr)
 
 
 # Quotes would end their clause of the login; a time-out is above 0.
-REFUSED = [{"user": "a'b"}, {"password": "' or '"}, {"connection_string": "servr=1;db=x"}, {"timeout": 0}, {"port": 70000}]
+REFUSED = [
+    {"user": "a'b"},
+    {"password": "' or '"},
+    {"connection_string": "servr=1;db=x"},
+    {"timeout": 0},
+    {"port": 70000},
+]
 
 
 class Connecting(ServerCase):
@@ -67,7 +77,13 @@ class Connecting(ServerCase):
     def test_what_a_string_cannot_carry_and_what_servers_refuse(self):
         refusing = Server("--fault", "refuse-login")
         self.addCleanup(refusing.stop)
-        for keywords in ({"password": "a;b"}, {"password": "x" * 64}, {"user": "ips=1"}, {"user": "\ud800"}, *REFUSED):
+        for keywords in (
+            {"password": "a;b"},
+            {"password": "x" * 64},
+            {"user": "ips=1"},
+            {"user": "\ud800"},
+            *REFUSED,
+        ):
             with self.subTest(**keywords), self.assertRaises(tarnsql.InterfaceError):
                 self.connect(**keywords)
         for keywords, code in [
@@ -123,10 +139,11 @@ class Lifetimes(ServerCase):
                 cursor = None
                 self.assertEqual((freed.call_count, closed.call_count), (1, 1))
 
-
     def test_rounds_of_everything_leave_nothing_behind(self):
         rounds = int(os.environ.get("TARNSQL_LEAK_ROUNDS", "500"))
-        self.cursor.execute("create table many(i INTEGER, r DOUBLE, t VARCHAR(20), d DATE, n NUMERIC, z TIME WITH TIME ZONE, b BLOB)")
+        self.cursor.execute(
+            "create table many(i INTEGER, r DOUBLE, t VARCHAR(20), d DATE, n NUMERIC, z TIME WITH TIME ZONE, b BLOB)"
+        )
         self.cursor.execute("create table bad(d DATE)")
         self.cursor.execute("insert into bad values ('1999-01-01'), ('0000-05-05')")
         day, clock = datetime.date(2024, 2, 29), datetime.time(1, 2, tzinfo=datetime.timezone.utc)
@@ -143,7 +160,12 @@ class Lifetimes(ServerCase):
             cursor.row_factory = tarnsql.namedtuple_row
             cursor.execute("select i, t from many").fetchmany(2)
             list(self.connection.cursor(server_side=True, fetch_size=3).execute("select * from many"))
-            for sql, parameters in [("select d from bad", ()), ("select * from nowhere", ()), ("select ?", [object()]), (None, ())]:
+            for sql, parameters in [
+                ("select d from bad", ()),
+                ("select * from nowhere", ()),
+                ("select ?", [object()]),
+                (None, ()),
+            ]:
                 with contextlib.suppress(tarnsql.Error):
                     cursor.execute(sql, parameters).fetchall()
                     cursor.fetchall()

@@ -87,7 +87,9 @@ class Statements(ServerCase):
         ]:
             with self.subTest(kind, values=values):
                 self.cursor.execute(f"create table m(a {kind})")
-                with mock.patch.object(tarnsql._calls, "execute_batch", wraps=tarnsql._calls.execute_batch) as sent:
+                with mock.patch.object(
+                    tarnsql._calls, "execute_batch", wraps=tarnsql._calls.execute_batch
+                ) as sent:
                     self.cursor.executemany("insert into m values (?)", [(value,) for value in values])
                 self.assertEqual((sent.call_count, self.cursor.rowcount), (requests, len(values)))
                 rows = self.cursor.execute("select a from m order by rowid").fetchall()

@@ -93,7 +93,6 @@ class Values(ServerCase):
         self.assertRaises(tarnsql.DataError, self.cursor.fetchmany, 5)
         self.assertEqual(self.cursor.fetchmany(5), [row], "the rows behind it")
 
-
     def test_scalars_of_other_packages_are_parameters(self):
         try:
             import numpy
@@ -111,7 +110,13 @@ class Values(ServerCase):
             (numpy.datetime64("NaT"), None),
         ]:
             with self.subTest(repr(sent)):
-                kind = "DATETIME" if isinstance(sent, numpy.datetime64) else "VARCHAR(30)" if isinstance(received, str) else "DOUBLE"
+                kind = (
+                    "DATETIME"
+                    if isinstance(sent, numpy.datetime64)
+                    else "VARCHAR(30)"
+                    if isinstance(received, str)
+                    else "DOUBLE"
+                )
                 self.cursor.execute(f"create table n(a {kind})")
                 self.cursor.executemany("insert into n values (?)", [(sent,)])
                 self.cursor.execute("insert into n values (?)", [sent])
@@ -124,7 +129,9 @@ class Values(ServerCase):
             self.cursor.execute("select ?", [datetime(2024, 2, 29, 1, 2, 3, 4)])
         with warnings.catch_warnings():
             warnings.simplefilter("error")
-            self.cursor.execute("select ?, ?", [datetime(2024, 2, 29, 1, 2, 3, 4000), LEAP.replace(tzinfo=EAST)])
+            self.cursor.execute(
+                "select ?, ?", [datetime(2024, 2, 29, 1, 2, 3, 4000), LEAP.replace(tzinfo=EAST)]
+            )
 
     def test_rows_take_the_form_of_their_factory(self):
         sql = "select 1 as a, 'x' as \"two words\", 3 as a"
@@ -136,7 +143,12 @@ class Values(ServerCase):
         ]:
             self.connection.row_factory = factory
             cursor = self.connection.cursor()
-            for fetch in (cursor.fetchone, lambda: cursor.fetchmany(1)[0], lambda: cursor.fetchall()[0], lambda: next(iter(cursor))):
+            for fetch in (
+                cursor.fetchone,
+                lambda: cursor.fetchmany(1)[0],
+                lambda: cursor.fetchall()[0],
+                lambda: next(iter(cursor)),
+            ):
                 cursor.execute(sql)
                 self.assertEqual(fetch(), row)
         self.connection.row_factory = None

@@ -483,4 +483,3 @@ class Output:
             return self._convert(self.buffer.raw[:length])
         except (struct.error, *CONVERSION_ERRORS) as error:
             raise DataError(f"an output is no {self.type.__name__}: {error}") from error
-

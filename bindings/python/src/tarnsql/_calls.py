@@ -42,7 +42,9 @@ def _run(
         if values is not None:
             status = _binding.bind_values(connection, names, values, held)
         if not status:
-            status = lib.TRN_ExecwithDataReader(ctypes.c_void_p(connection), sql, ctypes.c_void_p(result), None, None, None)
+            status = lib.TRN_ExecwithDataReader(
+                ctypes.c_void_p(connection), sql, ctypes.c_void_p(result), None, None, None
+            )
     finally:
         lib.TRN_ResetParams(ctypes.c_void_p(connection))
     return _item(result, status)
@@ -73,7 +75,13 @@ RowReader: Type[Any] = _reading.RowReader
 Batch: Type[Any] = _binding.Batch
 
 if core:
-    run, item, release, execute_batch, describe = core.run, core.item, core.release, core.execute_batch, core.describe
+    run, item, release, execute_batch, describe = (
+        core.run,
+        core.item,
+        core.release,
+        core.execute_batch,
+        core.describe,
+    )
     RowReader, Batch = core.RowReader, core.Batch
     core.configure(
         {

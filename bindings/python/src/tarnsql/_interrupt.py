@@ -17,7 +17,9 @@ from typing import Any, Optional
 
 from . import _library as codes
 
-_getsignal = importlib.import_module("_signal").getsignal  # signal.getsignal makes an enumeration of it, which takes longer
+_getsignal = importlib.import_module(
+    "_signal"
+).getsignal  # signal.getsignal makes an enumeration of it, which takes longer
 _SIGINT = int(signal.SIGINT)
 _RETRY_SECONDS = 0.01  # a signal can come when the call has not quite begun
 
@@ -26,7 +28,9 @@ class _Watcher:
     """The thread, and the call that a signal would cancel."""
 
     def __init__(self) -> None:
-        self.running: Optional[ctypes.c_void_p] = None  # the handle variable, which lives as long as it is needed here
+        self.running: Optional[
+            ctypes.c_void_p
+        ] = None  # the handle variable, which lives as long as it is needed here
         self._woken, waker = socket.socketpair()
         waker.setblocking(False)
         self._waker = waker

@@ -73,7 +73,6 @@ LOB_COMPLETE = -1
 _address, _text, _int = ctypes.c_void_p, ctypes.c_char_p, ctypes.c_int32
 
 
-
 class Options(ctypes.Structure):
     """What a connection is opened with beside its string; zeros stand for the library's own."""
 
@@ -127,7 +126,9 @@ _CALLS = {
 
 
 def _candidates() -> Iterator[str]:
-    carried = os.path.join(os.path.dirname(__file__), "tarnsql.dll" if sys.platform == "win32" else "libtarnsql.so.1")
+    carried = os.path.join(
+        os.path.dirname(__file__), "tarnsql.dll" if sys.platform == "win32" else "libtarnsql.so.1"
+    )
     if os.path.exists(carried):
         yield carried
     if sys.platform != "win32":

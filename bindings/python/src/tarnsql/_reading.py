@@ -324,7 +324,9 @@ def describe(address: int) -> List[Column]:
 def value_reader(address: int, column: int, code: int, descriptors: bool, in_session: InSession) -> Reader:
     """For the core: what reads the values of a column of a type that it does not read itself."""
     variable = ctypes.c_void_p.from_address(address)
-    return _Values(codes.library(), codes.row_calls()[1], variable, in_session).reader(column, code, descriptors)
+    return _Values(codes.library(), codes.row_calls()[1], variable, in_session).reader(
+        column, code, descriptors
+    )
 
 
 def read_long_number(address: int, column: int) -> Decimal:

@@ -61,7 +61,9 @@ class Session:
         self.interruptible = Interruptible(self.handle)
         self._cancelled = False
         options = codes.Options(ctypes.sizeof(codes.Options))
-        options.connect_timeout_ms, options.receive_timeout_ms = _milliseconds(connect_timeout), _milliseconds(timeout)
+        options.connect_timeout_ms, options.receive_timeout_ms = _milliseconds(connect_timeout), _milliseconds(
+            timeout
+        )
         self._open(codes.c_text(connection_string, "the connection string"), options)
         self.descriptors = bool(self._number(codes.DESCRIPTORS))
 
@@ -71,7 +73,9 @@ class Session:
         if status:
             text = codes.error_text(self._lib, self.handle)
             self._lib.TRN_CloseConn(self.ref)
-            raise InterfaceError(text, status) if status == codes.ERR_ARGUMENT and text else failure(status, text)
+            raise InterfaceError(text, status) if status == codes.ERR_ARGUMENT and text else failure(
+                status, text
+            )
 
     # ------------------------------------------------------------------------------- for cursors
 

@@ -25,7 +25,9 @@ _PROCEDURE_NAME = re.compile(r'[\w$#."]+')
 _ID_SIZE = 32
 
 # An insert of one row of values; the second group is what stands behind VALUES.
-_INSERT = re.compile(r"\s*INSERT\s+INTO\s+[^()';]+(\([^()';]*\))?\s*VALUES\s*(\(.*\))\s*;?\s*", re.IGNORECASE | re.DOTALL)
+_INSERT = re.compile(
+    r"\s*INSERT\s+INTO\s+[^()';]+(\([^()';]*\))?\s*VALUES\s*(\(.*\))\s*;?\s*", re.IGNORECASE | re.DOTALL
+)
 
 
 @functools.lru_cache(maxsize=512)
