@@ -1,11 +1,16 @@
-# What is packed besides the library, and how: the tools, the texts that go with each package, and CPack's settings
-# for Debian packages (libtarnsql1, libtarnsql-dev, tarnsql-tools) and for archives of everything (tar.gz, zip).
+# What is packed besides the library, and how: the tools, the Python module, the texts that go with each package, and CPack's
+# settings for Debian packages (libtarnsql1, libtarnsql-dev, tarnsql-tools, python3-tarnsql) and for archives of everything (tar.gz, zip).
 # scripts/package.sh makes them. The version stands in the project, the header and the two changelogs; here they are
 # held together.
 file(STRINGS include/tarnsql.h lines REGEX "^#define TRN_VERSION")
 if(NOT lines STREQUAL "#define TRN_VERSION_MAJOR ${PROJECT_VERSION_MAJOR};#define TRN_VERSION_MINOR ${PROJECT_VERSION_MINOR};\
 #define TRN_VERSION_PATCH ${PROJECT_VERSION_PATCH};#define TRN_VERSION \"${PROJECT_VERSION}\"")
   message(FATAL_ERROR "include/tarnsql.h is not of version ${PROJECT_VERSION}:\n${lines}")
+endif()
+set(module ${PROJECT_SOURCE_DIR}/bindings/python)
+file(STRINGS ${module}/src/tarnsql/__init__.py lines REGEX "^__version__ = ")
+if(NOT lines STREQUAL "__version__ = \"${PROJECT_VERSION}\"")
+  message(FATAL_ERROR "bindings/python/src/tarnsql/__init__.py is not of version ${PROJECT_VERSION}: ${lines}")
 endif()
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS include/tarnsql.h CHANGELOG.md packaging/debian/changelog)
 if(NOT PROJECT_IS_TOP_LEVEL)
@@ -35,9 +40,20 @@ if(TARNSQL_BUILD_TOOLS)
   endif()
 endif()
 
+# The Python module goes into a Debian package only: everybody else has it from the wheel.
+set(components runtime development tools)
+if(TARNSQL_DEBIAN AND TARGET tarnsql_python_core)
+  list(APPEND components python)
+  set(python_packages lib/python3/dist-packages)
+  install(DIRECTORY ${module}/src/tarnsql DESTINATION ${python_packages} COMPONENT python PATTERN __pycache__ EXCLUDE)
+  install(TARGETS tarnsql_python_core LIBRARY DESTINATION ${python_packages}/tarnsql COMPONENT python)
+  install(FILES ${module}/README.md DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/python3-tarnsql COMPONENT python)
+endif()
+
 set(runtime_package libtarnsql${PROJECT_VERSION_MAJOR})
 set(development_package libtarnsql-dev)
 set(tools_package tarnsql-tools)
+set(python_package python3-tarnsql)
 if(TARNSQL_DEBIAN)
   find_program(TARNSQL_GZIP gzip REQUIRED)
   set(packed ${CMAKE_CURRENT_BINARY_DIR}/debian)
@@ -46,13 +62,13 @@ if(TARNSQL_DEBIAN)
                   OUTPUT_FILE ${packed}/changelog.gz COMMAND_ERROR_IS_FATAL ANY)
   execute_process(COMMAND ${TARNSQL_GZIP} -9nc ${PROJECT_SOURCE_DIR}/packaging/debian/changelog
                   OUTPUT_FILE ${packed}/changelog.Debian.gz COMMAND_ERROR_IS_FATAL ANY)
-  foreach(component runtime development tools)
+  foreach(component IN LISTS components)
     set(${component}_texts ${CMAKE_INSTALL_DATAROOTDIR}/doc/${${component}_package})
     install(FILES packaging/debian/copyright ${packed}/changelog.gz ${packed}/changelog.Debian.gz
             DESTINATION ${${component}_texts} COMPONENT ${component})
   endforeach()
 else()
-  foreach(component runtime development tools)
+  foreach(component IN LISTS components)
     set(${component}_texts ${CMAKE_INSTALL_DATAROOTDIR}/doc/tarnsql)
   endforeach()
   install(FILES LICENSE NOTICE CHANGELOG.md DESTINATION ${runtime_texts} COMPONENT runtime)
@@ -118,6 +134,9 @@ set(CPACK_COMPONENTS_ALL runtime development)
 if(TARNSQL_BUILD_TOOLS)
   list(APPEND CPACK_COMPONENTS_ALL tools)
 endif()
+if("python" IN_LIST components)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -157,5 +176,21 @@ scripts, and copies tables from and to CSV files.
 .
 tarnlite is a server with SQLite inside that speaks the same protocol, to
 develop and test applications with.")
+
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME ${python_package})
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
+# The core calls the library that the module loads by its name, which shlibdeps cannot see.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.9), ${runtime_package} (>= ${PROJECT_VERSION})")
+foreach(script postinst prerm)
+  configure_file(packaging/debian/python3-tarnsql.${script} ${control}/python/${script} COPYONLY
+                 FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+endforeach()
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA "${control}/python/postinst;${control}/python/prerm")
+set(CPACK_DEBIAN_PYTHON_DESCRIPTION "client driver of the TARNDBMS database server (Python 3 module)
+tarnsql opens connections to TARNDBMS servers, runs SQL there and reads
+results, as the Python database API 2.0 (PEP 249) has it.
+.
+This package contains the module with its compiled core.")
 
 include(CPack)

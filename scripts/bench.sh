@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Measures the driver: everything, written to docs/performance.md with its charts, or only what continuous integration guards.
 # Usage: bench.sh          the whole measurement, some twenty minutes; the machine should have nothing else to do
+#        bench.sh python   the Python module beside psycopg2 and sqlite3, which the whole measurement has too
 #        bench.sh guard    instructions a row against bench/instructions.json, and one quick run of every benchmark
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -13,12 +14,23 @@ cmake --build --preset bench
 measured=build/bench/measured
 mkdir -p "$measured"
 
+beside_python() {
+    need_packages python3-dev python3-psycopg2 postgresql
+    cmake --preset release >/dev/null
+    cmake --build --preset release --target tarnsql tarnlite tarnsql_python_core
+    python3 bench/python/run.py --build build/release --json "$measured/python.json"
+}
+
 case "${1:-all}" in
+python)
+    beside_python
+    ;;
 all)
     need_packages python3-matplotlib
     python3 bench/end_to_end/run.py --build build/bench --json "$measured/end_to_end.json" \
         --instructions --in-library --growth
     python3 bench/run_parts.py --build build/bench --json "$measured/parts.json"
+    beside_python
     /usr/bin/python3 bench/report.py --end-to-end "$measured/end_to_end.json" --parts "$measured/parts.json" \
         --page docs/performance.md
     ;;
@@ -28,7 +40,7 @@ guard)
     python3 bench/run_parts.py --build build/bench --json "$measured/quick.json" --quick >/dev/null
     ;;
 *)
-    echo "usage: bench.sh [guard]" >&2
+    echo "usage: bench.sh [python|guard]" >&2
     exit 2
     ;;
 esac

@@ -3,16 +3,18 @@
 # installed by dpkg into an empty root with their dependencies looked up among this system's packages, symbols that are
 # the library's. The trees of all packages: an outside program built by CMake, with pkg-config and by a plain compiler,
 # shared and static, and tarnsh against tarnlite over both channels; those of the zip under Wine. The library: the binary
-# interface that packaging/abi holds.
+# interface that packaging/abi holds. The Python module: its tests with the Debian package, with the wheel and built by pip, in clean
+# virtual environments and without an index to download from.
 # Usage: check_packages.sh [DIRECTORY [--accept-abi]]
 #     DIRECTORY is build/packages otherwise; --accept-abi makes the interface of this build the one to hold later ones to
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 # shellcheck disable=SC2086
-need_packages $build_packages dpkg-dev lintian abigail-tools unzip wine wine64 g++-mingw-w64-x86-64-posix
+need_packages $build_packages dpkg-dev lintian abigail-tools unzip python3 python3-dev python3-venv wine wine64 g++-mingw-w64-x86-64-posix
 export WINEDEBUG=-all LC_ALL=C.UTF-8
 
+repository=$PWD
 packages=$(realpath "${1:-build/packages}")
 version=$(sed -n 's/^#define TRN_VERSION "\(.*\)"/\1/p' include/tarnsql.h)
 multiarch=$(dpkg-architecture -qDEB_HOST_MULTIARCH)
@@ -55,6 +57,14 @@ shell_works() { # TARNLITE TARNSH...
     echo "-- tarnsh against tarnlite"
 }
 
+module_works() { # NAME TARNLITE PYTHON ENVIRONMENT...
+    python_name=$1 tarnlite=$2 python=$3
+    shift 3
+    (cd "$work" && env -u TARNSQL_LIBRARY "$@" TARNSQL_PYTHON=core TARNLITE="$tarnlite" PYTHONDONTWRITEBYTECODE=1 \
+        "$python" -m unittest discover -s "$repository/bindings/python/tests") >"$work/log" 2>&1 || { cat "$work/log"; fail "$python_name"; }
+    echo "-- the tests of the module, $python_name: $(grep '^Ran ' "$work/log")"
+}
+
 echo "== Debian packages: lintian"
 lintian --allow-root --fail-on error "$packages"/*.deb
 
@@ -68,6 +78,9 @@ dpkg --admindir="$work/dpkg" --instdir="$root" --force-not-root --force-script-c
 library=$root/usr/lib/$multiarch/libtarnsql.so.${version%%.*}
 built_outside debian "$root/usr" "lib/$multiarch" cc g++ ""
 LD_LIBRARY_PATH=$root/usr/lib/$multiarch shell_works "$root/usr/bin/tarnlite" "$root/usr/bin/tarnsh"
+
+module_works "Debian package" "$root/usr/bin/tarnlite" /usr/bin/python3 PYTHONPATH="$root/usr/lib/python3/dist-packages" \
+    LD_LIBRARY_PATH="$root/usr/lib/$multiarch"
 
 echo "== Debian packages: what a program that uses the library depends on"
 printf 'Source: tarnsql\n\nPackage: libtarnsql%s\nArchitecture: any\n' "${version%%.*}" >"$work/control/debian/control"
@@ -84,6 +97,20 @@ mkdir "$work/tar"
 tar -xzf "$packages"/tarnsql-*.tar.gz -C "$work/tar" --strip-components=1
 built_outside tar_programs "$work/tar" lib cc g++ ""
 shell_works "$work/tar/bin/tarnlite" "$work/tar/bin/tarnsh"
+
+echo "== Python"
+before=$(git status --porcelain --ignored=matching bindings 2>/dev/null || true)
+for source in "$packages"/tarnsql-*.whl bindings/python; do
+    venv=$work/venv_${source##*/}
+    /usr/bin/python3 -m venv "$venv"
+    PIP_NO_INDEX=1 PYTHONDONTWRITEBYTECODE=1 "$venv/bin/pip" install --disable-pip-version-check --quiet "$(realpath "$source")"
+    libraries=LD_LIBRARY_PATH=$work/tar/lib # of tarnlite, and of a module that does not carry its own
+    [ "$source" = bindings/python ] || libraries=LD_LIBRARY_PATH=
+    printf '#!/bin/sh\nLD_LIBRARY_PATH=%s exec %s "$@"\n' "$work/tar/lib" "$work/tar/bin/tarnlite" >"$work/tarnlite"
+    chmod +x "$work/tarnlite"
+    module_works "${source##*/}" "$work/tarnlite" "$venv/bin/python" "$libraries"
+done
+[ "$before" = "$(git status --porcelain --ignored=matching bindings 2>/dev/null || true)" ] || fail "a build leaves files in the source tree"
 
 echo "== zip"
 wine=/usr/lib/wine/wine64

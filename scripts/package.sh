@@ -1,16 +1,16 @@
 #!/usr/bin/env bash
-# Makes the packages of this version: Debian packages and a tar.gz for Linux, a zip for 64-bit Windows. The build trees
+# Makes the packages of this version: Debian packages, a tar.gz and a Python wheel for Linux, a zip for 64-bit Windows. The build trees
 # stay beside them, for the next time and for check_packages.sh.
 # Usage: package.sh [DIRECTORY]    the directory is build/packages otherwise
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 # shellcheck disable=SC2086
-need_packages $build_packages dpkg-dev file g++-mingw-w64-x86-64-posix libgcrypt-mingw-w64-dev
+need_packages $build_packages dpkg-dev file python3 python3-dev g++-mingw-w64-x86-64-posix libgcrypt-mingw-w64-dev
 
 mkdir -p "${1:-build/packages}"
 packages=$(realpath "${1:-build/packages}")
-rm -f "$packages"/*.deb "$packages"/*.tar.gz "$packages"/*.zip
+rm -f "$packages"/*.deb "$packages"/*.tar.gz "$packages"/*.zip "$packages"/*.whl
 SOURCE_DATE_EPOCH=$(dpkg-parsechangelog -l packaging/debian/changelog -S Timestamp)
 export SOURCE_DATE_EPOCH
 
@@ -26,10 +26,20 @@ pack() { # TREE GENERATOR CMAKE-ARGUMENT...
 }
 
 # One tree makes both kinds for Linux: only where things are installed differs.
-pack linux DEB --preset release -DTARNSQL_DEBIAN=ON -DCMAKE_INSTALL_PREFIX=/usr \
+pack linux DEB --preset release -DTARNSQL_DEBIAN=ON -DTARNSQL_BUILD_PYTHON=ON -DCMAKE_INSTALL_PREFIX=/usr \
     -DCMAKE_INSTALL_LIBDIR="lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)"
 pack linux TGZ --preset release -DTARNSQL_DEBIAN=OFF -DCMAKE_INSTALL_PREFIX=/usr/local -DCMAKE_INSTALL_LIBDIR=lib
+# The wheel carries the library and is named for the machine at large: it needs the C library of Debian 12's age, see packaging/README.md.
+strip --strip-unneeded -o "$packages/linux/libtarnsql.so.1" "$packages/linux/src/libtarnsql.so.1"
+strip --strip-unneeded -o "$packages/linux/_core.abi3.so" "$packages/linux/bindings/python/module/tarnsql/_core.abi3.so"
+PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 - "$packages" <<'PROGRAM'
+import sys
+sys.path.insert(0, "bindings/python/backend")
+import tarnsql_build
+settings = {"core": f"{sys.argv[1]}/linux/_core.abi3.so", "library": f"{sys.argv[1]}/linux/libtarnsql.so.1"}
+print(tarnsql_build.build_wheel(sys.argv[1], settings))
+PROGRAM
 scripts/windows_sqlite.sh "$packages/windows_sqlite"
 pack windows ZIP --preset windows -DSQLite3_INCLUDE_DIR="$packages/windows_sqlite/include" \
     -DSQLite3_LIBRARY="$packages/windows_sqlite/lib/libsqlite3.a"
-ls -l "$packages"/*.deb "$packages"/*.tar.gz "$packages"/*.zip
+ls -l "$packages"/*.deb "$packages"/*.tar.gz "$packages"/*.whl "$packages"/*.zip

@@ -12,7 +12,7 @@ presets=("$@")
 [ ${#presets[@]} -gt 0 ] || presets=(release asan tsan windows)
 
 # shellcheck disable=SC2086
-need_packages $build_packages libgtest-dev libssl-dev unicode-data python3 python3-pexpect
+need_packages $build_packages libgtest-dev libssl-dev unicode-data python3 python3-dev python3-numpy python3-pandas python3-pexpect
 case " ${presets[*]} " in
 *" windows "*) need_packages g++-mingw-w64-x86-64-posix googletest wine wine64 ;;
 esac

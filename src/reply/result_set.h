@@ -80,6 +80,10 @@ inline const ColumnDesc* column_of(const ResultSet& result, int32_t column) noex
 
 // Makes the next row the current one. False behind the last, when there is no current row any more.
 inline bool go_to_next_row(ResultSet& result) noexcept {
+    // There is no way back: what has been read is released block by block, so that an application that copies a large result needs
+    // memory for one of both.
+    if (result.upcoming.next == result.upcoming.end) [[unlikely]]
+        release_rows_before(result.rows, result.upcoming.block);
     const uint8_t* row = next_row(result.upcoming);
     result.last_located = row ? result.columns : nullptr;
     if (row) result.columns->value = row;

@@ -115,12 +115,16 @@ void trim_rows(RowStore& store) noexcept {
 }
 
 void release_rows(RowStore& store) noexcept {
-    for (RowBlock* block = store.first; block;) {
-        RowBlock* next = block->next;
-        platform::release_block(block);
-        block = next;
-    }
+    release_rows_before(store, nullptr);
     store = {};
+}
+
+void release_rows_before(RowStore& store, const RowBlock* kept) noexcept {
+    while (store.first != kept) {
+        RowBlock* next = store.first->next;
+        platform::release_block(store.first);
+        store.first = next;
+    }
 }
 
 void BlockReleaser::operator()(RowBlock* block) const noexcept {

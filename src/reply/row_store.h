@@ -53,6 +53,9 @@ void trim_rows(RowStore& store) noexcept;
 
 void release_rows(RowStore& store) noexcept;
 
+// Releases the blocks in front of one, or all when it is null. No rows can be stored afterwards.
+void release_rows_before(RowStore& store, const RowBlock* kept) noexcept;
+
 struct BlockReleaser {
     void operator()(RowBlock* block) const noexcept;
 };

@@ -9,6 +9,7 @@ a program and gets the connection string as its argument; one without is put int
 first page with a line "/* the sample */". The python blocks of a page are one program.
 """
 import argparse
+import importlib.util
 import os
 import pathlib
 import re
@@ -91,7 +92,10 @@ def run_page(page, build, connection):
     port = re.search(r"port=(\d+)", connection)[1]
     blocks = list(samples(page))
     python = [block for block in blocks if block[0] == "python"]
-    if python:  # one program, behind the others
+    if python and "import pandas" in python[0][1] and not importlib.util.find_spec("pandas"):
+        print(f"{page.relative_to(SOURCE)}: skipped: no pandas")
+        blocks = [block for block in blocks if block[0] != "python"]
+    elif python:  # one program, behind the others
         joined = ("python", "\n".join(block[1] for block in python), python[0][2],
                   "".join(block[3] or "" for block in python) or None)
         blocks = [block for block in blocks if block[0] != "python"] + [joined]
@@ -123,7 +127,7 @@ def main():
 
     if given.page:  # below, with a server for the page
         os.environ.update(TARNSQL_LIBRARY=str(build / "src/libtarnsql.so"), PYTHONDONTWRITEBYTECODE="1",
-                          PYTHONPATH=str(SOURCE / "bindings/python/src"),
+                          PYTHONPATH=str(build / "bindings/python/module"),
                           PATH=f"{build}/tools/tarnlite:{build}/tools/tarnsh:{os.environ['PATH']}")
         with tempfile.TemporaryDirectory() as work:
             os.chdir(work)

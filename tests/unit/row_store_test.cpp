@@ -120,6 +120,20 @@ TEST_F(row_store, takes_one_block_for_a_small_result_and_few_for_a_large_one) {
     expect_all();
 }
 
+TEST_F(row_store, releases_what_lies_in_front_of_the_rows_being_read) {
+    for (int i = 0; i < 40000; ++i)
+        add_row(std::string(100, 'x'));
+    const size_t whole = bytes_in_blocks();
+    RowCursor cursor = first_row(rows_);
+    for (int i = 0; i < 30000; ++i) {
+        if (cursor.next == cursor.end) release_rows_before(rows_, cursor.block);
+        ASSERT_TRUE(next_row(cursor));
+    }
+    EXPECT_LT(bytes_in_blocks(), whole / 2);
+    release_rows_before(rows_, nullptr);
+    EXPECT_EQ(bytes_in_blocks(), 0u);
+}
+
 TEST_F(row_store, takes_memory_for_a_large_row_as_its_bytes_arrive) {
     LargeRow row;
     ASSERT_TRUE(row.begin(bytes(row_of(1000)), 1000));

@@ -1,6 +1,7 @@
 """The module itself: the library that it looks for, connection strings, threads, lifetimes, the examples of the README."""
 
 import contextlib
+import datetime
 import gc
 import os
 import pathlib
@@ -9,6 +10,7 @@ import subprocess
 import sys
 import unittest
 from concurrent.futures import ThreadPoolExecutor
+from decimal import Decimal
 from unittest import mock
 
 import tarnsql
@@ -17,16 +19,40 @@ from support import Server, ServerCase
 
 class Finding(unittest.TestCase):
     def test_a_library_that_is_not_there_or_another_is_told(self):
-        code = "import tarnsql\ntry: tarnsql.connect(server='127.0.0.1')\nexcept tarnsql.InterfaceError as error: print(error)"
+        # The names it is looked for are replaced: the machine may have a library of these names.
+        code = (
+            "import tarnsql, tarnsql._library as library\nlibrary._candidates = lambda: ['libnowhere.so.1']\n"
+        )
+        code += "try: tarnsql.connect(server='127.0.0.1')\nexcept tarnsql.InterfaceError as error: print(error)"
         system = "libm.so.6" if sys.platform == "linux" else "kernel32.dll"
         for path, said in [
             ("/nowhere/libtarnsql.so", "TARNSQL_LIBRARY names cannot be loaded (/nowhere/libtarnsql.so: "),
+            ("", "libnowhere.so.1"),
             ("", "set TARNSQL_LIBRARY to the path of"),
-            (system, f"{system} is no tarnsql library: it has no TRN_OpenConn"),
+            (system, f"{system} is no tarnsql library: it has no TRNX_OpenConn"),
         ]:
-            environment = {**os.environ, "TARNSQL_LIBRARY": path, "LD_LIBRARY_PATH": ""}
+            environment = {**os.environ, "TARNSQL_LIBRARY": path}
             told = subprocess.run([sys.executable, "-c", code], env=environment, capture_output=True, text=True)
             self.assertIn(said, told.stdout, told.stderr)
+
+    def test_the_implementation_is_the_one_asked_for(self):
+        asked = os.environ.get("TARNSQL_PYTHON")
+        self.assertIn(tarnsql.implementation, (asked,) if asked else ("core", "pure"))
+        environment = {**os.environ, "TARNSQL_PYTHON": "other"}
+        told = subprocess.run(
+            [sys.executable, "-c", "import tarnsql"], env=environment, capture_output=True, text=True
+        )
+        self.assertIn("TARNSQL_PYTHON is 'core' or 'pure', not 'other'", told.stderr)
+
+
+# Quotes would end their clause of the login; a time-out is above 0.
+REFUSED = [
+    {"user": "a'b"},
+    {"password": "' or '"},
+    {"connection_string": "servr=1;db=x"},
+    {"timeout": 0},
+    {"port": 70000},
+]
 
 
 class Connecting(ServerCase):
@@ -51,13 +77,19 @@ class Connecting(ServerCase):
     def test_what_a_string_cannot_carry_and_what_servers_refuse(self):
         refusing = Server("--fault", "refuse-login")
         self.addCleanup(refusing.stop)
-        for keywords in ({"password": "a;b"}, {"password": "x" * 64}, {"user": "ips=1"}, {"user": "\ud800"}):
+        for keywords in (
+            {"password": "a;b"},
+            {"password": "x" * 64},
+            {"user": "ips=1"},
+            {"user": "\ud800"},
+            *REFUSED,
+        ):
             with self.subTest(**keywords), self.assertRaises(tarnsql.InterfaceError):
                 self.connect(**keywords)
         for keywords, code in [
             ({"server": "no such host"}, None),
             ({"server": None, "connection_string": "server=a..b;"}, None),
-            ({"port": refusing.port}, "EC012"),
+            ({"port": refusing.port}, "EX003"),
         ]:
             with self.subTest(**keywords), self.assertRaises(tarnsql.OperationalError) as caught:
                 self.connect(**keywords)
@@ -97,16 +129,69 @@ class Lifetimes(ServerCase):
         gc.disable()
         for sql in ("select 1", "select 1; select * from nowhere", "select a from t"):
             with contextlib.ExitStack() as patches, self.subTest(sql):
-                freed, closed = (
-                    patches.enter_context(mock.patch.object(library, name, wraps=getattr(library, name)))
-                    for name in ("TRN_FreeRowset", "TRN_CloseConn")
-                )
+                free, close = tarnsql._calls.release, library.TRN_CloseConn
+                freed = patches.enter_context(mock.patch.object(tarnsql._calls, "release", wraps=free))
+                closed = patches.enter_context(mock.patch.object(library, "TRN_CloseConn", wraps=close))
                 cursor = tarnsql.connect(**self.server.settings).cursor()
                 with contextlib.suppress(tarnsql.Error):
                     cursor.execute(sql).fetchmany(5)
                 freed.reset_mock()
                 cursor = None
                 self.assertEqual((freed.call_count, closed.call_count), (1, 1))
+
+    def test_rounds_of_everything_leave_nothing_behind(self):
+        rounds = int(os.environ.get("TARNSQL_LEAK_ROUNDS", "500"))
+        self.cursor.execute(
+            "create table many(i INTEGER, r DOUBLE, t VARCHAR(20), d DATE, n NUMERIC, z TIME WITH TIME ZONE, b BLOB)"
+        )
+        self.cursor.execute("create table bad(d DATE)")
+        self.cursor.execute("insert into bad values ('1999-01-01'), ('0000-05-05')")
+        day, clock = datetime.date(2024, 2, 29), datetime.time(1, 2, tzinfo=datetime.timezone.utc)
+        rows = [(i, i / 2, f"text {i}", day, Decimal(i), clock, b"bytes") for i in range(5)]
+        mixed = [(1,), (2.5,), (None,), ("text",), (b"bytes",), (tarnsql.Blob(b"x"),)]
+
+        def one_round():
+            cursor = self.connection.cursor()
+            cursor.executemany("insert into many values (?, ?, ?, ?, ?, ?, ?)", rows)
+            cursor.executemany("insert into many(t) values (?)", mixed)
+            for read in (cursor.fetchall, cursor.fetchone, lambda: next(iter(cursor))):
+                read_from = cursor.execute("select * from many where i < :most", {"most": 4})
+                read(), read_from.description
+            cursor.row_factory = tarnsql.namedtuple_row
+            cursor.execute("select i, t from many").fetchmany(2)
+            list(self.connection.cursor(server_side=True, fetch_size=3).execute("select * from many"))
+            for sql, parameters in [
+                ("select d from bad", ()),
+                ("select * from nowhere", ()),
+                ("select ?", [object()]),
+                (None, ()),
+            ]:
+                with contextlib.suppress(tarnsql.Error):
+                    cursor.execute(sql, parameters).fetchall()
+                    cursor.fetchall()
+            self.connection.rollback()
+
+        self.connection.commit()
+        for _ in range(50):
+            one_round()
+        gc.collect()
+        blocks, memory = sys.getallocatedblocks(), peak_kib()
+        for _ in range(rounds):
+            one_round()
+        gc.collect()
+        # Some hundreds come with the interpreter's own caches, which fill slowly; one that every round left would show.
+        self.assertLess(sys.getallocatedblocks() - blocks, 400 + rounds / 10, "objects of Python")
+        if memory:
+            self.assertLess(peak_kib() - memory, 4096, "KiB of the process")
+
+
+def peak_kib():
+    """Of this process; 0 where it cannot be told."""
+    try:
+        import resource
+    except ImportError:
+        return 0
+    return resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
 
 
 class Readme(ServerCase):

@@ -7,6 +7,7 @@ import unittest
 from concurrent.futures import ThreadPoolExecutor
 from datetime import date, datetime, timedelta, timezone
 from decimal import Decimal
+from unittest import mock
 
 import tarnsql
 from support import Server, ServerCase
@@ -71,6 +72,44 @@ class Statements(ServerCase):
                 self.cursor.execute("delete from w")
         for sql, sent in [(places, [full, full[1:]]), (named, [{"a": 1}, {"b": 1}])]:
             self.assertRaises(tarnsql.ProgrammingError, self.cursor.executemany, sql, sent)
+
+    def test_columns_of_mixed_types_travel_as_batches_where_a_type_is_common(self):
+        exact = 2**53 + 1  # no float
+        moment = datetime(2024, 2, 29, 1, 2, 3, 500000)
+        for kind, values, requests, read in [
+            ("DOUBLE", [1, None, 2.5, -3], 1, [1.0, None, 2.5, -3.0]),
+            ("DOUBLE", [2.5, 1], 1, [2.5, 1.0]),
+            ("NUMERIC(20,2)", [1, Decimal("2.50"), -3, 0.25], 1, [1, Decimal("2.50"), -3, Decimal("0.25")]),
+            ("NUMERIC(30,2)", [exact, 0.5], 2, [exact, Decimal("0.50")]),
+            ("VARCHAR(40)", [5, "text", None], 1, ["5", "text", None]),
+            ("DATETIME", [moment, date(2024, 3, 1)], 1, [moment, datetime(2024, 3, 1)]),
+            ("INTEGER", [True, 2, 3, False], 3, [1, 2, 3, 0]),
+        ]:
+            with self.subTest(kind, values=values):
+                self.cursor.execute(f"create table m(a {kind})")
+                with mock.patch.object(
+                    tarnsql._calls, "execute_batch", wraps=tarnsql._calls.execute_batch
+                ) as sent:
+                    self.cursor.executemany("insert into m values (?)", [(value,) for value in values])
+                self.assertEqual((sent.call_count, self.cursor.rowcount), (requests, len(values)))
+                rows = self.cursor.execute("select a from m order by rowid").fetchall()
+                self.assertEqual([value for value, in rows], read)
+                self.cursor.execute("drop table m")
+
+    def test_rowcount_is_told_where_it_is_known(self):
+        for sql, parameters, rowcount in [
+            ("insert into t values (1, 'a(', 0)", (), 1),
+            ("INSERT INTO t(a, b) VALUES (abs(?), upper('x)')) ;", [2], 1),
+            ("insert into t values (3, 'c', 0), (4, 'd', 0)", (), -1),
+            ("insert into t select a + 10, b, c from t", (), -1),
+            ("update t set c = 5", (), 8),
+            ("delete from t where a > ?", [10], 4),
+            ("select * from t", (), 4),
+        ]:
+            with self.subTest(sql):
+                self.assertEqual(self.cursor.execute(sql, parameters).rowcount, rowcount)
+        self.assertEqual(self.cursor.executemany(INSERT, [(n, "x") for n in range(20, 25)]).rowcount, 5)
+        self.assertEqual(self.cursor.executemany("update t set c = ?", [(1,), (2,)]).rowcount, -1)
 
     def test_batches_of_more_rows_than_a_request_takes(self):
         self.cursor.executemany(INSERT, self.server_side(2000, NUMBERS, [70000]))

@@ -12,6 +12,8 @@ from ._errors import (
     ProgrammingError,
     Warning,
 )
+from ._implementation import implementation
+from ._rows import dict_row, namedtuple_row
 from ._types import (
     BINARY,
     CURSOR,
@@ -80,6 +82,9 @@ __all__ = [
     "YearToMonth",
     "apilevel",
     "connect",
+    "dict_row",
+    "implementation",
+    "namedtuple_row",
     "paramstyle",
     "threadsafety",
 ]

@@ -8,21 +8,30 @@ from __future__ import annotations
 
 import ctypes
 import datetime
+import itertools
+import math
 import struct
 import sys
 import uuid
+import warnings
 from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
 from decimal import Decimal
-from typing import Any, Dict, List, Optional, Tuple, Union
+from typing import Any, Dict, List, Optional, Tuple, Type, Union, cast
 
 from . import _library as codes
-from ._errors import DataError, NotSupportedError, ProgrammingError, failure
-from ._reading import CONVERSION_ERRORS, datetime_of, datetime_with_zone, time_with_zone
+from ._errors import DataError, NotSupportedError, ProgrammingError, Warning, failure
+from ._reading import (
+    CONVERSION_ERRORS,
+    datetime_of,
+    datetime_with_zone,
+    time_with_zone,
+)
 from ._types import CURSOR, InOut, Out, YearToMonth
 from .lob import Blob, Clob, Lob
 
 Parameters = Union[Sequence[Any], Mapping[str, Any]]
 Keys = Sequence[Union[int, bytes]]  # of parameters: positions from 1, or names
+Names = Optional[Sequence[bytes]]  # None: by position
 Encoded = Tuple[int, Any]  # the type's code; the bytes, or a large object
 
 _BATCH_ROWS = 65535  # as many travel in one request
@@ -71,6 +80,9 @@ def _decimal(value: Decimal) -> Encoded:
 def _datetime(value: datetime.datetime) -> Encoded:
     if value.tzinfo:
         return _text(value.isoformat(" "))
+    if value.microsecond % 1000:
+        text = "a DATETIME keeps milliseconds: the microseconds of a parameter are cut (a datetime with a zone keeps them)"
+        warnings.warn(text, Warning, stacklevel=2)
     since = value - _EPOCH
     return codes.MILLISECONDS, _int64((since.days * 86400 + since.seconds) * 1000 + since.microseconds // 1000)
 
@@ -102,13 +114,35 @@ _ENCODERS: Dict[type, Callable[[Any], Encoded]] = {
 }
 
 
+def _numpy(value: Any) -> Encoded:
+    """A scalar of numpy, as the object of Python's own that it stands for."""
+    if value.dtype.kind == "M":
+        value = value.astype("datetime64[us]")  # of finer ones no datetime can be made
+    elif value.dtype.kind == "m":
+        value = value.astype("timedelta64[us]")
+    return encode(value.item())
+
+
+def _missing(value: Any) -> Encoded:
+    return _NULL
+
+
+def _encoder_of(kind: type) -> Callable[[Any], Encoded]:
+    package = kind.__module__.partition(".")[0]
+    if package == "pandas" and kind.__name__ in ("NaTType", "NAType"):
+        return _missing
+    for base in kind.__mro__:
+        if base in _ENCODERS:
+            return _ENCODERS[base]
+    if package == "numpy" and hasattr(kind, "item") and not hasattr(kind, "__len__"):
+        return _numpy
+    raise ProgrammingError(f"a parameter cannot be of type {kind.__name__}")
+
+
 def encode(value: Any) -> Encoded:
     encoder = _ENCODERS.get(type(value))
     if encoder is None:
-        base = next((base for base in type(value).__mro__ if base in _ENCODERS), None)
-        if base is None:
-            raise ProgrammingError(f"a parameter cannot be of type {type(value).__name__}")
-        encoder = _ENCODERS[base]
+        encoder = _encoder_of(type(value))
     try:
         return encoder(value)
     except CONVERSION_ERRORS as error:
@@ -117,16 +151,51 @@ def encode(value: Any) -> Encoded:
 
 def keys_of(parameters: Parameters) -> Keys:
     """The positions or the names of the parameters; raises for what are no parameters."""
-    if not isinstance(parameters, (tuple, list)):  # which most are
-        if isinstance(parameters, Mapping):
-            return [codes.c_text(name, "a parameter's name") for name in parameters]
-        if isinstance(parameters, (str, bytes)) or not isinstance(parameters, Sequence):
-            raise ProgrammingError("parameters come as a sequence, or as a mapping of names")
+    if isinstance(parameters, Mapping):
+        return [codes.c_text(name, "a parameter's name") for name in parameters]
+    if isinstance(parameters, (str, bytes)) or not isinstance(parameters, Sequence):
+        raise ProgrammingError("parameters come as a sequence, or as a mapping of names")
     return range(1, len(parameters) + 1)
 
 
+def split(parameters: Parameters) -> Tuple[Names, Sequence[Any]]:
+    """The names of the parameters, or None, and their values."""
+    keys = keys_of(parameters)
+    if isinstance(parameters, Mapping):
+        return cast(Sequence[bytes], keys), tuple(parameters.values())
+    return None, tuple(parameters)
+
+
+def bind_values(connection: int, names: Names, values: Sequence[Any], held: List[Any]) -> int:
+    """Binds the values of a tuple or list to a connection; large objects join held, to live until the execution.
+
+    The status of the first bind that fails, or 0.
+    """
+    keys: Keys = names or range(1, len(values) + 1)
+    for key, (code, content) in zip(keys, [encode(value) for value in values]):
+        status = _bind_one(ctypes.c_void_p(connection), key, code, content, held)
+        if status < 0:
+            return status
+    return 0
+
+
+def _bind_one(connection: Any, key: Union[int, bytes], code: int, content: Any, held: List[Any]) -> int:
+    size = 0  # of a large object, which knows its own
+    if isinstance(content, Lob):
+        held.append(content)
+        content = content.variable
+    else:
+        size = len(content)
+    lib = codes.library()
+    if isinstance(key, bytes):
+        status: int = lib.TRN_BindParamByName(connection, key, codes.IN, code, content, size, None, None)
+    else:
+        status = lib.TRN_BindParamByPos(connection, key, codes.IN, code, content, size, None)
+    return status
+
+
 class Binder:
-    """Binds values to a connection for its next execution.
+    """What is bound to a connection for its next execution.
 
     The caller holds the connection's lock until that is done, and then has all forgotten, also behind a failure.
     """
@@ -135,62 +204,28 @@ class Binder:
         self._lib = lib
         self._handle = connection
         self._connection = ctypes.byref(connection)
-        self._held: List[Any] = []  # what must live until the execution
+        self.held: List[Any] = []  # what must live until the execution
 
     def forget(self) -> None:
         """Takes back what has been bound."""
         self._lib.TRN_ResetParams(self._connection)
-        self._held.clear()
+        del self.held[:]
 
     def _check(self, status: int) -> None:
         if status < 0:
             raise failure(status, codes.error_text(self._lib, self._handle))
 
-    def bind(self, parameters: Parameters) -> None:
-        """Single values, by position or by name."""
-        keys = keys_of(parameters)
-        values = parameters.values() if isinstance(parameters, Mapping) else parameters
-        self.bind_encoded(keys, [encode(value) for value in values])
-
-    def bind_encoded(self, keys: Keys, row: Sequence[Encoded]) -> None:
-        for key, (code, content) in zip(keys, row):
-            self._bind_one(key, code, content)
-
-    def _bind_one(self, key: Union[int, bytes], code: int, content: Any) -> None:
-        size = 0  # of a large object, which knows its own
-        if isinstance(content, Lob):
-            self._held.append(content)
-            content = content.variable
-        else:
-            size = len(content)
-        if isinstance(key, bytes):
-            status = self._lib.TRN_BindParamByName(
-                self._connection, key, codes.IN, code, content, size, None, None
-            )
-        else:
-            status = self._lib.TRN_BindParamByPos(self._connection, key, codes.IN, code, content, size, None)
-        self._check(status)
-
-    def bind_arrays(self, keys: Keys, rows: Sequence[Sequence[Encoded]]) -> None:
-        """One array for each parameter; fit_for_arrays has agreed to the rows."""
-        for index, key in enumerate(keys):
-            column = [row[index] for row in rows]
-            code = next((code for code, _ in column if code != codes.NO_TYPE), codes.TEXT)
-            values = b"".join(_elements(code, [content for _, content in column]))
-            lengths = struct.pack(f"={len(column)}i", *[len(content) for _, content in column])
-            bind = self._lib.TRN_BindParamArrayByPos
-            if isinstance(key, bytes):
-                bind = self._lib.TRN_BindParamArrayByName
-            self._check(
-                bind(self._connection, key, len(keys), codes.IN, code, len(rows), values, len(values), lengths)
-            )
+    def bind_batch(self, names: Names, batch: Any) -> None:
+        """One array for each parameter."""
+        self.held.append(batch)
+        self._check(batch.bind(ctypes.addressof(self._handle), names))
 
     def bind_call(self, arguments: Sequence[Any], returns: Optional[Out]) -> List[Optional[Output]]:
         """The arguments of a procedure, and the room for its outputs; the last one is the returned value's."""
         outputs: List[Optional[Output]] = []
         for position, argument in enumerate([*arguments, *([returns] if returns else [])], 1):
             if not isinstance(argument, Out):
-                self._bind_one(position, *encode(argument))
+                self._check(_bind_one(self._connection, position, *encode(argument), self.held))
                 outputs.append(None)
                 continue
             output = Output(argument)
@@ -211,6 +246,113 @@ class Binder:
 _WIDTHS = {codes.BOOLEAN: 1, codes.BIGINT: 8, codes.DOUBLE: 8, codes.MILLISECONDS: 8}
 
 
+def common_type(one: int, other: int) -> int:
+    """The type that values of both can travel as in one array; NO_TYPE: none."""
+    both = {one, other}
+    if both == {codes.BIGINT, codes.DOUBLE}:
+        return codes.DOUBLE
+    if codes.TEXT in both and both <= {codes.TEXT, codes.BIGINT, codes.DOUBLE, codes.MILLISECONDS}:
+        return codes.TEXT
+    return codes.NO_TYPE
+
+
+def convert(source: int, target: int, content: bytes) -> Optional[bytes]:
+    """An encoded value as one of a common type; None when it has no exact form there."""
+    if source == target:
+        return content
+    value: Any = struct.unpack("=d" if source == codes.DOUBLE else "=q", content)[0]
+    if target == codes.DOUBLE:
+        return _double(value) if int(float(value)) == value else None
+    if source == codes.MILLISECONDS:
+        return datetime_of(value).isoformat(" ", "milliseconds").encode("ascii")
+    if source == codes.DOUBLE and not math.isfinite(value):
+        return None
+    return repr(value).encode("ascii")
+
+
+class Batch:
+    """Rows on their way into arrays, one for each parameter.
+
+    A column has the type of its first value that is no null, or one that the later values have in common with it.
+    """
+
+    def __init__(self, columns: int, named: bool) -> None:
+        self.rows = 0
+        self._codes = [codes.NO_TYPE] * columns
+        self._columns: List[List[bytes]] = [[] for _ in range(columns)]
+        self._size = 0
+        # Bytes bound by name would travel 4 bytes late.
+        self._without_arrays = {codes.CLOB, codes.BLOB, *([codes.BYTES] if named else [])}
+        self._bound: List[Any] = []
+
+    def fill(self, rows: Iterator[Any], row_limit: int, size_limit: int) -> Any:
+        """Takes tuples and lists of the right length from an iterator until so many rows or bytes are there.
+
+        Gives the row that is of another kind or does not fit, in a tuple; None when the batch is full or the rows have ended.
+        """
+        while self.rows < row_limit and self._size < size_limit:
+            row = next(rows, _END)
+            if row is _END:
+                return None
+            if type(row) not in (tuple, list) or len(row) != len(self._codes):
+                return (row,)
+            if not self._take([encode(value) for value in row]):
+                return (row,)
+        return None
+
+    def _take(self, row: List[Encoded]) -> bool:
+        wider: Dict[int, int] = {}
+        for column, (code, content) in enumerate(row):
+            if code in self._without_arrays:
+                return False
+            present = self._codes[column]
+            if code in (present, codes.NO_TYPE):
+                continue
+            target = code if present == codes.NO_TYPE else common_type(present, code)
+            sent = convert(code, target, content) if target else None
+            if sent is None or not self._can_be(column, target):
+                return False
+            wider[column] = target
+            row[column] = (target, sent)
+        for column, target in wider.items():
+            present, contents = self._codes[column], self._columns[column]
+            if present != target:
+                self._columns[column] = [_converted(present, target, content) for content in contents]
+                self._codes[column] = target
+        for contents, (_, content) in zip(self._columns, row):
+            contents.append(content)
+            self._size += len(content)
+        self.rows += 1
+        return True
+
+    def _can_be(self, column: int, target: int) -> bool:
+        present = self._codes[column]
+        if present in (target, codes.NO_TYPE):
+            return True
+        return None not in [convert(present, target, content) for content in self._columns[column] if content]
+
+    def bind(self, connection: int, names: Names) -> int:
+        """The status of the first bind that fails, or 0. The batch must live until the execution."""
+        lib, handle = codes.library(), ctypes.c_void_p(connection)
+        call = lib.TRN_BindParamArrayByName if names else lib.TRN_BindParamArrayByPos
+        for index, contents in enumerate(self._columns):
+            code = self._codes[index] or codes.TEXT
+            values = b"".join(_elements(code, contents))
+            lengths = struct.pack(f"={self.rows}i", *[len(content) for content in contents])
+            self._bound += [values, lengths]
+            key = names[index] if names else index + 1
+            status: int = call(
+                handle, key, len(self._codes), codes.IN, code, self.rows, values, len(values), lengths
+            )
+            if status < 0:
+                return status
+        return 0
+
+
+def _converted(source: int, target: int, content: bytes) -> bytes:
+    return (convert(source, target, content) or b"") if content else b""
+
+
 def _elements(code: int, column: Sequence[bytes]) -> List[bytes]:
     if code in _WIDTHS:
         null = bytes(_WIDTHS[code])
@@ -218,38 +360,56 @@ def _elements(code: int, column: Sequence[bytes]) -> List[bytes]:
     return [part for content in column for part in (_size_in_front(len(content)), content)]
 
 
-def fit_for_arrays(keys: Keys, rows: Sequence[Sequence[Encoded]]) -> bool:
-    """Whether the rows can travel as arrays: there is one type a column, and arrays of it."""
-    without_arrays = {codes.CLOB, codes.BLOB}
-    if keys and isinstance(keys[0], bytes):
-        without_arrays.add(codes.BYTES)
-    for column in zip(*rows):
-        kinds = {code for code, _ in column} - {codes.NO_TYPE}
-        if len(kinds) > 1 or kinds & without_arrays:
-            return False
-    return bool(keys)
+_END: Any = object()  # of an iterator
+
+# What travels in one request: the names of the parameters, or None, and their batch; or one row, which no batch takes.
+Request = Tuple[Names, Any, Sequence[Any]]
 
 
-def batches(rows: Iterable[Parameters]) -> Iterator[Tuple[Keys, List[List[Encoded]]]]:
-    """The rows, encoded, in pieces that a request can take, each with the names or positions of its parameters."""
-    keys: Keys = ()
-    batch: List[List[Encoded]] = []
-    size = 0
-    for row in rows:
-        keys_of_row = keys_of(row)
-        if not batch:
-            keys, names = keys_of_row, list(row)
-        elif keys_of_row != keys and set(keys_of_row) != set(keys):
-            raise ProgrammingError("the sets of parameters have different names or lengths")
-        values = [row[name] for name in names] if isinstance(row, Mapping) else row
-        encoded = [encode(value) for value in values]
-        batch.append(encoded)
-        size += sum([len(content) for _, content in encoded])
-        if len(batch) == _BATCH_ROWS or size >= _BATCH_BYTES:
-            yield keys, batch
-            batch, size = [], 0
-    if batch:
-        yield keys, batch
+def requests(rows: Iterable[Parameters], new_batch: Type[Any]) -> Iterator[Request]:
+    """The rows in pieces that a request can take; new_batch is a class of batches."""
+    rest = iter(rows)
+    first = next(rest, _END)
+    if first is _END:
+        return
+    keys = keys_of(cast(Parameters, first))
+    names: Names = None
+    order = None
+    if isinstance(first, Mapping):
+        names, order = cast(Sequence[bytes], keys), list(first)
+    if names or not keys:
+        rest = (_values_of(row, keys, order) for row in rest)
+    ahead: Any = _values_of(first, keys, order)
+    while ahead is not _END:
+        batch = new_batch(len(keys), names is not None)
+        left = _fill(batch, ahead, rest, keys, order)
+        if batch.rows:
+            yield names, batch, ()
+        elif left is not _END:
+            yield names, None, left
+            left = _END
+        ahead = next(rest, _END) if left is _END else left
+
+
+def _fill(batch: Any, ahead: Any, rest: Iterator[Any], keys: Keys, order: Optional[List[str]]) -> Any:
+    """Fills a batch; gives the row that begins the next one, or _END when that is still to come."""
+    while keys:
+        odd = batch.fill(itertools.chain((ahead,), rest), _BATCH_ROWS, _BATCH_BYTES)
+        if odd is None:
+            return _END
+        ahead = odd[0] if order else _values_of(odd[0], keys, order)
+        if ahead is odd[0]:  # it was a row of values already: their types do not fit
+            break
+    return ahead
+
+
+def _values_of(row: Any, keys: Keys, order: Optional[List[str]]) -> Sequence[Any]:
+    """A row's values as a tuple or a list; raises when its names or their number are others than those of the first row."""
+    if type(row) in (tuple, list) and not order and len(row) == len(keys):
+        return cast(Sequence[Any], row)
+    if set(keys_of(row)) != set(keys):
+        raise ProgrammingError("the sets of parameters have different names or lengths")
+    return tuple([row[name] for name in order] if order else row)
 
 
 def _time_of(content: bytes) -> datetime.time:

@@ -6,12 +6,13 @@ from their words, and a text without known words is a DatabaseError.
 
 from __future__ import annotations
 
+import builtins
 import re
 from typing import Optional, Type
 
 
-class Warning(Exception):
-    """Important warnings of the server."""
+class Warning(builtins.Warning):
+    """Important warnings: of the server among a cursor's messages, of this module by warnings.warn."""
 
 
 class Error(Exception):

@@ -7,21 +7,24 @@ objects and travel as their address.
 
 from __future__ import annotations
 
+import atexit
 import ctypes
 import ctypes.util
 import functools
+import logging
 import os
 import sys
-from typing import Callable, Iterator, Tuple
+from typing import Any, Callable, Iterator, Tuple
 
 from ._errors import InterfaceError
+from ._implementation import core
 
 # Statuses.
-OPENED = 2
-OPENED_FROM_LIST = 0
 WARNED = 1
 END = 100
 ERR_SERVER = -1
+ERR_ARGUMENT = -3
+ERR_NETWORK = -4
 NULL_VALUE = -11
 TRUNCATED = -12
 ERR_CONVERSION = -13
@@ -69,10 +72,26 @@ LOB_COMPLETE = -1
 
 _address, _text, _int = ctypes.c_void_p, ctypes.c_char_p, ctypes.c_int32
 
+
+class Options(ctypes.Structure):
+    """What a connection is opened with beside its string; zeros stand for the library's own."""
+
+    _fields_ = [
+        ("size", ctypes.c_uint32),
+        ("flags", ctypes.c_uint32),
+        ("connect_timeout_ms", _int),
+        ("receive_timeout_ms", _int),
+        ("keepalive_idle_s", _int),
+        ("keepalive_interval_s", _int),
+        ("keepalive_count", _int),
+    ]
+
+
 _CALLS = {
-    "TRN_OpenConn": (_text, _address),
-    "TRN_OpenConn_Ips": (_text, _int, _address, _address),
-    "Release_IpsAttrs": (_address,),
+    "TRNX_OpenConn": (_text, _address, _address),
+    "TRNX_SetReceiveTimeout": (_address, _int),
+    "TRNX_Cancel": (_address,),
+    "TRNX_SetTrace": (_address, _address),
     "TRN_ReconnectConn": (_address,),
     "TRN_CloseConn": (_address,),
     "TRN_GetLastInsertId": (_address, _address),
@@ -107,6 +126,11 @@ _CALLS = {
 
 
 def _candidates() -> Iterator[str]:
+    carried = os.path.join(
+        os.path.dirname(__file__), "tarnsql.dll" if sys.platform == "win32" else "libtarnsql.so.1"
+    )
+    if os.path.exists(carried):
+        yield carried
     if sys.platform != "win32":
         yield "libtarnsql.so.1"
         yield "libtarnsql.so"
@@ -130,6 +154,18 @@ def _open() -> ctypes.CDLL:
     raise InterfaceError(f"the tarnsql library {source}cannot be loaded ({'; '.join(tried)}){advice}")
 
 
+_log = logging.getLogger("tarnsql")
+_LEVELS = {1: logging.INFO, 2: logging.DEBUG}  # what is printed otherwise; the protocol trace
+
+
+def _tell(user: Any, kind: int, line: bytes) -> None:
+    """What the library would print on the standard output, for whatever thread runs its call."""
+    _log.log(_LEVELS.get(kind, logging.INFO), "%s", line.decode("utf-8", "replace").rstrip())
+
+
+_log_line = ctypes.CFUNCTYPE(None, ctypes.c_void_p, _int, _text)(_tell)
+
+
 @functools.lru_cache(maxsize=None)
 def library() -> ctypes.CDLL:
     """The library with its calls declared; found once and kept."""
@@ -141,6 +177,12 @@ def library() -> ctypes.CDLL:
             raise InterfaceError(f"{loaded._name} is no tarnsql library: it has no {name}") from None
         call.argtypes = arguments
         call.restype = _int
+    if core:
+        called = [*_CALLS, "TRN_ReadNext"]
+        core.attach({name: ctypes.cast(loaded[name], ctypes.c_void_p).value for name in called})
+    if "TARNSQL_TRACE" not in os.environ:  # which says where the library's lines go
+        loaded.TRNX_SetTrace(_log_line, None)
+        atexit.register(loaded.TRNX_SetTrace, None, None)
     return loaded
 
 

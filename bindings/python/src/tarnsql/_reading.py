@@ -6,12 +6,13 @@ form that suits its type, through buffers that it keeps. So a value costs one ca
 
 from __future__ import annotations
 
+import contextlib
 import ctypes
 import datetime
 import functools
 import struct
 from decimal import Decimal, InvalidOperation
-from typing import Any, Callable, ContextManager, Dict, List, Optional, Tuple
+from typing import Any, Callable, ContextManager, Dict, List, Optional, Sequence, Tuple
 
 from . import _library as codes
 from ._errors import DataError, failure
@@ -19,6 +20,7 @@ from ._types import YearToMonth
 from .lob import Lob, empty_lob
 
 Reader = Callable[[], Any]
+InSession = Callable[[], ContextManager[Any]]
 Column = Tuple[str, int, None, Optional[int], Optional[int], Optional[int], Optional[bool]]
 
 # What a conversion raises for a value that Python's type cannot hold, such as the year 0.
@@ -73,32 +75,50 @@ class RowReader:
     in_session   holds the connection, open, while a large object is fetched from the server
     """
 
-    def __init__(
-        self,
-        lib: ctypes.CDLL,
-        result: ctypes.c_void_p,
-        columns: List[Column],
-        descriptors: bool,
-        in_session: Callable[[], ContextManager[Any]],
-    ) -> None:
+    def __init__(self, address: int, descriptors: bool, in_session: InSession) -> None:
         step, get = codes.row_calls()
-        # Moves to the next row: 0, or END behind the last one.
-        self.step = functools.partial(step, ctypes.byref(result))
+        self._variable = ctypes.c_void_p.from_address(address)
+        # A handle of its own: with null in it the library refuses, whatever another thread makes of the variable.
+        self._result = ctypes.c_void_p(self._variable.value)
+        self._step = functools.partial(step, ctypes.byref(self._result))
         self.rows_read = 0
-        values = _Values(lib, get, result, in_session)
+        values = _Values(codes.library(), get, self._result, in_session)
         self._readers = [
-            values.reader(number, column[1], descriptors) for number, column in enumerate(columns, 1)
+            values.reader(number, column[1], descriptors) for number, column in enumerate(describe(address), 1)
         ]
 
-    def row(self) -> Tuple[Any, ...]:
-        """The current row."""
+    def next(self) -> Optional[Tuple[Any, ...]]:
+        """The next row; None when there is none."""
+        if self._step():
+            return None
         self.rows_read += 1
         try:
             return tuple([read() for read in self._readers])
         except CONVERSION_ERRORS as error:
-            text = f"a value has no Python form: {error}"
+            failed = conversion_failure(error)
         # Not from the other one: its frames would hold the cursor of a postponed failure.
-        raise DataError(text)
+        raise failed
+
+    def fill(self, rows: List[Any], limit: int) -> bool:
+        """Appends up to so many rows to a list; whether they all came."""
+        for _ in range(limit):
+            row = self.next()
+            if row is None:
+                return False
+            rows.append(row)
+        return True
+
+    def close(self) -> None:
+        """Ends reading, whoever still does."""
+        self._result.value = None
+
+    def open(self) -> None:
+        """Goes on with what is in the handle variable now."""
+        self._result.value = self._variable.value
+
+
+def conversion_failure(error: Exception) -> DataError:
+    return DataError(f"a value has no Python form: {error}")
 
 
 class _Values:
@@ -109,7 +129,7 @@ class _Values:
         lib: ctypes.CDLL,
         get: Callable[..., int],
         result: ctypes.c_void_p,
-        in_session: Callable[[], ContextManager[Any]],
+        in_session: InSession,
     ) -> None:
         self._lib = lib
         self._get = get
@@ -194,11 +214,13 @@ class _Values:
 
     def _numeric(self, column: int) -> Reader:
         def convert(text: str) -> Decimal:
-            if len(text) == _LONGEST_TEXT:
-                text = (self._stored(column) or b"").decode("ascii")
-            return Decimal(text)
+            return self.long_number(column) if len(text) == _LONGEST_TEXT else Decimal(text)
 
         return self._text(column, convert)
+
+    def long_number(self, column: int) -> Decimal:
+        """A NUMERIC of the current row whose text the library cuts."""
+        return Decimal((self._stored(column) or b"").decode("ascii"))
 
     def _zoned(self, column: int, size: int, convert: Callable[[bytes], Any]) -> Reader:
         get, handle, failed = self._get, self._handle, self._failure
@@ -279,15 +301,16 @@ _PLAIN: Dict[int, Tuple[int, Any, Optional[Callable[[Any], Any]]]] = {
 }
 
 
-def describe(lib: ctypes.CDLL, result: ctypes.c_void_p) -> List[Column]:
+def describe(address: int) -> List[Column]:
     """The columns of a result item, as a cursor's description tells them."""
+    lib, result = codes.library(), ctypes.c_void_p(address)
     name, label = (ctypes.create_string_buffer(_NAME_SIZE) for _ in range(2))
     code, modifier, flags = ctypes.c_int32(), ctypes.c_int32(), ctypes.c_int32()
     outputs = (name, label, *map(ctypes.byref, (code, modifier, flags)))
     columns: List[Column] = []
     while True:
         name.value = label.value = bytes(_NAME_SIZE)
-        if lib.TRN_getResultColInfo(ctypes.byref(result), len(columns) + 1, None, *outputs):
+        if lib.TRN_getResultColInfo(result, len(columns) + 1, None, *outputs):
             return columns
         size = precision = scale = None
         if code.value == codes.NUMERIC and modifier.value > 0:
@@ -296,3 +319,17 @@ def describe(lib: ctypes.CDLL, result: ctypes.c_void_p) -> List[Column]:
             size = modifier.value
         text = (label.value or name.value).decode("utf-8", "replace")
         columns.append((text, code.value, None, size, precision, scale, not flags.value & _NOT_NULL))
+
+
+def value_reader(address: int, column: int, code: int, descriptors: bool, in_session: InSession) -> Reader:
+    """For the core: what reads the values of a column of a type that it does not read itself."""
+    variable = ctypes.c_void_p.from_address(address)
+    return _Values(codes.library(), codes.row_calls()[1], variable, in_session).reader(
+        column, code, descriptors
+    )
+
+
+def read_long_number(address: int, column: int) -> Decimal:
+    """For the core: a NUMERIC of the current row whose text the library cuts."""
+    variable = ctypes.c_void_p.from_address(address)
+    return _Values(codes.library(), codes.row_calls()[1], variable, contextlib.nullcontext).long_number(column)

@@ -9,12 +9,25 @@ from __future__ import annotations
 import contextlib
 import ctypes
 import threading
-from typing import Any, Iterator, List, Tuple
+from typing import Any, Iterator, List, Optional, Tuple
 
 from . import _errors
 from . import _library as codes
 from ._binding import Binder
 from ._errors import InterfaceError, failure
+from ._interrupt import Interruptible
+from ._rows import RowFactory
+
+_LONGEST_TIMEOUT = 2_000_000
+
+
+def _milliseconds(seconds: Optional[float]) -> int:
+    """0 for None."""
+    if seconds is None:
+        return 0
+    if not 0 < seconds <= _LONGEST_TIMEOUT:
+        raise InterfaceError(f"a time-out is a number of seconds above 0, at most {_LONGEST_TIMEOUT}")
+    return max(1, round(seconds * 1000))
 
 
 class Session:
@@ -32,31 +45,37 @@ class Session:
     ProgrammingError = _errors.ProgrammingError
     NotSupportedError = _errors.NotSupportedError
 
-    def __init__(self, connection_string: str) -> None:
+    def __init__(
+        self, connection_string: str, connect_timeout: Optional[float] = None, timeout: Optional[float] = None
+    ) -> None:
         self.handle = ctypes.c_void_p()
         self.ref = ctypes.byref(self.handle)
+        self.address = ctypes.addressof(self.handle)
         self.lock = threading.RLock()
+        self.row_factory: Optional[RowFactory] = None  # of new cursors
         self.generation = 0  # counts logins: what lived on the server ends with each
         self._cursor_number = 0
         self._abandoned: List[Tuple[int, str]] = []  # server cursors that went out of use unclosed
         self._lib = codes.library()
         self.binder = Binder(self._lib, self.handle)
-        self._open(codes.c_text(connection_string, "the connection string"))
+        self.interruptible = Interruptible(self.handle)
+        self._cancelled = False
+        options = codes.Options(ctypes.sizeof(codes.Options))
+        options.connect_timeout_ms, options.receive_timeout_ms = _milliseconds(connect_timeout), _milliseconds(
+            timeout
+        )
+        self._open(codes.c_text(connection_string, "the connection string"), options)
         self.descriptors = bool(self._number(codes.DESCRIPTORS))
 
-    def _open(self, connection_string: bytes) -> None:
-        if b"ips=" in connection_string or b"IPS=" in connection_string:
-            addresses = ctypes.c_void_p()
-            status = self._lib.TRN_OpenConn_Ips(connection_string, 0, ctypes.byref(addresses), self.ref)
-            self._lib.Release_IpsAttrs(ctypes.byref(addresses))
-            opened = status == codes.OPENED_FROM_LIST
-        else:
-            status = self._lib.TRN_OpenConn(connection_string, self.ref)
-            opened = status == codes.OPENED
-        if not opened:
+    def _open(self, connection_string: bytes, options: codes.Options) -> None:
+        with self.interruptible:
+            status = self._lib.TRNX_OpenConn(connection_string, ctypes.byref(options), self.ref)
+        if status:
             text = codes.error_text(self._lib, self.handle)
             self._lib.TRN_CloseConn(self.ref)
-            raise failure(status, text)
+            raise InterfaceError(text, status) if status == codes.ERR_ARGUMENT and text else failure(
+                status, text
+            )
 
     # ------------------------------------------------------------------------------- for cursors
 
@@ -74,14 +93,18 @@ class Session:
 
     def call(self, name: str, *arguments: Any) -> int:
         """One call on this connection's handle; the caller holds the lock. Raises for a failure."""
-        status: int = getattr(self._lib, name)(self.ref, *arguments)
+        with self.interruptible:
+            status: int = getattr(self._lib, name)(self.ref, *arguments)
         if status < 0:
             raise self.failure(status)
         return status
 
     def failure(self, status: int) -> _errors.Error:
         """The exception for a status that a call on this connection returned."""
-        return failure(status, codes.error_text(self._lib, self.handle))
+        text = codes.error_text(self._lib, self.handle)
+        if status == codes.ERR_NETWORK and self._cancelled:
+            return _errors.OperationalError(text, status)
+        return failure(status, text)
 
     def begin_call(self) -> None:
         """What comes before a request; the caller holds the lock."""
@@ -144,7 +167,25 @@ class Session:
         with self.lock:
             self.require_open()
             self.generation += 1
+            self._cancelled = False
             self.call("TRN_ReconnectConn")
+
+    def cancel(self) -> bool:
+        """Ends the call that runs on this connection, from any thread; whether there was one.
+
+        The call raises OperationalError with the code "EX001". The link is gone, with what was not committed: reconnect() goes on.
+        """
+        self.require_open()
+        self._cancelled = True  # before the call can end
+        running = bool(self._lib.TRNX_Cancel(self.ref) == 1)
+        self._cancelled = self._cancelled and running
+        return running
+
+    def set_timeout(self, seconds: Optional[float]) -> None:
+        """Changes how long a call waits for the next bytes of a reply; None: as long as the library does, 30 minutes."""
+        with self.lock:
+            self.require_open()
+            self.call("TRNX_SetReceiveTimeout", _milliseconds(seconds))
 
     @property
     def server_version(self) -> str:

@@ -36,6 +36,8 @@ def connect(
     current_schema: Optional[str] = None,
     keyword_filter: Optional[str] = None,
     lock_timeout: Optional[int] = None,
+    connect_timeout: Optional[float] = None,
+    timeout: Optional[float] = None,
 ) -> Connection:
     """Opens a connection.
 
@@ -46,12 +48,14 @@ def connect(
     autocommit         every statement commits by itself; otherwise transactions begin by themselves
     lobs               CLOB and BLOB columns come as Clob and Blob objects, not as str and bytes
     lock_timeout       seconds
+    connect_timeout    seconds to wait for the connection, of a list of addresses for each, and for the answers to the login
+    timeout            seconds to wait for the next bytes of a reply; a call that waits longer fails, and the link is gone
 
     The other keywords are those of the connection string.
     """
     if autocommit is None and not _AUTO_COMMIT.search(connection_string):
         autocommit = False
-    segments = _segments(connection_string, resolve=not server)
+    segments = _segments(connection_string, with_server=not server)
     settings: Mapping[str, Any] = {
         "server": _address(server) if server else None,
         "port": port,
@@ -70,7 +74,7 @@ def connect(
     segments += [_segment(key, value) for key, value in settings.items() if value is not None]
     if ips:
         segments.append("ips=" + ",".join(map(_address, ips)))
-    return Connection(";".join(segments) + ";")
+    return Connection(";".join(segments) + ";", connect_timeout, timeout)
 
 
 def _address(server: str) -> str:
@@ -81,14 +85,16 @@ def _address(server: str) -> str:
         raise OperationalError(f"the server {server!r} is not known: {error}") from error
 
 
-def _segments(given: str, resolve: bool) -> List[str]:
+def _segments(given: str, with_server: bool) -> List[str]:
     if ";" not in given:
         given = given.replace(",", ";")  # the separator of a string without ";", which it has from now on
-    segments = [segment for segment in given.split(";") if segment.strip()]
-    for index, segment in enumerate(segments if resolve else ()):
+    segments = []
+    for segment in given.split(";"):
         key, _, value = segment.partition("=")
-        if key.strip(" ").lower() in ("server", "ip"):
-            segments[index] = f"server={_address(value.strip(' '))}"
+        if key.strip(" ").lower() not in ("server", "ip"):
+            segments += [segment] if segment.strip() else []
+        elif with_server:
+            segments.append(f"server={_address(value.strip(' '))}")
     return segments
 
 

@@ -7,21 +7,40 @@ statement on the same cursor, whatever other cursors do.
 from __future__ import annotations
 
 import ctypes
+import functools
 import re
 import sys
-from typing import Any, Iterable, Iterator, List, Optional, Sequence, Tuple, Type
+from typing import Any, Iterable, Iterator, List, Optional, Sequence, Tuple, Type, cast
 
+from . import _calls
 from . import _library as codes
-from ._binding import Encoded, Keys, Output, Parameters, batches, fit_for_arrays
+from ._binding import Names, Output, Parameters, requests, split
 from ._errors import Error, InterfaceError, ProgrammingError, Warning, failure
-from ._reading import Column, RowReader, describe
+from ._reading import Column
+from ._rows import RowFactory, RowMaker
 from ._session import Session
 from ._types import CURSOR, Out
 
-Row = Tuple[Any, ...]
-
 _PROCEDURE_NAME = re.compile(r'[\w$#."]+')
 _ID_SIZE = 32
+
+# An insert of one row of values; the second group is what stands behind VALUES.
+_INSERT = re.compile(
+    r"\s*INSERT\s+INTO\s+[^()';]+(\([^()';]*\))?\s*VALUES\s*(\(.*\))\s*;?\s*", re.IGNORECASE | re.DOTALL
+)
+
+
+@functools.lru_cache(maxsize=512)
+def _inserts_one_row(sql: str) -> bool:
+    """The server tells that an insert was done, and not of how many rows; here the statement does."""
+    insert = _INSERT.fullmatch(sql)
+    values = re.sub(r"'[^']*'", "", insert.group(2)) if insert else ""
+    depth = 0
+    for position, letter in enumerate(values):
+        depth += {"(": 1, ")": -1}.get(letter, 0)
+        if not depth:
+            return position == len(values) - 1
+    return False
 
 
 class Cursor:
@@ -30,15 +49,20 @@ class Cursor:
     def __init__(self, connection: Session) -> None:
         self.connection = connection
         self.arraysize = 1
+        self.row_factory: Optional[RowFactory] = connection.row_factory  # used from the next result on
+        self._make_row: Optional[RowMaker] = None
         self.messages: List[Tuple[Type[Exception], Exception]] = []
         self.closed = False
         self._lib = codes.library()
         self._result = ctypes.c_void_p()
         self._result_ref = ctypes.byref(self._result)
+        self._address = ctypes.addressof(self._result)
         # At most one in each: a failure that is raised may stay in no variable of a frame that it passes, or it would keep
         # the cursor and the connection from going out of use.
         self._behind: List[Error] = []  # to be raised where the rows end
         self._postponed: List[Error] = []  # to be raised by the next fetch
+        self._reader: Any = None
+        self._columns: Optional[List[Column]] = None
         self._text_told = False  # the text that the server left with the result has been raised
         self._forget()
 
@@ -46,37 +70,36 @@ class Cursor:
 
     def execute(self, operation: str, parameters: Optional[Parameters] = None) -> Cursor:
         """Runs a statement, or several separated by ";": a sequence fills "?", a mapping ":name"."""
-        sql = codes.c_text(operation)
+        names: Names = None
+        if parameters is not None and type(parameters) not in (tuple, list):
+            names, parameters = split(parameters)
         with self.connection.lock:
             self._begin()
-            try:
-                if parameters is not None:
-                    self.connection.binder.bind(parameters)
-                self._run(sql)
-            finally:
-                self.connection.binder.forget()
+            self._run(operation, names, cast(Optional[Sequence[Any]], parameters))
         return self
 
     def executemany(self, operation: str, seq_of_parameters: Iterable[Parameters]) -> Cursor:
-        """Runs a statement once for each set of parameters, without results; rowcount is -1: batches do not tell.
+        """Runs a statement once for each set of parameters, without results.
 
-        Up to 65,535 sets travel in one request, which is all or nothing, where each parameter keeps to one type; otherwise
-        the sets run one by one.
+        Up to 65,535 sets travel in one request, which is all or nothing. A request ends before a set whose types do not go
+        together with those before it; sets with large objects, and with bytes bound by name, travel one by one. rowcount is
+        the number of rows inserted one by one by VALUES; of other statements batches do not tell it.
         """
         sql = codes.c_text(operation)
         with self.connection.lock:
             self._begin()
+        rows = 0
         # Not under the lock: the sets may come from a thread that needs the connection.
-        for keys, rows in batches(seq_of_parameters):
+        for names, batch, values in requests(seq_of_parameters, _calls.Batch):
             with self.connection.lock:
                 self.connection.begin_call()
-                try:
-                    if fit_for_arrays(keys, rows):
-                        self._run_batch(sql, keys, rows)
-                    else:
-                        self._run_each(sql, keys, rows)
-                finally:
-                    self.connection.binder.forget()
+                if batch:
+                    self._run_batch(sql, names, batch)
+                    rows += batch.rows
+                else:
+                    self._run_for_effect(operation, names, values)
+                    rows += 1
+        self.rowcount = rows if _inserts_one_row(operation) else -1
         return self
 
     def callproc(self, procname: str, parameters: Sequence[Any] = ()) -> List[Any]:
@@ -98,10 +121,10 @@ class Cursor:
     def nextset(self) -> Optional[bool]:
         """Moves to the next result of the statements; None when there is none."""
         self._require_open()
+        self._leave_item()
         if not self._result or self._lib.TRN_NextResult(self._result_ref) == codes.END:
-            self._leave_item()
             return None
-        self._take_item()
+        self._take_item(_calls.item(self._address))
         return True
 
     def setinputsizes(self, sizes: Sequence[Any]) -> None:
@@ -117,19 +140,19 @@ class Cursor:
 
     # ------------------------------------------------------------------------------- rows
 
-    def fetchone(self) -> Optional[Row]:
-        """The next row; None when there is none."""
+    def fetchone(self) -> Any:
+        """The next row, a tuple or what the row factory makes of it; None when there is none."""
         reader = self._require_rows()
-        while reader.step():
-            if not self._refill():
+        while (row := reader.next()) is None:
+            if not self._refill(reader):
                 return None
-        return reader.row()
+        return self._make_row(row) if self._make_row else row
 
-    def fetchmany(self, size: Optional[int] = None) -> List[Row]:
+    def fetchmany(self, size: Optional[int] = None) -> List[Any]:
         """The next rows, arraysize of them when size is not given; an empty list when there are none."""
         return self._fetch_rows(self.arraysize if size is None else size)
 
-    def fetchall(self) -> List[Row]:
+    def fetchall(self) -> List[Any]:
         """All rows that are left."""
         rows = self._fetch_rows(sys.maxsize)
         if self._postponed:
@@ -137,14 +160,26 @@ class Cursor:
         return rows
 
     @property
+    def description(self) -> Optional[List[Column]]:
+        """For each column of the result its name, type code, None, size, precision, scale, and whether nulls are allowed."""
+        if self._columns is None and self._reader:
+            self._columns = _calls.describe(self._address)
+        return self._columns
+
+    @property
     def rownumber(self) -> Optional[int]:
         """How many rows have been fetched; None without a result."""
         return self._reader.rows_read if self._reader else None
 
-    def __iter__(self) -> Iterator[Row]:
-        return self
+    def __iter__(self) -> Iterator[Any]:
+        reader = self._require_rows()
+        while True:
+            rows: Iterator[Any] = iter(reader.next, None)
+            yield from map(self._make_row, rows) if self._make_row else rows
+            if not self._refill(reader):
+                return
 
-    def __next__(self) -> Row:
+    def __next__(self) -> Any:
         row = self.fetchone()
         if row is None:
             raise StopIteration
@@ -159,7 +194,7 @@ class Cursor:
 
     def __del__(self) -> None:
         if getattr(self, "_result", None):
-            self._release()
+            _calls.release(self._address)
 
     # ------------------------------------------------------------------------------- inside
 
@@ -168,7 +203,7 @@ class Cursor:
             raise InterfaceError("the cursor is closed")
         self.connection.require_open()
 
-    def _require_rows(self) -> RowReader:
+    def _require_rows(self) -> Any:
         self._require_open()
         if self._reader is None:
             raise ProgrammingError("there is no result to fetch from")
@@ -176,29 +211,27 @@ class Cursor:
             raise self._postponed.pop()
         return self._reader
 
-    def _fetch_rows(self, limit: int) -> List[Row]:
+    def _fetch_rows(self, limit: int) -> List[Any]:
         """A failure behind rows is postponed to the next fetch: these rows are good."""
         reader = self._require_rows()
-        step, row = reader.step, reader.row
-        rows: List[Row] = []
+        rows: List[Any] = []
         try:
-            while len(rows) < limit:
-                if not step():
-                    rows.append(row())
-                elif not self._refill():
-                    break
+            while not reader.fill(rows, limit - len(rows)) and self._refill(reader):
+                pass
         except Error as error:
             if not rows:
                 raise
             self._postponed.append(error.with_traceback(None))
-        return rows
+        return [self._make_row(row) for row in rows] if self._make_row else rows
 
-    def _refill(self) -> bool:
-        """Called where rows end: whether there are more after all.
+    def _refill(self, reader: Any) -> bool:
+        """Called where the rows of a reader end: whether there are more after all.
 
         A server that fails while it sends rows leaves its text with the result, behind the rows that it sent. It is
         raised there, once.
         """
+        if reader is not self._reader:
+            raise InterfaceError("the cursor has been closed or used by another thread meanwhile")
         if not self._behind and not self._text_told:
             text = codes.error_text(self._lib, self._result)
             if text:
@@ -209,9 +242,8 @@ class Cursor:
         return False
 
     def _release(self) -> None:
-        while self._lib.TRN_NextResult(self._result_ref) == 0 and self._result:
-            pass  # an item is released as it is left
-        self._lib.TRN_FreeRowset(self._result_ref)
+        self._close_reader()
+        _calls.release(self._address)
 
     def _forget(self) -> None:
         if self._result:
@@ -220,17 +252,25 @@ class Cursor:
         self._leave_item()
 
     def _leave_item(self) -> None:
-        self.description: Optional[List[Column]] = None
+        self._columns = None
         self.rowcount = -1
-        self._reader: Optional[RowReader] = None
-        del self._behind[:], self._postponed[:]
+        self._close_reader()
+        self._make_row = None
+        if self._behind or self._postponed:
+            del self._behind[:], self._postponed[:]
         self._text_told = False
+
+    def _close_reader(self) -> None:
+        if self._reader:  # which another thread may still have
+            self._reader.close()
+            self._reader = None
 
     def _begin(self) -> None:
         """What comes before a statement; the caller holds the connection's lock."""
         self._require_open()
         self._forget()
-        del self.messages[:]
+        if self.messages:
+            del self.messages[:]
         self.connection.begin_call()
 
     def _told(self, error: Error) -> Error:
@@ -242,26 +282,36 @@ class Cursor:
         if status < 0:
             raise self._told(self.connection.failure(status))
 
-    def _run(self, sql: bytes) -> None:
-        status = self._lib.TRN_ExecwithDataReader(self.connection.ref, sql, self._result_ref, None, None, None)
-        self._take_item()  # also with an error: what came before it stays readable
-        self._check(status)
+    def _run(self, operation: str, names: Names, values: Optional[Sequence[Any]]) -> None:
+        connection = self.connection
+        held: List[Any] = []
+        with connection.interruptible:
+            outcome = _calls.run(connection.address, operation, self._address, names, values, held)
+        if self._result:
+            self._take_item(outcome)  # also with an error: what came before it stays readable
+            if outcome[1] == codes.ITEM_INSERT and _inserts_one_row(operation):
+                self.rowcount = 1
+        self._check(outcome[0])
 
-    def _run_batch(self, sql: bytes, keys: Keys, rows: Sequence[Sequence[Encoded]]) -> None:
-        self.connection.binder.bind_arrays(keys, rows)
-        self._check(self._lib.TRN_ExecBatch(self.connection.ref, sql, len(rows)))
+    def _run_batch(self, sql: bytes, names: Names, batch: Any) -> None:
+        connection = self.connection
+        try:
+            connection.binder.bind_batch(names, batch)
+            with connection.interruptible:
+                status = _calls.execute_batch(connection.address, sql, batch.rows)
+            self._check(status)
+        finally:
+            connection.binder.forget()
         if self._lib.fun_sql_type(sql) == codes.SQL_INSERT:
             identifier = ctypes.create_string_buffer(_ID_SIZE)
-            self.connection.call("TRN_GetLastInsertId", identifier)
+            connection.call("TRN_GetLastInsertId", identifier)
             self.lastrowid = _row_id(identifier.value)
 
-    def _run_each(self, sql: bytes, keys: Keys, rows: Sequence[Sequence[Encoded]]) -> None:
-        for row in rows:
-            self.connection.binder.bind_encoded(keys, row)
-            self._run(sql)
-            last = self.lastrowid
-            self._forget()
-            self.lastrowid = last
+    def _run_for_effect(self, operation: str, names: Names, values: Sequence[Any]) -> None:
+        self._run(operation, names, values)
+        last = self.lastrowid
+        self._forget()
+        self.lastrowid = last
 
     def _call(self, name: str, arguments: Sequence[Any], returns: Optional[Out]) -> List[Any]:
         """The arguments after the call, and the returned value behind them."""
@@ -272,7 +322,8 @@ class Cursor:
             try:
                 outputs = connection.binder.bind_call(arguments, returns)
                 text_before = codes.error_text(self._lib, connection.handle)
-                status = self._lib.TRN_Execute_procesure(connection.ref, sql, None)
+                with connection.interruptible:
+                    status = self._lib.TRN_Execute_procesure(connection.ref, sql, None)
                 if status != codes.TRUNCATED:  # which the value itself tells better
                     self._check(status)
                 text = codes.error_text(self._lib, connection.handle)
@@ -291,29 +342,22 @@ class Cursor:
             return value
         return self.connection.opened_cursor(value)
 
-    def _take_item(self) -> None:
+    def _take_item(self, outcome: _calls.Outcome) -> None:
         """Makes the result item in the handle the cursor's own."""
-        self._leave_item()
-        if not self._result:
-            return
-        kind, affected = ctypes.c_int32(), ctypes.c_int32()
-        identifier = ctypes.create_string_buffer(_ID_SIZE + 1)
-        self._lib.TRN_getResultRet(
-            self._result_ref, ctypes.byref(kind), None, None, ctypes.byref(affected), identifier
-        )
-        if kind.value == codes.ITEM_QUERY:
-            self._take_columns()
-            self.rowcount = self._row_count()
-        elif kind.value == codes.ITEM_INSERT:
-            self.lastrowid = _row_id(identifier.value)
+        _, kind, affected, identifier, rows = outcome
+        if kind == codes.ITEM_QUERY:
+            self._take_rows()
+            self.rowcount = rows
+        elif kind == codes.ITEM_INSERT:
+            self.lastrowid = _row_id(identifier)
         else:
-            self.rowcount = affected.value
+            self.rowcount = affected
 
-    def _take_columns(self) -> None:
-        self.description = describe(self._lib, self._result)
-        self._reader = RowReader(
-            self._lib, self._result, self.description, self.connection.descriptors, self.connection.held
-        )
+    def _take_rows(self) -> None:
+        connection = self.connection
+        self._reader = _calls.RowReader(self._address, connection.descriptors, connection.held)
+        if self.row_factory:
+            self._make_row = self.row_factory(self)
 
     def _row_count(self) -> int:
         """The rows that the library has of the result."""

@@ -30,6 +30,7 @@ class Lob(io.RawIOBase):
         self._handle = ctypes.c_void_p()
         self._lib = codes.library()
         self.variable = ctypes.byref(self._handle)  # what the library takes as the large object
+        self.address = ctypes.addressof(self._handle)
         self.size = 0
         self._position = 0
         if self._lib.TRN_Create_Lob(self.variable):

@@ -35,7 +35,9 @@ class ServerCursor(Cursor):
             query = operation.rstrip("; \t\r\n")
             super().execute(f"DECLARE {name} CURSOR FOR {query} ", parameters)
             self._name, self._generation = name, connection.generation
-            self._check(self._lib.TRN_Execute_no_query(connection.ref, f"OPEN {name} ;".encode()))
+            with connection.interruptible:
+                status = self._lib.TRN_Execute_no_query(connection.ref, f"OPEN {name} ;".encode())
+            self._check(status)
             self.adopt(name)
         return self
 
@@ -47,7 +49,7 @@ class ServerCursor(Cursor):
                 self._fetch()
             else:
                 self._fetch_first()
-            self._take_columns()
+            self._take_rows()
             self.rowcount = -1
 
     def executemany(self, operation: str, seq_of_parameters: Iterable[Parameters]) -> NoReturn:
@@ -86,8 +88,13 @@ class ServerCursor(Cursor):
     def _fetch(self) -> int:
         """Fetches the next rows in place of the last ones; gives their number."""
         text = f"FETCH {self.fetch_size} FROM {self._name}".encode()
-        status: int = self._lib.TRN_FetchServerCursorRowset_V2(self.connection.ref, text, self._result_ref)
+        if self._reader:  # which nobody may use while its rows are replaced
+            self._reader.close()
+        with self.connection.interruptible:
+            status: int = self._lib.TRN_FetchServerCursorRowset_V2(self.connection.ref, text, self._result_ref)
         self._text_told = False
+        if self._reader:
+            self._reader.open()
         if status < 0:
             self._behind.append(self.connection.failure(status))
             status = self._row_count()
@@ -96,10 +103,10 @@ class ServerCursor(Cursor):
                 raise self._told(self._behind.pop())
         return status
 
-    def _refill(self) -> bool:
+    def _refill(self, reader: Any) -> bool:
         with self.connection.lock:
             try:
-                super()._refill()
+                super()._refill(reader)
             except Error:
                 self._close_on_server()
                 raise
