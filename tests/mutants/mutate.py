@@ -161,7 +161,7 @@ class Copy:
         if outcome is None:
             return "a test that does not end"
         log = self.log.read_text(errors="replace")
-        failed = re.search(r"Test +#\d+: (\S+) \.*\*\*\*(?!Skipped|Not Run)", log) or re.search(r"\[  FAILED  \] ([^ (,]+)", log)
+        failed = re.search(r"Test +#\d+: (\S+) \.*[\w ]*\*\*\*(?!Skipped|Not Run)", log) or re.search(r"\[  FAILED  \] ([^ (,]+)", log)
         return failed.group(1) if failed else "a crash or report" if tests == QUICK else "a test"
 
 
