@@ -29,7 +29,9 @@ struct Duration {
 // Eight threads on four connections, four on a fifth.
 static void run_workers(const std::string& settings) {
     static constexpr int threads_of_connection[] = {2, 2, 2, 2, 4};
-    const LiveServer server({"--max-connections", "100"});
+    // On a machine that is busy with a soak a login takes its time.
+    const LiveServer server(
+        {"--max-connections", "100", "--login-timeout", "600", "--request-timeout", "600"});
     const Duration duration;
     std::atomic<bool> failed{false};
     std::vector<std::unique_ptr<SharedConnection>> connections;
