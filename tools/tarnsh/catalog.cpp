@@ -13,8 +13,8 @@ class NameSink final : public RowSink {
     void end() override {}
     void row(const std::vector<Cell>& cells) override {
         if (tables.empty() || tables.back().name != cells.at(0).text)
-            tables.push_back({cells.at(0).text, {}});
-        if (!cells.at(1).null) tables.back().columns.push_back(cells.at(1).text);
+            tables.push_back({std::string(cells.at(0).text), {}});
+        if (!cells.at(1).null) tables.back().columns.emplace_back(cells.at(1).text);
     }
 
     std::vector<TableNames> tables;

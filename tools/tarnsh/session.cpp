@@ -130,17 +130,12 @@ bool may_be_query(const std::string& sql) {
 }
 
 void pass_rows(Session& session, Result& result, const std::vector<Column>& columns, RowSink& sink) {
-    std::optional<Lob> lob;
-    if (session.descriptors) lob.emplace();
-    std::vector<Cell> cells(columns.size());
+    RowReader reader(result, columns, session.descriptors);
     while (TRN_ReadNext(result.handle()) == TRN_OK) {
         if (session.is_stopped && session.is_stopped()) fail(exit_statement, "stopped");
-        for (std::size_t i = 0; i < cells.size(); ++i) {
-            const std::int32_t status = read_cell(result, static_cast<std::int32_t>(i + 1), columns[i].type,
-                                                  lob ? &*lob : nullptr, cells[i]);
-            if (status != TRN_OK) check_call(session, status);
-        }
-        sink.row(cells);
+        const std::int32_t status = reader.read();
+        if (status != TRN_OK) check_call(session, status);
+        sink.row(reader.cells());
     }
 }
 

@@ -8,7 +8,6 @@
 #include "tarnsql.h"
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,11 +17,11 @@ namespace tarnsh {
 struct Session {
     TRN_HANDLE handle = nullptr;
     bool connected = false;
-    bool cursors = true;              // queries run through a server cursor
-    bool descriptors = false;         // large objects come as descriptors
-    bool quiet = false;               // warnings and errors only
-    bool silent = false;              // not even warnings
-    std::function<bool()> is_stopped; // asked between rows
+    bool cursors = true;            // queries run through a server cursor
+    bool descriptors = false;       // large objects come as descriptors
+    bool quiet = false;             // warnings and errors only
+    bool silent = false;            // not even warnings
+    bool (*is_stopped)() = nullptr; // asked between rows
 
     Session() = default;
     Session(const Session&) = delete;

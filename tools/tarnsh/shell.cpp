@@ -103,7 +103,10 @@ bool help(Shell&, std::string_view);
 constexpr Command commands[] = {
     {"?", "", "this list", help},
     {"copy", "TABLE [(COLUMN, ...)] FROM FILE", "a CSV file into a table",
-     [](Shell& shell, std::string_view text) { return copy(shell.session, text, shell.print); }, true},
+     [](Shell& shell, std::string_view text) {
+         return copy(shell.session, text, shell.print, shell.output, shell.input);
+     },
+     true},
     {"copy", "TABLE [(COLUMN, ...)] TO FILE", "a table into a CSV file", nullptr},
     {"copy", "(QUERY) TO FILE", "rows into a CSV file", nullptr},
     {"d", "[TABLE]", "tables, or the columns of one", describe_tables, true},

@@ -19,7 +19,8 @@ struct Shell {
     Output& output;
     PrintSettings print;
     bool timing = false;
-    bool left = false; // \q
+    bool left = false;        // \q
+    std::FILE* input = stdin; // where the lines of \copy FROM stdin come from
     std::string last_statement{};
     bool names_known = false; // what completion offers; forgotten when tables may have changed
     std::vector<TableNames> names{};

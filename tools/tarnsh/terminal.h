@@ -24,6 +24,11 @@ bool is_reader_gone();
 std::vector<std::string> command_line(int argc, char** argv);
 std::FILE* open_file(const std::string& path, const char* mode);
 
+// A program of the system's shell, with a pipe from its output ("r") or to its input ("w"); null as popen gives it. What else it
+// writes goes to standard output and standard error. close_program waits for its end and tells whether it was a good one.
+std::FILE* open_program(const std::string& command, const char* mode);
+bool close_program(std::FILE* program);
+
 bool is_terminal(std::FILE* file);
 
 // Whether nobody but its owner may read the file; where the system has no such modes, true.

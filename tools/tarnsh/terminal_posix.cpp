@@ -9,6 +9,7 @@
 #include <netinet/in.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <termios.h>
 #include <time.h>
 #include <unistd.h>
@@ -19,12 +20,13 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 
 namespace tarnsh {
 
 namespace {
 
-int scratch = -1;
+int scratch = -1, standard_output = STDOUT_FILENO;
 std::atomic<int> interrupts = 0; // lock-free, as a signal handler needs it
 Completer complete_word;
 std::string history_path;
@@ -51,6 +53,7 @@ std::FILE* claim_standard_output() {
     const int rows = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
     scratch = memfd_create("tarnsh", MFD_CLOEXEC);
     if (rows < 0 || scratch < 0 || dup2(scratch, STDOUT_FILENO) < 0) return nullptr;
+    standard_output = rows;
     return fdopen(rows, "w");
 }
 
@@ -76,6 +79,52 @@ std::vector<std::string> command_line(int argc, char** argv) {
 
 std::FILE* open_file(const std::string& path, const char* mode) {
     return std::fopen(path.c_str(), mode);
+}
+
+// The file and the process of every program that was opened.
+static std::map<std::FILE*, pid_t>& programs() {
+    static std::map<std::FILE*, pid_t> running;
+    return running;
+}
+
+// Runs a command of the system's shell in a child, with the real standard output.
+static pid_t start_command(const std::string& command, int input, int output) {
+    const pid_t child = fork();
+    if (child != 0) return child;
+    dup2(input >= 0 ? input : STDIN_FILENO, STDIN_FILENO);
+    dup2(output >= 0 ? output : standard_output, STDOUT_FILENO);
+    std::signal(SIGPIPE, SIG_DFL);
+    std::signal(SIGINT, SIG_DFL);
+    execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+    _exit(127);
+}
+
+std::FILE* open_program(const std::string& command, const char* mode) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) return nullptr;
+    const bool reads = *mode == 'r';
+    const pid_t child = start_command(command, reads ? -1 : ends[0], reads ? ends[1] : -1);
+    close(ends[reads ? 1 : 0]);
+    std::FILE* const file = child > 0 ? fdopen(ends[reads ? 0 : 1], mode) : nullptr;
+    if (file)
+        programs()[file] = child;
+    else
+        close(ends[reads ? 0 : 1]);
+    return file;
+}
+
+static bool wait_for(pid_t child) {
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0)
+        if (errno != EINTR) return false;
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+bool close_program(std::FILE* program) {
+    const pid_t child = programs()[program];
+    programs().erase(program);
+    std::fclose(program);
+    return wait_for(child);
 }
 
 bool is_terminal(std::FILE* file) {

@@ -1,0 +1,105 @@
+#include "value_text.h"
+
+#include <fmt/compile.h>
+#include <fmt/format.h>
+
+#include <array>
+#include <charconv>
+#include <cstring>
+
+namespace tarnsh {
+
+namespace {
+
+constexpr std::int64_t ms_per_day = 86'400'000;
+
+constexpr auto digit_pairs = [] {
+    std::array<char, 200> pairs{};
+    for (std::size_t n = 0; n < 100; ++n) {
+        pairs[2 * n] = static_cast<char>('0' + n / 10);
+        pairs[2 * n + 1] = static_cast<char>('0' + n % 10);
+    }
+    return pairs;
+}();
+
+constexpr auto hex_pairs = [] {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::array<char, 512> pairs{};
+    for (std::size_t n = 0; n < 256; ++n) {
+        pairs[2 * n] = digits[n / 16];
+        pairs[2 * n + 1] = digits[n % 16];
+    }
+    return pairs;
+}();
+
+void put_two(unsigned number, char* out) {
+    std::memcpy(out, digit_pairs.data() + 2 * static_cast<std::size_t>(number), 2);
+}
+
+} // namespace
+
+std::size_t write_integer(std::int64_t number, char* out) {
+    return static_cast<std::size_t>(std::to_chars(out, out + longest_number, number).ptr - out);
+}
+
+std::size_t write_real(double number, char* out) {
+    return static_cast<std::size_t>(fmt::format_to(out, FMT_COMPILE("{}"), number) - out);
+}
+
+std::size_t write_real(float number, char* out) {
+    return static_cast<std::size_t>(fmt::format_to(out, FMT_COMPILE("{}"), number) - out);
+}
+
+// The proleptic Gregorian calendar, in eras of 400 years that begin on the first of March.
+std::size_t write_date(std::int32_t days, char* out) {
+    const std::int64_t from_march = std::int64_t{days} + 719'468;
+    if (from_march < 306 || from_march > 3'652'364) return 0; // before year 0 is over, or past 9999
+    const auto day = static_cast<std::uint32_t>(from_march);
+    const std::uint32_t era = day / 146'097, of_era = day % 146'097;
+    const std::uint32_t year_of_era = (of_era - of_era / 1460 + of_era / 36'524 - of_era / 146'096) / 365;
+    const std::uint32_t of_year = of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
+    const std::uint32_t shifted = (5 * of_year + 2) / 153;
+    const std::uint32_t month = shifted < 10 ? shifted + 3 : shifted - 9;
+    const std::uint32_t year = era * 400 + year_of_era + (month <= 2 ? 1 : 0);
+    put_two(year / 100, out);
+    put_two(year % 100, out + 2);
+    out[4] = out[7] = '-';
+    put_two(month, out + 5);
+    put_two(of_year - (153 * shifted + 2) / 5 + 1, out + 8);
+    return 10;
+}
+
+std::size_t write_date_time(std::int64_t milliseconds, char* out) {
+    std::int64_t days = milliseconds / ms_per_day, rest = milliseconds % ms_per_day;
+    if (rest < 0) {
+        rest += ms_per_day;
+        --days;
+    }
+    if (days < -1'000'000 || days > 10'000'000 || write_date(static_cast<std::int32_t>(days), out) == 0)
+        return 0;
+    const auto of_day = static_cast<unsigned>(rest);
+    out[10] = ' ';
+    put_two(of_day / 3'600'000, out + 11);
+    put_two(of_day / 60'000 % 60, out + 14);
+    put_two(of_day / 1000 % 60, out + 17);
+    out[13] = out[16] = ':';
+    const unsigned fraction = of_day % 1000;
+    if (fraction == 0) return 19;
+    out[19] = '.';
+    out[20] = static_cast<char>('0' + fraction / 100);
+    put_two(fraction % 100, out + 21);
+    return 23;
+}
+
+void add_hex(std::string_view bytes, bool first, std::string& out) {
+    if (first) out += "0x";
+    const std::size_t begin = out.size();
+    out.resize(begin + 2 * bytes.size());
+    char* at = out.data() + begin;
+    for (const char c : bytes) {
+        std::memcpy(at, hex_pairs.data() + 2 * static_cast<std::size_t>(static_cast<unsigned char>(c)), 2);
+        at += 2;
+    }
+}
+
+} // namespace tarnsh
