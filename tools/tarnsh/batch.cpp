@@ -94,19 +94,19 @@ void Batch::clear() {
 }
 
 Insert::Insert(Session& session, const Target& target) : session_(session), target_(target) {
-    check_call(session, TRN_Prepare2(&session.handle, insert_statement(target).c_str(), name_.data()));
+    check_call(session, TRN_Prepare2(session.handle(), insert_statement(target).c_str(), name_.data()));
 }
 
 Insert::~Insert() {
-    TRN_ResetParams(&session_.handle);
-    if (session_.connected) TRN_UnPrepare(&session_.handle, name_.data());
-    take_library_output(); // whatever it says, the copy has ended
+    TRN_ResetParams(session_.handle());
+    if (session_.connected) TRN_UnPrepare(session_.handle(), name_.data());
+    drop_library_lines(); // whatever it says, the copy has ended
 }
 
 void Insert::send(Batch& batch, std::size_t first, std::size_t count) {
     const auto rows = static_cast<std::int32_t>(count),
                columns = static_cast<std::int32_t>(batch.columns.size());
-    TRN_ResetParams(&session_.handle);
+    TRN_ResetParams(session_.handle());
     for (std::int32_t i = 0; i < columns; ++i) {
         ColumnValues& values = batch.columns[static_cast<std::size_t>(i)];
         std::size_t begin = 0;
@@ -114,13 +114,13 @@ void Insert::send(Batch& batch, std::size_t first, std::size_t count) {
             begin += prefix_size + static_cast<std::size_t>(values.length(row));
         const std::int32_t type =
             is_binary(target_.columns[static_cast<std::size_t>(i)].type) ? TRN_TYPE_BYTES : TRN_TYPE_TEXT;
-        check_call(session_, TRN_BindParamArrayByPos(&session_.handle, i + 1, columns, TRN_DIRECTION_IN, type,
-                                                     rows, values.bytes() + begin,
+        check_call(session_, TRN_BindParamArrayByPos(session_.handle(), i + 1, columns, TRN_DIRECTION_IN,
+                                                     type, rows, values.bytes() + begin,
                                                      static_cast<std::int32_t>(values.size() - begin),
                                                      values.lengths() + first));
     }
     const std::string call = std::string("? ") + name_.data();
-    check_call(session_, TRN_ExecBatch(&session_.handle, call.c_str(), rows));
+    check_call(session_, TRN_ExecBatch(session_.handle(), call.c_str(), rows));
     stored_ += rows;
 }
 

@@ -78,8 +78,8 @@ bool import_lob(Session& session, std::string_view arguments) {
     const std::string sql = updates ? fmt::format("UPDATE {} SET {} = ? {}", table, column, arguments)
                                     : fmt::format("INSERT INTO {} ({}) VALUES (?)", table, column);
     check_call(session,
-               TRN_BindParamByPos(&session.handle, 1, TRN_DIRECTION_IN, type, lob.handle(), 0, nullptr));
-    const std::int32_t rows = TRN_Execute_no_query(&session.handle, sql.c_str());
+               TRN_BindParamByPos(session.handle(), 1, TRN_DIRECTION_IN, type, lob.handle(), 0, nullptr));
+    const std::int32_t rows = TRN_Execute_no_query(session.handle(), sql.c_str());
     check_call(session, rows);
     if (rows == 0) fail(exit_statement, "no row was found to take the value");
     note(session, fmt::format("{} stored in {}", counted(static_cast<std::int64_t>(size), "byte"),
@@ -92,7 +92,7 @@ bool export_lob(Session& session, std::string_view arguments) {
     const std::string path = take_word(arguments);
     if (!query || path.empty() || !arguments.empty()) return false;
     Result result;
-    check_call(session, TRN_ExecwithDataReader(&session.handle, query->c_str(), result.handle(), nullptr,
+    check_call(session, TRN_ExecwithDataReader(session.handle(), query->c_str(), result.handle(), nullptr,
                                                nullptr, nullptr));
     const std::vector<Column> columns = result.empty() ? std::vector<Column>{} : columns_of(result);
     if (columns.empty() || TRN_ReadNext(result.handle()) != TRN_OK)

@@ -1,6 +1,7 @@
 #include "output.h"
 
 #include "failure.h"
+#include "session.h"
 #include "terminal.h"
 #include "text.h"
 
@@ -49,9 +50,21 @@ Output::~Output() {
 
 void Output::write_out() {
     if (text_.empty()) return;
+    log(text_);
     const std::size_t size = text_.size(), written = std::fwrite(text_.data(), 1, size, file_);
     text_.clear();
     if (written != size) fail_to_write();
+}
+
+void Output::copy_to(const std::string& path) {
+    copy_.reset(open_file(path, "ab"));
+    if (!copy_) fail_with_reason("write", path);
+}
+
+void Output::log(std::string_view text) {
+    if (!copy_) return;
+    if (std::fwrite(text.data(), 1, text.size(), copy_.get()) != text.size() || std::fflush(copy_.get()) != 0)
+        say("tarnsh: the log cannot be written");
 }
 
 void Output::flush() {

@@ -44,7 +44,14 @@ class Output {
     virtual void flush();
     virtual void close();
 
+    // What is written from then on goes to a file, too. Fails with exit_shell.
+    void copy_to(const std::string& path);
+    void stop_copying() { copy_.reset(); }
+    // Adds something to that file alone.
+    void log(std::string_view text);
+
   protected:
+    Output() = default; // for one that writes to others
     static constexpr std::size_t full = 1 << 16;
 
     virtual void write_out();
@@ -54,9 +61,10 @@ class Output {
   private:
     [[noreturn]] void fail_to_write();
 
-    std::FILE* file_;
+    std::FILE* file_ = nullptr;
     std::string name_; // empty for standard output
     bool program_ = false, failed_ = false;
+    File copy_;
 };
 
 } // namespace tarnsh
