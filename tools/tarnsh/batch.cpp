@@ -16,7 +16,7 @@ namespace {
 
 // A batch ends at whichever comes first.
 constexpr std::size_t batch_rows = 10000, batch_bytes = 8 << 20;
-constexpr std::size_t prefix_size = sizeof(std::int32_t), step = 16;
+constexpr std::size_t prefix_size = sizeof(std::int32_t);
 constexpr std::size_t longest_shown = 40;
 
 std::string insert_statement(const Target& target) {
@@ -50,37 +50,6 @@ bool reads_as_number(const std::string& text) {
 }
 
 } // namespace
-
-// Room for a value, and a step more.
-char* ColumnValues::room(std::size_t size) {
-    const std::size_t needed = size_ + prefix_size + size + step;
-    if (bytes_.size() < needed) bytes_.resize(std::max(2 * bytes_.size(), needed));
-    return bytes_.data() + size_ + prefix_size;
-}
-
-void ColumnValues::take(std::size_t size) {
-    const auto length = static_cast<std::int32_t>(size);
-    std::memcpy(bytes_.data() + size_, &length, prefix_size);
-    size_ += prefix_size + size;
-    lengths_.push_back(length);
-}
-
-void ColumnValues::add(std::string_view value) {
-    char* const place = room(value.size());
-    std::memcpy(place, value.data(), value.size());
-    take(value.size());
-}
-
-void ColumnValues::add_padded(std::string_view value) {
-    if (value.size() > step) return add(value);
-    std::memcpy(room(step), value.data(), step);
-    take(value.size());
-}
-
-void ColumnValues::clear() {
-    size_ = 0;
-    lengths_.clear();
-}
 
 bool Batch::full() const {
     return rows() >= batch_rows || bytes >= batch_bytes;

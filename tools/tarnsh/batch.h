@@ -3,9 +3,11 @@
 
 #include "session.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,21 +22,46 @@ struct Target {
 // The values of one column: a length of four bytes before each.
 class ColumnValues {
   public:
-    void add(std::string_view value);
-    // The same for a value behind which 16 more bytes can be read.
-    void add_padded(std::string_view value);
-    void clear();
+    static constexpr std::size_t step = 16;
+
+    void add(std::string_view value) {
+        char* const place = room(value.size());
+        std::memcpy(place, value.data(), value.size());
+        take(value.size());
+    }
+    // The same for a value behind which 16 more bytes can be read: most are copied in one step.
+    void add_padded(std::string_view value) {
+        if (value.size() > step) return add(value);
+        std::memcpy(room(step), value.data(), step);
+        take(value.size());
+    }
+    void clear() {
+        size_ = 0;
+        lengths_.clear();
+    }
     std::int32_t length(std::size_t row) const { return lengths_[row]; }
     std::int32_t* lengths() { return lengths_.data(); }
     char* bytes() { return bytes_.data(); }
     std::size_t size() const { return size_; }
 
   private:
-    char* room(std::size_t size);
-    void take(std::size_t size);
+    static constexpr std::size_t prefix_size = sizeof(std::int32_t);
 
-    std::vector<char>
-        bytes_; // larger than what is in use, so that short values are copied in steps of a fixed size
+    // Room for a value, and a step more.
+    char* room(std::size_t size) {
+        const std::size_t needed = size_ + prefix_size + size + step;
+        if (bytes_.size() < needed) [[unlikely]]
+            bytes_.resize(std::max(2 * bytes_.size(), needed));
+        return bytes_.data() + size_ + prefix_size;
+    }
+    void take(std::size_t size) {
+        const auto length = static_cast<std::int32_t>(size);
+        std::memcpy(bytes_.data() + size_, &length, prefix_size);
+        size_ += prefix_size + size;
+        lengths_.push_back(length);
+    }
+
+    std::vector<char> bytes_; // larger than what is in use
     std::size_t size_ = 0;
     std::vector<std::int32_t> lengths_;
 };

@@ -63,6 +63,7 @@ class Records {
         for (const Column& column : target.columns) {
             binary_.push_back(is_binary(column.type));
             names_.push_back(column.name);
+            any_binary_ = any_binary_ || binary_.back();
         }
     }
 
@@ -84,31 +85,38 @@ class Records {
         if (fields_.size() != batch.columns.size())
             reader_.refuse(fmt::format("{} for {}", counted(std::ssize(fields_), "field"),
                                        counted(std::ssize(batch.columns), "column")));
+        if (any_binary_ || reader_.record_size() > longest_value) check_values();
+        for (std::size_t i = 0; i < fields_.size(); ++i) {
+            const CsvField& field = fields_[i];
+            ColumnValues& values = batch.columns[i];
+            if (is_null(field)) {
+                values.add("");
+            } else if (binary_[i]) {
+                bytes_of_hex(field.text, bytes_);
+                values.add(bytes_);
+            } else {
+                values.add_padded(field.text);
+            }
+        }
+        batch.bytes += reader_.record_size();
+        batch.lines.push_back(reader_.line());
+    }
+
+    // Before anything of the record is in the batch.
+    void check_values() {
         for (std::size_t i = 0; i < fields_.size(); ++i) {
             if (fields_[i].text.size() > longest_value) reader_.refuse("a value of over 1 GiB");
             if (binary_[i] && !is_null(fields_[i]) && !bytes_of_hex(fields_[i].text, bytes_))
                 reader_.refuse(names_[i] + " holds binary values, written as 0x and hexadecimal digits");
         }
-        for (std::size_t i = 0; i < fields_.size(); ++i) {
-            const CsvField& field = fields_[i];
-            batch.bytes += field.text.size();
-            if (is_null(field)) {
-                batch.columns[i].add("");
-            } else if (binary_[i]) {
-                bytes_of_hex(field.text, bytes_);
-                batch.columns[i].add(bytes_);
-            } else {
-                batch.columns[i].add_padded(field.text);
-            }
-        }
-        batch.lines.push_back(reader_.line());
     }
 
     bool is_null(const CsvField& field) const { return !field.quoted && field.text == null_text_; }
 
     CsvReader& reader_;
     std::string null_text_;
-    std::vector<bool> binary_;
+    std::vector<char> binary_;
+    bool any_binary_ = false;
     std::vector<std::string> names_;
     std::vector<CsvField> fields_;
     std::string bytes_;

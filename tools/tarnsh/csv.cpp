@@ -55,16 +55,28 @@ std::uint64_t mask_of(const char* block, char first, char second) {
 
 bool needs_quotes(std::string_view text, std::string_view null_text, CsvMarks marks) {
     if (text == null_text) return true;
+    if (text.size() < 8) return std::ranges::any_of(text, [marks](char c) { return is_special(c, marks); });
     const std::uint64_t delimiters = repeated(marks.delimiter), quotes = repeated(marks.quote);
-    while (text.size() >= 8) { // most have none of them
+    const auto holds_special = [=](const char* at) {
         std::uint64_t word;
-        std::memcpy(&word, text.data(), 8);
-        if (has_zero(word ^ delimiters) || has_zero(word ^ quotes) || has_zero(word ^ repeated('\n')) ||
-            has_zero(word ^ repeated('\r')))
-            return true;
-        text.remove_prefix(8);
+        std::memcpy(&word, at, 8);
+        return has_zero(word ^ delimiters) || has_zero(word ^ quotes) || has_zero(word ^ repeated('\n')) ||
+               has_zero(word ^ repeated('\r'));
+    };
+    const char* const last = text.data() + text.size() - 8; // of the steps, which may overlap
+    for (const char* at = text.data(); at < last; at += 8)
+        if (holds_special(at)) return true;
+    return holds_special(last);
+}
+
+char* write_quoted(std::string_view text, CsvMarks marks, char* out) {
+    *out++ = marks.quote;
+    for (const char c : text) {
+        if (c == marks.quote) *out++ = c;
+        *out++ = c;
     }
-    return std::ranges::any_of(text, [marks](char c) { return is_special(c, marks); });
+    *out++ = marks.quote;
+    return out;
 }
 
 void add_csv_field(std::string_view text, std::string_view null_text, CsvMarks marks, std::string& line) {
@@ -72,10 +84,9 @@ void add_csv_field(std::string_view text, std::string_view null_text, CsvMarks m
         line += text;
         return;
     }
-    line += marks.quote;
-    for (const char c : text)
-        line.append(c == marks.quote ? 2 : 1, c);
-    line += marks.quote;
+    const std::size_t before = line.size();
+    line.resize(before + 2 * text.size() + 2);
+    line.resize(static_cast<std::size_t>(write_quoted(text, marks, line.data() + before) - line.data()));
 }
 
 CsvReader::CsvReader(std::unique_ptr<CsvSource> source, CsvMarks marks)
@@ -104,13 +115,13 @@ bool CsvReader::more(std::vector<CsvField>& fields) {
     return got > 0;
 }
 
-void CsvReader::load(std::size_t block) {
+inline void CsvReader::load(std::size_t block) {
     block_ = block;
     mask_ = mask_of(buffer_.data() + block, marks_.delimiter, '\n');
 }
 
 // The next delimiter or line feed; size_ when what was read has none.
-std::size_t CsvReader::find_mark(std::size_t from) {
+inline std::size_t CsvReader::find_mark(std::size_t from) {
     std::size_t block = from & ~(block_size - 1);
     if (block >= size_) return size_;
     if (block != block_) load(block);
@@ -176,6 +187,17 @@ bool CsvReader::next(std::vector<CsvField>& fields) {
     if (passed_ + at_ == 0 && std::string_view(buffer_.data(), size_).starts_with("\xEF\xBB\xBF"))
         record_ = at_ = 3; // a byte order mark
     for (;;) {
+        if (at_ < size_ && buffer_[at_] != marks_.quote) [[likely]] { // most fields are short and bare
+            const std::size_t end = find_mark(at_);
+            if (end < size_) {
+                fields.push_back({{buffer_.data() + at_, end - at_}, false});
+                at_ = end + 1;
+                if (buffer_[end] == marks_.delimiter) continue;
+                ++line_;
+                if (fields.back().text.ends_with('\r')) fields.back().text.remove_suffix(1);
+                return true;
+            }
+        }
         fields.emplace_back();
         const bool quoted = is_at(marks_.quote, fields);
         if (quoted) read_quoted(fields);

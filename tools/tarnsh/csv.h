@@ -18,10 +18,12 @@ struct CsvMarks {
 
 // Whether the text must stand in quotes.
 bool needs_quotes(std::string_view text, std::string_view null_text, CsvMarks marks);
+// Writes the text in quotes and returns the end of what was written: at most twice its size and two.
+char* write_quoted(std::string_view text, CsvMarks marks, char* out);
 void add_csv_field(std::string_view text, std::string_view null_text, CsvMarks marks, std::string& line);
 
 struct CsvField {
-    std::string_view text; // valid until the next record
+    std::string_view text; // valid until the next record; 16 more bytes can be read behind it
     bool quoted = false;
 };
 
@@ -49,6 +51,7 @@ class CsvReader {
     std::string name() const { return source_->name(); }
     std::size_t line() const { return record_line_; }   // where the last record began, from 1
     std::size_t bytes() const { return passed_ + at_; } // read so far
+    std::size_t record_size() const { return at_ - record_; }
 
   private:
     bool more(std::vector<CsvField>& fields);

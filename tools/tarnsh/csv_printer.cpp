@@ -1,6 +1,8 @@
 // The formats for programs that read columns: CSV, TSV and lists.
 #include "printers.h"
 
+#include <algorithm>
+#include <cstring>
 #include <string_view>
 
 namespace tarnsh {
@@ -31,20 +33,54 @@ class CsvPrinter final : public Printer {
     }
 
     void print_row(const std::vector<Cell>& cells) override {
+        std::size_t longest = 1;
+        bool is_long = false;
+        for (const Cell& cell : cells) {
+            longest += 2 * std::max(cell.text.size(), null_.size()) + step + 3;
+            is_long = is_long || cell.rest;
+        }
+        if (is_long) return print_long_row(cells);
+        // Without a look at the string's end for every value.
         std::string& line = out();
+        const std::size_t before = line.size();
+        line.resize(before + longest);
+        char* const end = write_row(cells, line.data() + before);
+        line.resize(static_cast<std::size_t>(end - line.data()));
+    }
+
+    char* write_row(const std::vector<Cell>& cells, char* to) {
         for (std::size_t i = 0; i < cells.size(); ++i) {
             const Cell& cell = cells[i];
-            if (i > 0) line += settings_.csv.delimiter;
             if (cell.null)
-                line += null_;
-            else if (cell.rest)
-                add_long(cell, is_binary(columns_[i].type));
-            else if (is_bare_[i])
-                line += cell.text;
+                to = std::ranges::copy(null_, to).out;
+            else if (is_bare_[i] || !needs_quotes(cell.text, null_, settings_.csv))
+                to = write_padded(cell.text, to);
             else
-                add_csv_field(cell.text, null_, settings_.csv, line);
+                to = write_quoted(cell.text, settings_.csv, to);
+            *to++ = settings_.csv.delimiter;
         }
-        line += '\n';
+        to[-1] = '\n';
+        return to;
+    }
+
+    // Short values are copied in one step, with what lies behind them.
+    static char* write_padded(std::string_view text, char* to) {
+        std::memcpy(to, text.data(), step);
+        if (text.size() > step) std::memcpy(to + step, text.data() + step, text.size() - step);
+        return to + text.size();
+    }
+
+    void print_long_row(const std::vector<Cell>& cells) {
+        for (std::size_t i = 0; i < cells.size(); ++i) {
+            if (i > 0) out() += settings_.csv.delimiter;
+            if (cells[i].rest)
+                add_long(cells[i], is_binary(columns_[i].type));
+            else if (cells[i].null)
+                out() += null_;
+            else
+                add_csv_field(cells[i].text, null_, settings_.csv, out());
+        }
+        out() += '\n';
     }
 
     // Text is put in quotes, for nobody has seen the whole of it.
@@ -66,7 +102,8 @@ class CsvPrinter final : public Printer {
                written_with.find(settings_.csv.quote) == written_with.npos;
     }
 
-    std::vector<bool> is_bare_;
+    static constexpr std::size_t step = 16;
+    std::vector<char> is_bare_;
 };
 
 // A line for each row: what could be taken for a tab or the end of a line is escaped.

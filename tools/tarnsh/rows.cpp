@@ -84,7 +84,7 @@ std::string_view LongValue::next() {
 }
 
 RowReader::RowReader(Result& result, const std::vector<Column>& columns, bool descriptors)
-    : result_(result), cells_(columns.size()), area_(1 << 12) {
+    : result_(result), cells_(columns.size()), short_room_((columns.size() + 1) * made_text_area) {
     for (const Column& column : columns) {
         const auto kind_of = [descriptors](std::int32_t type) {
             switch (type) {
@@ -111,6 +111,7 @@ RowReader::RowReader(Result& result, const std::vector<Column>& columns, bool de
 
 std::int32_t RowReader::read() {
     used_ = 0;
+    room(0);
     for (std::size_t i = 0; i < values_.size(); ++i) {
         Value& value = values_[i];
         value.begin = used_;
@@ -128,10 +129,11 @@ std::int32_t RowReader::read() {
     return TRN_OK;
 }
 
-// Room for so many bytes behind those in use.
+// Room for so many bytes behind those in use, and for the short values of a whole row behind them.
 char* RowReader::room(std::size_t size) {
-    if (area_.size() - used_ < size) area_.resize(std::max(2 * area_.size(), used_ + size));
-    return area_.data() + used_;
+    const std::size_t needed = used_ + size + short_room_;
+    if (area_.size() < needed) area_.resize(std::max(2 * area_.size(), needed));
+    return place();
 }
 
 std::int32_t RowReader::read_value(Value& value) {
@@ -154,7 +156,7 @@ std::int32_t RowReader::read_integer(const Value& value) {
     std::int64_t number = 0;
     const std::int32_t status =
         TRN_GetData(result_.handle(), value.column, TRN_TYPE_BIGINT, &number, sizeof number, nullptr);
-    if (status == TRN_OK) used_ += write_integer(number, room(longest_number));
+    if (status == TRN_OK) used_ += write_integer(number, place());
     return status;
 }
 
@@ -162,7 +164,7 @@ template <typename Number> std::int32_t RowReader::read_real(const Value& value,
     Number number = 0;
     const std::int32_t status =
         TRN_GetData(result_.handle(), value.column, type, &number, sizeof number, nullptr);
-    if (status == TRN_OK) used_ += write_real(number, room(longest_number));
+    if (status == TRN_OK) used_ += write_real(number, place());
     return status;
 }
 
@@ -171,7 +173,7 @@ std::int32_t RowReader::read_date(const Value& value) {
     const std::int32_t status =
         TRN_GetData(result_.handle(), value.column, TRN_TYPE_NUMERIC, &days, sizeof days, nullptr);
     if (status != TRN_OK) return status;
-    const std::size_t size = write_date(days, room(longest_number));
+    const std::size_t size = write_date(days, place());
     if (size == 0) return read_made_text(value);
     used_ += size;
     return status;
@@ -182,7 +184,7 @@ std::int32_t RowReader::read_date_time(const Value& value) {
     const std::int32_t status = TRN_GetData(result_.handle(), value.column, TRN_TYPE_DATETIME_RAW,
                                             &milliseconds, sizeof milliseconds, nullptr);
     if (status != TRN_OK) return status;
-    const std::size_t size = write_date_time(milliseconds, room(longest_number));
+    const std::size_t size = write_date_time(milliseconds, place());
     if (size == 0) return read_made_text(value);
     used_ += size;
     return status;
@@ -191,8 +193,7 @@ std::int32_t RowReader::read_date_time(const Value& value) {
 std::int32_t RowReader::read_made_text(const Value& value) {
     std::int32_t length = 0, status = TRN_TRUNCATED;
     for (std::int32_t area = made_text_area / 2; status == TRN_TRUNCATED && area <= made_text_area; area *= 2)
-        status = TRN_GetData(result_.handle(), value.column, TRN_TYPE_TEXT,
-                             room(static_cast<std::size_t>(made_text_area)), area, &length);
+        status = TRN_GetData(result_.handle(), value.column, TRN_TYPE_TEXT, place(), area, &length);
     if (status == TRN_OK) used_ += static_cast<std::size_t>(length);
     return status;
 }
@@ -200,8 +201,8 @@ std::int32_t RowReader::read_made_text(const Value& value) {
 // The library clears what it does not fill, and is quickest with short areas.
 std::int32_t RowReader::read_bytes(Value& value) {
     std::int32_t length = 0;
-    std::int32_t status = TRN_GetData(result_.handle(), value.column, TRN_TYPE_BYTES,
-                                      room(static_cast<std::size_t>(short_area)), short_area, &length);
+    std::int32_t status =
+        TRN_GetData(result_.handle(), value.column, TRN_TYPE_BYTES, place(), short_area, &length);
     if (status == TRN_OK) return keep(value, static_cast<std::size_t>(length));
     if (status == TRN_ERR_CONVERSION) return read_made_text(value);
     if (status != TRN_TRUNCATED) return status;

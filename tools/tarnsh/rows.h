@@ -77,7 +77,7 @@ class LongValue {
 
 struct Cell {
     bool null = false;
-    std::string_view text;     // empty for a long value
+    std::string_view text;     // empty for a long value; 16 more bytes can be read behind it
     LongValue* rest = nullptr; // the long value
 };
 
@@ -142,10 +142,13 @@ class RowReader {
     std::int32_t read_large(Value& value);
     std::int32_t keep(Value& value, std::size_t size);
     char* room(std::size_t size);
+    char* place() { return area_.data() + used_; }
 
     Result& result_;
     std::vector<Value> values_;
     std::vector<Cell> cells_;
+    std::size_t
+        short_room_; // for the values of a row that are short, and at least 16 bytes behind each value
     std::vector<char> area_;
     std::size_t used_ = 0;
 };

@@ -3,8 +3,8 @@
 #include <fmt/compile.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstring>
 
 namespace tarnsh {
@@ -39,7 +39,20 @@ void put_two(unsigned number, char* out) {
 } // namespace
 
 std::size_t write_integer(std::int64_t number, char* out) {
-    return static_cast<std::size_t>(std::to_chars(out, out + longest_number, number).ptr - out);
+    // Two digits a step, from the end of a scratch area, and one copy of a fixed size.
+    char area[24];
+    char* at = area + 20;
+    std::uint64_t rest =
+        number < 0 ? 0 - static_cast<std::uint64_t>(number) : static_cast<std::uint64_t>(number);
+    for (; rest >= 100; rest /= 100)
+        put_two(static_cast<unsigned>(rest % 100), at -= 2);
+    if (rest >= 10)
+        put_two(static_cast<unsigned>(rest), at -= 2);
+    else
+        *--at = static_cast<char>('0' + rest);
+    if (number < 0) *--at = '-';
+    std::copy(at, area + 20, out);
+    return static_cast<std::size_t>(area + 20 - at);
 }
 
 std::size_t write_real(double number, char* out) {
