@@ -90,7 +90,7 @@ std::string lines_about(std::string_view name) {
         if (name.empty() ? command.meaning.empty() : command.name != name) continue;
         if (name.empty() && command.group != group) text += fmt::format("\n{}", command.group);
         group = command.group;
-        text += fmt::format("\n  {:<40}{}", fmt::format("\\{} {}", command.name, command.arguments),
+        text += fmt::format("\n  {:<42}{}", fmt::format("\\{} {}", command.name, command.arguments),
                             command.meaning);
     }
     return text;

@@ -62,7 +62,7 @@ int run(const Options& options) {
     catch_library_lines();
     open_session(session, connection_string(options.connection), options.connection.timeout_seconds);
     Output standard(stdout);
-    Shell shell{session, standard};
+    Shell shell(session, standard);
     shell.print = options.print;
     shell.timing = options.timing;
     shell.echo = options.echo;

@@ -24,6 +24,8 @@ enum class Switch {
 };
 
 struct Shell {
+    Shell(Session& opened, Output& output) : session(opened), standard(output) {}
+
     Session& session;
     Output& standard; // where rows go unless something else is said
     PrintSettings print{};
