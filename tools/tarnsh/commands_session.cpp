@@ -29,7 +29,7 @@ void remember_timing(const Shell& shell) {
     std::error_code none;
     std::filesystem::remove(std::u8string(shell.state_file.begin(), shell.state_file.end()), none);
     const File file(open_private_file(shell.state_file));
-    if (file) fmt::print(file.get(), "timing {}\n", shell.timing ? "on" : "off");
+    if (file) fmt::print(file.get(), "\\timing {}\n", shell.timing ? "on" : "off");
 }
 
 } // namespace

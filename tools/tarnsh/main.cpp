@@ -47,8 +47,9 @@ void be_interactive(Shell& shell, const Options& options) {
     shell.interactive = true;
     if (!options.no_rc) {
         const bool quiet = std::exchange(shell.session.quiet, true);
-        shell.state_file = home_file("TARNSH_STATE", ".tarnsh_state");
-        run_at_start(shell, shell.state_file.empty() ? "" : shell.state_file);
+        const std::string state = home_file("TARNSH_STATE", ".tarnsh_state");
+        run_at_start(shell, state);
+        shell.state_file = state;
         run_at_start(shell, home_file("TARNSHRC", ".tarnshrc"));
         shell.session.quiet = quiet;
     }
