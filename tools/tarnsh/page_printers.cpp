@@ -70,7 +70,7 @@ class VerticalPrinter final : public Printer {
     }
 
     void print_row(const std::vector<Cell>& cells) override {
-        fmt::format_to(std::back_inserter(out()), "-- row {}\n", row_number());
+        out() += fmt::format("-- row {}\n", row_number());
         for (std::size_t i = 0; i < cells.size(); ++i) {
             out() += names_[i];
             add_shown(cells[i]);
