@@ -2,7 +2,8 @@
 """tarnsh beside psql: CSV in, CSV out and a table to a file, with the processor time of the client alone.
 
 Starts a server of each of its own, in a directory that goes afterwards, on ports that the system gives. The rounds take turns, so
-that whatever else the machine does meets both alike. As root, PostgreSQL runs as the user postgres.
+that whatever else the machine does meets both alike. As root, PostgreSQL runs as the user postgres. Needs the Debian packages postgresql
+and time.
 """
 import argparse
 import json
@@ -86,12 +87,15 @@ class Tarnlite:
 def measure(command, output=subprocess.DEVNULL):
     """Processor seconds of the client, and its peak of memory in MB."""
     env = {**os.environ, "TARNSH_PASSWORD": "me", "PAGER": "cat"}
-    client = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=output, env=env)
-    _, status, used = os.wait4(client.pid, 0)
-    client.returncode = os.waitstatus_to_exitcode(status)
-    if client.returncode != 0:
-        sys.exit(f"{command}: status {client.returncode}")
-    return used.ru_utime + used.ru_stime, used.ru_maxrss / 1000
+    # Under time(1): the memory of a process begins with that of the one which starts it, and Python's is not small.
+    with tempfile.NamedTemporaryFile("r") as told:
+        client = subprocess.Popen(["time", "-q", "-f", "%M", "-o", told.name, *command], stdin=subprocess.DEVNULL,
+                                  stdout=output, env=env)
+        _, status, used = os.wait4(client.pid, 0)
+        client.returncode = os.waitstatus_to_exitcode(status)
+        if client.returncode != 0:
+            sys.exit(f"{command}: status {client.returncode}")
+        return used.ru_utime + used.ru_stime, int(told.read()) / 1000
 
 
 def measure_round(server, rows_file, folder, results):

@@ -69,6 +69,26 @@ bool needs_quotes(std::string_view text, std::string_view null_text, CsvMarks ma
     return holds_special(last);
 }
 
+bool padded_needs_quotes(std::string_view text, std::string_view null_text, CsvMarks marks) {
+#ifdef __SSE2__
+    if (text == null_text) return true;
+    const __m128i delimiters = _mm_set1_epi8(marks.delimiter), quotes = _mm_set1_epi8(marks.quote),
+                  feeds = _mm_set1_epi8('\n'), returns = _mm_set1_epi8('\r');
+    for (std::size_t at = 0; at < text.size(); at += 16) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + at));
+        const __m128i found =
+            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(bytes, delimiters), _mm_cmpeq_epi8(bytes, quotes)),
+                         _mm_or_si128(_mm_cmpeq_epi8(bytes, feeds), _mm_cmpeq_epi8(bytes, returns)));
+        const std::size_t left = text.size() - at;
+        const unsigned own = left >= 16 ? 0xFFFFU : (1U << left) - 1;
+        if ((static_cast<unsigned>(_mm_movemask_epi8(found)) & own) != 0) return true;
+    }
+    return false;
+#else
+    return needs_quotes(text, null_text, marks);
+#endif
+}
+
 char* write_quoted(std::string_view text, CsvMarks marks, char* out) {
     *out++ = marks.quote;
     for (const char c : text) {

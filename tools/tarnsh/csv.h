@@ -18,6 +18,8 @@ struct CsvMarks {
 
 // Whether the text must stand in quotes.
 bool needs_quotes(std::string_view text, std::string_view null_text, CsvMarks marks);
+// The same for a text behind which 16 more bytes can be read.
+bool padded_needs_quotes(std::string_view text, std::string_view null_text, CsvMarks marks);
 // Writes the text in quotes and returns the end of what was written: at most twice its size and two.
 char* write_quoted(std::string_view text, CsvMarks marks, char* out);
 void add_csv_field(std::string_view text, std::string_view null_text, CsvMarks marks, std::string& line);

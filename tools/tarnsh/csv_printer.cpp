@@ -53,7 +53,7 @@ class CsvPrinter final : public Printer {
             const Cell& cell = cells[i];
             if (cell.null)
                 to = std::ranges::copy(null_, to).out;
-            else if (is_bare_[i] || !needs_quotes(cell.text, null_, settings_.csv))
+            else if (is_bare_[i] || !padded_needs_quotes(cell.text, null_, settings_.csv))
                 to = write_padded(cell.text, to);
             else
                 to = write_quoted(cell.text, settings_.csv, to);

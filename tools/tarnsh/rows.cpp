@@ -111,21 +111,21 @@ RowReader::RowReader(Result& result, const std::vector<Column>& columns, bool de
 
 std::int32_t RowReader::read() {
     used_ = 0;
-    room(0);
+    const char* const area = room(0);
     for (std::size_t i = 0; i < values_.size(); ++i) {
         Value& value = values_[i];
         value.begin = used_;
         const std::int32_t status = read_value(value);
-        value.end = used_;
-        cells_[i].null = status == TRN_NULL_VALUE;
         if (status != TRN_OK && status != TRN_NULL_VALUE) return status;
+        Cell& cell = cells_[i];
+        cell.null = status == TRN_NULL_VALUE;
+        cell.text = {area + value.begin, used_ - value.begin};
+        cell.rest = value.rest ? &*value.rest : nullptr;
     }
-    // The area has its final place only now.
-    for (std::size_t i = 0; i < values_.size(); ++i) {
-        Value& value = values_[i];
-        cells_[i].text = {area_.data() + value.begin, value.end - value.begin};
-        cells_[i].rest = value.rest ? &*value.rest : nullptr;
-    }
+    // A large value may have moved the area.
+    if (area_.data() != area)
+        for (std::size_t i = 0; i < values_.size(); ++i)
+            cells_[i].text = {area_.data() + values_[i].begin, cells_[i].text.size()};
     return TRN_OK;
 }
 

@@ -127,7 +127,7 @@ class RowReader {
         std::int32_t column;
         Kind kind;
         bool binary;
-        std::size_t begin = 0, end = 0; // in the area
+        std::size_t begin = 0; // in the area
         std::unique_ptr<Lob> lob{};
         std::optional<LongValue> rest{};
     };

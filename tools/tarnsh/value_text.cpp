@@ -3,8 +3,8 @@
 #include <fmt/compile.h>
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 
 namespace tarnsh {
@@ -38,24 +38,49 @@ void put_two(unsigned number, char* out) {
 
 } // namespace
 
-std::size_t write_integer(std::int64_t number, char* out) {
-    // Two digits a step, from the end of a scratch area, and one copy of a fixed size.
-    char area[24];
-    char* at = area + 20;
-    std::uint64_t rest =
-        number < 0 ? 0 - static_cast<std::uint64_t>(number) : static_cast<std::uint64_t>(number);
-    for (; rest >= 100; rest /= 100)
-        put_two(static_cast<unsigned>(rest % 100), at -= 2);
-    if (rest >= 10)
-        put_two(static_cast<unsigned>(rest), at -= 2);
+// Two digits a step, from the end of a scratch area, and one copy of a fixed size.
+static std::size_t write_digits(std::uint64_t number, bool negative, char* out) {
+    char area[2 * longest_number];
+    char* const end = area + longest_number;
+    char* at = end;
+    for (; number >= 100; number /= 100)
+        put_two(static_cast<unsigned>(number % 100), at -= 2);
+    if (number >= 10)
+        put_two(static_cast<unsigned>(number), at -= 2);
     else
-        *--at = static_cast<char>('0' + rest);
-    if (number < 0) *--at = '-';
-    std::copy(at, area + 20, out);
-    return static_cast<std::size_t>(area + 20 - at);
+        *--at = static_cast<char>('0' + number);
+    if (negative) *--at = '-';
+    std::memcpy(out, at, 20);
+    return static_cast<std::size_t>(end - at);
+}
+
+std::size_t write_integer(std::int64_t number, char* out) {
+    const auto bits = static_cast<std::uint64_t>(number);
+    return write_digits(number < 0 ? 0 - bits : bits, number < 0, out);
+}
+
+// Most numbers have a few decimals. One that is a whole number of millionths, of 15 digits at most, is the only such decimal that reads
+// back as the same double: without its last zeros it is the shortest. 0 for other numbers.
+static std::size_t write_millionths(double number, char* out) {
+    const double size = std::fabs(number), scaled = size * 1e6;
+    if (!(size >= 1e-4 && scaled < 1e15)) return 0;
+    const auto millionths = static_cast<std::uint64_t>(scaled + 0.5);
+    if (static_cast<double>(millionths) / 1e6 != size) return 0;
+    std::size_t length = write_digits(millionths / 1'000'000, number < 0, out);
+    auto rest = static_cast<unsigned>(millionths % 1'000'000);
+    if (rest == 0) return length;
+    out[length] = '.';
+    put_two(rest / 10'000, out + length + 1);
+    put_two(rest / 100 % 100, out + length + 3);
+    put_two(rest % 100, out + length + 5);
+    length += 7;
+    while (out[length - 1] == '0')
+        --length;
+    return length;
 }
 
 std::size_t write_real(double number, char* out) {
+    if (const std::size_t length = write_millionths(number, out)) return length;
     return static_cast<std::size_t>(fmt::format_to(out, FMT_COMPILE("{}"), number) - out);
 }
 
