@@ -39,4 +39,4 @@ unpack_sources() (
     private_apt update && private_apt source "$1" >/dev/null
 )
 
-build_packages="g++ cmake ninja-build pkg-config libsqlite3-dev libcli11-dev libfmt-dev libgcrypt20-dev libedit-dev libutf8proc-dev"
+build_packages="g++ cmake ninja-build pkg-config libsqlite3-dev libcli11-dev libfmt-dev libgcrypt20-dev libutf8proc-dev"

@@ -40,5 +40,11 @@ case " ${presets[*]} " in
     cmake --build --preset release --target tarnlite >/dev/null
     scripts/with_tarnlite.sh build/release/tools/tarnlite/tarnlite \
         /usr/lib/wine/wine64 build/windows/bin/quickstart.exe "{}" /usr/share/unicode/UnicodeData.txt
+    echo "== tarnsh for Windows against the development server"
+    shell=$(mktemp)
+    printf '#!/bin/sh\nexec /usr/lib/wine/wine64 "%s" "$@"\n' "$PWD/build/windows/bin/tarnsh.exe" >"$shell"
+    chmod +x "$shell"
+    /usr/bin/python3 -B tests/tarnsh/shell_test.py "$shell" build/release/tools/tarnlite/tarnlite formats
+    rm "$shell"
     ;;
 esac

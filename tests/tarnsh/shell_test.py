@@ -1,77 +1,12 @@
-"""The shell as people and scripts use it, against a development server of each suite's own.
-
-Usage: shell_test.py TARNSH TARNLITE SUITE
-"""
+"""The shell as scripts use it."""
 import json
 import os
-import pathlib
 import select
 import subprocess
 import sys
-import tempfile
-import unittest
 
-try:
-    import pexpect
-except ImportError:
-    print("skipped: python3-pexpect is not installed")
-    sys.exit(77)
-
-TARNSH, TARNLITE = sys.argv[1:3]
-PROMPT = "tarn> "
-ENDLESS = "WITH RECURSIVE s(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM s) SELECT n FROM s"
-
-
-class Server:
-    """A tarnlite; started again it listens on the same port."""
-
-    def __init__(self, *options):
-        self.options = options
-        self.port = 0
-        self.start()
-
-    def start(self):
-        command = [TARNLITE, "--port", str(self.port), *self.options]
-        self.process = subprocess.Popen(command, stdout=subprocess.PIPE, text=True)
-        self.port = int(self.process.stdout.readline().rsplit(":", 1)[1])
-
-    def stop(self):
-        self.process.terminate()
-        self.process.wait()
-        self.process.stdout.close()
-
-    @property
-    def connection(self):
-        return f"server=127.0.0.1;port={self.port};user=demo;password=demo"
-
-
-class ShellTest(unittest.TestCase):
-    server_options = ()
-
-    def setUp(self):
-        self.server = Server(*self.server_options)
-        self.addCleanup(lambda: self.server.stop())
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
-
-    def run_shell(self, *arguments, connection=None, text="", env=None):
-        if connection is None:
-            connection = [self.server.connection]
-        return subprocess.run([TARNSH, *connection, *arguments], input=text, capture_output=True, text=True,
-                              timeout=60, env={**os.environ, **(env or {})}, start_new_session=True)
-
-    def expect(self, arguments, rows, code=0, says="", **more):
-        """Runs the shell: what comes out on standard output, the exit code, a part of standard error."""
-        done = self.run_shell(*arguments, **more)
-        self.assertEqual((done.stdout, done.returncode), (rows, code), done.stderr)
-        self.assertIn(says, done.stderr)
-        return done
-
-    def rows_of(self, sql):
-        done = self.run_shell("-q", "--format", "csv", "--no-header", "-c", sql)
-        self.assertEqual(done.returncode, 0, done.stderr)
-        return done.stdout
+import pexpect
+from support import ENDLESS, TARNSH, Server, ShellTest, run_suite
 
 
 class Formats(ShellTest):
@@ -103,6 +38,8 @@ class Formats(ShellTest):
                         "-- row 3\nid   | NULL\nname | a|\"b\",\\n\\x1b\nw    | NULL\nn    | 3.00\nat   | NULL\n"
                         "b    | NULL\nok   | NULL\n",
         }
+        goldens["tsv"] = "id\tname\tw\tn\tat\tb\tok\n1\tAda\t0.1\t12.50\t2024-02-29 12:34:56.789\t0x00ff\tT\n" \
+                         "20\t日本語\t1e+300\t\t\t\tF\n\ta|\"b\",\\n\x1b\t\t3.00\t\t\t\n"
         for name, golden in goldens.items():
             with self.subTest(name):
                 self.expect(["--format", name, "-c", "SELECT * FROM t"], golden, says="(3 rows)")
@@ -114,6 +51,35 @@ class Formats(ShellTest):
         self.assertEqual((rows[1]["w"], rows[1]["ok"], rows[1]["b"]), (1e300, False, None))
         self.assertEqual(rows[2]["name"], 'a|"b",\n\x1b')
         self.expect(["--format", "json", "-c", "SELECT * FROM t WHERE 0"], "[]\n")
+
+    def test_settings_of_formats(self):
+        query = "SELECT 7 AS n, '<a;b>' AS t"
+        cases = ((["--format", "box"], "", "┌───┬───────┐\n│ n │ t     │\n├───┼───────┤\n│ 7 │ <a;b> │\n└───┴───────┘\n"),
+                 (["--format", "list"], "\\pset separator ' / '\n", "n / t\n7 / <a;b>\n"),
+                 (["--format", "html"], "", "<table>\n<tr><th>n</th><th>t</th></tr>\n"
+                                            "<tr><td align=\"right\">7</td><td>&lt;a;b&gt;</td></tr>\n</table>\n"),
+                 (["--format", "csv", "--delimiter", ";", "--quote", "'"], "", "n;t\n7;'<a;b>'\n"),
+                 ([], "\\x on\n", "-- row 1\nn | 7\nt | <a;b>\n"),
+                 ([], "\\pset width 12\n", "n | t\n--+------\n7 | <a;b>\n"),
+                 ([], "\\pset width 11\n\\pset overflow cut\n", "n | t\n--+------\n7 | <a;b>\n"))
+        for options, before, rows in cases:
+            with self.subTest(options=options, before=before):
+                self.expect([*options, "-q", "-c", before + query], rows)
+        long = "SELECT 'é' || printf('%.20c', 'x') || 'end' AS t, 1 AS n"
+        for overflow, rows in (("wrap", "éxxxxxxxxxxx | 1\nxxxxxxxxxend |  \n"), ("cut", "éxxxxxxxxxx… | 1\n")):
+            self.expect(["-q", "--no-header", "-c", f"\\pset width 16\n\\pset overflow {overflow}\n{long}"], rows)
+
+    def test_long_values_pass_through_in_pieces(self):
+        self.run_shell("-c", "CREATE TABLE l (b BLOB, c CLOB); INSERT INTO l VALUES (zeroblob(70001), printf('%.100000c', 'x') || 'é|\"end')")
+        digits, text = "0x" + "00" * 70001, "x" * 100000
+        cases = {"table": f"{digits} | {text}é|\"end\n", "csv": f"{digits},\"{text}é|\"\"end\"\n",
+                 "list": f"{digits}|{text}é|\"end\n", "markdown": None, "json": None}
+        for form in ("", ";lob_ret=descriptor"):
+            for name, rows in cases.items():
+                with self.subTest(name, form=form):
+                    done = self.run_shell("-q", "--no-header", "--format", name, "-c", "SELECT b, c FROM l",
+                                          connection=[self.server.connection + form])
+                    self.assertIn(rows or text + {"json": 'é|\\"end"', "markdown": 'é\\|"end'}[name], done.stdout)
 
     def test_nulls_and_headers_follow_the_options(self):
         self.expect(["--format", "csv", "--null", "-", "--no-header", "-c", "SELECT NULL, '-', 'x'"], '-,"-",x\n')
@@ -168,6 +134,50 @@ class Scripts(ShellTest):
         self.assertEqual(rows.read_text(), "name,kind\nt,table\nname,type,not null,default,key\na,INTEGER,yes,,1\n"
                                            "b,TEXT,,'x',\n" + "4\n4\n" * 3)
 
+    def test_commands_of_scripts(self):
+        (self.folder / "sub").mkdir()
+        (self.folder / "sub" / "a.sql").write_text("\\echo a :n\n\\ir b.sql\nSELECT :n + 1, :'n', ':n' -- :n\n;")
+        (self.folder / "sub" / "b.sql").write_text("\\set n 41\n")
+        out = self.folder / "out"
+        cases = (
+            (f"\\i {self.folder}/sub/a.sql", "a 7\n42,41,:n\n", 0, ""),
+            ("\\set t it's\nSELECT :n, :'t' \\g", "7,it's\n", 0, ""),
+            ("\\unset n\n\\set\nSELECT ':n';", ":n\n", 0, ""),
+            ("SELECT 1 \\gx\nSELECT 2\n\\g\nSELECT 3 \\p", "-- row 1\n1 | 1\n2\nSELECT 3\n3\n", 0, ""),
+            (f"SELECT 5 \\g {out}\n\\! cat {out}", "5\n", 0, ""),
+            ("SELECT 6 \\g |sed s/6/six/", "six\n", 0, ""),
+            (f"\\o {out}\nSELECT 8;\n\\o\nSELECT 9;\n\\! cat {out}", "9\n8\n", 0, ""),
+            (f"\\cd {self.folder}\n\\! ls sub", "a.sql\nb.sql\n", 0, ""),
+            ("SELECT 1 nonsense \\r\nSELECT 2;", "2\n", 0, ""),
+            (f"\\tee {out}2\nSELECT 8;\n\\tee\nSELECT 9;\n\\! cat {out}2", "8\n9\nSELECT 8;\n8\n", 0, ""),
+            ("CREATE VIEW v AS SELECT 1;\n\\dv\n\\dt\n", "v\n", 0, ""),
+            ("SELECT 6 \\watch 0.01 2\n", "6\n6\n", 0, ""),
+            ("\\pset nothing 1", "", 1, "usage"), ("\\pset null -\nSELECT NULL;", "-\n", 0, ""),
+            ("\\! exit 3", "", 1, "the command ended with 3"), (f"\\cd {self.folder}/none", "", 1, "cannot go to"),
+            ("exit\n", "", 0, ""), ("SELECT 1; quit; SELECT 2", "1\n", 0, ""), ("help;", "", 0, "\\copy"))
+        for script, rows, code, says in cases:
+            with self.subTest(script):
+                self.expect(["-q", "--format", "csv", "--no-header", "-v", "n=7", "-f", "-"], rows, code, says, text=script)
+
+    def test_failures_are_passed_or_undone_as_asked(self):
+        table = "CREATE TABLE t (a INTEGER PRIMARY KEY);"
+        self.run_shell("-c", table)
+        script = "INSERT INTO t VALUES (1);\nINSERT INTO t VALUES (1);\nINSERT INTO t VALUES (2);"
+        for options, code, rows in ((["-1"], 3, ""), (["--continue-on-error"], 3, "1\n2\n"), ([], 3, "1\n")):
+            with self.subTest(options):
+                self.run_shell("-c", "DELETE FROM t")
+                self.expect([*options, "-f", "-"], "", code, "standard input:2: UNIQUE", text=script)
+                self.assertEqual(self.rows_of("SELECT a FROM t"), rows)
+        self.run_shell("-c", "DELETE FROM t")
+        self.expect(["-1", "-c", "INSERT INTO t VALUES (3)"], "")
+        self.assertEqual(self.rows_of("SELECT a FROM t"), "3\n")
+
+    def test_echo_and_log(self):
+        log = self.folder / "log"
+        done = self.expect(["-e", "--log", str(log), "--format", "csv", "-c", "SELECT 1 AS a; SELECT 2 AS b"], "a\n1\nb\n2\n")
+        self.assertIn("SELECT 1 AS a;\n", done.stderr)
+        self.assertEqual(log.read_text(), "SELECT 1 AS a;\na\n1\nSELECT 2 AS b;\nb\n2\n")
+
     def test_memory_is_bounded_for_any_number_of_rows(self):
         script = "import resource, subprocess, sys\n" \
                  "subprocess.run(sys.argv[1:], stdout=subprocess.DEVNULL, check=True)\n" \
@@ -193,6 +203,12 @@ class Failures(ShellTest):
                 (["-c", "\\watch 1x"], 1, "\\watch SECONDS", {}),
                 (["-c", "SELECT 1"], 1, "no server", {"connection": []}),
                 (["--port", "1x"], 1, "--port", {"connection": ["--server", "x"]}),
+                (["-c", "SELECT 1"], 2, "prot", {"connection": ["server=127.0.0.1;prot=1"]}),
+                (["-c", "SELECT 1"], 1, "one character", {"connection": ["--delimiter", "ab", "server=127.0.0.1;port=1"]}),
+                (["-1"], 1, "--single-transaction", {}), (["--connect-timeout", "x"], 1, "--connect-timeout", {}),
+                (["-o", "|exit 3", "-c", "SELECT 1"], 1, "cannot write", {}),
+                (["-v", "1=2"], 1, "NAME=VALUE", {}),
+                (["-c", "\\i /nowhere"], 1, "/nowhere", {}),
                 (["-c", "SELECT 1"], 2, "no address for", {"connection": [f"server={'x' * 70};port=1"]}),
                 (["-c", "SELECT 1"], 2, "cannot connect", {"connection": nobody})):
             with self.subTest(arguments=arguments):
@@ -246,6 +262,33 @@ class Passwords(ShellTest):
         self.connect(code=0, env={"TARNSH_PASSWORD": "se=cr,et"})
         self.connect(code=2, says="cannot connect")
 
+    def test_service_file_and_environment(self):
+        file = self.folder / ".tarnsh_service"
+        plain = f"# ours\n[demo]\nserver = localhost\nport={self.server.port}\nuser = ada\n[other]\nserver = nowhere.invalid\n"
+        named = {"TARNSH_SERVICE": "demo", "TARNSH_PASSWORD": "se=cr,et"}
+        parts = {"TARNSH_SERVER": "127.0.0.1", "TARNSH_PORT": str(self.server.port), "TARNSH_USER": "ada", "TARNSH_PASSWORD": "se=cr,et"}
+        for content, mode, arguments, env, code, says in (
+                (plain, 0o644, [], named, 0, ""), (plain, 0o644, ["--service", "demo"], {"TARNSH_PASSWORD": "se=cr,et"}, 0, ""),
+                (plain, 0o644, ["--user", "bob"], named, 2, "cannot connect"), (plain, 0o644, [], parts, 0, ""),
+                (plain + "[demo]\npassword=se=cr,et\n", 0o600, [], {"TARNSH_SERVICE": "demo"}, 0, ""),
+                (plain + "[demo]\npassword=se=cr,et\n", 0o640, [], {"TARNSH_SERVICE": "demo"}, 1, "can be read by others"),
+                (plain, 0o600, ["--service", "none"], {}, 1, "no section [none]"),
+                ("nonsense\n", 0o600, ["--service", "demo"], {}, 1, "tarnsh_service:1:")):
+            with self.subTest(content=content, arguments=arguments, env=env):
+                file.write_text(content)
+                file.chmod(mode)
+                self.expect(["-q", "-c", "VALUES (1)", "--no-header"], "1\n" if code == 0 else "", code, says,
+                            connection=arguments, env=env)
+
+    def test_a_password_on_the_command_line_is_hidden(self):
+        shell = subprocess.Popen([TARNSH, f"server=127.0.0.1;port={self.server.port};user=ada;password=se=cr,et", "-q"],
+                                 stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, bufsize=1)
+        shell.stdin.write("SELECT 1;\n")
+        self.assertTrue(shell.stdout.readline())
+        with open(f"/proc/{shell.pid}/cmdline", encoding="utf-8") as line:
+            self.assertNotIn("cr,et", line.read())
+        shell.communicate()
+
     def test_prompt_shows_nothing(self):
         shell = pexpect.spawn(TARNSH, ["--server", "127.0.0.1", "--port", str(self.server.port), "--user", "ada", "-c",
                                        "VALUES ('in')"], encoding="utf-8", timeout=30)
@@ -278,6 +321,23 @@ class Copies(ShellTest):
                 self.assertEqual(self.rows_of("SELECT id, name, w, b FROM u EXCEPT SELECT * FROM t"), "")
                 self.assertEqual(self.rows_of("SELECT count(*) FROM u"), f"{self.rows}\n")
 
+    def test_copies_over_standard_streams_programs_and_other_marks(self):
+        lines = "id,name\n1,x\n"
+        cases = (("\\copy u FROM stdin HEADER\n" + lines + "\\.\nSELECT id, name FROM u;", "1,x\n", ""),
+                  (f"\\copy u FROM PROGRAM 'printf \"id\\n5\\n\"'\n\\copy u (id) TO stdout\n", "id\n5\n", ""),
+                 ("\\copy (SELECT 1 AS a, 'b;c' AS d) TO /dev/stdout WITH (FORMAT csv, DELIMITER ';', QUOTE '~')\n",
+                  "a;d\n1;~b;c~\n", ""),
+                 ("\\copy (SELECT 1 AS a, NULL AS b) TO stdout NULL 'none' HEADER off\n", "1,none\n", ""),
+                 (f"\\copy (SELECT 2 AS a) TO PROGRAM 'cat >{self.file}.x'\n\\! cat '{self.file}.x'\n", "a\n2\n", ""),
+                 ("\\copy u FROM |exit_with_failure_3_", "", "has failed"))
+        self.file = self.folder / "plain"
+        cases = [(script.replace(str(self.folder / "rows of t.csv"), str(self.file)), *rest) for script, *rest in cases]
+        for script, rows, says in cases:
+            with self.subTest(script):
+                self.run_shell("-c", "DELETE FROM u")
+                self.expect(["-q", "--format", "csv", "--no-header", "-f", "-"] if "TO" not in script else ["-q", "--format", "csv", "-f", "-"],
+                            rows, 1 if says else 0, says, text=script)
+
     def test_columns_are_chosen_by_list_or_header(self):
         self.file.write_text("\ufeffID,name\r\n1,x\r\n\r\n")
         self.expect(["-q", "-c", f"\\copy u FROM '{self.file}'\n\\copy u (w, name) FROM '{self.file}'"], "")
@@ -300,11 +360,12 @@ class Copies(ShellTest):
     def test_a_failed_batch_tells_what_stands_and_a_failed_query_leaves_the_file(self):
         self.run_shell("-c", "CREATE TABLE k (id INTEGER PRIMARY KEY)")
         self.file.write_text("id\n" + "".join(f"{n % 19000}\n" for n in range(20000)))
-        self.expect(["-c", f"\\copy k FROM '{self.file}'"], "", 3, "10,000 rows stored, those before line 10002")
+        self.expect(["-c", f"\\copy k FROM '{self.file}'"], "", 3,
+                    "line 19002, column id ('0'): UNIQUE constraint failed: k.id\n19,000 rows stored")
         self.file.write_text("id\n" + "".join(f"{n}\n" for n in range(20000, 32000)) + "x,y\n")
         self.expect(["-c", f"\\copy k FROM '{self.file}'"], "", 1,
-                    "line 12002: 2 fields for 1 column\n10,000 rows stored, those before line 10002")
-        self.assertEqual(self.rows_of("SELECT count(*) FROM k"), "20000\n")
+                    "line 12002: 2 fields for 1 column\n12,000 rows stored")
+        self.assertEqual(self.rows_of("SELECT count(*), count(DISTINCT id) FROM k"), "31000,31000\n")
         self.expect(["-c", f"\\copy (SELECT nope) TO '{self.file}'"], "", 3)
         self.assertTrue(self.file.read_text().startswith("id\n20000\n"))
 
@@ -325,91 +386,5 @@ class Copies(ShellTest):
         self.expect(["-c", f"\\lob_export (SELECT c FROM l WHERE 0) {back}"], "", 3, "gives no row")
 
 
-class Terminal(ShellTest):
-    def setUp(self):
-        super().setUp()
-        self.server.stop()
-        self.server = Server("--database", str(self.folder / "db"))
-        self.history = self.folder / "history"
-        self.run_shell("-c", "CREATE TABLE people (id INTEGER, surname VARCHAR(20));"
-                             "INSERT INTO people VALUES (1, 'Byron')")
-        self.shell = self.open_shell()
-
-    def open_shell(self):
-        env = {**os.environ, "TARNSH_HISTORY": str(self.history), "TERM": "xterm", "LC_ALL": "C"}
-        shell = pexpect.spawn(TARNSH, [self.server.connection, "--format", "csv"], encoding="utf-8", timeout=30,
-                              dimensions=(40, 200), env=env)
-        self.addCleanup(shell.close, force=True)
-        shell.expect_exact(PROMPT)
-        return shell
-
-    def type(self, text, *expected):
-        self.shell.send(text)
-        for part in (*expected, PROMPT):
-            self.shell.expect_exact(part)
-
-    def test_statements_over_lines_completion_and_history(self):
-        self.shell.send("SEL\tsur\t\r")
-        self.shell.expect_exact("   -> ")
-        self.type("FROM peo\tWHERE people.sur\t= 'Byron';\r", "Byron\r\n", "(1 row)")
-        self.type("\\d peo\t\r", "surname,VARCHAR(20)")
-        self.type("CREATE TABLE pets (bark INTEGER);\r", "done")
-        self.type("select bar\tfrom pets;\r", "(0 rows)")  # names are read anew
-        self.type("create procedure p as begin case a when 1 then b; end case; if c then d; end if; end;\r", "error: ")
-        self.type("select 'é', nope;\r", "error: no such column")
-        self.shell.sendeof()
-        self.shell.expect(pexpect.EOF)
-        self.shell.close()
-        self.assertEqual(self.shell.exitstatus, 0)
-        self.assertEqual(self.history.stat().st_mode & 0o77, 0)
-        self.shell = self.open_shell()
-        self.type("\x1b[A\r", "no such column")
-        self.shell.send("\\q\r")
-        self.shell.expect(pexpect.EOF)
-
-    def test_interrupts_stop_what_runs_and_nothing_else(self):
-        self.shell.send("SELECT 'not ended\r")
-        self.shell.expect_exact("   -> ")
-        self.type("\x03")
-        self.type("\x1a")  # nobody could bring back the leader of a session
-        self.shell.send(ENDLESS + "; SELECT 'never' || 'more';\r")
-        self.shell.expect_exact("1000\r\n")
-        self.type("\x03", "error: stopped")
-        self.assertNotIn("nevermore", self.shell.before)
-        self.type("SELECT 'alive';\r", "alive\r\n", "(1 row)")
-        self.shell.send("\\watch 60\r")
-        self.shell.expect_exact("(1 row)")
-        self.type("\x03")
-        self.shell.send(f"SELECT 1; SELECT count(*) FROM ({ENDLESS});\r")
-        self.shell.expect_exact("(1 row)")
-        self.shell.send("\x03")
-        self.shell.expect_exact("^C")
-        self.shell.send("\x03")
-        self.shell.expect(pexpect.EOF)
-        self.assertIn("watch", self.history.read_text())
-
-    def test_a_lost_link_is_made_anew(self):
-        self.server.stop()
-        self.type("SELECT 'a';\r", "error: the connection is lost", "cannot connect again")
-        self.type("SELECT 'b';\r", "cannot connect again")
-        self.type("\\timing\r", "timing is on")
-        self.server.start()
-        self.type("SELECT 'c' || 'd';\r", "connected again", "cd\r\n", "time: ")
-        self.server.stop()
-        self.server.start()
-        self.type("SELECT 'e';\r", "error: the connection is lost", "connected again", "not repeated")
-
-    def test_a_copy_shows_its_progress_on_a_terminal_alone(self):
-        file = self.folder / "people.csv"
-        file.write_text("id,surname\n" + "1,x\n" * 30000)
-        self.type(f"\\copy people FROM {file}\r", "%  10,000 rows", "rows/s", "left", "30,000 rows stored")
-        self.assertNotIn("%", self.run_shell("-c", f"\\copy people FROM {file}").stderr)
-
-
-SUITES = {"formats": Formats, "scripts": Scripts, "failures": Failures, "passwords": Passwords, "copies": Copies,
-          "terminal": Terminal}
-
 if __name__ == "__main__":
-    suite = unittest.defaultTestLoader.loadTestsFromTestCase(SUITES[sys.argv[3]])
-    result = unittest.TextTestRunner(verbosity=2).run(suite)
-    sys.exit(0 if result.wasSuccessful() and result.testsRun else 1)
+    run_suite({"formats": Formats, "scripts": Scripts, "failures": Failures, "passwords": Passwords, "copies": Copies})

@@ -5,14 +5,23 @@
 #include "session.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tarnsh {
 
-// One row for each table or view: name, kind.
+// One row for each table or view: name, kind; and for those of one kind, name alone.
 std::string tables_query();
+std::string tables_query(std::string_view kind);
 // One row for each column of a table: name, type, not null, default, key.
 std::string columns_query(const std::string& table);
+// One row for each index of a table: name, unique, columns; and of all tables: name, table, unique, columns.
+std::string indexes_query(const std::string& table);
+std::string indexes_query();
+// The statements that made a table and what belongs to it, one a row.
+std::string statements_query(const std::string& table);
+// One row for each database: name, file.
+std::string databases_query();
 
 struct TableNames {
     std::string name;

@@ -1,118 +1,121 @@
-// The shell before a person: prompts, completion, and going on after failures and lost links.
+// The shell before a person: prompts, and going on after failures, stops and lost links.
+#include "completion.h"
+#include "editor.h"
 #include "shell.h"
-
 #include "terminal.h"
 #include "text.h"
 
-#include <algorithm>
-#include <cctype>
+#include <chrono>
+#include <cstdlib>
 #include <string_view>
+#include <thread>
 
 namespace tarnsh {
 
 namespace {
 
-constexpr std::string_view keywords[] = {
-    "ALTER",  "AND",     "AS",        "ASC",        "BEGIN",     "BETWEEN", "BY",       "CASE",     "CAST",
-    "COMMIT", "CREATE",  "CROSS",     "CURRENT",    "DEFAULT",   "DELETE",  "DESC",     "DISTINCT", "DROP",
-    "ELSE",   "END",     "EXCEPT",    "EXEC",       "EXISTS",    "FROM",    "FUNCTION", "GROUP",    "HAVING",
-    "IN",     "INDEX",   "INNER",     "INSERT",     "INTERSECT", "INTO",    "IS",       "JOIN",     "KEY",
-    "LEFT",   "LIKE",    "LIMIT",     "NOT",        "NULL",      "OFFSET",  "ON",       "OR",       "ORDER",
-    "OUTER",  "PRIMARY", "PROCEDURE", "REFERENCES", "REPLACE",   "RIGHT",   "ROLLBACK", "SELECT",   "SET",
-    "TABLE",  "THEN",    "TRIGGER",   "UNION",      "UNIQUE",    "UPDATE",  "VALUES",   "VIEW",     "WHEN",
-    "WHERE",  "WITH"};
+// Rows that keep coming end a statement gently, and the session stays; a call that only waits is cancelled.
+constexpr std::chrono::milliseconds patience{60};
 
-bool begins_alike(std::string_view candidate, std::string_view word) {
-    return candidate.size() >= word.size() && upper(candidate.substr(0, word.size())) == upper(word);
+Session* watched = nullptr; // set before Ctrl-C is told of
+
+void stop_statement() {
+    std::this_thread::sleep_for(patience);
+    if (is_interrupted()) cancel_call(*watched);
 }
 
-std::string in_case_of(std::string_view word, std::string_view keyword) {
-    std::string text(keyword);
-    if (!word.empty() && std::islower(static_cast<unsigned char>(word.back())))
-        std::ranges::transform(text, text.begin(), [](char c) {
-            return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        });
-    return text;
-}
-
-void add_names(const Shell& shell, const std::string& word, std::vector<std::string>& found) {
-    const std::size_t dot = word.find('.');
-    for (const TableNames& table : shell.names) {
-        const bool is_chosen = dot != word.npos && upper(table.name) == upper(word.substr(0, dot));
-        if (dot == word.npos && begins_alike(table.name, word)) found.push_back(table.name);
-        for (const std::string& column : table.columns) {
-            if (is_chosen && begins_alike(column, word.substr(dot + 1)))
-                found.push_back(word.substr(0, dot + 1) + column);
-            if (dot == word.npos && begins_alike(column, word)) found.push_back(column);
-        }
-    }
-}
-
-std::vector<std::string> complete(Shell& shell, const std::string& word, const std::string& before) {
-    std::vector<std::string> found;
-    if (before.empty() && word.starts_with('\\')) {
-        for (const std::string& name : command_names())
-            if (name.starts_with(word.substr(1))) found.push_back('\\' + name);
-        return found;
-    }
-    if (!shell.names_known && shell.session.connected) {
-        shell.names = read_names(shell.session);
-        shell.names_known = true;
-    }
-    add_names(shell, word, found);
-    if (!word.empty() && !before.starts_with('\\'))
-        for (const std::string_view keyword : keywords)
-            if (begins_alike(keyword, word)) found.push_back(in_case_of(word, keyword));
-    std::ranges::sort(found);
-    found.erase(std::ranges::unique(found).begin(), found.end());
-    return found;
+void tell_failure(Shell& shell, const Failure& failure) {
+    const bool stopped = is_interrupted() && failure.code == exit_connection;
+    if (is_interrupted()) say(""); // behind the ^C
+    say("error: " + (stopped ? "stopped" : failure.text));
+    take_interrupt(); // which must not stop what follows
+    if (failure.code == exit_connection && !shell.session.connected && reconnect(shell.session) && !stopped)
+        say("the statement was not repeated");
 }
 
 // A lost link is made anew at once; what was running is not repeated, for nobody knows how far it came.
-void run_and_go_on(Shell& shell, const Piece& piece) {
-    if (needs_server(piece) && !shell.session.connected && !reconnect(shell.session)) return;
+bool run_and_go_on(Shell& shell, const Piece& piece) {
+    if (needs_server(piece) && !shell.session.connected && !reconnect(shell.session)) return true;
     try {
         run_piece(shell, piece);
+        return !is_interrupted();
     } catch (const Failure& failure) {
-        say("error: " + failure.text);
-        if (failure.code == exit_connection && reconnect(shell.session))
-            say("the statement was not repeated");
+        const bool stopped = is_interrupted();
+        tell_failure(shell, failure);
+        return !stopped;
+    } catch (const OutputClosed&) {
+        say("error: the reader of the rows has left");
+        shell.redirected.reset();
+        return true;
     }
+}
+
+// Whether nothing more has to be typed: every statement has its end, or a command comes last.
+bool is_complete(Splitter splitter, const std::string& text) {
+    const std::string_view word = trim(text);
+    if (!splitter.is_inside())
+        for (const std::string_view known : {"EXIT", "QUIT", "HELP"})
+            if (upper(word) == known) return true;
+    splitter.add(text + '\n');
+    Piece piece;
+    bool by_command = false;
+    while (splitter.next(piece))
+        by_command = piece.is_command;
+    const std::size_t line = word.rfind('\n') == word.npos ? 0 : word.rfind('\n') + 1;
+    return !splitter.is_inside() || (by_command && word.find('\\', line) != word.npos);
+}
+
+// A word that needs no end mark gets one.
+std::string with_end(const Splitter& splitter, const std::string& text) {
+    if (!splitter.is_inside())
+        for (const std::string_view known : {"EXIT", "QUIT", "HELP"})
+            if (upper(trim(text)) == known) return text + ";";
+    return text;
+}
+
+bool wants_colours() {
+    const char* const kind = std::getenv("TERM");
+    const char* const none = std::getenv("NO_COLOR");
+    return !(none && *none) && !(kind && std::string_view(kind) == "dumb");
+}
+
+void run_all(Shell& shell, Splitter& splitter) {
+    for (Piece piece; !shell.left && splitter.next(piece);)
+        if (!run_and_go_on(shell, piece)) {
+            if (is_interrupted()) say("");
+            splitter = Splitter(); // what else was typed is dropped
+        }
+    take_interrupt();
 }
 
 } // namespace
 
-int run_interactively(Shell& shell, const std::string& history_file) {
-    catch_interrupts();
+void run_interactively(Shell& shell, const std::string& history_file) {
+    watched = &shell.session;
+    catch_interrupts(stop_statement);
     shell.session.is_stopped = is_interrupted;
-    start_line_input(history_file, [&shell](const std::string& word, const std::string& before) {
-        return complete(shell, word, before);
-    });
-    note(shell.session, "\\? lists the commands, \\q leaves");
     Splitter splitter;
+    shell.input_text = &splitter;
+    Editor editor;
+    editor.history.open(history_file);
+    editor.complete = [&shell](const std::string& text) { return complete(shell, text); };
+    editor.is_ready = [&splitter](const std::string& text) { return is_complete(splitter, text); };
+    const bool colours = wants_colours();
+    note(shell.session, "\\? lists the commands, \\q leaves");
     while (!shell.left) {
-        std::string line;
-        const Line what = read_line(splitter.is_inside() ? "   -> " : "tarn> ", line);
-        if (what == Line::end) {
-            say("");
-            break;
-        }
-        if (what == Line::interrupted) {
-            say("");
-            splitter = Splitter();
-            continue;
-        }
-        if (!trim(line).empty() && !line.starts_with(' ')) keep_in_history(line);
-        splitter.add(line + '\n');
-        for (Piece piece; !shell.left && !is_interrupted() && splitter.next(piece);)
-            run_and_go_on(shell, piece);
-        if (is_interrupted()) {
-            say(""); // behind the ^C; what else was typed on the line is dropped
-            take_interrupt();
-            splitter = Splitter();
+        editor.coloured = colours && shell.coloured;
+        editor.hinting = colours && shell.hinting;
+        if (shell.next_text) editor.prefill(std::exchange(shell.next_text, std::nullopt).value());
+        const std::string mark = shell.session.in_transaction ? "*> " : "> ",
+                          further(shell.prompt.size() + mark.size() - 3, ' ');
+        std::string text;
+        switch (editor.read(splitter.is_inside() ? further + "-> " : shell.prompt + mark, further + "-> ",
+                            text)) {
+        case Line::end: shell.left = true; break;
+        case Line::interrupted: splitter = Splitter(); break;
+        case Line::read: splitter.add(with_end(splitter, text) + '\n'); run_all(shell, splitter);
         }
     }
-    return exit_done;
 }
 
 } // namespace tarnsh

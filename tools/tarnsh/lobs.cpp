@@ -39,15 +39,28 @@ bool holds_text(Session& session, const std::string& table, const std::string& c
     return !columns.empty() && (columns[0].type == TRN_TYPE_CLOB || columns[0].type == TRN_TYPE_TEXT);
 }
 
+bool has_bytes(std::int32_t type) {
+    return is_binary(type) || type == TRN_TYPE_TEXT || type == TRN_TYPE_CLOB;
+}
+
 // The value of the current row's first column goes into the file.
-void write_value(Session& session, Result& result, std::int32_t type, const std::string& path) {
-    std::optional<Lob> lob;
-    if (session.descriptors) lob.emplace();
-    Cell cell;
-    check_call(session, read_value(result, 1, type, lob ? &*lob : nullptr, cell));
-    if (cell.null) fail(exit_statement, "the value is null");
+void write_value(Session& session, Result& result, const std::vector<Column>& columns,
+                 const std::string& path) {
+    const std::int32_t type = columns[0].type;
+    const bool by_lob = session.descriptors && (type == TRN_TYPE_CLOB || type == TRN_TYPE_BLOB);
+    Lob lob;
+    RowReader reader(result, {columns[0]}, false);
+    const std::int32_t status =
+        by_lob ? TRN_GetData(result.handle(), 1, type, lob.handle(), 0, nullptr) : reader.read();
+    if (status == TRN_NULL_VALUE || reader.cells()[0].null) fail(exit_statement, "the value is null");
+    check_call(session, status);
     Output output(path);
-    output.write(cell.text);
+    LongValue value(result, 1, by_lob ? &lob : nullptr, LongValue::As::bytes);
+    if (!has_bytes(type))
+        output.write(reader.cells()[0].text);
+    else
+        for (std::string_view piece; !(piece = value.next()).empty();)
+            output.write(piece);
     output.close();
 }
 
@@ -65,8 +78,8 @@ bool import_lob(Session& session, std::string_view arguments) {
     const std::string sql = updates ? fmt::format("UPDATE {} SET {} = ? {}", table, column, arguments)
                                     : fmt::format("INSERT INTO {} ({}) VALUES (?)", table, column);
     check_call(session,
-               TRN_BindParamByPos(&session.handle, 1, TRN_DIRECTION_IN, type, lob.handle(), 0, nullptr));
-    const std::int32_t rows = TRN_Execute_no_query(&session.handle, sql.c_str());
+               TRN_BindParamByPos(session.handle(), 1, TRN_DIRECTION_IN, type, lob.handle(), 0, nullptr));
+    const std::int32_t rows = TRN_Execute_no_query(session.handle(), sql.c_str());
     check_call(session, rows);
     if (rows == 0) fail(exit_statement, "no row was found to take the value");
     note(session, fmt::format("{} stored in {}", counted(static_cast<std::int64_t>(size), "byte"),
@@ -79,12 +92,12 @@ bool export_lob(Session& session, std::string_view arguments) {
     const std::string path = take_word(arguments);
     if (!query || path.empty() || !arguments.empty()) return false;
     Result result;
-    check_call(session, TRN_ExecwithDataReader(&session.handle, query->c_str(), result.handle(), nullptr,
+    check_call(session, TRN_ExecwithDataReader(session.handle(), query->c_str(), result.handle(), nullptr,
                                                nullptr, nullptr));
     const std::vector<Column> columns = result.empty() ? std::vector<Column>{} : columns_of(result);
     if (columns.empty() || TRN_ReadNext(result.handle()) != TRN_OK)
         fail(exit_statement, "the query gives no row");
-    write_value(session, result, columns[0].type, path);
+    write_value(session, result, columns, path);
     note(session, "written to " + path);
     return true;
 }

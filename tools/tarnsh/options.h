@@ -1,29 +1,27 @@
-// The command line, and where the password comes from.
+// The command line.
 #pragma once
 
+#include "connection.h"
 #include "printers.h"
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tarnsh {
 
 struct Options {
-    std::string connection; // whole, or made of the next four
-    std::string server, port, database, user;
-    std::string password_file;
+    ConnectionOptions connection;
     std::optional<std::string> commands;
-    std::string script, output;
+    std::string script, output, log;
     PrintSettings print;
-    bool quiet = false, timing = false;
+    std::vector<std::pair<std::string, std::string>> variables;
+    bool quiet = false, timing = false, echo = false;
+    bool single_transaction = false, continue_on_error = false, no_rc = false, no_pager = false;
 };
 
 // Gives an exit code when there is nothing more to do. Prints help and version on standard output.
 std::optional<int> read_options(std::vector<std::string> arguments, Options& options);
-
-// The connection string with the password, which comes from the string itself, the file, the environment or the
-// terminal, the first of them that has one.
-std::string connection_string(const Options& options);
 
 } // namespace tarnsh

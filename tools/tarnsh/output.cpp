@@ -1,7 +1,9 @@
 #include "output.h"
 
 #include "failure.h"
+#include "session.h"
 #include "terminal.h"
+#include "text.h"
 
 #include <cerrno>
 #include <cstring>
@@ -27,29 +29,59 @@ void fail_to_read(const std::string& path) {
 }
 
 Output::Output(std::FILE* standard) : file_(standard) {
-    std::setvbuf(file_.get(), nullptr, _IOFBF, 1 << 16);
+    std::setvbuf(file_, nullptr, _IONBF, 0); // the text is the buffer
 }
 
-Output::Output(const std::string& path) : file_(open_file(path, "wb")), name_(path) {
-    if (!file_) fail_with_reason("write", path);
-    std::setvbuf(file_.get(), nullptr, _IOFBF, 1 << 16);
+Output::Output(const std::string& target) : file_(nullptr), name_(target) {
+    program_ = target.starts_with('|');
+    file_ = program_ ? open_program(std::string(trim(std::string_view(target).substr(1))), "w")
+                     : open_file(target, "wb");
+    if (!file_) fail_with_reason(program_ ? "start" : "write", target);
+    std::setvbuf(file_, nullptr, _IONBF, 0);
 }
 
-void Output::write(std::string_view text) {
-    if (std::fwrite(text.data(), 1, text.size(), file_.get()) != text.size()) fail_to_write();
+Output::~Output() {
+    if (!file_ || name_.empty()) return;
+    if (program_)
+        close_program(file_);
+    else
+        std::fclose(file_);
+}
+
+void Output::write_out() {
+    if (text_.empty()) return;
+    log(text_);
+    const std::size_t size = text_.size(), written = std::fwrite(text_.data(), 1, size, file_);
+    text_.clear();
+    if (written != size) fail_to_write();
+}
+
+void Output::copy_to(const std::string& path) {
+    copy_.reset(open_file(path, "ab"));
+    if (!copy_) fail_with_reason("write", path);
+}
+
+void Output::log(std::string_view text) {
+    if (!copy_) return;
+    if (std::fwrite(text.data(), 1, text.size(), copy_.get()) != text.size() || std::fflush(copy_.get()) != 0)
+        say("tarnsh: the log cannot be written");
 }
 
 void Output::flush() {
-    if (std::fflush(file_.get()) != 0) fail_to_write();
+    write_out();
 }
 
 void Output::close() {
-    if (std::fclose(file_.release()) != 0 && !failed_) fail_to_write();
+    if (!failed_) write_out();
+    std::FILE* const file = file_;
+    file_ = nullptr;
+    const bool closed = program_ ? close_program(file) : std::fclose(file) == 0;
+    if (!closed && !failed_) fail_to_write();
 }
 
 void Output::fail_to_write() {
     failed_ = true;
-    if (name_.empty() && is_reader_gone()) throw OutputClosed{};
+    if ((name_.empty() || program_) && is_reader_gone()) throw OutputClosed{};
     fail_with_reason("write", name_.empty() ? "standard output" : name_);
 }
 

@@ -1,7 +1,8 @@
-// The files of the shell: those it reads, and where rows go, standard output or a file. Failures are never
-// passed over.
+// The files of the shell: those it reads, and where rows go: standard output, a file, or a program that reads them.
+// Failures are never passed over.
 #pragma once
 
+#include <cstddef>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -20,23 +21,50 @@ File open_to_read(const std::string& path);
 
 class Output {
   public:
-    // Takes standard output over.
+    // Standard output, which stays open.
     explicit Output(std::FILE* standard);
-    // Creates a file, or empties the one that is there. Fails with exit_shell.
-    explicit Output(const std::string& path);
+    // Creates a file, or empties the one that is there, or, for "|COMMAND", starts a program that reads what is written.
+    // Fails with exit_shell.
+    explicit Output(const std::string& target);
+    Output(const Output&) = delete;
+    Output& operator=(const Output&) = delete;
+    virtual ~Output();
 
-    // All three throw OutputClosed when the reader of standard output has left, and fail with exit_shell
-    // otherwise; close only when nothing has failed before.
-    void write(std::string_view text);
-    void flush();
-    void close();
+    // What is to be written is added to the text, and commit() called now and then.
+    std::string& text() { return text_; }
+    void commit() {
+        if (text_.size() >= full_size_) write_out();
+    }
+    void write(std::string_view text) {
+        text_ += text;
+        commit();
+    }
+    // All three throw OutputClosed when the reader of standard output or the program has left, and fail with
+    // exit_shell otherwise; close only when nothing has failed before. close waits for the program.
+    virtual void flush();
+    virtual void close();
+
+    // What is written from then on goes to a file, too. Fails with exit_shell.
+    void copy_to(const std::string& path);
+    void stop_copying() { copy_.reset(); }
+    // Adds something to that file alone.
+    void log(std::string_view text);
+
+  protected:
+    Output() = default; // for one that writes to others
+    static constexpr std::size_t full = 1 << 16;
+
+    virtual void write_out();
+    std::string text_;
+    std::size_t full_size_ = full;
 
   private:
     [[noreturn]] void fail_to_write();
 
-    File file_;
+    std::FILE* file_ = nullptr;
     std::string name_; // empty for standard output
-    bool failed_ = false;
+    bool program_ = false, failed_ = false;
+    File copy_;
 };
 
 } // namespace tarnsh

@@ -1,35 +1,59 @@
 // The formats of rows.
 #pragma once
 
+#include "csv.h"
 #include "output.h"
 #include "rows.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tarnsh {
 
 enum class Format {
     table,
+    box,
     csv,
+    tsv,
+    list,
     json,
+    html,
     markdown,
     vertical,
 };
 
 // In the order of Format.
-constexpr std::array<const char*, 5> format_names{"table", "csv", "json", "markdown", "vertical"};
+constexpr std::array<const char*, 9> format_names{"table", "box",  "csv",      "tsv",     "list",
+                                                  "json",  "html", "markdown", "vertical"};
 // Nothing when there is no format of this name.
 std::optional<Format> format_of(std::string_view name);
 
+// What becomes of a table that is wider than it should be.
+enum class Overflow {
+    off,
+    wrap,
+    cut,
+};
+constexpr std::array<const char*, 3> overflow_names{"off", "wrap", "cut"};
+
 struct PrintSettings {
     Format format = Format::table;
-    std::optional<std::string> null_text; // otherwise NULL, and nothing in CSV; JSON has its own
+    std::optional<std::string>
+        null_text; // otherwise NULL, and nothing in CSV, TSV and lists; JSON has its own
     bool header = true;
+    CsvMarks csv{};
+    std::string separator = "|";        // of lists
+    std::size_t width = 0;              // of a table at most; 0: any
+    Overflow overflow = Overflow::wrap; // when there is a width
+    bool vertical_when_wide = false;    // in place of a table that does not fit the width
+
+    std::string null_shown() const;
 };
 
 class Printer : public RowSink {
@@ -44,13 +68,14 @@ class Printer : public RowSink {
 
   protected:
     std::int64_t row_number() const { return row_number_; } // in this result, from 1
-    void put(std::string_view text) { output_.write(text); }
-    // As a terminal may get it.
-    std::string shown(const Cell& cell) const;
+    std::string& out() { return output_.text(); }
+    void commit() { output_.commit(); }
+    // Adds the text of a cell as a terminal may get it.
+    void add_shown(const Cell& cell);
     std::vector<std::string> shown_names() const;
 
-    bool header_;
-    std::string null_;
+    const PrintSettings settings_;
+    const std::string null_;
     std::vector<Column> columns_;
 
   private:
@@ -64,5 +89,15 @@ class Printer : public RowSink {
 };
 
 std::unique_ptr<Printer> make_printer(const PrintSettings& settings, Output& output);
+
+// Those of the single formats.
+std::unique_ptr<Printer> make_table_printer(const PrintSettings& settings, Output& output);
+std::unique_ptr<Printer> make_csv_printer(const PrintSettings& settings, Output& output);
+std::unique_ptr<Printer> make_tsv_printer(const PrintSettings& settings, Output& output);
+std::unique_ptr<Printer> make_list_printer(const PrintSettings& settings, Output& output);
+std::unique_ptr<Printer> make_json_printer(const PrintSettings& settings, Output& output);
+std::unique_ptr<Printer> make_html_printer(const PrintSettings& settings, Output& output);
+std::unique_ptr<Printer> make_markdown_printer(const PrintSettings& settings, Output& output);
+std::unique_ptr<Printer> make_vertical_printer(const PrintSettings& settings, Output& output);
 
 } // namespace tarnsh

@@ -4,8 +4,12 @@
 
 #include "tarnsql.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tarnsh {
@@ -13,20 +17,6 @@ namespace tarnsh {
 struct Column {
     std::string name;
     std::int32_t type; // TRN_TYPE_*
-};
-
-struct Cell {
-    bool null = false;
-    std::string text;
-};
-
-// What takes the rows of a query, one result after the other.
-class RowSink {
-  public:
-    virtual ~RowSink() = default;
-    virtual void begin(const std::vector<Column>& columns) = 0;
-    virtual void row(const std::vector<Cell>& cells) = 0;
-    virtual void end() = 0;
 };
 
 // Owns a result with all the items behind it.
@@ -59,15 +49,108 @@ class Lob {
     TRN_HANDLE handle_ = nullptr;
 };
 
+// A value of the current row that is too long to be held as a whole. It is read once, piece by piece.
+class LongValue {
+  public:
+    enum class As {
+        text,  // pieces end between characters
+        hex,   // "0x" and two digits for every byte
+        bytes, // as they are
+    };
+
+    // The value stands in the result's column, or in the large object when there is one.
+    LongValue(Result& result, std::int32_t column, Lob* lob, As as);
+    // The next piece, valid until the one after it; empty at the end.
+    std::string_view next();
+
+  private:
+    std::size_t fill();
+
+    Result& result_;
+    std::int32_t column_;
+    Lob* lob_;
+    As as_;
+    std::int32_t offset_ = 0;
+    std::vector<char> bytes_;
+    std::string digits_;
+};
+
+struct Cell {
+    bool null = false;
+    std::string_view text;     // empty for a long value; 16 more bytes can be read behind it
+    LongValue* rest = nullptr; // the long value
+};
+
+// Calls take(piece) for the text of a cell, in several pieces when it is a long one.
+template <typename Take> void each_piece(const Cell& cell, Take take) {
+    if (!cell.rest) return take(cell.text);
+    for (std::string_view piece; !(piece = cell.rest->next()).empty();)
+        take(piece);
+}
+
+// What takes the rows of a query, one result after the other. Cells live until row() returns.
+class RowSink {
+  public:
+    virtual ~RowSink() = default;
+    virtual void begin(const std::vector<Column>& columns) = 0;
+    virtual void row(const std::vector<Cell>& cells) = 0;
+    virtual void end() = 0;
+};
+
 bool is_number(std::int32_t type);
 bool is_binary(std::int32_t type);
 
 std::vector<Column> columns_of(Result& result);
 
-// Reads one value of the current row. Large objects that come as descriptors are fetched through the handle
-// lob, which is null otherwise. Returns the status of TRN_GetData, TRN_OK for a null.
-std::int32_t read_value(Result& result, std::int32_t column, std::int32_t type, Lob* lob, Cell& cell);
-// The same, with binary values as hexadecimal digits.
-std::int32_t read_cell(Result& result, std::int32_t column, std::int32_t type, Lob* lob, Cell& cell);
+// Reads the rows of one result, in memory that is used again for every row.
+class RowReader {
+  public:
+    // descriptors: large objects come as descriptors and are fetched.
+    RowReader(Result& result, const std::vector<Column>& columns, bool descriptors);
+    // Reads the current row. TRN_OK, or the status of the value that could not be read.
+    std::int32_t read();
+    const std::vector<Cell>& cells() const { return cells_; }
+
+  private:
+    enum class Kind {
+        integer,
+        real4,
+        real8,
+        date,
+        date_time,
+        text,
+        binary,
+        large, // by descriptor
+        other, // as the library writes it
+    };
+    struct Value {
+        std::int32_t column;
+        Kind kind;
+        bool binary;
+        std::size_t begin = 0; // in the area
+        std::unique_ptr<Lob> lob{};
+        std::optional<LongValue> rest{};
+    };
+
+    std::int32_t read_value(Value& value);
+    template <typename Number> std::int32_t read_real(const Value& value, std::int32_t type);
+    std::int32_t read_integer(const Value& value);
+    std::int32_t read_date(const Value& value);
+    std::int32_t read_date_time(const Value& value);
+    std::int32_t read_made_text(const Value& value);
+    std::int32_t read_bytes(Value& value);
+    std::int32_t read_large(Value& value);
+    std::int32_t keep(Value& value, std::size_t size);
+    char* room(std::size_t size);
+    char* place() { return area_.data() + used_; }
+
+    Result& result_;
+    std::vector<Value> values_;
+    std::vector<Cell> cells_;
+    std::size_t
+        short_room_; // for the values of a row that are short, and at least 16 bytes behind each value
+    std::vector<char> area_;
+    std::size_t used_ = 0;
+};
 
 } // namespace tarnsh

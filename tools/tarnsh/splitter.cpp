@@ -100,7 +100,7 @@ bool Splitter::step_plain(Piece& piece) {
         return false;
     }
     end_word();
-    if (c == '\\' && !begun_) return take_command(piece);
+    if (c == '\\' && !is_inside_body()) return take_command(piece);
     if (c == '/') return step_slash(piece);
     if (c == '-') return step_dash();
     if (c == ';' && begun_ && !is_inside_body()) return take_statement(piece, at_);
@@ -161,9 +161,22 @@ bool Splitter::take_command(Piece& piece) {
         waiting_ = true;
         return false;
     }
-    piece = {std::string(trim(std::string_view(text_).substr(at_ + 1, end - at_ - 1))), true, line_};
-    skip(end - at_);
+    const std::string_view text = text_;
+    piece = {std::string(trim(text.substr(at_ + 1, end - at_ - 1))), true, line_,
+             begun_ ? std::string(trim(text.substr(start_, at_ - start_))) : ""};
+    if (begun_)
+        text_.erase(at_, end - at_);
+    else
+        skip(end - at_);
     return true;
+}
+
+void Splitter::drop() {
+    begun_ = false;
+    state_ = State::plain;
+    word_.clear();
+    body_ = Body::none;
+    start_ = at_;
 }
 
 // A body keeps its ";", and is followed by the rest of its line.
@@ -171,7 +184,7 @@ bool Splitter::take_statement(Piece& piece, std::size_t end) {
     const bool at_mark = end < text_.size() && text_[end] == ';';
     const bool keeps_mark = at_mark && body_ != Body::none && body_ != Body::unknown;
     const std::string_view text = std::string_view(text_).substr(start_, end + (keeps_mark ? 1 : 0) - start_);
-    piece = {std::string(trim(text)), false, start_line_};
+    piece = {std::string(trim(text)), false, start_line_, ""};
     const std::size_t mark = end < text_.size() ? 1 : 0; // ";" or "/"
     begun_ = false;
     state_ = State::plain;

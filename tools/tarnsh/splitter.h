@@ -1,6 +1,6 @@
 // Cuts a script, which may arrive in pieces of any size, into statements and backslash commands. A statement
-// ends at a ";" outside of quotes and comments, a command ("\" where a statement could begin) at the end of its
-// line. The body of a trigger, procedure, function or package ends at the ";" behind its last END, or before a
+// ends at a ";" outside of quotes and comments, a command ("\" outside of them and of bodies) at the end of its line; a statement
+// that has begun before it goes on behind it. The body of a trigger, procedure, function or package ends at the ";" behind its last END, or before a
 // line with "/" alone.
 #pragma once
 
@@ -14,6 +14,7 @@ struct Piece {
     std::string text; // a statement without its ";" (a body keeps it), a command without its "\"
     bool is_command = false;
     std::size_t line = 0; // where it begins, from 1
+    std::string before{}; // of a command: the statement that has begun before it on its line
 };
 
 class Splitter {
@@ -23,6 +24,8 @@ class Splitter {
     void end() { ended_ = true; }
     // False when no piece is complete.
     bool next(Piece& piece);
+    // Forgets the statement that has begun.
+    void drop();
     // Whether a statement or comment has begun that is not complete.
     bool is_inside() const { return begun_ || state_ != State::plain; }
 

@@ -1,13 +1,11 @@
-// Line input is editline's. Nothing here prints to descriptor 1: prompts go to standard error.
+// The terminal: its size, keys and secrets, and Ctrl-C.
 #include "terminal.h"
 
-#include <editline/readline.h>
-
 #include <fcntl.h>
-#include <langinfo.h>
-#include <netdb.h>
-#include <netinet/in.h>
-#include <sys/mman.h>
+#include <poll.h>
+#include <pthread.h>
+#include <semaphore.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <termios.h>
 #include <time.h>
@@ -15,92 +13,42 @@
 
 #include <atomic>
 #include <cerrno>
-#include <clocale>
 #include <csignal>
-#include <cstdlib>
-#include <cstring>
+#include <thread>
 
 namespace tarnsh {
 
 namespace {
 
-int scratch = -1;
-std::atomic<int> interrupts = 0; // lock-free, as a signal handler needs it
-Completer complete_word;
-std::string history_path;
-std::vector<std::string> candidates;
+std::atomic<int> interrupts = 0, resizes = 0; // lock-free, as a signal handler needs it
+sem_t interrupt_told;
+int terminal = STDERR_FILENO;
+struct termios usual {};
 
 extern "C" void note_interrupt(int) {
-    if (interrupts++ > 0) _exit(130);
+    ++interrupts;
 }
 
-extern "C" char* next_candidate(const char*, int state) {
-    const auto index = static_cast<std::size_t>(state);
-    return index < candidates.size() ? strdup(candidates[index].c_str()) : nullptr;
+extern "C" void tell_interrupt(int) {
+    ++interrupts;
+    sem_post(&interrupt_told);
 }
 
-extern "C" char** complete(const char* word, int start, int) {
-    candidates = complete_word(word, std::string(rl_line_buffer, static_cast<std::size_t>(start)));
-    return candidates.empty() ? nullptr : rl_completion_matches(word, next_candidate);
+extern "C" void note_resize(int) {
+    ++resizes;
+}
+
+// The handler runs without SA_RESTART: waits are to notice.
+void handle(int signal, void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    sigaction(signal, &action, nullptr);
 }
 
 } // namespace
 
-std::FILE* claim_standard_output() {
-    std::signal(SIGPIPE, SIG_IGN); // a closed pipe shows itself when it is written to
-    const int rows = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
-    scratch = memfd_create("tarnsh", MFD_CLOEXEC);
-    if (rows < 0 || scratch < 0 || dup2(scratch, STDOUT_FILENO) < 0) return nullptr;
-    return fdopen(rows, "w");
-}
-
-std::string take_library_output() {
-    std::string text;
-    const off_t size = lseek(scratch, 0, SEEK_CUR);
-    if (size <= 0) return text;
-    text.resize(static_cast<std::size_t>(size));
-    const ssize_t got = pread(scratch, text.data(), text.size(), 0);
-    text.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
-    if (ftruncate(scratch, 0) != 0) text.clear();
-    lseek(scratch, 0, SEEK_SET);
-    return text;
-}
-
-bool is_reader_gone() {
-    return errno == EPIPE;
-}
-
-std::vector<std::string> command_line(int argc, char** argv) {
-    return {argv, argv + argc};
-}
-
-std::FILE* open_file(const std::string& path, const char* mode) {
-    return std::fopen(path.c_str(), mode);
-}
-
 bool is_terminal(std::FILE* file) {
     return isatty(fileno(file)) != 0;
-}
-
-bool is_private(std::FILE* file) {
-    struct stat status {};
-    return fstat(fileno(file), &status) == 0 && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
-}
-
-std::string address_of(const std::string& name, std::string& reason) {
-    addrinfo hints{}, *found = nullptr;
-    hints.ai_family = AF_INET;
-    const int status = getaddrinfo(name.c_str(), nullptr, &hints, &found);
-    if (status != 0) {
-        reason = gai_strerror(status);
-        return "";
-    }
-    char text[INET_ADDRSTRLEN] = "";
-    const int unnamed =
-        getnameinfo(found->ai_addr, found->ai_addrlen, text, sizeof text, nullptr, 0, NI_NUMERICHOST);
-    if (unnamed != 0) reason = gai_strerror(unnamed);
-    freeaddrinfo(found);
-    return text;
 }
 
 bool read_secret(const std::string& prompt, std::string& secret) {
@@ -127,10 +75,17 @@ bool read_secret(const std::string& prompt, std::string& secret) {
     return good;
 }
 
-void catch_interrupts() {
-    struct sigaction action {};
-    action.sa_handler = note_interrupt; // without SA_RESTART: line input is to notice
-    sigaction(SIGINT, &action, nullptr);
+void catch_interrupts(void (*told)()) {
+    sem_init(&interrupt_told, 0, 0);
+    sigset_t all, before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before); // signals are for the shell's own thread
+    std::thread([told] {
+        for (;;)
+            if (sem_wait(&interrupt_told) == 0) told();
+    }).detach();
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    handle(SIGINT, tell_interrupt);
 }
 
 bool is_interrupted() {
@@ -149,50 +104,69 @@ void wait_seconds(double seconds) {
     }
 }
 
-void start_line_input(const std::string& history_file, Completer completer) {
-    // Without a locale in UTF-8, line input would swallow what is not ASCII.
-    if (!std::setlocale(LC_CTYPE, "") || std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0)
-        std::setlocale(LC_CTYPE, "C.UTF-8");
-    complete_word = std::move(completer);
-    history_path = history_file;
-    static char name[] = "tarnsh";
-    rl_readline_name = name;
-    rl_instream = stdin;
-    rl_outstream = stderr;
-    rl_attempted_completion_function = complete;
-    static char breaks[] = " \t\n\"'`();,=<>+-*|&{}[]";
-    rl_basic_word_break_characters = breaks;
-    rl_completer_word_break_characters = breaks;
-    rl_initialize();
-    using_history();
-    stifle_history(1000);
-    if (!history_path.empty()) read_history(history_path.c_str());
+TerminalSize terminal_size() {
+    struct winsize size {};
+    for (const int descriptor : {STDERR_FILENO, STDOUT_FILENO, STDIN_FILENO})
+        if (ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0)
+            return {size.ws_col, size.ws_row};
+    return {80, 24};
 }
 
-Line read_line(const std::string& prompt, std::string& line) {
-    errno = 0;
-    char* const text = readline(prompt.c_str());
-    if (!text) {
-        if (errno != EINTR) return Line::end; // it was Ctrl-C, or Ctrl-Z where nothing could be suspended
-        take_interrupt();
-        return Line::interrupted;
+bool start_keys() {
+    terminal = isatty(STDERR_FILENO) ? STDERR_FILENO : STDIN_FILENO;
+    if (tcgetattr(STDIN_FILENO, &usual) != 0) return false;
+    struct termios raw = usual;
+    raw.c_iflag &= ~static_cast<tcflag_t>(ICRNL | INLCR | IXON | ISTRIP);
+    raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO | ISIG | IEXTEN);
+    raw.c_cc[VMIN] = 1;
+    raw.c_cc[VTIME] = 0;
+    handle(SIGWINCH, note_resize);
+    return tcsetattr(STDIN_FILENO, TCSADRAIN, &raw) == 0; // what was typed ahead stays
+}
+
+void stop_keys() {
+    tcsetattr(STDIN_FILENO, TCSADRAIN, &usual);
+}
+
+Keys read_keys(std::string& bytes, int wait_ms) {
+    bytes.clear();
+    for (;;) {
+        if (resizes.exchange(0) > 0) return Keys::resized;
+        struct pollfd input {
+            STDIN_FILENO, POLLIN, 0
+        };
+        const int ready = poll(&input, 1, wait_ms);
+        if (ready == 0) return Keys::none;
+        if (ready < 0 && errno != EINTR) return Keys::end;
+        if (ready < 0) continue;
+        char area[4096];
+        const ssize_t got = read(STDIN_FILENO, area, sizeof area);
+        if (got > 0) {
+            bytes.assign(area, static_cast<std::size_t>(got));
+            return Keys::read;
+        }
+        if (got == 0 || errno != EINTR) return Keys::end;
     }
-    line = text;
-    std::free(text);
-    return Line::read;
 }
 
-void keep_in_history(const std::string& line) {
-    const HIST_ENTRY* const last =
-        history_length > 0 ? history_get(history_base + history_length - 1) : nullptr;
-    if (last && line == last->line) return;
-    add_history(line.c_str());
-    if (!history_path.empty()) write_history(history_path.c_str()); // which makes the file its owner's alone
+void suspend() {
+    kill(0, SIGTSTP);
 }
 
-std::string default_history_file() {
-    const char* const home = std::getenv("HOME");
-    return home && *home ? std::string(home) + "/.tarnsh_history" : "";
+void write_terminal(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = write(terminal, text.data(), text.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written < 0 && errno == EAGAIN) {
+            struct pollfd output {
+                terminal, POLLOUT, 0
+            };
+            poll(&output, 1, -1);
+            continue;
+        }
+        if (written < 0) return;
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
 }
 
 } // namespace tarnsh

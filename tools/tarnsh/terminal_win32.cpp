@@ -1,21 +1,13 @@
-// A plain console: lines are read as the system's own line editing gives them, without history file and
-// completion.
+// The console: its size, keys and secrets, and Ctrl-C. Keys are turned into what an xterm sends.
 #include "terminal.h"
+#include "wide_text.h"
 
-#include <winsock2.h>
-
-#include <fcntl.h>
 #include <io.h>
-#include <share.h>
-#include <shellapi.h>
-#include <sys/stat.h>
 #include <windows.h>
-#include <ws2tcpip.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
-#include <string_view>
 #include <thread>
 
 namespace tarnsh {
@@ -23,92 +15,51 @@ namespace tarnsh {
 namespace {
 
 std::atomic<int> interrupts = 0; // the handler runs on a thread of its own
-UINT code_page = 0;              // the console's own, which outlives the shell
+void (*interrupt_told)() = nullptr;
+HANDLE screen = nullptr;
+DWORD usual_input = 0, usual_output = 0;
+wchar_t first_half = 0; // of a character that comes in two
 
 BOOL WINAPI note_interrupt(DWORD event) {
-    if (event != CTRL_C_EVENT) return FALSE;
-    if (interrupts++ > 0) ExitProcess(130);
+    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) return FALSE;
+    ++interrupts;
+    if (interrupt_told) interrupt_told();
     return TRUE;
 }
 
-std::wstring wide_text(const std::string& text) {
-    const int size = MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
-    std::wstring wide(static_cast<std::size_t>(size), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), wide.data(), size);
-    return wide;
-}
+struct KeyText {
+    WORD key;
+    const char* plain;
+    const char* with_control;
+};
 
-std::string narrow_text(std::wstring_view wide) {
-    const int length = static_cast<int>(wide.size());
-    const int size = WideCharToMultiByte(CP_UTF8, 0, wide.data(), length, nullptr, 0, nullptr, nullptr);
-    std::string text(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, wide.data(), length, text.data(), size, nullptr, nullptr);
-    return text;
-}
+constexpr KeyText key_texts[] = {{VK_UP, "\x1b[A", "\x1b[A"},       {VK_DOWN, "\x1b[B", "\x1b[B"},
+                                 {VK_RIGHT, "\x1b[C", "\x1b[1;5C"}, {VK_LEFT, "\x1b[D", "\x1b[1;5D"},
+                                 {VK_HOME, "\x1b[H", "\x1b[H"},     {VK_END, "\x1b[F", "\x1b[F"},
+                                 {VK_DELETE, "\x1b[3~", "\x1b[3~"}, {VK_BACK, "\x7f", "\x17"}};
 
-// Ctrl-C ends the reading before its handler, on another thread, has run.
-Line wait_for_interrupt() {
-    for (int tries = 0; tries < 100 && !is_interrupted(); ++tries)
-        Sleep(10);
-    take_interrupt();
-    return Line::interrupted;
-}
-
-// A file that goes when it is closed. The runtime's own tmpfile wants to write to the root of the drive.
-int open_scratch() {
-    wchar_t folder[MAX_PATH + 1], name[MAX_PATH + 1];
-    if (GetTempPathW(MAX_PATH, folder) == 0 || GetTempFileNameW(folder, L"trn", 0, name) == 0) return -1;
-    int scratch = -1;
-    _wsopen_s(&scratch, name, _O_RDWR | _O_BINARY | _O_TEMPORARY | _O_NOINHERIT, _SH_DENYNO,
-              _S_IREAD | _S_IWRITE);
-    return scratch;
+void add_key(const KEY_EVENT_RECORD& event, std::string& bytes) {
+    if (!event.bKeyDown) return;
+    const bool control = (event.dwControlKeyState & (LEFT_CTRL_PRESSED | RIGHT_CTRL_PRESSED)) != 0;
+    for (const KeyText& text : key_texts)
+        if (event.wVirtualKeyCode == text.key) {
+            bytes += control ? text.with_control : text.plain;
+            return;
+        }
+    const wchar_t c = event.uChar.UnicodeChar;
+    if (c == 0) return;
+    if (c >= 0xD800 && c < 0xDC00) {
+        first_half = c;
+        return;
+    }
+    const bool escaped = (event.dwControlKeyState & LEFT_ALT_PRESSED) != 0 && c < 0x80;
+    const wchar_t text[] = {first_half, c};
+    if (escaped) bytes += '\x1b';
+    bytes += first_half ? narrow_text({text, 2}) : narrow_text({text + 1, 1});
+    first_half = 0;
 }
 
 } // namespace
-
-// The DLL prints through the same C runtime, and so into the same descriptor 1.
-std::FILE* claim_standard_output() {
-    code_page = GetConsoleOutputCP();
-    SetConsoleOutputCP(CP_UTF8);
-    std::atexit([] { SetConsoleOutputCP(code_page); });
-    std::setvbuf(stderr, nullptr, _IOFBF, 1 << 12); // a console shows no character that comes byte by byte
-    const int rows = _dup(1), scratch = open_scratch();
-    if (rows < 0 || scratch < 0 || _dup2(scratch, 1) != 0) return nullptr;
-    _setmode(rows, _O_BINARY);
-    return _fdopen(rows, "wb");
-}
-
-std::string take_library_output() {
-    std::string text;
-    const long size = _lseek(1, 0, SEEK_CUR);
-    if (size <= 0) return text;
-    text.resize(static_cast<std::size_t>(size));
-    _lseek(1, 0, SEEK_SET);
-    const int got = _read(1, text.data(), static_cast<unsigned>(size));
-    text.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
-    _lseek(1, 0, SEEK_SET);
-    _chsize(1, 0);
-    return text;
-}
-
-bool is_reader_gone() {
-    return _doserrno == ERROR_NO_DATA || _doserrno == ERROR_BROKEN_PIPE ||
-           _doserrno == ERROR_PIPE_NOT_CONNECTED;
-}
-
-std::vector<std::string> command_line(int argc, char** argv) {
-    wchar_t** const wide = CommandLineToArgvW(GetCommandLineW(), &argc);
-    if (!wide) return {argv, argv + argc};
-    std::vector<std::string> texts;
-    for (int i = 0; i < argc; ++i)
-        texts.push_back(narrow_text(wide[i]));
-    LocalFree(wide);
-    return texts;
-}
-
-std::FILE* open_file(const std::string& path, const char* mode) {
-    return _wfopen(wide_text(path).c_str(), wide_text(mode).c_str());
-}
 
 // Unlike _isatty, not the null device.
 bool is_terminal(std::FILE* file) {
@@ -116,41 +67,26 @@ bool is_terminal(std::FILE* file) {
     return GetConsoleMode(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file))), &mode) != 0;
 }
 
-bool is_private(std::FILE*) {
-    return true;
-}
-
-std::string address_of(const std::string& name, std::string& reason) {
-    WSADATA started;
-    WSAStartup(MAKEWORD(2, 2), &started);
-    addrinfo hints{}, *found = nullptr;
-    hints.ai_family = AF_INET;
-    char text[INET_ADDRSTRLEN] = "";
-    int status = getaddrinfo(name.c_str(), nullptr, &hints, &found);
-    if (status == 0) {
-        status = getnameinfo(found->ai_addr, static_cast<socklen_t>(found->ai_addrlen), text, sizeof text,
-                             nullptr, 0, NI_NUMERICHOST);
-        freeaddrinfo(found);
-    }
-    if (status != 0) reason = gai_strerrorA(status);
-    WSACleanup();
-    return text;
-}
-
 bool read_secret(const std::string& prompt, std::string& secret) {
-    const HANDLE console = GetStdHandle(STD_INPUT_HANDLE);
-    DWORD shown = 0;
-    if (!GetConsoleMode(console, &shown)) return false;
-    SetConsoleMode(console, shown & ~static_cast<DWORD>(ENABLE_ECHO_INPUT));
-    SetConsoleCtrlHandler(note_interrupt, TRUE); // Ctrl-C must not leave the console mute
-    const bool good = read_line(prompt, secret) == Line::read && !is_interrupted();
-    SetConsoleCtrlHandler(note_interrupt, FALSE);
-    SetConsoleMode(console, shown);
-    std::fputs("\n", stderr);
+    if (!start_keys()) return false;
+    write_terminal(prompt);
+    secret.clear();
+    bool good = true;
+    for (std::string bytes; good && !bytes.ends_with('\r');) {
+        good = read_keys(bytes, -1) == Keys::read && bytes != "\x03";
+        if (bytes == "\x7f")
+            secret.resize(secret.size() - std::min<std::size_t>(secret.size(), 1));
+        else if (good)
+            secret += bytes;
+    }
+    stop_keys();
+    write_terminal("\n");
+    if (secret.ends_with('\r')) secret.pop_back();
     return good;
 }
 
-void catch_interrupts() {
+void catch_interrupts(void (*told)()) {
+    interrupt_told = told;
     SetConsoleCtrlHandler(note_interrupt, TRUE);
 }
 
@@ -169,33 +105,58 @@ void wait_seconds(double seconds) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
 }
 
-void start_line_input(const std::string&, Completer) {}
-
-// In wide characters: not every console gives others than ASCII as UTF-8.
-Line read_line(const std::string& prompt, std::string& line) {
-    std::fputs(prompt.c_str(), stderr);
-    std::fflush(stderr);
-    const HANDLE console = GetStdHandle(STD_INPUT_HANDLE);
-    std::wstring text;
-    while (!text.ends_with(L'\n')) {
-        wchar_t part[512];
-        DWORD got = 0;
-        SetLastError(0);
-        if (!ReadConsoleW(console, part, 512, &got, nullptr)) return Line::end;
-        if (got == 0 && GetLastError() == ERROR_OPERATION_ABORTED) return wait_for_interrupt();
-        if (got == 0) return Line::end;
-        text.append(part, got);
-    }
-    if (text.front() == L'\x1a' || text.front() == L'\x04') return Line::end; // Ctrl-Z, Ctrl-D
-    text.resize(text.find_first_of(L"\r\n"));
-    line = narrow_text(text);
-    return Line::read;
+TerminalSize terminal_size() {
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    if (!GetConsoleScreenBufferInfo(GetStdHandle(STD_ERROR_HANDLE), &info) &&
+        !GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info))
+        return {80, 24};
+    return {static_cast<std::size_t>(std::max(1, info.srWindow.Right - info.srWindow.Left + 1)),
+            static_cast<std::size_t>(std::max(1, info.srWindow.Bottom - info.srWindow.Top + 1))};
 }
 
-void keep_in_history(const std::string&) {}
+bool start_keys() {
+    const HANDLE keyboard = GetStdHandle(STD_INPUT_HANDLE);
+    if (!GetConsoleMode(keyboard, &usual_input)) return false;
+    screen = CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                         nullptr, OPEN_EXISTING, 0, nullptr);
+    if (screen == INVALID_HANDLE_VALUE || !GetConsoleMode(screen, &usual_output)) return false;
+    SetConsoleMode(screen, usual_output | ENABLE_PROCESSED_OUTPUT | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+    return SetConsoleMode(keyboard, ENABLE_WINDOW_INPUT | ENABLE_EXTENDED_FLAGS) != 0;
+}
 
-std::string default_history_file() {
-    return "";
+void stop_keys() {
+    SetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), usual_input);
+    SetConsoleMode(screen, usual_output);
+    CloseHandle(screen);
+    screen = nullptr;
+}
+
+Keys read_keys(std::string& bytes, int wait_ms) {
+    const HANDLE keyboard = GetStdHandle(STD_INPUT_HANDLE);
+    bytes.clear();
+    while (bytes.empty()) {
+        const DWORD waited =
+            WaitForSingleObject(keyboard, wait_ms < 0 ? INFINITE : static_cast<DWORD>(wait_ms));
+        if (waited == WAIT_TIMEOUT) return Keys::none;
+        INPUT_RECORD events[128];
+        DWORD count = 0;
+        if (!ReadConsoleInputW(keyboard, events, 128, &count)) return Keys::end;
+        bool resized = false;
+        for (DWORD i = 0; i < count; ++i) {
+            if (events[i].EventType == KEY_EVENT) add_key(events[i].Event.KeyEvent, bytes);
+            resized = resized || events[i].EventType == WINDOW_BUFFER_SIZE_EVENT;
+        }
+        if (bytes.empty() && resized) return Keys::resized;
+    }
+    return Keys::read;
+}
+
+void suspend() {}
+
+void write_terminal(std::string_view text) {
+    const std::wstring wide = wide_text(std::string(text));
+    DWORD written = 0;
+    WriteConsoleW(screen, wide.data(), static_cast<DWORD>(wide.size()), &written, nullptr);
 }
 
 } // namespace tarnsh

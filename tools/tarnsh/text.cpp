@@ -45,11 +45,6 @@ bool is_control(char32_t code) {
            (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069); // direction overrides
 }
 
-// Most texts are, and need no look at their characters.
-bool is_plain(std::string_view text) {
-    return std::ranges::all_of(text, [](char c) { return c >= 0x20 && c < 0x7F; });
-}
-
 bool is_word_character(char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
 }
@@ -74,6 +69,14 @@ int digit_value(char c) {
 }
 
 } // namespace
+
+// Most texts are, and need no look at their characters.
+bool is_plain(std::string_view text) {
+    unsigned others = 0;
+    for (const char c : text)
+        others |= static_cast<unsigned>(static_cast<unsigned char>(c - 0x20) >= 0x5F);
+    return others == 0;
+}
 
 Character first_character(std::string_view text) {
     const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
@@ -102,9 +105,16 @@ std::size_t text_width(std::string_view text) {
 }
 
 std::string printable(std::string_view text, bool keep_line_feeds) {
-    if (is_plain(text)) return std::string(text);
     std::string out;
-    out.reserve(text.size());
+    add_printable(text, out, keep_line_feeds);
+    return out;
+}
+
+void add_printable(std::string_view text, std::string& out, bool keep_line_feeds) {
+    if (is_plain(text)) {
+        out += text;
+        return;
+    }
     while (!text.empty()) {
         const Character character = first_character(text);
         if (character.valid && (!is_control(character.code) || (keep_line_feeds && character.code == '\n')))
@@ -113,18 +123,16 @@ std::string printable(std::string_view text, bool keep_line_feeds) {
             add_escaped(out, character);
         text.remove_prefix(character.size);
     }
-    return out;
 }
 
-std::string hex_of(std::string_view bytes) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    std::string out = "0x";
-    out.reserve(2 + 2 * bytes.size());
-    for (const char c : bytes) {
-        out += digits[static_cast<unsigned char>(c) >> 4];
-        out += digits[static_cast<unsigned char>(c) & 15];
+std::size_t whole_characters(std::string_view text) {
+    for (std::size_t back = 1; back <= std::min<std::size_t>(3, text.size()); ++back) {
+        const auto byte = static_cast<unsigned char>(text[text.size() - back]);
+        const std::size_t wanted = byte < 0xC0 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
+        if (byte >= 0xC0) return wanted > back ? text.size() - back : text.size();
+        if (byte < 0x80) break;
     }
-    return out;
+    return text.size();
 }
 
 bool bytes_of_hex(std::string_view text, std::string& bytes) {

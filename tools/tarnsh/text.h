@@ -19,15 +19,21 @@ struct Character {
 
 Character first_character(std::string_view text);
 
+// Whether all of it is printable ASCII.
+bool is_plain(std::string_view text);
+
 // The terminal columns of a text.
 std::size_t text_width(std::string_view text);
 
 // Control characters and bytes that are no UTF-8 as \n, \t, \r, \xNN or \uNNNN. Line feeds stay when they are
 // asked for.
 std::string printable(std::string_view text, bool keep_line_feeds = false);
+void add_printable(std::string_view text, std::string& out, bool keep_line_feeds = false);
 
-// "0x" and two digits for every byte; and back, false when the text is none of that kind.
-std::string hex_of(std::string_view bytes);
+// The size without the bytes of a last character that is cut off.
+std::size_t whole_characters(std::string_view text);
+
+// Back from "0x" and two digits for every byte; false when the text is none of that kind.
 bool bytes_of_hex(std::string_view text, std::string& bytes);
 
 bool is_blank(char c);

@@ -1,0 +1,143 @@
+#include "batch.h"
+
+#include "terminal.h"
+#include "text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+
+namespace tarnsh {
+
+namespace {
+
+// A batch ends at whichever comes first.
+constexpr std::size_t batch_rows = 10000, batch_bytes = 8 << 20;
+constexpr std::size_t prefix_size = sizeof(std::int32_t);
+constexpr std::size_t longest_shown = 40;
+
+std::string insert_statement(const Target& target) {
+    std::string names, marks;
+    for (const Column& column : target.columns) {
+        names += (names.empty() ? "" : ", ") + in_quotes(column.name, '"');
+        marks += marks.empty() ? "?" : ", ?";
+    }
+    return fmt::format("INSERT INTO {} ({}) VALUES ({})", target.table, names, marks);
+}
+
+bool is_name_character(char c) {
+    return c == '_' || std::isalnum(static_cast<unsigned char>(c)) != 0;
+}
+
+// Whether the name stands in the text as a word of its own.
+bool mentions(std::string_view text, std::string_view name) {
+    for (std::size_t at = 0; (at = text.find(name, at)) != text.npos; ++at) {
+        const std::size_t end = at + name.size();
+        if ((at == 0 || !is_name_character(text[at - 1])) &&
+            (end == text.size() || !is_name_character(text[end])))
+            return true;
+    }
+    return false;
+}
+
+bool reads_as_number(const std::string& text) {
+    char* end = nullptr;
+    std::strtod(text.c_str(), &end);
+    return end != text.c_str() && trim(end).empty();
+}
+
+} // namespace
+
+bool Batch::full() const {
+    return rows() >= batch_rows || bytes >= batch_bytes;
+}
+
+void Batch::clear() {
+    for (ColumnValues& values : columns)
+        values.clear();
+    lines.clear();
+    bytes = 0;
+}
+
+Insert::Insert(Session& session, const Target& target) : session_(session), target_(target) {
+    check_call(session, TRN_Prepare2(session.handle(), insert_statement(target).c_str(), name_.data()));
+}
+
+Insert::~Insert() {
+    TRN_ResetParams(session_.handle());
+    if (session_.connected) TRN_UnPrepare(session_.handle(), name_.data());
+    drop_library_lines(); // whatever it says, the copy has ended
+}
+
+void Insert::send(Batch& batch, std::size_t first, std::size_t count) {
+    const auto rows = static_cast<std::int32_t>(count),
+               columns = static_cast<std::int32_t>(batch.columns.size());
+    TRN_ResetParams(session_.handle());
+    for (std::int32_t i = 0; i < columns; ++i) {
+        ColumnValues& values = batch.columns[static_cast<std::size_t>(i)];
+        std::size_t begin = 0;
+        for (std::size_t row = 0; row < first; ++row)
+            begin += prefix_size + static_cast<std::size_t>(values.length(row));
+        const std::int32_t type =
+            is_binary(target_.columns[static_cast<std::size_t>(i)].type) ? TRN_TYPE_BYTES : TRN_TYPE_TEXT;
+        check_call(session_, TRN_BindParamArrayByPos(session_.handle(), i + 1, columns, TRN_DIRECTION_IN,
+                                                     type, rows, values.bytes() + begin,
+                                                     static_cast<std::int32_t>(values.size() - begin),
+                                                     values.lengths() + first));
+    }
+    const std::string call = std::string("? ") + name_.data();
+    check_call(session_, TRN_ExecBatch(session_.handle(), call.c_str(), rows));
+    stored_ += rows;
+}
+
+std::string Insert::text_of(Batch& batch, std::size_t column, std::size_t row) const {
+    ColumnValues& values = batch.columns[column];
+    std::size_t begin = 0;
+    for (std::size_t i = 0; i < row; ++i)
+        begin += prefix_size + static_cast<std::size_t>(values.length(i));
+    return {values.bytes() + begin + prefix_size, static_cast<std::size_t>(values.length(row))};
+}
+
+// The column that the server's text names, otherwise the first one for numbers that has none.
+std::string Insert::blame(Batch& batch, std::size_t row, const std::string& reason) const {
+    std::optional<std::size_t> found;
+    for (std::size_t i = 0; i < target_.columns.size() && !found; ++i)
+        if (mentions(reason, target_.columns[i].name)) found = i;
+    for (std::size_t i = 0; i < target_.columns.size() && !found; ++i)
+        if (is_number(target_.columns[i].type) && batch.columns[i].length(row) > 0 &&
+            !reads_as_number(text_of(batch, i, row)))
+            found = i;
+    if (!found) return "";
+    std::string value = text_of(batch, *found, row);
+    if (value.size() > longest_shown)
+        value = value.substr(0, whole_characters({value.data(), longest_shown})) + "...";
+    return fmt::format(", column {} ({})", target_.columns[*found].name,
+                       is_binary(target_.columns[*found].type) ? "binary" : in_quotes(value, '\''));
+}
+
+void Insert::store(Batch& batch, const std::string& file) {
+    const std::size_t rows = batch.rows();
+    std::size_t end = rows; // a row before it is refused, while narrowing
+    bool narrowing = false;
+    for (std::size_t first = 0; first < rows;) {
+        const std::size_t count = narrowing ? std::max<std::size_t>((end - first) / 2, 1) : rows - first;
+        try {
+            send(batch, first, count);
+            first += count;
+            narrowing = narrowing && first < end;
+        } catch (const Failure& failure) {
+            if (failure.code != exit_statement || is_interrupted()) throw;
+            if (count == 1)
+                fail(exit_statement, fmt::format("{}, line {}{}: {}", file, batch.lines[first],
+                                                 blame(batch, first, failure.text), failure.text));
+            end = first + count;
+            narrowing = true;
+        }
+    }
+    batch.clear();
+}
+
+} // namespace tarnsh

@@ -1,0 +1,143 @@
+#include "value_text.h"
+
+#include <fmt/compile.h>
+#include <fmt/format.h>
+
+#include <array>
+#include <cmath>
+#include <cstring>
+
+namespace tarnsh {
+
+namespace {
+
+constexpr std::int64_t ms_per_day = 86'400'000;
+
+constexpr auto digit_pairs = [] {
+    std::array<char, 200> pairs{};
+    for (std::size_t n = 0; n < 100; ++n) {
+        pairs[2 * n] = static_cast<char>('0' + n / 10);
+        pairs[2 * n + 1] = static_cast<char>('0' + n % 10);
+    }
+    return pairs;
+}();
+
+constexpr auto hex_pairs = [] {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::array<char, 512> pairs{};
+    for (std::size_t n = 0; n < 256; ++n) {
+        pairs[2 * n] = digits[n / 16];
+        pairs[2 * n + 1] = digits[n % 16];
+    }
+    return pairs;
+}();
+
+void put_two(unsigned number, char* out) {
+    std::memcpy(out, digit_pairs.data() + 2 * static_cast<std::size_t>(number), 2);
+}
+
+} // namespace
+
+// Two digits a step, from the end of a scratch area, and one copy of a fixed size.
+static std::size_t write_digits(std::uint64_t number, bool negative, char* out) {
+    char area[2 * longest_number];
+    char* const end = area + longest_number;
+    char* at = end;
+    for (; number >= 100; number /= 100)
+        put_two(static_cast<unsigned>(number % 100), at -= 2);
+    if (number >= 10)
+        put_two(static_cast<unsigned>(number), at -= 2);
+    else
+        *--at = static_cast<char>('0' + number);
+    if (negative) *--at = '-';
+    std::memcpy(out, at, 20);
+    return static_cast<std::size_t>(end - at);
+}
+
+std::size_t write_integer(std::int64_t number, char* out) {
+    const auto bits = static_cast<std::uint64_t>(number);
+    return write_digits(number < 0 ? 0 - bits : bits, number < 0, out);
+}
+
+// Most numbers have a few decimals. One that is a whole number of millionths, of 15 digits at most, is the only such decimal that reads
+// back as the same double: without its last zeros it is the shortest. 0 for other numbers.
+static std::size_t write_millionths(double number, char* out) {
+    const double size = std::fabs(number), scaled = size * 1e6;
+    if (!(size >= 1e-4 && scaled < 1e15)) return 0;
+    const auto millionths = static_cast<std::uint64_t>(scaled + 0.5);
+    if (static_cast<double>(millionths) / 1e6 != size) return 0;
+    std::size_t length = write_digits(millionths / 1'000'000, number < 0, out);
+    auto rest = static_cast<unsigned>(millionths % 1'000'000);
+    if (rest == 0) return length;
+    out[length] = '.';
+    put_two(rest / 10'000, out + length + 1);
+    put_two(rest / 100 % 100, out + length + 3);
+    put_two(rest % 100, out + length + 5);
+    length += 7;
+    while (out[length - 1] == '0')
+        --length;
+    return length;
+}
+
+std::size_t write_real(double number, char* out) {
+    if (const std::size_t length = write_millionths(number, out)) return length;
+    return static_cast<std::size_t>(fmt::format_to(out, FMT_COMPILE("{}"), number) - out);
+}
+
+std::size_t write_real(float number, char* out) {
+    return static_cast<std::size_t>(fmt::format_to(out, FMT_COMPILE("{}"), number) - out);
+}
+
+// The proleptic Gregorian calendar, in eras of 400 years that begin on the first of March.
+std::size_t write_date(std::int32_t days, char* out) {
+    const std::int64_t from_march = std::int64_t{days} + 719'468;
+    if (from_march < 306 || from_march > 3'652'364) return 0; // before year 0 is over, or past 9999
+    const auto day = static_cast<std::uint32_t>(from_march);
+    const std::uint32_t era = day / 146'097, of_era = day % 146'097;
+    const std::uint32_t year_of_era = (of_era - of_era / 1460 + of_era / 36'524 - of_era / 146'096) / 365;
+    const std::uint32_t of_year = of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
+    const std::uint32_t shifted = (5 * of_year + 2) / 153;
+    const std::uint32_t month = shifted < 10 ? shifted + 3 : shifted - 9;
+    const std::uint32_t year = era * 400 + year_of_era + (month <= 2 ? 1 : 0);
+    put_two(year / 100, out);
+    put_two(year % 100, out + 2);
+    out[4] = out[7] = '-';
+    put_two(month, out + 5);
+    put_two(of_year - (153 * shifted + 2) / 5 + 1, out + 8);
+    return 10;
+}
+
+std::size_t write_date_time(std::int64_t milliseconds, char* out) {
+    std::int64_t days = milliseconds / ms_per_day, rest = milliseconds % ms_per_day;
+    if (rest < 0) {
+        rest += ms_per_day;
+        --days;
+    }
+    if (days < -1'000'000 || days > 10'000'000 || write_date(static_cast<std::int32_t>(days), out) == 0)
+        return 0;
+    const auto of_day = static_cast<unsigned>(rest);
+    out[10] = ' ';
+    put_two(of_day / 3'600'000, out + 11);
+    put_two(of_day / 60'000 % 60, out + 14);
+    put_two(of_day / 1000 % 60, out + 17);
+    out[13] = out[16] = ':';
+    const unsigned fraction = of_day % 1000;
+    if (fraction == 0) return 19;
+    out[19] = '.';
+    out[20] = static_cast<char>('0' + fraction / 100);
+    put_two(fraction % 100, out + 21);
+    return 23;
+}
+
+void add_hex(std::string_view bytes, bool first, std::string& out) {
+    if (first) out += "0x";
+    const std::size_t begin = out.size();
+    out.resize(begin + 2 * bytes.size());
+    char* at = out.data() + begin;
+    for (const char c : bytes) {
+        std::memcpy(at, hex_pairs.data() + 2 * static_cast<std::size_t>(static_cast<unsigned char>(c)), 2);
+        at += 2;
+    }
+}
+
+} // namespace tarnsh
