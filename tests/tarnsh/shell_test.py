@@ -206,7 +206,7 @@ class Failures(ShellTest):
                 (["-c", "SELECT 1"], 2, "prot", {"connection": ["server=127.0.0.1;prot=1"]}),
                 (["-c", "SELECT 1"], 1, "one character", {"connection": ["--delimiter", "ab", "server=127.0.0.1;port=1"]}),
                 (["-1"], 1, "--single-transaction", {}), (["--connect-timeout", "x"], 1, "--connect-timeout", {}),
-                (["-o", "|exit 3", "-c", "SELECT 1"], 1, "cannot write", {}),
+                (["-o", "|cat >&2; exit 3", "-c", "SELECT 1"], 1, "cannot write", {}),
                 (["-v", "1=2"], 1, "NAME=VALUE", {}),
                 (["-c", "\\i /nowhere"], 1, "/nowhere", {}),
                 (["-c", "SELECT 1"], 2, "no address for", {"connection": [f"server={'x' * 70};port=1"]}),
