@@ -52,7 +52,7 @@ PROGRAMS = {
 }
 SLOWER_THAN_USUAL = 3
 PATIENCE = 20  # seconds more
-LONGEST = 400  # where it is not known how long tests take
+LONGEST = 150  # where it is not known how long tests take
 LEAST_KILLED = 0.95
 
 
