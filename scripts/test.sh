@@ -23,8 +23,8 @@ for preset in "${presets[@]}"; do
     echo "== $preset"
     cmake --preset "$preset" >/dev/null
     if [ "$preset" = tsan ]; then
-        cmake --build --preset tsan --target tarnlite live_test
-        ctest --preset tsan -R '^live_(threads|server_loss)'
+        cmake --build --preset tsan --target tarnlite live_test cancel_race_test
+        ctest --preset tsan -R '^live_(threads|server_loss)|cancel_race'
     else
         cmake --build --preset "$preset"
         [ "$preset" != release ] || scripts/dbapi20_suite.sh build/release/dbapi20 ||
