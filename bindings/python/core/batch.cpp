@@ -289,8 +289,8 @@ bool add_batch(PyObject* module) noexcept {
         {Py_tp_getset, properties},
         {0, nullptr},
     };
-    static PyType_Spec spec = {"tarnsql._core.Batch", sizeof(Batch), 0, Py_TPFLAGS_DEFAULT, slots};
-    return add_type(module, "Batch", &spec);
+    static PyType_Spec layout = {"tarnsql._core.Batch", sizeof(Batch), 0, Py_TPFLAGS_DEFAULT, slots};
+    return add_type(module, "Batch", &layout);
 }
 
 } // namespace tarn_python

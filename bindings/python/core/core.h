@@ -86,8 +86,8 @@ inline void* address_of(PyObject* number) noexcept {
     return PyLong_AsVoidPtr(number);
 }
 
-// Adds the type made from a specification to the module. False with an exception set.
-bool add_type(PyObject* module, const char* name, PyType_Spec* spec) noexcept;
+// Adds a type of this layout to the module. False with an exception set.
+bool add_type(PyObject* module, const char* name, PyType_Spec* layout) noexcept;
 // Of the sources beside this one.
 bool add_row_reader(PyObject* module) noexcept;
 bool add_batch(PyObject* module) noexcept;

@@ -8,8 +8,8 @@ namespace tarn_python {
 Driver driver;
 Hooks hooks;
 
-bool add_type(PyObject* module, const char* name, PyType_Spec* spec) noexcept {
-    PyObject* type = PyType_FromSpec(spec);
+bool add_type(PyObject* module, const char* name, PyType_Spec* layout) noexcept {
+    PyObject* type = PyType_FromSpec(layout);
     if (type && PyModule_AddObject(module, name, type) == 0) return true;
     Py_XDECREF(type);
     return false;

@@ -389,8 +389,8 @@ bool add_row_reader(PyObject* module) noexcept {
         {Py_tp_getset, properties},
         {0, nullptr},
     };
-    static PyType_Spec spec = {"tarnsql._core.RowReader", sizeof(RowReader), 0, Py_TPFLAGS_DEFAULT, slots};
-    return add_type(module, "RowReader", &spec);
+    static PyType_Spec layout = {"tarnsql._core.RowReader", sizeof(RowReader), 0, Py_TPFLAGS_DEFAULT, slots};
+    return add_type(module, "RowReader", &layout);
 }
 
 // A name that the library copied without a terminator into a cleared buffer.
