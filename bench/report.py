@@ -1,15 +1,18 @@
 #!/usr/bin/env python3
-"""Writes the page of measured speed: tables and charts from the files that end_to_end/run.py and run_parts.py leave.
+"""Writes a report of measured speed: tables and charts from the files that end_to_end/run.py and run_parts.py leave.
 
-    bench/report.py --end-to-end FILE --parts FILE --page docs/performance.md
+    bench/report.py --end-to-end FILE --parts FILE --limits docs/performance.md --report build/bench/report.md
 
-The charts go into a folder beside the page that has its name. Nothing is typed in: what was not measured is not shown.
+Each figure is held against its line in the first table of the page of limits. The charts go into a folder beside the report that
+has its name. Nothing is typed in: what was not measured is not shown.
 """
 import argparse
 import json
 import os
 import pathlib
 import platform
+import re
+import sys
 
 import matplotlib
 
@@ -27,57 +30,66 @@ def table(head, rows):
     return "\n".join(lines) + "\n"
 
 
-def verdict(value, limit, aim, at_least=False):
-    """How a figure stands to its limit, which it has to keep, and to the aim beyond it."""
+def limits(page):
+    """Figure -> what it is held to: the sign, the limit, which it has to keep, and the aim beyond it."""
+    lines = re.findall(r"^\| (.+?) \| ([≤≥]) ([\d.]+).*? \| ([\d.]+).*? \|$", page, re.M)
+    return {figure: (sign, float(limit), float(aim)) for figure, sign, limit, aim in lines}
+
+
+def verdict(value, sign, limit, aim):
     def keeps(bound):
-        return value >= bound if at_least else value <= bound
+        return value <= bound if sign == "≤" else value >= bound
     if keeps(aim):
         return "aim reached"
     return "kept" if keeps(limit) else "**not kept**"
 
 
-def targets(end_to_end, parts):
+def figures(end_to_end, parts):
+    """Figure -> value and unit, for every line of the table of limits."""
     forms = end_to_end["six_columns"]
     own = forms["tarnsql"]
 
     def against(form, of=own, among=forms):
-        return of["cpu_ns_per_row"] / among[form]["cpu_ns_per_row"]
+        return of["cpu_ns_per_row"] / among[form]["cpu_ns_per_row"], ""
 
     def encrypted(columns):
         measured = end_to_end[columns]
         return against("tarnsql", measured["tarnsql-encrypted"], measured)
 
-    def part(name):
-        return parts[name]["value"]
+    def part(name, unit=""):
+        return parts[name]["value"], unit
 
     held = max(own["heap_bytes_per_row"], own["resident_bytes_per_row"])
-    keystream = part("keystream/apply_keystream/8192/ratio")
-    channel = max(part(name) for name in parts if name.startswith("channel/") and name.endswith("ratio"))
-    lines = [  # figure, measured, unit, limit, aim, whether more is better
-        ("end to end / libpq, binary", against("libpq-binary"), "", 0.30, 0.25, False),
-        ("end to end / libpq, text", against("libpq-text"), "", 0.25, 0.20, False),
-        ("end to end / MariaDB, prepared", against("mariadb-prepared"), "", 0.62, 0.50, False),
-        ("instructions a row inside the library, receive and read", end_to_end["instructions_in_library"], "", 450,
-         400, False),
-        ("rows of 6 columns, encrypted / plain", encrypted("six_columns"), "", 1.25, 1.15, False),
-        ("rows of 2 columns, encrypted / plain", encrypted("two_columns"), "", 1.3, 1.2, False),
-        ("values of 100 kB and 1 MB, encrypted / plain", channel, "", 1.10, 1.05, False),
-        ("memory of a result / wire bytes", held / own["wire_bytes_per_row"], "", 1.05, 1.02, False),
-        ("memory of a result of one row", part("result/one_row_of_6_columns"), "bytes", 2048, 1024, False),
-        ("free a result, a row", own["free_ns_per_row"], "ns", 10, 5, False),
-        ("read 2 of 100 columns / read all", part("result/read_1_and_3_of_100/ratio"), "", 0.1, 0.05, False),
-        ("values as text / snprintf", part("text/one_of_each/ratio"), "", 0.5, 0.25, False),
-        ("keystream / byte loop, 8 KiB", keystream, "", 10, 20, True),
-        ("batch / bare send", part("batch/execute/ratio"), "", 0.4, 0.5, True),
-        ("large object sent / bare send", part("lob/send/ratio"), "", 0.6, 0.85, True),
-        ("large object fetched / bare receive into kept memory", part("lob/fetch/kept_ratio"), "", 0.85, 0.95,
-         True),
-        ("value of 256 MiB in a row / bare receive into kept memory", part("lob/receive_value/kept_ratio"), "", 0.7,
-         0.9, True),
-    ]
+    channel = max(parts[name]["value"] for name in parts if name.startswith("channel/") and name.endswith("ratio"))
+    return {
+        "end to end / libpq, binary": against("libpq-binary"),
+        "end to end / libpq, text": against("libpq-text"),
+        "end to end / MariaDB, prepared": against("mariadb-prepared"),
+        "instructions a row inside the library, receive and read": (end_to_end["instructions_in_library"], ""),
+        "rows of 6 columns, encrypted / plain": encrypted("six_columns"),
+        "rows of 2 columns, encrypted / plain": encrypted("two_columns"),
+        "values of 100 kB and 1 MB, encrypted / plain": (channel, ""),
+        "memory of a result / wire bytes": (held / own["wire_bytes_per_row"], ""),
+        "memory of a result of one row": part("result/one_row_of_6_columns", " bytes"),
+        "free a result, a row": (own["free_ns_per_row"], " ns"),
+        "read 2 of 100 columns / read all": part("result/read_1_and_3_of_100/ratio"),
+        "values as text / snprintf": part("text/one_of_each/ratio"),
+        "keystream / byte loop, 8 KiB": part("keystream/apply_keystream/8192/ratio"),
+        "batch / bare send": part("batch/execute/ratio"),
+        "large object sent / bare send": part("lob/send/ratio"),
+        "large object fetched / bare receive into kept memory": part("lob/fetch/kept_ratio"),
+        "value of 256 MiB in a row / bare receive into kept memory": part("lob/receive_value/kept_ratio"),
+    }
+
+
+def targets(end_to_end, parts, held_to):
+    measured = figures(end_to_end, parts)
+    if measured.keys() != held_to.keys():
+        sys.exit(f"figures and limits differ: {sorted(measured.keys() ^ held_to.keys())}")
     return table(["figure", "measured", "limit", "aim", ""],
-                 [(name, f"{value:.4g}{unit and ' ' + unit}", ("≥ " if more else "≤ ") + f"{limit:g}", f"{aim:g}",
-                   verdict(value, limit, aim, more)) for name, value, unit, limit, aim, more in lines])
+                 [(name, f"{value:.4g}{unit}", f"{sign} {limit:g}", f"{aim:g}", verdict(value, sign, limit, aim))
+                  for name, (value, unit), (sign, limit, aim) in
+                  ((name, measured[name], held_to[name]) for name in held_to)])
 
 
 def clients(end_to_end):
@@ -149,32 +161,24 @@ def processor():
     return platform.machine()
 
 
-PAGE = """# How fast it is
+REPORT = """# Measured speed
 
-Written by `scripts/bench.sh` from what it measured; every figure here can be measured again with that command. Measured on
-{processor}, {processors} processors, Linux {kernel}, load {load:.1f} before and {load_after:.1f} after.
+Measured by `scripts/bench.sh` on {processor}, {processors} processors, Linux {kernel}, load {load:.1f} before and
+{load_after:.1f} after; `docs/performance.md` tells what is measured and how.
 
 ## Limits and aims
 
 {targets}
 ## End to end
 
-A peer answers a login and one query with a reply that it has made beforehand: {rows:,} rows of a 32-bit integer, a 64-bit
-integer, a double, a text of 20 characters, a date and a nullable text of up to 40. The client receives everything, reads every
-value through the public interface of its library and releases the result. Every client gets the same rows in its own protocol
-and must come to the same checksum. CPU time of the client's process, in the program and in the system, login excluded; pinned;
-{runs} interleaved rounds, medians. Memory is what the process holds more when all is received: heap as the allocator counts it,
-which leaves out what a library takes from the system directly, and resident memory, which holds all that has been touched; of
-the two the larger counts.
+{rows:,} rows, {runs} interleaved rounds, medians.
 
 ![CPU time a row, by client]({folder}/end_to_end.svg)
 
 {clients}
-Instructions are counted by callgrind and do not depend on the machine's load; they include the reader's own work: its loop, the
-conversion of texts and dates where a library leaves that to it, and the checksum. Inside the calls of tarnsql it is
-{in_library:.0f} of them.
+Inside the calls of tarnsql it is {in_library:.0f} instructions a row.
 
-Short rows, of a 32-bit integer and a text of 10 characters, in the same rounds:
+Short rows:
 
 {two_columns}
 ## How cost grows
@@ -187,11 +191,6 @@ Short rows, of a 32-bit integer and a text of 10 characters, in the same rounds:
 {growth_columns}
 ## Parts
 
-Ratios named "of ..." compare with the rival measured in the same run; `bench/` tells of each what exactly is measured. A large
-object or value that is received stays in memory, and the first touch of that memory takes most of the time: it is held against
-the bare stream into memory that is kept as well (`lob/loopback_receive_and_keep`), and beside that stands the bare stream into a
-small buffer.
-
 {parts}"""
 
 
@@ -202,22 +201,22 @@ def growth(lines, key, unit):
 
 
 def main():
-    arguments = argparse.ArgumentParser(description="Writes the page of measured speed.")
-    for name in ("end-to-end", "parts", "page"):
+    arguments = argparse.ArgumentParser(description="Writes a report of measured speed.")
+    for name in ("end-to-end", "parts", "limits", "report"):
         arguments.add_argument("--" + name, type=pathlib.Path, required=True)
     given = arguments.parse_args()
     end_to_end, parts = json.loads(given.end_to_end.read_text()), json.loads(given.parts.read_text())
-    charts = given.page.with_suffix("")
+    charts = given.report.with_suffix("")
     charts.mkdir(exist_ok=True)
     plt.rcParams["svg.hashsalt"] = "tarnsql"
     by_rows, by_columns = end_to_end["growth"]["rows"], end_to_end["growth"]["columns"]
     chart(charts / "end_to_end.svg", draw_clients(end_to_end))
     chart(charts / "rows.svg", draw_growth(by_rows, "rows", "row"))
     chart(charts / "columns.svg", draw_growth(by_columns, "columns", "value"))
-    given.page.write_text(PAGE.format(
+    given.report.write_text(REPORT.format(
         processor=processor(), processors=len(os.sched_getaffinity(0)), kernel=platform.release(),
         load=parts["machine/load_before"]["value"], load_after=parts["machine/load_after"]["value"],
-        targets=targets(end_to_end, parts), rows=end_to_end["rows"], runs=end_to_end["runs"], folder=charts.name,
+        targets=targets(end_to_end, parts, limits(given.limits.read_text())), rows=end_to_end["rows"], runs=end_to_end["runs"], folder=charts.name,
         clients=clients(end_to_end), two_columns=two_columns(end_to_end),
         in_library=end_to_end["instructions_in_library"],
         growth_rows=growth(by_rows, "rows", "row"), growth_columns=growth(by_columns, "columns", "value"),

@@ -7,9 +7,17 @@ install(TARGETS tarnsql tarnsql_static EXPORT tarnsql
         RUNTIME COMPONENT runtime
         LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
         ARCHIVE COMPONENT development)
-install(FILES include/tarnsql.h include/tarnsql_ext.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+set(public_headers include/tarnsql.h include/tarnsql_ext.h)
+install(FILES ${public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+if(WIN32)
+  install(FILES ${PROJECT_BINARY_DIR}/src/tarnsql.def DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+  if(TARNSQL_DLLTOOL)
+    install(FILES ${PROJECT_BINARY_DIR}/src/tarnsql.lib DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+  endif()
+endif()
 install(EXPORT tarnsql NAMESPACE tarnsql:: FILE tarnsql-targets.cmake DESTINATION ${package_dir} COMPONENT development)
-configure_package_config_file(cmake/tarnsql-config.cmake.in tarnsql-config.cmake INSTALL_DESTINATION ${package_dir})
+configure_package_config_file(cmake/tarnsql-config.cmake.in tarnsql-config.cmake INSTALL_DESTINATION ${package_dir}
+                              PATH_VARS CMAKE_INSTALL_LIBDIR)
 write_basic_package_version_file(tarnsql-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tarnsql-config.cmake ${CMAKE_CURRENT_BINARY_DIR}/tarnsql-config-version.cmake
         DESTINATION ${package_dir} COMPONENT development)

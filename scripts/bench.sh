@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Measures the driver: everything, written to docs/performance.md with its charts, or only what continuous integration guards.
+# Measures the driver: everything, reported in build/bench/report.md with charts, or only what continuous integration guards.
 # Usage: bench.sh          the whole measurement, some twenty minutes; the machine should have nothing else to do
 #        bench.sh python   the Python module beside psycopg2 and sqlite3, which the whole measurement has too
 #        bench.sh guard    instructions a row against bench/instructions.json, and one quick run of every benchmark
@@ -32,7 +32,8 @@ all)
     python3 bench/run_parts.py --build build/bench --json "$measured/parts.json"
     beside_python
     /usr/bin/python3 bench/report.py --end-to-end "$measured/end_to_end.json" --parts "$measured/parts.json" \
-        --page docs/performance.md
+        --limits docs/performance.md --report build/bench/report.md
+    echo build/bench/report.md
     ;;
 guard)
     python3 bench/end_to_end/run.py --build build/bench --rows 1000 --runs 1 --json "$measured/guard.json" --in-library

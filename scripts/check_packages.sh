@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Proves the packages that package.sh made, as their users have them. The Debian packages: no error in lintian's eyes,
-# installed by dpkg into an empty root with their dependencies looked up among this system's packages, symbols that are
-# the library's. The trees of all packages: an outside program built by CMake, with pkg-config and by a plain compiler,
-# shared and static, and tarnsh against tarnlite over both channels; those of the zip under Wine. The library: the binary
+# Proves the packages that package.sh made, as their users have them. The Debian packages: no error or warning in lintian's
+# eyes, installed by dpkg into an empty root with their dependencies looked up among this system's packages and removed without a
+# trace, symbols that are the library's. The trees of all packages: no dead link in their pages, an outside program built by CMake,
+# with pkg-config and by a plain compiler, shared and static, the examples by one line each, and tarnsh against tarnlite over both
+# channels; those of the zip under Wine, and a program linked as Microsoft's linker does it. The library: the binary
 # interface that packaging/abi holds. The Python module: its tests with the Debian package, with the wheel and built by pip, in clean
 # virtual environments and without an index to download from.
 # Usage: check_packages.sh [DIRECTORY [--accept-abi]]
@@ -11,7 +12,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 # shellcheck disable=SC2086
-need_packages $build_packages dpkg-dev lintian abigail-tools unzip python3 python3-dev python3-venv wine wine64 g++-mingw-w64-x86-64-posix
+need_packages $build_packages dpkg-dev lintian abigail-tools unzip python3 python3-dev python3-venv wine wine64 g++-mingw-w64-x86-64-posix clang-14 lld-14 llvm-14
 export WINEDEBUG=-all LC_ALL=C.UTF-8
 
 repository=$PWD
@@ -46,6 +47,17 @@ built_outside() { # NAME TREE LIBDIR CC CXX EMULATOR CMAKE-ARGUMENT...
     LD_LIBRARY_PATH=$tree/$libdir $emulator "$here/plain/consumer.exe"
 }
 
+texts_hold() { # TREE DOCUMENTS CC CXX LIBDIR
+    echo "-- links of the pages: $(python3 tests/docs/check_links.py "$1/share")"
+    for example in "$2"/examples/*.c; do
+        "$3" -I"$1/include" "$example" -o "$work/example" -L"$1/$5" -ltarnsql
+    done
+    for example in "$2"/examples/*.cpp; do
+        "$4" -std=c++20 -I"$1/include" "$example" -o "$work/example" -L"$1/$5" -ltarnsql
+    done
+    echo "-- the examples compile"
+}
+
 shell_works() { # TARNLITE TARNSH...
     tarnlite=$1
     shift
@@ -65,8 +77,22 @@ module_works() { # NAME TARNLITE PYTHON ENVIRONMENT...
     echo "-- the tests of the module, $python_name: $(grep '^Ran ' "$work/log")"
 }
 
+# LLVM's linker takes the place of Microsoft's: the same arguments and formats.
+linked_as_by_microsoft() { # TREE
+    mkdir "$work/msvc"
+    cp "$1/bin/tarnsql.dll" "$work/msvc"
+    clang-14 --target=x86_64-pc-windows-msvc -ffreestanding -Wall -Werror -I"$1/include" \
+        -c tests/install/consumer/no_runtime.c -o "$work/msvc/no_runtime.obj"
+    lld-link-14 /nodefaultlib /entry:main /subsystem:console "$work/msvc/no_runtime.obj" "$1/lib/tarnsql.lib" \
+        "/out:$work/msvc/no_runtime.exe"
+    "$wine" "$work/msvc/no_runtime.exe" || fail "a program linked with tarnsql.lib"
+    diff <(grep '^[A-Za-z]' src/exports.txt | sort) <(sed -n 's/^    //p' "$1/lib/tarnsql.def" | sort) ||
+        fail "tarnsql.def is not the list of exports"
+    echo "-- linked as by Microsoft's linker"
+}
+
 echo "== Debian packages: lintian"
-lintian --allow-root --fail-on error "$packages"/*.deb
+lintian --allow-root --fail-on error,warning "$packages"/*.deb
 
 echo "== Debian packages: installed"
 root=$work/root
@@ -77,6 +103,7 @@ dpkg --admindir="$work/dpkg" --instdir="$root" --force-not-root --force-script-c
     --install "$packages"/*.deb >"$work/log" 2>&1 || { cat "$work/log"; fail "dpkg"; }
 library=$root/usr/lib/$multiarch/libtarnsql.so.${version%%.*}
 built_outside debian "$root/usr" "lib/$multiarch" cc g++ ""
+texts_hold "$root/usr" "$root/usr/share/doc/libtarnsql-dev" cc g++ "lib/$multiarch"
 LD_LIBRARY_PATH=$root/usr/lib/$multiarch shell_works "$root/usr/bin/tarnlite" "$root/usr/bin/tarnsh"
 
 module_works "Debian package" "$root/usr/bin/tarnlite" /usr/bin/python3 PYTHONPATH="$root/usr/lib/python3/dist-packages" \
@@ -92,10 +119,18 @@ dpkg-deb -e "$packages"/libtarnsql[0-9]*.deb "$root/DEBIAN"
 )
 grep -q "libtarnsql${version%%.*} (>= 1.0.0)" "$work/depends" || fail "the program does not depend on the library's package"
 
+echo "== Debian packages: removed"
+mapfile -t names < <(for package in "$packages"/*.deb; do dpkg-deb -f "$package" Package; done)
+dpkg --admindir="$work/dpkg" --instdir="$root" --force-not-root --force-script-chrootless --no-triggers --log="$work/dpkg.log" \
+    --remove "${names[@]}" >"$work/log" 2>&1 || { cat "$work/log"; fail "dpkg --remove"; }
+left=$(dpkg-query --admindir="$work/dpkg" -W -f '${db:Status-Abbrev} ${Package}\n' | grep tarnsql | grep -v '^un' || true)
+[ -z "$left" ] || fail "left behind by the removal: $left"
+
 echo "== tar.gz"
 mkdir "$work/tar"
 tar -xzf "$packages"/tarnsql-*.tar.gz -C "$work/tar" --strip-components=1
 built_outside tar_programs "$work/tar" lib cc g++ ""
+texts_hold "$work/tar" "$work/tar/share/doc/tarnsql" cc g++ lib
 shell_works "$work/tar/bin/tarnlite" "$work/tar/bin/tarnsh"
 
 echo "== Python"
@@ -118,6 +153,8 @@ unzip -q "$packages"/tarnsql-*.zip -d "$work/zip"
 zip=$(echo "$work"/zip/tarnsql-*)
 built_outside zip_programs "$zip" lib x86_64-w64-mingw32-gcc-posix x86_64-w64-mingw32-g++-posix "$wine" \
     -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/mingw-w64.cmake"
+texts_hold "$zip" "$zip/share/doc/tarnsql" x86_64-w64-mingw32-gcc-posix x86_64-w64-mingw32-g++-posix lib
+linked_as_by_microsoft "$zip"
 printf '#!/bin/sh\nexec %s %s "$@"\n' "$wine" "$zip/bin/tarnlite.exe" >"$work/tarnlite"
 chmod +x "$work/tarnlite"
 shell_works "$work/tarnlite" "$wine" "$zip/bin/tarnsh.exe"

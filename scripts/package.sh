@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 # shellcheck disable=SC2086
-need_packages $build_packages dpkg-dev file python3 python3-dev g++-mingw-w64-x86-64-posix libgcrypt-mingw-w64-dev
+need_packages $build_packages dpkg-dev file python3 python3-dev g++-mingw-w64-x86-64-posix libgcrypt-mingw-w64-dev llvm-14
 
 mkdir -p "${1:-build/packages}"
 packages=$(realpath "${1:-build/packages}")
@@ -42,4 +42,5 @@ PROGRAM
 scripts/windows_sqlite.sh "$packages/windows_sqlite"
 pack windows ZIP --preset windows -DSQLite3_INCLUDE_DIR="$packages/windows_sqlite/include" \
     -DSQLite3_LIBRARY="$packages/windows_sqlite/lib/libsqlite3.a"
-ls -l "$packages"/*.deb "$packages"/*.tar.gz "$packages"/*.whl "$packages"/*.zip
+echo "packages:"
+ls -1 "$packages"/*.deb "$packages"/*.tar.gz "$packages"/*.whl "$packages"/*.zip

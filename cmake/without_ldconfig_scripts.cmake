@@ -1,0 +1,18 @@
+# Run by CPack on the Debian packages that it made: takes out the scripts that run ldconfig, which CPack adds beside the trigger that does
+# it. A script for the removal would keep the package known to dpkg ("rc") after it is gone.
+foreach(package IN LISTS CPACK_PACKAGE_FILES)
+  if(NOT package MATCHES "/${CPACK_TARNSQL_LIBRARY_PACKAGE}_[^/]*\\.deb$")
+    continue()
+  endif()
+  set(tree ${CPACK_TEMPORARY_DIRECTORY}/without_scripts)
+  file(REMOVE_RECURSE ${tree})
+  execute_process(COMMAND dpkg-deb --raw-extract ${package} ${tree} COMMAND_ERROR_IS_FATAL ANY)
+  foreach(script postinst postrm)
+    file(READ ${tree}/DEBIAN/${script} text)
+    if(NOT text MATCHES "ldconfig")
+      message(FATAL_ERROR "${script} of ${package} does not run ldconfig")
+    endif()
+    file(REMOVE ${tree}/DEBIAN/${script})
+  endforeach()
+  execute_process(COMMAND dpkg-deb --root-owner-group -Zxz --build ${tree} ${package} OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+endforeach()
