@@ -6,7 +6,8 @@ comment is a page of its own. A line of dashes with a title begins a group, and 
 above several #defines describes each that has none of its own.
 
 The guide's first page is the main page, with the groups of calls behind it. Links between pages become references, links out of
-them plain text, and the names of calls lead to the calls.
+them plain text, and the names of calls lead to the calls. With --layout it prints Doxygen's layout instead: a menu of the pages
+that the main page links, in its order, the remaining pages and the calls.
 """
 import pathlib
 import re
@@ -15,8 +16,11 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 HEADERS = [ROOT / "include/tarnsql.h", ROOT / "include/tarnsql_ext.h"]
 ABOUT = {"tarnsql.h": "conventions Conventions of the headers", "tarnsql_ext.h": "extension What the second header adds"}
+INPUT = re.search(r"^INPUT *=((?:.*\\\n)*.*)$", (ROOT / "docs/Doxyfile").read_text("utf-8"), re.M)[1]
+PAGES = [ROOT / name for name in INPUT.replace("\\", " ").split() if not name.endswith(".h")]
 MAIN_PAGE = ROOT / "docs/guide/README.md"
 SECTION = re.compile(r"/\* -{20,} (.+) \*/$", re.M)
+LINK = re.compile(r"\[([^]]+)\]\(([^)\s]+)\)")
 DEFINE = re.compile(r"#define TRNX?_(?!API)")
 DECLARED = re.compile(r"TRN_API .*?(\w+)\(")
 CALLS = {call for each in HEADERS for call in DECLARED.findall(each.read_text("utf-8"))}
@@ -100,7 +104,8 @@ def slug(heading):
 
 
 def is_page(path):
-    return path.suffix == ".md" and path.exists() and ROOT / "docs" in path.parents
+    """Whether a path is that of a page of the site."""
+    return path.suffix == ".md" and any(path == each or each in path.parents for each in PAGES)
 
 
 def link(path):
@@ -113,28 +118,64 @@ def link(path):
         if not is_page(aim):
             return match[0] if "://" in match[2] else text
         anchor = f"{page_id(aim)}_{heading}" if heading else page_id(aim)
-        return f'@{"subpage" if path == MAIN_PAGE else "ref"} {anchor} "{text}"'
+        return f'@ref {anchor} "{text}"'
     return replace
+
+
+def code_span(code):
+    """Doxygen takes a backslash as it is between back quotes only, and finds calls outside of them only. A bar of a table's
+    cell has a backslash before it in both."""
+    parts = code[2].strip().split("\\|")
+    if any("\\" in part for part in parts):
+        return code[0]
+    return "<code>" + "\\|".join(linked(safe(part)).replace("--", "\\--") for part in parts) + "</code>"
 
 
 def page(path, source):
     """A page of the guide; what stands in fences stays as it is."""
     parts = re.split(r"(^```.*?^```\n)", source, flags=re.M | re.S)
     for i in range(0, len(parts), 2):
-        text = re.sub(r"\[([^]]+)\]\(([^)\s]+)\)", link(path), parts[i])
-        text = re.sub(r"`([^`]+)`", lambda code: f"<code>{linked(safe(code[1]))}</code>", text)
+        text = LINK.sub(link(path), parts[i])
+        text = re.sub(r"(`+)([^`]+|.+?)\1(?!`)", code_span, text)
         text = re.sub(r"\[(EC\d+)\]", r"\\[\1\\]", text)
         text = re.sub(r"^(##+) (.*)$", lambda line: f"{line[0]} {{#{page_id(path)}_{slug(line[2])}}}", text, flags=re.M)
         parts[i] = re.sub(r"^# (.*)$", rf"# \1 {{#{page_id(path)}}}", text, count=1, flags=re.M) if i == 0 else text
     yield "".join(parts)
     if path == MAIN_PAGE:
-        yield "\n## The calls {#calls}\n\nWhat holds for all of them: @subpage conventions. @subpage extension.\n"
+        yield "\n## The calls {#calls}\n\nWhat holds for all of them: @ref conventions. @ref extension.\n"
         for title in (title for each in HEADERS for title in SECTION.findall(each.read_text("utf-8"))):
             name, shown = group(title)
             yield f'- @ref {name} "{shown}"'
 
 
+def layout():
+    """The menu; pages that the main page does not link go by their own titles."""
+    linked_pages = {(MAIN_PAGE.parent / target).resolve(): text
+                    for text, target in LINK.findall(MAIN_PAGE.read_text("utf-8")) if target.endswith(".md")}
+    guide = {page: text for page, text in linked_pages.items() if is_page(page)}
+    more = {page: re.match("# (.*)", page.read_text("utf-8"))[1] for page in PAGES if page.is_file() and page not in guide}
+
+    def tabs(entries):
+        return "\n".join(f'<tab type="user" url="@ref {page_id(page)}" title="{title}"/>' for page, title in entries.items())
+    return f"""<doxygenlayout version="1.0">
+<navindex>
+<tab type="mainpage" title="Start"/>
+<tab type="usergroup" url="@ref index" title="Guide">
+{tabs(guide)}
+</tab>
+<tab type="usergroup" url="@ref index" title="Tools and more">
+{tabs(more)}
+</tab>
+<tab type="modules" title="Calls"/>
+<tab type="globals" title="Index"/>
+</navindex>
+</doxygenlayout>"""
+
+
 if __name__ == "__main__":
+    if sys.argv[1] == "--layout":
+        print(layout())
+        sys.exit()
     given = pathlib.Path(sys.argv[1]).resolve()
     text = given.read_text("utf-8")
     print("\n".join(header(given, text) if given.suffix == ".h" else page(given, text)))
