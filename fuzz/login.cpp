@@ -1,5 +1,5 @@
 // The login: what any server answers, and once more as a reconnect. Built once for each channel: the arithmetic makes the
-// enciphered one a hundred times as slow.
+// encrypted one a hundred times as slow.
 #include "peer.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -8,7 +8,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const size_t piece = 1 + input.byte();
     std::string text = "server=127.0.0.1;port=1;db=d;user=u;pwd=";
     text += input.text(choice % 16);
-#ifdef ENCIPHERED
+#ifdef ENCRYPTED
     text += ";use_ssl=on";
 #endif
     fuzz::serve(input.rest(), piece);

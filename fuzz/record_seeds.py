@@ -79,7 +79,7 @@ store("statements", "rows-and-output", [2, 3], client.ask("EXEC numbers(5, ?)", 
 store("statements", "warning", [0, 3], client.ask("EXEC warn('w')"))
 store("login", "accepted", [0, 0], client.greeting)
 store("login", "refused", [0, 0], b"E\0\0\0\x02no")
-store("enciphered_login", "number", [0, 0], bytes(range(1, 65)) + b"K")
+store("encrypted_login", "number", [0, 0], bytes(range(1, 65)) + b"K")
 
 client = Client(" lob_ret  =descriptor")
 client.ask("create table l(a clob); insert into l values('" + "long " * 20000 + "')")

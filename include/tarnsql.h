@@ -263,7 +263,7 @@ TRN_API int32_t TRN_GetErrorInfo(TRN_HANDLE* handle, char* out_code, char* out_m
  *    3  int32_t  2                                            63  int32_t  rows affected
  *    4  text     "UTF-8", whatever the character set          64  int32_t  4
  *    5  text     character set, at most 63 bytes              65  int32_t  kind of the item (TRN_ITEM_*)
- *    6  int32_t  1 on an enciphered channel                   66  int32_t  1 when a further item follows, else 0
+ *    6  int32_t  1 on an encrypted channel                   66  int32_t  1 when a further item follows, else 0
  *    7  text     the address list: count, ":", the
  *                addresses joined by ","
  *    8  text     "GTM+8"

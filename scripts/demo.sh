@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the library, the development server and the quickstart, and runs the quickstart against the server, over the plain
-# and over the enciphered channel.
+# and over the encrypted channel.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -14,7 +14,7 @@ if [ ! -f "$tree/CMakeCache.txt" ]; then
     cmake --preset release -DTARNSQL_BUILD_TESTS=OFF -B "$tree" >/dev/null
 fi
 cmake --build "$tree" --target tarnlite quickstart >/dev/null
-for channel in plain enciphered; do
+for channel in plain encrypted; do
     echo "== over the $channel channel"
     settings=
     [ "$channel" = plain ] || settings="use_ssl=on;"

@@ -10,7 +10,7 @@ need_packages clang cmake ninja-build
 
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz
-targets=(login enciphered_login results statements lobs conn_string binds)
+targets=(login encrypted_login results statements lobs conn_string binds)
 # No single allocation is larger than what has arrived and 1 MiB; inputs are small.
 limits=(-malloc_limit_mb=2 -rss_limit_mb=2048 -timeout=10 -max_len=4096)
 mkdir -p build/fuzz/failures/

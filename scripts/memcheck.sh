@@ -16,7 +16,7 @@ checked() {
 }
 checked build/release/tests/unit/unit_test
 checked build/release/tests/session/transfer_test
-for channel in plain enciphered; do
+for channel in plain encrypted; do
     SESSION_CHANNEL=$channel checked build/release/tests/session/session_test
     SESSION_CHANNEL=$channel checked build/release/tests/session/inner_session_test
 done

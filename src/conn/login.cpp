@@ -74,7 +74,7 @@ static bool login_encrypted(Conn& conn, Owned<char>& reason) noexcept {
     const WipeOnExit area_wiped(area);
     const WipeOnExit key_wiped(key);
     char* text = reinterpret_cast<char*>(area + session_key_size);
-    if (!build_login_text(conn, text, max_enciphered_login_text) ||
+    if (!build_login_text(conn, text, max_encrypted_login_text) ||
         !make_session_key(conn.settings.password, key))
         return refuse(conn, message::login_refused);
     const platform::Socket sock = conn.channel.sock;

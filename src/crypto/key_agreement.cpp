@@ -83,17 +83,17 @@ void rsa_encrypt_blocks(const uint8_t exponent[rsa_block_size], const uint8_t mo
     Digit e[rsa_digits];
     Digit m[rsa_digits];
     Digit plain[rsa_digits];
-    Digit enciphered[rsa_digits];
+    Digit encrypted[rsa_digits];
     const WipeOnExit wiped_plain(plain);
-    const WipeOnExit wiped_enciphered(enciphered); // passes through powers of the plain block
+    const WipeOnExit wiped_encrypted(encrypted); // passes through powers of the plain block
     to_digits(e, exponent);
     to_digits(m, modulus);
     const size_t rest = length % rsa_block_size;
     std::memset(buffer + length, 0, rsa_block_size - rest);
     for (size_t blocks = length / rsa_block_size + 1; blocks > 0; --blocks, buffer += rsa_block_size) {
         to_digits(plain, buffer);
-        mp_mod_exp(enciphered, plain, e, m, rsa_digits);
-        to_bytes(buffer, enciphered);
+        mp_mod_exp(encrypted, plain, e, m, rsa_digits);
+        to_bytes(buffer, encrypted);
     }
 }
 

@@ -1,5 +1,5 @@
-// What an enciphered login sends in place of its plain text: a fresh session key and the login text, in blocks of 32
-// bytes enciphered under the server's RSA key. Byte layout of the login area before it is enciphered:
+// What an encrypted login sends in place of its plain text: a fresh session key and the login text, in blocks of 32
+// bytes encrypted under the server's RSA key. Byte layout of the login area before it is encrypted:
 //
 //   0                    session key, 32 bytes, none of them zero
 //   32                   login text, padded, and its NUL
@@ -17,7 +17,7 @@ namespace tarn {
 
 constexpr size_t rsa_block_size = 32;
 constexpr size_t session_key_size = turing_key_size;
-constexpr size_t max_enciphered_login_text = 479; // characters, before the padding
+constexpr size_t max_encrypted_login_text = 479; // characters, before the padding
 
 constexpr size_t padded_text_length(size_t length) noexcept {
     return length + length / 30 * 2;
@@ -28,8 +28,8 @@ constexpr size_t login_bytes_to_send(size_t padded_length) noexcept {
     return ((session_key_size + padded_length) / rsa_block_size + 1) * rsa_block_size;
 }
 
-// Room for the longest login, padded and enciphered.
-constexpr size_t login_area_size = login_bytes_to_send(padded_text_length(max_enciphered_login_text));
+// Room for the longest login, padded and encrypted.
+constexpr size_t login_area_size = login_bytes_to_send(padded_text_length(max_encrypted_login_text));
 
 // Draws one random word; false when there is none to be had.
 using WordSource = bool (*)(uint32_t& word) noexcept;
@@ -51,10 +51,10 @@ bool make_session_key(const char* password, uint8_t key[session_key_size],
 // text then ends in these two bytes, which keeps it, as a number, below the modulus.
 size_t pad_login_text(char* text) noexcept;
 
-// Enciphers a buffer in place, in blocks of 32 bytes, with the server's public key; all numbers are little-endian, 256 bits.
+// Encrypts a buffer in place, in blocks of 32 bytes, with the server's public key; all numbers are little-endian, 256 bits.
 // The length / 32 complete blocks are followed by one more that holds the rest, filled up with zeros; it is written even when
 // the rest is empty, so the buffer has room for (length / 32 + 1) * 32 bytes. Any exponent and modulus will do; whether the
-// server can decipher the result is not checked.
+// server can decrypt the result is not checked.
 void rsa_encrypt_blocks(const uint8_t exponent[rsa_block_size], const uint8_t modulus[rsa_block_size],
                         uint8_t* buffer, size_t length) noexcept;
 

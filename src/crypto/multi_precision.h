@@ -1,4 +1,4 @@
-// Unsigned multi-precision arithmetic, enough for the RSA step of an enciphered login.
+// Unsigned multi-precision arithmetic, enough for the RSA step of an encrypted login.
 //
 // A number is an array of digits, least significant first, of a length n given with every call; digits above its
 // significant length are zero. Every length may be 0. Arrays belong to the caller; nothing allocates, and scratch that

@@ -40,7 +40,7 @@ int32_t turing_generate(TuringState& state, uint8_t* out) noexcept;
 // Makes a state ready for the first byte of a session: the key, an empty IV, the first block.
 void set_up_keystream(TuringState& state, const uint8_t key[turing_key_size]) noexcept;
 
-// Enciphers or deciphers the next count bytes of the stream in place. How a stream is cut into calls makes no difference.
+// Encrypts or decrypts the next count bytes of the stream in place. How a stream is cut into calls makes no difference.
 void apply_keystream(TuringState& state, uint8_t* bytes, size_t count) noexcept;
 
 } // namespace tarn

@@ -3,7 +3,7 @@
  * be left over, and none may be larger than what has arrived allows.
  */
 #include "conversations.h"
-#include "enciphered_channel.h"
+#include "encrypted_channel.h"
 #include "output_capture.h"
 #include "watched_memory.h"
 #include "wire_bytes.h"

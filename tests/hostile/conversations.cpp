@@ -4,7 +4,7 @@
 #include "conversations.h"
 
 #include "client.h"
-#include "enciphered_channel.h"
+#include "encrypted_channel.h"
 #include "wire_bytes.h"
 
 #include <algorithm>
@@ -333,7 +333,7 @@ const std::vector<Conversation>& conversations() {
         {"unread replies", "", "K" + two_rows + U(1) + I("id") + E("e") + O("o") + P("p") + two_rows + K + U(3) + K + one(5, integer(1)), {count_only, count_only, single_value}, "2 0 3 0"},
         {"refusal", "", "E" + wire_text("who are you"), {count_only, single_value, read}, "-9 -4 -4 -4"},
         {"address list", "IPS=127.0.0.2,127.0.0.1", "K" + U(1) + K + one(30, wire_text("version")), {count_only, attributes}, "0 1 0 -4"},
-        {"enciphered", "use_ssl=on", public_numbers() + "NabcdK" + plain_rows + K + one(30, wire_text("short")) + U(4) + K, {read, single_value, count_only}, "2 3 0 4", true},
+        {"encrypted", "use_ssl=on", public_numbers() + "NabcdK" + plain_rows + K + one(30, wire_text("short")) + U(4) + K, {read, single_value, count_only}, "2 3 0 4", true},
     };
     // clang-format on
     return all;
@@ -350,7 +350,7 @@ const std::vector<Conversation>& large_conversations() {
     static const std::vector<Conversation> all = {
         {"hundreds of rows", "", "K" + query(described, {rows, rows}) + ";" + U(75) + I("row") + query(described, {rows}) + K + U(1) + K, {read_texts, count_only}, "2 700 1"},
         {"large values", "", "K" + values + U(1) + K, {read_texts}, "2 703"},
-        {"large values, enciphered", "use_ssl=on", public_numbers() + "K" + query(described, {row({wire_text(large), null_value()}), rows}) + K, {read_texts}, "2 701", true},
+        {"large values, encrypted", "use_ssl=on", public_numbers() + "K" + query(described, {row({wire_text(large), null_value()}), rows}) + K, {read_texts}, "2 701", true},
         {"large texts", "", "K" + E(large) + K + one(32, wire_text(large)), {count_only, single_value}, "2 -1 0"},
         {"large object sent", "", "K" + U(1) + K, {send_lob}, "2 0 0 0 0 0 0 1"},
     };
@@ -386,8 +386,8 @@ std::vector<std::string> recounted(const std::string& bytes, std::size_t offset)
 
 std::string fault_after(ReplayPeer& peer, const Conversation& conversation, Client& client) {
     const std::string sound = "K" + one(TRN_WIRE_CHAR, wire_text("right"));
-    peer.serve({conversation.enciphered ? public_numbers() + sound : sound, Ending::orderly, SIZE_MAX,
-                conversation.enciphered});
+    peer.serve({conversation.encrypted ? public_numbers() + sound : sound, Ending::orderly, SIZE_MAX,
+                conversation.encrypted});
     const std::int32_t connected = TRN_ReconnectConn(&client.handle);
     if (connected != TRN_RECONNECTED) return "reconnect gave " + std::to_string(connected);
     char area[64] = {};

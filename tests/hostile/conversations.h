@@ -41,7 +41,7 @@ struct Conversation {
     std::string name, settings, bytes;
     std::vector<void (*)(Client&)> calls;
     std::string statuses; /* when all bytes arrive */
-    bool enciphered = false;
+    bool encrypted = false;
 };
 
 /* Of at most a kilobyte each, and two with large values. */
@@ -52,7 +52,7 @@ const std::vector<Conversation>& large_conversations();
 void converse(test_support::ReplayPeer& peer, const Conversation& conversation,
               test_support::Recording recording, Client& client);
 inline test_support::Recording whole(const Conversation& conversation) {
-    return {conversation.bytes, test_support::Ending::orderly, SIZE_MAX, conversation.enciphered};
+    return {conversation.bytes, test_support::Ending::orderly, SIZE_MAX, conversation.encrypted};
 }
 
 /* The bytes damaged: one of them changed in three ways; the four from there on, a length or a count if any is there, changed

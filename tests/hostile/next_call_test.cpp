@@ -300,9 +300,9 @@ class next_call : public testing::Test {
 };
 
 TEST_F(next_call, is_right_or_fails_whatever_memory_was_short_before) {
-    for (const Channel over : {Channel::plain, Channel::enciphered})
+    for (const Channel over : {Channel::plain, Channel::encrypted})
         for (const Case& shortage : cases()) {
-            if (over == Channel::enciphered && is_large(shortage)) continue; /* slow without optimisation */
+            if (over == Channel::encrypted && is_large(shortage)) continue; /* slow without optimisation */
             const OnlyOver only(over);
             const std::string expected = run(shortage, 0, 0).text();
             const std::size_t needed = asked_for;
@@ -310,7 +310,7 @@ TEST_F(next_call, is_right_or_fails_whatever_memory_was_short_before) {
             for (const bool alone : {true, false})
                 for (std::size_t n = 1; n <= needed; ++n) {
                     SCOPED_TRACE(shortage.name + (alone ? ", allocation " : ", from allocation ") +
-                                 std::to_string(n) + (over == Channel::plain ? "" : ", enciphered"));
+                                 std::to_string(n) + (over == Channel::plain ? "" : ", encrypted"));
                     const Told told = run(shortage, n, alone ? n : SIZE_MAX);
                     if (told.text() != expected) {
                         EXPECT_TRUE(may_fail_with(shortage, told.status)) << told.text().substr(0, 200);

@@ -11,7 +11,7 @@
 #include "conn/login_text.h"
 #include "crypto/key_agreement.h"
 #include "crypto/multi_precision.h"
-#include "enciphered_channel.h"
+#include "encrypted_channel.h"
 #include "output_capture.h"
 #include "replay_peer.h"
 #include "wire_bytes.h"
@@ -153,7 +153,7 @@ std::vector<Secret> secrets_of(const std::string& settings) {
     conn.settings.lock_timeout = 300;
     std::uint8_t area[2048] = {};
     char* text = reinterpret_cast<char*>(area + session_key_size);
-    if (!build_login_text(conn, text, conn.settings.use_ssl ? max_enciphered_login_text : plain_login_limit))
+    if (!build_login_text(conn, text, conn.settings.use_ssl ? max_encrypted_login_text : plain_login_limit))
         return all;
     add("login text", text, static_cast<std::size_t>(std::strstr(text, word.get()) - text) + password.size(),
         16);

@@ -6,7 +6,7 @@
 #include "client.h"
 #include "conn/conn.h"
 #include "conversations.h"
-#include "enciphered_channel.h"
+#include "encrypted_channel.h"
 #include "output_capture.h"
 #include "wire_bytes.h"
 
@@ -378,7 +378,7 @@ TEST_F(system_calls, wait_for_a_silent_server_three_times_or_once_and_never_agai
             ASSERT_TRUE(client.known) << conversation.name << ", byte " << cut;
             TRN_CloseConn(&client.handle);
             /* What follows the last byte that a call asks for is not waited for. */
-            const std::size_t most = conversation.enciphered ? 1 : 3;
+            const std::size_t most = conversation.encrypted ? 1 : 3;
             ASSERT_TRUE(system.silences == most || (system.silences == 0 && system.received == cut))
                 << conversation.name << ", byte " << cut << ": " << system.silences;
         }

@@ -32,7 +32,7 @@ Fault = collections.namedtuple("Fault", "room name sees file old new first")
 NEAREST = {
     "base": r"^unit_test$|^session\.plain\.",
     "platform": r"system_calls|^session\.plain",
-    "crypto": r"^unit_test$|^crypto_bignum|^session\.enciphered\.",
+    "crypto": r"^unit_test$|^crypto_bignum|^session\.encrypted\.",
     "tarnlite": r"^tarnlite|^live",
 }
 DEFAULT_NEAREST = r"^unit_test$|^session\."

@@ -41,7 +41,7 @@ TEST(attributes, of_a_connection_are_its_settings) {
     const std::string long_name(200, 'n'), address(100, 'a');
     // clang-format off
     const struct { std::string settings; std::vector<std::pair<std::int32_t, std::string>> values; } cases[] = {
-        {account, {{2, text("D")}, {3, number(2)}, {4, text("UTF-8")}, {5, text("")}, {6, number(channel == Channel::enciphered)},
+        {account, {{2, text("D")}, {3, number(2)}, {4, text("UTF-8")}, {5, text("")}, {6, number(channel == Channel::encrypted)},
                    {7, refused}, {8, text("GTM+8")}, {9, number(0)}, {11, number(0)}, {12, number(0)}}},
         {"db=" + long_name.substr(0, 120) + ";char_set=" + long_name.substr(0, 100) + ";autocommit=off;lob_ret=;use_srvcursor=False",
          {{2, text(long_name.substr(0, 120))}, {4, text("UTF-8")}, {5, text(long_name.substr(0, 63))}, {9, number(1)}, {11, number(1)}, {12, number(1)}}},

@@ -11,7 +11,7 @@ void expect_opened(std::string text, const std::string& login) {
     ScriptedServer server({expect_login(login), send("K")});
     if (const std::size_t mark = text.find('@'); mark != std::string::npos)
         text.replace(mark, 1, std::to_string(server.port()));
-    if (channel == Channel::enciphered) text += text.find(';') == std::string::npos ? ",ssl=on" : ";ssl=on";
+    if (channel == Channel::encrypted) text += text.find(';') == std::string::npos ? ",ssl=on" : ";ssl=on";
     EXPECT_EQ(Connection(text).opened, TRN_OPENED);
 }
 

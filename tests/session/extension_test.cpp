@@ -137,7 +137,7 @@ TEST(extension_open, tells_why_it_failed) {
 TEST(extension_open, goes_through_an_address_list) {
     ScriptedServer server({expect_login(), send(accepted), expect_end()}, test_refusing_port(), 3);
     Opened opened("port=" + std::to_string(server.port()) + ";" + account +
-                  (channel == Channel::enciphered ? ";use_ssl=on" : "") +
+                  (channel == Channel::encrypted ? ";use_ssl=on" : "") +
                   ";lock_timeout=300;IPS=127.0.0.2,127.0.0.4,127.0.0.3,127.0.0.5,127.0.0.6");
     EXPECT_EQ(opened.status, TRN_OK);
     EXPECT_EQ(opened.error(), "");
@@ -234,7 +234,8 @@ TEST(extension_cancel, ends_a_send_that_nobody_takes) {
     TRN_HANDLE* handle = nullptr;
     Step some{"take some", [&](ScriptedServer& server) {
                   server.receive(1000);
-                  std::this_thread::sleep_for(std::chrono::milliseconds(200)); // Wine loses the cancel of a send that has not come to a stand
+                  std::this_thread::sleep_for(std::chrono::milliseconds(
+                      200)); // Wine loses the cancel of a send that has not come to a stand
                   EXPECT_EQ(TRNX_Cancel(handle), 1);
                   server.drop(true);
               }};

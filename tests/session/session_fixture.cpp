@@ -8,21 +8,21 @@
 
 static Channel channel_of_run() {
     const char* name = std::getenv("SESSION_CHANNEL");
-    return name != nullptr && name == "enciphered"s ? Channel::enciphered : Channel::plain;
+    return name != nullptr && name == "encrypted"s ? Channel::encrypted : Channel::plain;
 }
 
 Channel channel = channel_of_run();
 
 std::string connection_string(std::uint16_t port, const std::string& settings) {
     return "server=127.0.0.1;port=" + std::to_string(port) + ";" + settings +
-           (channel == Channel::enciphered ? ";use_ssl=on" : "");
+           (channel == Channel::encrypted ? ";use_ssl=on" : "");
 }
 
 static void replace(std::string& text, std::string_view part, std::string_view by) {
     if (const std::size_t at = text.find(part); at != std::string::npos) text.replace(at, part.size(), by);
 }
 
-/* An enciphered login has its first two clauses even when they are empty, no time-out below 0, and no blanks
+/* An encrypted login has its first two clauses even when they are empty, no time-out below 0, and no blanks
  * in the last clause. */
 std::string login_on_channel(const std::string& database, const std::string& user,
                              const std::string& password, const std::string& clauses) {
@@ -39,7 +39,7 @@ std::string login_on_channel(const std::string& database, const std::string& use
 }
 
 Step expect_login(const std::string& login) {
-    return channel == Channel::plain ? expect(login) : expect_enciphered_login(login);
+    return channel == Channel::plain ? expect(login) : expect_encrypted_login(login);
 }
 
 Script logged_in(Script rest) {

@@ -18,10 +18,10 @@ using namespace std::string_literals;
 
 enum class Channel {
     plain,
-    enciphered
+    encrypted
 };
 
-/* Of this run: enciphered when the environment says SESSION_CHANNEL=enciphered. */
+/* Of this run: encrypted when the environment says SESSION_CHANNEL=encrypted. */
 extern Channel channel;
 
 class OnlyOver {

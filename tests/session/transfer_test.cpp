@@ -2,7 +2,7 @@
  * A channel over a real socket: when writes leave and what waits, reads of every size however the bytes arrive, and the end of the
  * channel with the first read that fails.
  */
-#include "enciphered_channel.h"
+#include "encrypted_channel.h"
 #include "sockets.h"
 #include "wire/receive.h"
 #include "wire/send.h"

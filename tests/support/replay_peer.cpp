@@ -3,7 +3,7 @@
  */
 #include "replay_peer.h"
 
-#include "enciphered_channel.h"
+#include "encrypted_channel.h"
 
 #include <algorithm>
 
@@ -26,14 +26,14 @@ std::string take(socket_handle client, std::size_t count) {
     return bytes;
 }
 
-/* Sends the public numbers, as far as there are any, and enciphers the rest with the client's session key. */
+/* Sends the public numbers, as far as there are any, and encrypts the rest with the client's session key. */
 std::string agree_on_key(socket_handle client, std::string bytes) {
     const std::size_t numbers = std::min(bytes.size(), public_numbers().size());
     take(client, 5);
     send_all(client, std::string_view(bytes).substr(0, numbers));
     bytes.erase(0, numbers);
     if (bytes.empty()) return bytes;
-    std::string key = decipher_blocks(take(client, cipher_block_size));
+    std::string key = decrypt_blocks(take(client, cipher_block_size));
     key.resize(cipher_block_size);
     return keystream(key)(std::move(bytes));
 }

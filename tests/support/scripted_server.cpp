@@ -147,10 +147,10 @@ std::string ScriptedServer::receive(std::size_t count, std::string_view expected
 void ScriptedServer::open_channel(const std::string& login) {
     receive(5, "~ssl~");
     send_bytes(public_numbers(), 31); /* in pieces that are no numbers */
-    const std::string key = decipher_blocks(receive(cipher_block_size)), expected = login_blocks(login);
+    const std::string key = decrypt_blocks(receive(cipher_block_size)), expected = login_blocks(login);
     if (key.find('\0') != std::string::npos || (key.back() & 0x80) != 0)
         throw std::runtime_error("a session key of another form\n" + hex_difference(key, {}));
-    const std::string received = decipher_blocks(receive(expected.size()));
+    const std::string received = decrypt_blocks(receive(expected.size()));
     if (received != expected) throw std::runtime_error(hex_difference(expected, received));
     decode_ = encode_ = keystream(key);
 }

@@ -9,7 +9,7 @@
 #ifndef TEST_SUPPORT_SCRIPTED_SERVER_H
 #define TEST_SUPPORT_SCRIPTED_SERVER_H
 
-#include "enciphered_channel.h"
+#include "encrypted_channel.h"
 #include "sockets.h"
 
 #include <atomic>
@@ -77,8 +77,8 @@ class ScriptedServer {
 };
 
 // clang-format off
-/* A login within the key agreement: all that follows it is enciphered. */
-inline Step expect_enciphered_login(std::string text) { return {"login", [text](ScriptedServer& server) { server.open_channel(text); }}; }
+/* A login within the key agreement: all that follows it is encrypted. */
+inline Step expect_encrypted_login(std::string text) { return {"login", [text](ScriptedServer& server) { server.open_channel(text); }}; }
 /* The client closes, having sent nothing more. */
 inline Step expect_end() { return {"expect end", [](ScriptedServer& server) { server.receive_end(); }}; }
 inline Step close_connection() { return {"close", [](ScriptedServer& server) { server.drop(false); }}; }

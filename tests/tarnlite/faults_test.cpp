@@ -24,12 +24,12 @@ class tarnlite_faults : public testing::TestWithParam<bool> {
     // The answer is left to receive.
     static void log_in(RawClient& client) {
         const std::string login = login_text("u", "p", " lob_ret=descriptor");
-        GetParam() ? client.open_enciphered(login) : client.send(login);
+        GetParam() ? client.open_encrypted(login) : client.send(login);
     }
 };
 
 INSTANTIATE_TEST_SUITE_P(, tarnlite_faults, testing::Bool(),
-                         [](const auto& channel) { return channel.param ? "enciphered" : "plain"; });
+                         [](const auto& channel) { return channel.param ? "encrypted" : "plain"; });
 
 } // namespace
 

@@ -50,10 +50,10 @@ TEST_F(tarnlite_limits, logins_that_take_too_long_end_their_connection) {
     RawClient silent(port());
     RawClient slow(port());
     slow.send("login data");
-    RawClient enciphered(port());
-    enciphered.send("~ssl~");
-    enciphered.receive(64);
-    for (RawClient* client : {&silent, &slow, &enciphered})
+    RawClient encrypted(port());
+    encrypted.send("~ssl~");
+    encrypted.receive(64);
+    for (RawClient* client : {&silent, &slow, &encrypted})
         EXPECT_TRUE(client->ended_by_server());
     EXPECT_GE(Clock::now() - start, milliseconds(140));
     EXPECT_LT(Clock::now() - start, std::chrono::seconds(5));
@@ -63,10 +63,10 @@ TEST_F(tarnlite_limits, one_client_too_many_is_refused_with_a_reason) {
     settings_.most_connections = 2;
     const auto first = log_in();
     auto second = log_in();
-    for (const bool enciphered : {false, true}) {
+    for (const bool encrypted : {false, true}) {
         RawClient third(port());
         const std::string login = login_text("u", "p");
-        enciphered ? third.open_enciphered(login) : third.send(login);
+        encrypted ? third.open_encrypted(login) : third.send(login);
         EXPECT_EQ(third.receive(1), "E");
         EXPECT_EQ(third.receive_text(),
                   "the server has 2 connections already, its limit (--max-connections)");

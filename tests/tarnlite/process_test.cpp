@@ -65,10 +65,10 @@ TEST(tarnlite_program, a_crowd_of_silent_connections_keeps_nobody_out) {
     while (crowd.size() < 2000)
         crowd.push_back(std::make_unique<RawClient>(server.port()));
     const auto start = Clock::now();
-    for (const bool enciphered : {false, true}) {
+    for (const bool encrypted : {false, true}) {
         RawClient client(server.port());
         const std::string login = login_text("u", "p");
-        enciphered ? client.open_enciphered(login) : client.send(login);
+        encrypted ? client.open_encrypted(login) : client.send(login);
         EXPECT_EQ(client.receive(6).back(), 'K');
         EXPECT_EQ(client.value("select 'here'"), "here");
     }

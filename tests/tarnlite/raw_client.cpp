@@ -29,7 +29,7 @@ Number number(std::string bytes) {
     return {BN_lebin2bn(octets(bytes), static_cast<int>(bytes.size()), nullptr), BN_free};
 }
 
-std::string enciphered_blocks(const std::string& plain, const Number& exponent, const Number& modulus) {
+std::string encrypted_blocks(const std::string& plain, const Number& exponent, const Number& modulus) {
     const std::unique_ptr<BN_CTX, decltype(&BN_CTX_free)> context(BN_CTX_new(), BN_CTX_free);
     const Number power(BN_new(), BN_free);
     std::string blocks(plain.size(), '\0');
@@ -59,7 +59,7 @@ RawClient::~RawClient() {
     ::close(socket_);
 }
 
-void RawClient::open_enciphered(std::string_view login, std::string_view behind) {
+void RawClient::open_encrypted(std::string_view login, std::string_view behind) {
     std::string plain = "a key of 32 bytes, none above 7F";
     Keystreams keystreams;
     tarn::set_up_keystream(keystreams.received, octets(plain));
@@ -73,7 +73,7 @@ void RawClient::open_enciphered(std::string_view login, std::string_view behind)
     send("~ssl~");
     const Number exponent = number(receive(32));
     const Number modulus = number(receive(32));
-    send(enciphered_blocks(plain, exponent, modulus) + request);
+    send(encrypted_blocks(plain, exponent, modulus) + request);
     keystreams_ = keystreams;
 }
 

@@ -26,9 +26,9 @@ class RawClient {
     RawClient& operator=(const RawClient&) = delete;
     ~RawClient();
 
-    // Offers a login text in enciphered blocks; what is behind it goes out with them. From then on all bytes are
-    // enciphered.
-    void open_enciphered(std::string_view login, std::string_view behind = "");
+    // Offers a login text in encrypted blocks; what is behind it goes out with them. From then on all bytes are
+    // encrypted.
+    void open_encrypted(std::string_view login, std::string_view behind = "");
     void send(std::string_view bytes);
     std::string receive(std::size_t count);
     std::uint32_t receive_u32();

@@ -35,11 +35,11 @@ TEST_F(tarnlite_server, login_arriving_byte_by_byte_is_accepted_with_the_command
     EXPECT_EQ(client.receive_reply().at(0).rows.at(0).at(0), "\0\0\0\0\0\0\0\x07"s);
 }
 
-TEST_F(tarnlite_server, enciphered_logins_of_every_length_open_a_channel) {
+TEST_F(tarnlite_server, encrypted_logins_of_every_length_open_a_channel) {
     for (std::size_t blanks = 1; blanks <= 30; ++blanks) {
         RawClient client(server_.port());
-        client.open_enciphered(login_text("u", "p", std::string(blanks, ' ') + "lob_ret=descriptor"),
-                               command("select 7"));
+        client.open_encrypted(login_text("u", "p", std::string(blanks, ' ') + "lob_ret=descriptor"),
+                              command("select 7"));
         EXPECT_EQ(client.receive(6).back(), 'K') << blanks;
         EXPECT_EQ(client.receive_reply().at(0).rows.at(0).at(0), "\0\0\0\0\0\0\0\x07"s) << blanks;
         EXPECT_EQ(client.value("select '" + std::string(9999, 'y') + "'"), std::string(9999, 'y')) << blanks;
@@ -51,7 +51,7 @@ TEST(tarnlite_login_answer, logins_that_are_not_admitted_are_refused_with_a_reas
     const struct {
         bool require_ssl;
         bool refuse_ssl;
-        bool enciphered;
+        bool encrypted;
         std::string text;
         bool admitted;
     } cases[] = {
@@ -74,7 +74,7 @@ TEST(tarnlite_login_answer, logins_that_are_not_admitted_are_refused_with_a_reas
         settings.protocol = 201;
         tarnlite::Server server(settings);
         RawClient client(server.port());
-        c.enciphered ? client.open_enciphered(c.text) : client.send(c.text);
+        c.encrypted ? client.open_encrypted(c.text) : client.send(c.text);
         EXPECT_EQ(client.receive(1), c.admitted ? "K" : "E") << c.text;
         if (c.admitted) continue;
         EXPECT_FALSE(client.receive_text().empty()) << c.text;
@@ -82,7 +82,7 @@ TEST(tarnlite_login_answer, logins_that_are_not_admitted_are_refused_with_a_reas
     }
 }
 
-TEST_F(tarnlite_server, enciphered_blocks_without_a_login_end_the_connection_unanswered) {
+TEST_F(tarnlite_server, encrypted_blocks_without_a_login_end_the_connection_unanswered) {
     RawClient beyond_modulus(server_.port());
     beyond_modulus.send("~ssl~");
     beyond_modulus.receive(64);
@@ -91,7 +91,7 @@ TEST_F(tarnlite_server, enciphered_blocks_without_a_login_end_the_connection_una
     for (const std::string& text :
          {""s, "GET / HTTP/1.1"s, login_text("u", "p") + "x", std::string(5000, 'x')}) {
         RawClient client(server_.port());
-        client.open_enciphered(text);
+        client.open_encrypted(text);
         EXPECT_TRUE(client.ended_by_server()) << text.substr(0, 100);
     }
 }

@@ -112,12 +112,12 @@ TEST(key_agreement, padding_follows_every_complete_run_of_30_characters) {
     EXPECT_EQ(login_area_size, 544u);
 }
 
-TEST(key_agreement, blocks_are_enciphered_one_by_one_and_the_last_is_filled_with_zeros) {
+TEST(key_agreement, blocks_are_encrypted_one_by_one_and_the_last_is_filled_with_zeros) {
     const Bytes modulus = bytes_of_hex("b123e4401bd6c9243600f0b085ad4bd59675a6115c17dbe21eff51796e105ebe");
     Bytes exponent(rsa_block_size);
     exponent[0] = exponent[2] = 1;
     const std::string block = "0102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f20";
-    const std::string enciphered = "c2863f2552209c34e3de8902822004afa9cdb534bbd35480d5e682555ca50726";
+    const std::string encrypted = "c2863f2552209c34e3de8902822004afa9cdb534bbd35480d5e682555ca50726";
     const std::string behind(64, '7'), zeros(64, '0');   // the former must be taken as the latter
     const std::string one = "01" + std::string(62, '0'); // no exponent changes it
     const struct {
@@ -125,9 +125,9 @@ TEST(key_agreement, blocks_are_enciphered_one_by_one_and_the_last_is_filled_with
         std::string plain, expected;
     } cases[] = {
         {0, behind, zeros},
-        {32, block + behind, enciphered + zeros},
-        {33, block + "01" + behind.substr(2), enciphered + one},
-        {95, block + block + one.substr(0, 62) + "77", enciphered + enciphered + one},
+        {32, block + behind, encrypted + zeros},
+        {33, block + "01" + behind.substr(2), encrypted + one},
+        {95, block + block + one.substr(0, 62) + "77", encrypted + encrypted + one},
     };
     for (const auto& each : cases) {
         Bytes buffer = bytes_of_hex(each.plain);

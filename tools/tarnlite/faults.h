@@ -12,7 +12,7 @@ namespace tarnlite {
 struct Faults {
     bool refuse_login = false;
     // Every connection ends when so many bytes have been sent on it, the login's answer included, but not the keys of
-    // an enciphered login.
+    // an encrypted login.
     std::optional<std::uint64_t> drop_after;
     std::chrono::milliseconds delay{0}; // before every reply, the login's answer included
     std::optional<std::string> error;   // the answer to every command

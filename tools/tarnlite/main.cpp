@@ -124,7 +124,7 @@ int main(int argc, char** argv) {
     user->needs(password);
     password->needs(user);
     auto* const require_ssl = app.add_flag("--require-ssl", settings.require_ssl, "refuse plain logins");
-    app.add_flag("--refuse-ssl", settings.refuse_ssl, "refuse enciphered logins")->excludes(require_ssl);
+    app.add_flag("--refuse-ssl", settings.refuse_ssl, "refuse encrypted logins")->excludes(require_ssl);
     app.add_flag("--allow-files", settings.allow_files,
                  "let SQL (ATTACH, VACUUM INTO) read and write every file that the server's user may");
     app.add_option("--max-connections", settings.most_connections, "clients logged in at a time")

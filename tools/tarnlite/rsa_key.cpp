@@ -71,7 +71,7 @@ RsaKey::RsaKey() {
              !gcry_mpi_invm(private_exponent_.get(), public_exponent_.get(), group_order.get()));
 }
 
-bool RsaKey::decipher(RsaBlock& block) const {
+bool RsaKey::decrypt(RsaBlock& block) const {
     RsaBlock big_endian = block;
     std::reverse(big_endian.begin(), big_endian.end());
     gcry_mpi_t scanned = nullptr;

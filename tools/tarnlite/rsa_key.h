@@ -1,4 +1,4 @@
-// The RSA key of one enciphered login: a 256-bit modulus whose top bit is set, plain exponentiation of 32-byte blocks.
+// The RSA key of one encrypted login: a 256-bit modulus whose top bit is set, plain exponentiation of 32-byte blocks.
 // A block is a number in little-endian order. The private numbers are wiped with the key.
 #pragma once
 
@@ -20,8 +20,8 @@ class RsaKey {
 
     RsaBlock exponent() const { return block_of(public_exponent_); }
     RsaBlock modulus() const { return block_of(modulus_); }
-    // Deciphers a block in place; false, with the block as it was, for one that is not below the modulus.
-    bool decipher(RsaBlock& block) const;
+    // Decrypts a block in place; false, with the block as it was, for one that is not below the modulus.
+    bool decrypt(RsaBlock& block) const;
 
   private:
     struct NumberCloser {

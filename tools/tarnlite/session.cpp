@@ -2,7 +2,7 @@
 
 #include "batch.h"
 #include "bytes.h"
-#include "enciphered_login.h"
+#include "encrypted_login.h"
 #include "engine.h"
 
 #include <fmt/format.h>
@@ -16,7 +16,7 @@ namespace tarnlite {
 namespace {
 
 constexpr std::size_t longest_login = 4096;
-constexpr std::string_view enciphered_opening = "~ssl~";
+constexpr std::string_view encrypted_opening = "~ssl~";
 constexpr std::chrono::seconds default_lock_timeout{5};
 constexpr std::chrono::seconds longest_lock_timeout{3600};
 
@@ -76,9 +76,9 @@ std::optional<Login> Session::read_login() {
     Login login;
     for (;;) {
         const std::string_view text = transport_.arrived();
-        if (text.starts_with(enciphered_opening)) return read_enciphered_login(deadline);
-        // The enciphered opening in part is no plain login's beginning, and not wrong either.
-        const bool undecided = enciphered_opening.starts_with(text);
+        if (text.starts_with(encrypted_opening)) return read_encrypted_login(deadline);
+        // The encrypted opening in part is no plain login's beginning, and not wrong either.
+        const bool undecided = encrypted_opening.starts_with(text);
         const LoginState state = undecided ? LoginState::incomplete : parse_login(text, login);
         if (state == LoginState::complete) {
             transport_.consume(login.length);
@@ -92,18 +92,18 @@ std::optional<Login> Session::read_login() {
     }
 }
 
-std::optional<Login> Session::read_enciphered_login(Transport::Clock::time_point deadline) {
-    transport_.consume(enciphered_opening.size());
+std::optional<Login> Session::read_encrypted_login(Transport::Clock::time_point deadline) {
+    transport_.consume(encrypted_opening.size());
     if (settings_.refuse_ssl) {
-        refuse("enciphered logins are not admitted");
+        refuse("encrypted logins are not admitted");
         return std::nullopt;
     }
-    return receive_enciphered_login(transport_, deadline);
+    return receive_encrypted_login(transport_, deadline);
 }
 
 std::optional<std::string> Session::reason_to_refuse(const Login& login) const {
     if (settings_.faults.refuse_login) return "logins are refused";
-    if (settings_.require_ssl && !transport_.is_enciphered()) return "only enciphered logins are admitted";
+    if (settings_.require_ssl && !transport_.is_encrypted()) return "only encrypted logins are admitted";
     const auto& wanted = settings_.credentials;
     if (wanted && (login.user != wanted->user || login.password != wanted->password)) {
         return "wrong user or password";

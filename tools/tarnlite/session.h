@@ -36,7 +36,7 @@ class Session {
 
   private:
     std::optional<Login> read_login();
-    std::optional<Login> read_enciphered_login(Transport::Clock::time_point deadline);
+    std::optional<Login> read_encrypted_login(Transport::Clock::time_point deadline);
     std::optional<std::string> reason_to_refuse(const Login& login) const;
     // Waits as long as replies are to be delayed, but not beyond the server's end, nor when the client has gone.
     void delay_reply() const;

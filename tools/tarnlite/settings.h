@@ -22,7 +22,7 @@ struct Settings {
     std::string database_file;              // empty: in memory, shared by all connections of this server
     std::optional<Credentials> credentials; // none: every user is admitted
     bool require_ssl = false;               // refuse plain logins
-    bool refuse_ssl = false;                // refuse enciphered ones
+    bool refuse_ssl = false;                // refuse encrypted ones
     int protocol = 301;                     // 201 or 301: the form of the login answer
     bool allow_files = false;               // SQL may reach files beside the database
     std::size_t most_connections = 200;     // logged in at a time

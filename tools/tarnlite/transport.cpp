@@ -25,7 +25,7 @@ void Transport::apply(tarn::TuringState& keystream, std::string& bytes, std::siz
                           bytes.size() - from);
 }
 
-void Transport::encipher(const SessionKey& key) {
+void Transport::encrypt(const SessionKey& key) {
     flush();
     keystreams_.emplace(key);
     apply(keystreams_->received, input_, consumed_);

@@ -1,4 +1,4 @@
-// The byte stream of one connection: buffered reading and writing over its socket, with the keystreams of an enciphered
+// The byte stream of one connection: buffered reading and writing over its socket, with the keystreams of an encrypted
 // channel between these buffers and the socket. A connection that ends or fails is told by the exception
 // ConnectionLost, which ends the session.
 #pragma once
@@ -65,8 +65,8 @@ class Transport {
 
     // From here on every byte passes through the keystreams of the key, those too that have arrived and were not
     // consumed yet; what was written before still goes out in the clear.
-    void encipher(const SessionKey& key);
-    bool is_enciphered() const { return keystreams_.has_value(); }
+    void encrypt(const SessionKey& key);
+    bool is_encrypted() const { return keystreams_.has_value(); }
 
   private:
     // Both directions run the same keystream, each from its own position.

@@ -198,8 +198,8 @@ class Session:
 
     @property
     def enciphered(self) -> bool:
-        """Whether the channel is enciphered."""
-        return bool(self._number(codes.ENCIPHERED))
+        """Whether the channel is encrypted."""
+        return bool(self._number(codes.ENCRYPTED))
 
     @property
     def closed(self) -> bool:

@@ -44,7 +44,7 @@ def connect(
     connection_string  "key=value" segments separated by ";"; keywords are added to it and count more
     server             address or host name
     ips                addresses to try by chance until one takes the connection, in place of server
-    enciphered         ask for an enciphered channel
+    enciphered         ask for an encrypted channel
     autocommit         every statement commits by itself; otherwise transactions begin by themselves
     lobs               CLOB and BLOB columns come as Clob and Blob objects, not as str and bytes
     lock_timeout       seconds

@@ -1,6 +1,6 @@
 /*
- * What only an enciphered login has: its bytes, and servers that break the key agreement off or spoil it. (That
- * the text, the filler and the key keep to their form is checked at every login of an enciphered run.)
+ * What only an encrypted login has: its bytes, and servers that break the key agreement off or spoil it. (That
+ * the text, the filler and the key keep to their form is checked at every login of an encrypted run.)
  */
 #include "session_fixture.h"
 
@@ -10,7 +10,7 @@ Step swallow(std::size_t blocks) {
     return {"swallow", [blocks](ScriptedServer& server) { server.receive(blocks * cipher_block_size); }};
 }
 
-class enciphered_login : public testing::Test {
+class encrypted_login : public testing::Test {
   protected:
     void expect_refused(Script script) {
         ScriptedServer server(std::move(script));
@@ -21,11 +21,11 @@ class enciphered_login : public testing::Test {
         for (const Call call : all_calls)
             EXPECT_EQ(run(call, connection, "x"), TRN_ERR_NETWORK);
     }
-    const OnlyOver enciphered_{Channel::enciphered};
+    const OnlyOver encrypted_{Channel::encrypted};
     const std::size_t blocks_ = 1 + login_blocks(login_on_channel("D", "U", "P")).size() / cipher_block_size;
 };
 
-TEST_F(enciphered_login, fills_whole_blocks_with_the_key_the_text_and_its_end) {
+TEST_F(encrypted_login, fills_whole_blocks_with_the_key_the_text_and_its_end) {
     const std::size_t shortest = login_on_channel("", "", "").size();
     ASSERT_LT(shortest, 149u);
     /* Characters of text and bytes on the wire: 30 characters a block, and the end in a block of its own. */
@@ -43,7 +43,7 @@ TEST_F(enciphered_login, fills_whole_blocks_with_the_key_the_text_and_its_end) {
     }
 }
 
-TEST_F(enciphered_login, fails_when_the_server_goes_away_at_any_stage) {
+TEST_F(encrypted_login, fails_when_the_server_goes_away_at_any_stage) {
     for (const Step& ending : {close_connection(), reset_connection()}) {
         expect_refused({expect("~ssl~"), ending});
         for (const std::size_t sent : {0, 1, 31, 32, 33, 63, 64})
@@ -55,7 +55,7 @@ TEST_F(enciphered_login, fails_when_the_server_goes_away_at_any_stage) {
     }
 }
 
-TEST_F(enciphered_login, fails_in_order_with_any_public_numbers) {
+TEST_F(encrypted_login, fails_in_order_with_any_public_numbers) {
     const auto number = [](const std::string& low) {
         return low + std::string(cipher_block_size - low.size(), '\0');
     };

@@ -1,4 +1,4 @@
-#include "enciphered_login.h"
+#include "encrypted_login.h"
 
 #include "base/wipe.h"
 #include "rsa_key.h"
@@ -26,7 +26,7 @@ bool receive_block(Transport& transport, Transport::Clock::time_point deadline, 
     }
     std::copy_n(transport.arrived().begin(), block.size(), block.begin());
     transport.consume(block.size());
-    return key.decipher(block);
+    return key.decrypt(block);
 }
 
 std::optional<std::string> receive_text(Transport& transport, Transport::Clock::time_point deadline,
@@ -46,7 +46,7 @@ std::optional<std::string> receive_text(Transport& transport, Transport::Clock::
 
 } // namespace
 
-std::optional<Login> receive_enciphered_login(Transport& transport, Transport::Clock::time_point deadline) {
+std::optional<Login> receive_encrypted_login(Transport& transport, Transport::Clock::time_point deadline) {
     const RsaKey key;
     transport.write(bytes_of(key.exponent()));
     transport.write(bytes_of(key.modulus()));
@@ -59,7 +59,7 @@ std::optional<Login> receive_enciphered_login(Transport& transport, Transport::C
     if (!text || parse_login(*text, login) != LoginState::complete || login.length != text->size()) {
         return std::nullopt;
     }
-    transport.encipher(session_key);
+    transport.encrypt(session_key);
     return login;
 }
 

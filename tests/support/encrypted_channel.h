@@ -1,10 +1,10 @@
 /*
- * The server's end of the enciphered channel: a key pair that belongs to the tests, the blocks of a login in
- * plain and deciphered, and the keystream, applied here byte by byte at a position that is counted in the open.
+ * The server's end of the encrypted channel: a key pair that belongs to the tests, the blocks of a login in
+ * plain and decrypted, and the keystream, applied here byte by byte at a position that is counted in the open.
  * The arithmetic and the generator are the library's own; other tests hold them against other implementations.
  */
-#ifndef TEST_SUPPORT_ENCIPHERED_CHANNEL_H
-#define TEST_SUPPORT_ENCIPHERED_CHANNEL_H
+#ifndef TEST_SUPPORT_ENCRYPTED_CHANNEL_H
+#define TEST_SUPPORT_ENCRYPTED_CHANNEL_H
 
 #include <functional>
 #include <string>
@@ -18,9 +18,9 @@ constexpr std::size_t cipher_block_size = 32;
 std::string public_numbers();
 
 /* Raises every block of 32 bytes to the private exponent. */
-std::string decipher_blocks(std::string_view blocks);
+std::string decrypt_blocks(std::string_view blocks);
 
-/* The blocks behind the session key before they are enciphered: 0x07 0x07 behind every 30 characters of the
+/* The blocks behind the session key before they are encrypted: 0x07 0x07 behind every 30 characters of the
  * text, its NUL, zeros up to a whole block. */
 std::string login_blocks(std::string_view text);
 

@@ -1,7 +1,7 @@
 /*
- * The server's end of the enciphered channel; see the header.
+ * The server's end of the encrypted channel; see the header.
  */
-#include "enciphered_channel.h"
+#include "encrypted_channel.h"
 
 #include "crypto/multi_precision.h"
 #include "crypto/turing.h"
@@ -34,7 +34,7 @@ std::string public_numbers() {
     return bytes_of(exponent) + bytes_of(modulus);
 }
 
-std::string decipher_blocks(std::string_view blocks) {
+std::string decrypt_blocks(std::string_view blocks) {
     std::string plain;
     for (; blocks.size() >= cipher_block_size; blocks.remove_prefix(cipher_block_size)) {
         Number block, result{}, divisor = modulus;
