@@ -113,8 +113,9 @@ def two_columns(end_to_end):
 
 
 def all_parts(parts):
-    return table(["figure", "value", "unit"], [(name, f"{entry['value']:.4g}", entry["unit"])
-                                                for name, entry in parts.items() if not name.startswith("machine/")])
+    return table(["figure", "value", "unit"],
+                 [(name, f"{entry['value']:.4g}", entry["unit"])
+                  for name, entry in parts.items() if not name.startswith("machine/")])
 
 
 def chart(path, draw, size=(7.2, 3.4)):
@@ -216,7 +217,8 @@ def main():
     given.report.write_text(REPORT.format(
         processor=processor(), processors=len(os.sched_getaffinity(0)), kernel=platform.release(),
         load=parts["machine/load_before"]["value"], load_after=parts["machine/load_after"]["value"],
-        targets=targets(end_to_end, parts, limits(given.limits.read_text())), rows=end_to_end["rows"], runs=end_to_end["runs"], folder=charts.name,
+        targets=targets(end_to_end, parts, limits(given.limits.read_text())),
+        rows=end_to_end["rows"], runs=end_to_end["runs"], folder=charts.name,
         clients=clients(end_to_end), two_columns=two_columns(end_to_end),
         in_library=end_to_end["instructions_in_library"],
         growth_rows=growth(by_rows, "rows", "row"), growth_columns=growth(by_columns, "columns", "value"),

@@ -1,4 +1,5 @@
 # Sourced by the scripts beside it.
+# shellcheck shell=bash
 
 # Installs the Debian packages that are missing, if any.
 # Usage: need_packages NAME...
@@ -24,6 +25,7 @@ unpack_sources() (
     apt_home=$(mktemp -d)
     trap 'rm -rf "$apt_home"' EXIT
     mkdir -p "$apt_home/lists/partial" "$apt_home/cache/archives/partial"
+    # shellcheck disable=SC2016 # apt-get expands them
     archives() { apt-get indextargets --format '$(REPO_URI) $(RELEASE)' 'Created-By: Packages' 'Origin: Debian' | sort -u; }
     if [ -z "$(archives)" ]; then # no lists yet
         if [ "$(id -u)" -eq 0 ]; then apt-get update -qq; else sudo apt-get update -qq; fi
@@ -39,4 +41,5 @@ unpack_sources() (
     private_apt update && private_apt source "$1" >/dev/null
 )
 
+# shellcheck disable=SC2034 # used by the scripts
 build_packages="g++ cmake ninja-build pkg-config libsqlite3-dev libcli11-dev libfmt-dev libgcrypt20-dev libutf8proc-dev"

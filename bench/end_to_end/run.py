@@ -62,8 +62,8 @@ def count_instructions(build, form, rows):
     with tempfile.TemporaryDirectory() as directory:
         out = pathlib.Path(directory) / "out"
         run_client(build, form, rows,
-                 under=["valgrind", "--tool=callgrind", f"--callgrind-out-file={out}",
-                        "--dump-before=bench::part_boundary*"])
+                   under=["valgrind", "--tool=callgrind", f"--callgrind-out-file={out}",
+                          "--dump-before=bench::part_boundary*"])
         total = re.compile(r"^totals: (\d+)$", re.MULTILINE)
         # The first file holds the start, the third the count of the heap.
         return [int(total.search(out.with_suffix(f".{part}").read_text())[1]) for part in (2, 4, 5)]
@@ -87,7 +87,7 @@ def count_in_library(build, rows):
     with tempfile.TemporaryDirectory() as directory:
         out = pathlib.Path(directory) / "out"
         run_client(build, "tarnsql", rows,
-                 under=["valgrind", "--tool=callgrind", f"--callgrind-out-file={out}", "--toggle-collect=TRN_*"])
+                   under=["valgrind", "--tool=callgrind", f"--callgrind-out-file={out}", "--toggle-collect=TRN_*"])
         return int(re.search(r"^(?:totals|summary): (\d+)$", out.read_text(), re.MULTILINE)[1])
 
 

@@ -11,8 +11,8 @@ ROOMS = ["base", "platform", "crypto", "wire", "conn", "reply", "lob", "result",
 
 STANDARD_HEADERS = set("""
 algorithm array atomic bit cassert cerrno charconv climits cmath compare concepts cstdarg cstddef cstdint cstdio cstdlib cstring ctime
-chrono functional initializer_list iterator limits memory mutex new numeric optional random shared_mutex span string string_view thread tuple type_traits
-utility variant vector version
+chrono functional initializer_list iterator limits memory mutex new numeric optional random shared_mutex span string string_view thread
+tuple type_traits utility variant vector version
 """.split())
 
 SYSTEM_MACRO = re.compile(r"\b(_WIN32|_WIN64|WIN32|__MINGW\w*__|__CYGWIN__|_MSC_VER|__linux__|__linux|linux|__unix__|__unix|__APPLE__"

@@ -70,7 +70,8 @@ class Formats(ShellTest):
             self.expect(["-q", "--no-header", "-c", f"\\pset width 16\n\\pset overflow {overflow}\n{long}"], rows)
 
     def test_long_values_pass_through_in_pieces(self):
-        self.run_shell("-c", "CREATE TABLE l (b BLOB, c CLOB); INSERT INTO l VALUES (zeroblob(70001), printf('%.100000c', 'x') || 'é|\"end')")
+        self.run_shell("-c", "CREATE TABLE l (b BLOB, c CLOB); "
+                             "INSERT INTO l VALUES (zeroblob(70001), printf('%.100000c', 'x') || 'é|\"end')")
         digits, text = "0x" + "00" * 70001, "x" * 100000
         cases = {"table": f"{digits} | {text}é|\"end\n", "csv": f"{digits},\"{text}é|\"\"end\"\n",
                  "list": f"{digits}|{text}é|\"end\n", "markdown": None, "json": None}
@@ -92,7 +93,8 @@ class Formats(ShellTest):
                          (2002, "x |    1", "much wider | 1500", "x | 2000"))
 
     def test_large_object_descriptors_are_fetched(self):
-        self.run_shell("-c", "CREATE TABLE l (b BLOB, c CLOB); INSERT INTO l VALUES (zeroblob(70000), 'short')")
+        self.run_shell("-c", "CREATE TABLE l (b BLOB, c CLOB); "
+                             "INSERT INTO l VALUES (zeroblob(70000), 'short')")
         done = self.run_shell("--format", "csv", "--no-header", "-c", "SELECT c, b FROM l",
                               connection=[self.server.connection + ";lob_ret=descriptor"])
         self.assertEqual(done.stdout, "short,0x" + "00" * 70000 + "\n")
@@ -324,7 +326,7 @@ class Copies(ShellTest):
     def test_copies_over_standard_streams_programs_and_other_marks(self):
         lines = "id,name\n1,x\n"
         cases = (("\\copy u FROM stdin HEADER\n" + lines + "\\.\nSELECT id, name FROM u;", "1,x\n", ""),
-                  (f"\\copy u FROM PROGRAM 'printf \"id\\n5\\n\"'\n\\copy u (id) TO stdout\n", "id\n5\n", ""),
+                 ("\\copy u FROM PROGRAM 'printf \"id\\n5\\n\"'\n\\copy u (id) TO stdout\n", "id\n5\n", ""),
                  ("\\copy (SELECT 1 AS a, 'b;c' AS d) TO /dev/stdout WITH (FORMAT csv, DELIMITER ';', QUOTE '~')\n",
                   "a;d\n1;~b;c~\n", ""),
                  ("\\copy (SELECT 1 AS a, NULL AS b) TO stdout NULL 'none' HEADER off\n", "1,none\n", ""),
@@ -335,7 +337,8 @@ class Copies(ShellTest):
         for script, rows, says in cases:
             with self.subTest(script):
                 self.run_shell("-c", "DELETE FROM u")
-                self.expect(["-q", "--format", "csv", "--no-header", "-f", "-"] if "TO" not in script else ["-q", "--format", "csv", "-f", "-"],
+                header = [] if "TO" in script else ["--no-header"]
+                self.expect(["-q", "--format", "csv", *header, "-f", "-"],
                             rows, 1 if says else 0, says, text=script)
 
     def test_columns_are_chosen_by_list_or_header(self):

@@ -32,7 +32,7 @@ constexpr Sequence sequences[] = {{"[A", Key::up},           {"[B", Key::down},
 
 Key key_of_control(char c) {
     switch (c) {
-    case '\r': return Key::enter;
+    case '\r':
     case '\n': return Key::enter;
     case '\t': return Key::tab;
     case 1: return Key::home;

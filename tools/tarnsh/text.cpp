@@ -235,7 +235,7 @@ std::string take_word(std::string_view& text) {
     text = trim(text);
     if (!text.starts_with('\'')) return take(text, std::ranges::find_if(text, is_blank) - text.begin());
     text.remove_prefix(1);
-    const std::string word = take(text, text.find('\''));
+    std::string word = take(text, text.find('\''));
     if (!text.empty()) text = trim(text.substr(1));
     return word;
 }

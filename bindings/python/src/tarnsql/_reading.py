@@ -12,7 +12,7 @@ import datetime
 import functools
 import struct
 from decimal import Decimal, InvalidOperation
-from typing import Any, Callable, ContextManager, Dict, List, Optional, Sequence, Tuple
+from typing import Any, Callable, ContextManager, Dict, List, Optional, Tuple
 
 from . import _library as codes
 from ._errors import DataError, failure

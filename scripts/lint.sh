@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Checks what compilers and tests do not: formatting, names, unused things and common mistakes in C++, shell, Python and CMake.
+# Usage: lint.sh [--fast]    --fast leaves out clang-tidy, which takes most of the time
+set -euo pipefail
+cd "$(dirname "$0")/.."
+. scripts/packages.sh
+# shellcheck disable=SC2086
+need_packages $build_packages libgtest-dev libssl-dev python3-dev clang-format clang-tidy clang-tools shellcheck flake8 mypy cmake-format
+
+status=0
+check() { # NAME COMMAND...
+    name=$1
+    shift
+    if output=$("$@" 2>&1); then
+        echo "-- $name"
+    else
+        printf '%s\n' "$output"
+        echo "-- $name: see above"
+        status=1
+    fi
+}
+listed() { git ls-files -- "$@"; }
+
+mapfile -t sources < <(listed '*.c' '*.cpp' '*.h' '*.hpp')
+mapfile -t shell < <(listed '*.sh' .ci/run packaging/debian/*.postinst packaging/debian/*.prerm)
+mapfile -t python < <(listed '*.py')
+mapfile -t cmake < <(listed '*CMakeLists.txt' '*.cmake')
+
+check "formatting" clang-format --dry-run -Werror "${sources[@]}"
+check "shell" shellcheck -x -P SCRIPTDIR "${shell[@]}"
+check "Python" flake8 --max-line-length 140 --extend-ignore E203,W503 "${python[@]}"
+check "types of the Python module" env MYPYPATH=bindings/python/src mypy --strict --cache-dir build/mypy bindings/python/src/tarnsql
+check "indentation of CMake" cmake-lint --suppress-decorations --line-width 140 \
+    --disabled-codes C0102 C0103 C0111 C0112 C0113 C0301 C0305 E1120 E1122 E1126 R0912 R0915 W0105 W0106 -- "${cmake[@]}"
+if [ "${1:-}" != --fast ]; then
+    cmake --preset release >/dev/null
+    check "clang-tidy" run-clang-tidy -quiet -p build/release -j "$(nproc)" \
+        -extra-arg=-Wno-unknown-warning-option -extra-arg=-Wno-sign-conversion "$PWD/(src|tools|bindings)/"
+fi
+exit $status
