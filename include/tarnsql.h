@@ -300,7 +300,7 @@ TRN_API int32_t TRN_SetAttr(TRN_HANDLE* handle, int32_t id, void* value);
  * -3 for a null argument or another kind of handle, with nothing sent; -4 when the reply could not be read
  * ([EC004] when it broke inside a count or an insert identifier); -5 out of memory; -56 ([EC0056]) when the
  * statement returned output values. The status is that of the last message of the reply: a warning after an
- * error gives 1. A query sent this way returns at its result set; the next call passes over the rows.
+ * error gives 1. A query sent this way returns at its result set; the next call skips the rows.
  * The count is the server's, 32 bits as they came: one above 2,147,483,647 is negative and looks like a failure.
  */
 TRN_API int32_t TRN_Execute_no_query(TRN_HANDLE* handle, const char* sql);
@@ -403,7 +403,7 @@ TRN_API int32_t TRN_BindParamByName(TRN_HANDLE* handle, const char* name, int32_
                                     int32_t* length);
 
 /*
- * Binds one value at a position, from 1; the other arguments are those of TRN_BindParamByName. Positions passed over
+ * Binds one value at a position, from 1; the other arguments are those of TRN_BindParamByName. Positions skipped
  * travel without type and value.
  * Returns 0; -51 ([EC051]) for a position above 4,000; -52 ([EC052]) for another direction; -54 ([EC054]) for a
  * position below 1; -55 ([EC055]) for a position more than 128 above the room made so far (128 slots at first, 128
@@ -529,7 +529,7 @@ TRN_API int32_t TRN_ExecBatch(TRN_HANDLE* handle, const char* sql, int32_t array
  *
  * Output values (directions 2, 3 and 6) are written into the application's buffers as they arrive, without a terminator, and
  * their full lengths into the length variables. A return value goes to the last slot of the set, which is never sent and
- * whose direction must be 6. A slot of another direction, or without a buffer or length, is passed over; an empty (null)
+ * whose direction must be 6. A slot of another direction, or without a buffer or length, is skipped; an empty (null)
  * value sets the length to 0.
  *
  *   arrives as                        slot bound as text (type 2)         any other type

@@ -17,7 +17,7 @@ extern "C" {
 /* ----------------------------------------------------------------------------------------- opening */
 
 /* Flags of TRNX_OPTIONS. */
-#define TRNX_IGNORE_UNKNOWN_KEYS 1u /* a key that is not known is passed over, as in TRN_OpenConn */
+#define TRNX_IGNORE_UNKNOWN_KEYS 1u /* a key that is not known is ignored, as in TRN_OpenConn */
 
 /*
  * Options of TRNX_OpenConn. Set the whole record to zero, size to sizeof(TRNX_OPTIONS), then what you want to change.
@@ -144,7 +144,7 @@ TRN_API int32_t TRNX_SetTrace(TRNX_TRACE callback, void* user);
  * TARNSQL_TRACE_PROTOCOL ("1" or "2") does the same when the first connection is opened.
  *
  * level       TRNX_TRACE_*.
- * text_limit  statements and values are cut to so many bytes; 100 unless this call says otherwise.
+ * text_limit  statements and values are cut to this many bytes; 100 unless this call says otherwise.
  *
  * Returns 0; -3 for another level or a negative limit.
  */

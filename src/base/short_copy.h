@@ -7,7 +7,7 @@ namespace tarn {
 
 using Bytes16 = uint64_t __attribute__((vector_size(16)));
 
-// Two words that overlap make every size from one word's up to two.
+// Two overlapping words cover every size from one word to two.
 template <class Word> void copy_overlapping(uint8_t* to, const uint8_t* from, size_t size) noexcept {
     const Word first = load<Word>(from), last = load<Word>(from + size - sizeof(Word));
     store(to, first);

@@ -57,7 +57,7 @@ OwnedAddressList copy_address_list(const IpsAttrs& list) noexcept {
     return copy;
 }
 
-// The count of choices keeps those of one second apart.
+// The counter sets choices of the same second apart.
 void choose_any(IpsAttrs& list) noexcept {
     static std::atomic<uint32_t> choices;
     std::minstd_rand generator(static_cast<uint32_t>(std::time(nullptr)) + ++choices);

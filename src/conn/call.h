@@ -2,7 +2,7 @@
 //
 // Every exported call that looks at what another thread's call may change reaches its connection through a RunningCall, which holds
 // the lock for the whole request and reply. While it lives the call can be cancelled (wire/cancel.h), and the lines that it has to
-// print are kept; they are printed when the lock is free again, before the call returns.
+// print are kept: they are printed after the lock is released, before the call returns.
 #pragma once
 
 #include "base/text.h"
@@ -41,7 +41,7 @@ class RunningCall {
     RunningCall(Conn* conn, Locking locking) noexcept;
 
     Conn* conn_;
-    platform::Lock* lock_; // null: not taken, or the open did not come so far as to make it
+    platform::Lock* lock_; // null: not taken, or not made yet by an open that failed early
 };
 
 // Prints a line when the call is over.

@@ -31,7 +31,7 @@ struct Settings {
     int32_t srv_cursor_off;
 };
 
-// What an earlier call left unread of its reply (see reply/unread.h).
+// What an earlier call left unread of its reply (reply/unread.h).
 enum class UnreadReply : int32_t {
     none,
     messages,         // whole messages up to and with the end of reply
@@ -59,7 +59,7 @@ struct Conn {
     IpsAttrs* ips_attrs;       // owned; the address list of the connection string, null without one
     char protocol_version[64]; // "301" or "201", as the last login left it
     ChannelOptions options;
-    platform::Lock* lock; // null: the open did not come so far
+    platform::Lock* lock; // null: the open failed before it was made
     SaidLines said;
 
     // wire

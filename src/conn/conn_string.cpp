@@ -134,7 +134,7 @@ bool parse_conn_string(const char* text, Conn& conn) noexcept {
     std::string_view work; // the last segment that fitted the work area: a longer one repeats it
     while (segments.next(segment)) {
         if (holds_address_list(segment)) {
-            // The list is taken to begin behind four bytes, wherever "IPS=" stands in the segment.
+            // The list begins behind the segment's fourth byte, wherever "IPS=" stands in it.
             if (!keep_address_list(conn, segment.substr(4))) return false;
             continue;
         }

@@ -29,7 +29,7 @@ struct Key {
 // The key of a name, letter case aside; null when no connection string has it.
 const Key* find_key(std::string_view name) noexcept;
 
-// The segments of a string: parted by ";", or by "," where it holds no ";".
+// The segments of a string: separated by ";", or by "," where it holds no ";".
 class Segments {
   public:
     explicit Segments(std::string_view text) noexcept

@@ -32,7 +32,7 @@ static int32_t text_length(std::string_view text) noexcept {
 
 namespace {
 
-// An error text taken apart. A text that is too long for the application's message area (255 bytes) leaves a stand-in.
+// An error text split in two. A text that is too long for the application's message area (255 bytes) leaves a stand-in.
 struct ErrorInfo {
     char code[6];
     std::string_view prefix;

@@ -88,7 +88,7 @@ static bool login_encrypted(Conn& conn, Owned<char>& reason) noexcept {
     rsa_encrypt_blocks(srv_exponent, srv_modulus, area, session_key_size + length + 1);
     platform::send_some(sock, area, login_bytes_to_send(length));
     if (!encrypt_channel(conn.channel, key)) return refuse(conn, message::login_refused);
-    // An answer that cannot be read is none that accepts.
+    // An answer that cannot be read is a refusal.
     MessageType answer = MessageType::none;
     read_type(conn.channel, answer);
     return judge_answer(conn, answer, reason);

@@ -1,4 +1,4 @@
-// Opening connections and connecting them again, and the record's life: it ends with the last of its holders.
+// Opening connections, reconnecting, and the record's life: it ends with its last holder.
 #include <atomic>
 #include <cstring>
 
@@ -48,7 +48,7 @@ static int32_t fail(Conn& conn, const char* error, int32_t status) noexcept {
 static int32_t open_connection(Conn& conn) noexcept {
     if (!provide_lock(conn) || !connect_server(conn))
         return fail(conn, message::connect_failed, TRN_ERR_CONNECT);
-    Owned<char> reason; // not told: the texts of this call are fixed
+    Owned<char> reason; // dropped: the texts of this call are fixed
     return login(conn, reason) ? TRN_OPENED : fail(conn, message::login_failed, TRN_ERR_LOGIN);
 }
 
@@ -69,7 +69,7 @@ static IpsAttrs* begin_search(const IpsAttrs& addresses, int32_t number, void** 
     return list;
 }
 
-// Growing by 3 and dividing by the addresses left is how all clients of a server group spread over it.
+// All clients of a server group spread over it this way: grow by 3, modulo the addresses left.
 bool connect_one(Conn& conn, IpsAttrs& list, int64_t number) noexcept {
     for (;;) {
         copy_to_field(conn.settings.server, sizeof conn.settings.server, list.addresses[list.current]);
@@ -148,7 +148,7 @@ int32_t TRN_ReconnectConn(TRN_HANDLE* handle) {
     return login(*conn, reason) ? TRN_RECONNECTED : fail(*conn, message::relogin_failed, TRN_ERR_LOGIN);
 }
 
-// One entry under four names: callable with any arguments, without effect.
+// One function under four names: takes any arguments and has no effect.
 int32_t GetConnStr(...) {
     return 0;
 }

@@ -10,7 +10,7 @@ Conn* publish_connection(TRN_HANDLE* out_handle) noexcept;
 
 inline constexpr int32_t default_receive_timeout_ms = 30 * 60 * 1000;
 
-// The settings of a connection string, and the waits of every connection that nobody chose them for.
+// The settings of a connection string, and the default waits.
 void take_settings(Conn& conn, const char* conn_string) noexcept;
 
 // The connection's lock, made where there is none yet.

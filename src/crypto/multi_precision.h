@@ -45,7 +45,7 @@ void mp_mul(Digit* w, const Digit* u, const Digit* v, size_t n) noexcept;
 // The product of two digits as low and high digit.
 void digit_mul(Digit product[2], Digit x, Digit y) noexcept;
 
-// Divides the number of two digits u (low, high) by d, whose top bit must be set. Returns what of the quotient lies above
+// Divides the number of two digits u (low, high) by d, whose top bit must be set. Returns the part of the quotient above
 // the digit q (0 or 1), or -1 with q = r = 0 when the top bit of d is clear.
 int32_t digit_div(Digit& q, Digit& r, const Digit u[2], Digit d) noexcept;
 

@@ -1,4 +1,4 @@
-// What a connection string must not hold where mistakes are to be told instead of passed over.
+// What a connection string must not hold where mistakes are reported instead of ignored.
 #pragma once
 
 #include "base/memory.h"

@@ -17,8 +17,8 @@ static bool add_chunk(Lob& lob) noexcept {
     if (!chunk) return false;
     chunk->data = static_cast<uint8_t*>(allocate_raw(lob_chunk_size));
     if (!chunk->data) return false;
-    // An object of several chunks fills them.
-    if (lob.head_chunk) platform::prepare_pages(chunk->data, lob_chunk_size);
+    // A second chunk means a large object: the chunks will be filled.
+    if (lob.head_chunk) platform::prefault_pages(chunk->data, lob_chunk_size);
     ++lob.chunk_count;
     (lob.tail_chunk ? lob.tail_chunk->next : lob.head_chunk) = chunk.get();
     lob.tail_chunk = chunk.release();
@@ -73,7 +73,7 @@ void drop_reference(Lob* lob) noexcept {
     release(lob);
 }
 
-// Copies from the read position on; the caller has seen that there are so many bytes.
+// Copies from the read position on; the caller has checked that there are this many bytes.
 static void copy_content(const Lob& lob, uint8_t* to, size_t size) noexcept {
     if (size == 0) return;
     const LobChunk* chunk = lob.head_chunk;
@@ -148,7 +148,7 @@ int32_t TRN_Distroy_Lob(TRN_HANDLE* handle) {
     if (!handle || !*handle) return TRN_OK;
     Lob* lob = lob_of(handle);
     if (!lob) return TRN_ERR_ARGUMENT;
-    // A parameter that it is bound to finds it empty.
+    // For parameters that still hold it: it is empty now.
     reset_lob(*lob);
     lob->state = LobState::empty;
     drop_reference(lob);

@@ -38,7 +38,7 @@ inline Lob* lob_of(const TRN_HANDLE* handle) noexcept {
     return kind_of(handle) == TRN_KIND_LOB ? static_cast<Lob*>(*handle) : nullptr;
 }
 
-// Where the next bytes of the content belong: room bytes from the returned address, at least one, making a chunk when the
+// Where the next bytes of the content go: room bytes from the returned address, at least one, making a chunk when the
 // last is full. Null when memory is short. The caller fills some of them and adds their number to total_len.
 uint8_t* lob_tail(Lob& lob, size_t& room) noexcept;
 

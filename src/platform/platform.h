@@ -19,7 +19,7 @@ using Socket = uintptr_t;
 inline constexpr uint32_t no_address = 0xFFFFFFFF;
 uint32_t parse_address(const char* dotted) noexcept;
 
-// How the system looks after a silent peer; 0 leaves the system's own setting.
+// How the system probes a silent peer; 0 leaves the system's own setting.
 struct KeepAlive {
     int32_t idle_s;     // silence before the first probe
     int32_t interval_s; // between two probes
@@ -39,7 +39,7 @@ enum class Connecting {
 // connection at once. A failed one leaves the system's error number; it has still to be closed.
 Connecting wait_connected(Socket socket, int32_t wait_ms, int32_t& error) noexcept;
 
-// The system's words for one of its error numbers, cut to the area.
+// The system's text for an error number, cut to the area.
 void describe_error(int32_t error, char* area, size_t size) noexcept;
 
 // How long receive_some waits before it gives -1; 0 and less: without limit.
@@ -62,7 +62,7 @@ void yield_thread() noexcept;
 // Milliseconds of a clock that only moves forward.
 int64_t monotonic_ms() noexcept;
 
-// Admits one holder at a time; created free. acquire waits without limit.
+// A lock that any thread may release; created free. acquire waits without limit.
 struct Lock;
 Lock* create_lock() noexcept;
 void destroy_lock(Lock* lock) noexcept;
@@ -75,14 +75,13 @@ void write_text(std::FILE* file, const char* text) noexcept;
 // A variable of the environment; null when there is none, or when the process runs with more rights than its user has.
 const char* environment(const char* name) noexcept;
 
-// Blocks of memory for content that is large or whose size shows only while it arrives. Resizing keeps the content up to the
-// smaller size; a large block grows by its pages being moved or added, not by its bytes being copied. Null makes a new block.
-// On failure it gives null and the block stays.
+// Blocks for content that is large, or of unknown size until it has arrived. Resizing keeps the content up to the smaller size; a
+// large block grows by moving or adding pages, not by copying. A null block makes a new one. Null on failure: the block stays.
 void* resize_block(void* block, size_t size) noexcept;
 void release_block(void* block) noexcept;
 
-// Has the system provide the pages of memory that is about to be written, all at once instead of one by one as they are
-// touched. Only speed depends on it: where there is no such call it does nothing.
-void prepare_pages(void* memory, size_t size) noexcept;
+// Prefaults memory that is about to be written: one call instead of a page fault for every page. Only speed depends on it; it does
+// nothing where the system has no such call.
+void prefault_pages(void* memory, size_t size) noexcept;
 
 } // namespace tarn::platform

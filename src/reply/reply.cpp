@@ -40,8 +40,8 @@ bool next_message(Reply& reply) noexcept {
     return read;
 }
 
-// An output value ends the reading of results like every message that is none of theirs: what came is handed out, the rest is left
-// unread, message by message.
+// An output value ends the reading of results, as every message does that does not belong to them: what came is handed out, the
+// rest stays unread, message by message.
 static bool opens_message(MessageType type) noexcept {
     switch (type) {
     case MessageType::query:

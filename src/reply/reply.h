@@ -17,7 +17,7 @@ enum class ServerText {
     error,
 };
 
-// One reply being read, message by message, and the status that the call gives for what has been read so far.
+// One reply being read, message by message, and the status of the call for what has been read so far.
 struct Reply {
     Conn& conn;
     const char* step = nullptr; // names the call in the line that a broken channel prints; null prints none
@@ -46,7 +46,7 @@ void end_before(Reply& reply, int32_t status) noexcept;
 // Ends the reply because its channel broke.
 void end_broken(Reply& reply) noexcept;
 
-// Ends the reply for want of memory where its rest cannot be skipped: the channel is closed.
+// Ends the reply for lack of memory where its rest cannot be skipped: the channel is closed.
 void end_out_of_memory(Reply& reply) noexcept;
 
 // An "E", "F", "W" or "M" of a statement: printed, and made the error text. The status is -1 after an error, 1 after a warning or

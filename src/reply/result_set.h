@@ -19,7 +19,7 @@ struct ColumnDesc {
     int32_t flags;    // as sent
 };
 
-// What receiving and reading ask of a column with every value, kept small and apart.
+// What receiving and reading need of a column for every value, kept small and apart.
 struct Column {
     const uint8_t* value; // in the current row, its length field first; see ResultSet::last_located
     int32_t wire_type;
@@ -56,7 +56,7 @@ void drop_rows(ResultSet& result) noexcept;
 // Releases an item and all that follow it; null is accepted.
 void release_chain(ResultSet* head) noexcept;
 
-// Gives a chain, which may be null, to the application's variable, or releases it when there is no variable.
+// Hands a chain, which may be null, to the application's variable, or releases it when there is no variable.
 void hand_out(ResultSet* head, TRN_HANDLE* out) noexcept;
 
 struct ResultReleaser {
@@ -80,8 +80,8 @@ inline const ColumnDesc* column_of(const ResultSet& result, int32_t column) noex
 
 // Makes the next row the current one. False behind the last, when there is no current row any more.
 inline bool go_to_next_row(ResultSet& result) noexcept {
-    // There is no way back: what has been read is released block by block, so that an application that copies a large result needs
-    // memory for one of both.
+    // Forward only: what has been read is released block by block, so that an application that copies a large result does not hold
+    // it twice.
     if (result.upcoming.next == result.upcoming.end) [[unlikely]]
         release_rows_before(result.rows, result.upcoming.block);
     const uint8_t* row = next_row(result.upcoming);

@@ -35,7 +35,7 @@ static bool hands_out(const Reply& reply) noexcept {
     return reply.status != TRN_ERR_NETWORK && reply.status != TRN_ERR_MEMORY;
 }
 
-// Whatever the column reader thought of the description, rows follow it. The status becomes the rows of the last batch; at
+// Rows follow even a description that could not be read. The status becomes the rows of the last batch; at
 // the row limit it is -1, and what was stored stays.
 static void receive_query(Reply& reply, ResultSet& item, int32_t batch_limit) noexcept {
     Channel& channel = reply.conn.channel;

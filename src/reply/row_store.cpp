@@ -9,11 +9,11 @@
 
 namespace tarn {
 
-// The first block of a result has the size of what is at hand when it is made, so that a small result takes little; those that
-// follow double it up to here.
+// The first block has the size of what has arrived when it is made, so that a small result takes little memory; each later one
+// doubles up to this.
 static constexpr size_t largest_block = 1024 * 1024;
 
-// Pages are provided in steps of this size, which the caches still hold when the rows are copied there.
+// Pages are prefaulted in steps of this size, which are still in the cache when the rows are copied there.
 static constexpr size_t page_step = 256 * 1024;
 
 static RowBlock* make_block(size_t capacity) noexcept {
@@ -37,13 +37,13 @@ static bool add_block(RowStore& store, size_t needed) noexcept {
     return true;
 }
 
-// A block that doubles an earlier one is filled as a rule.
+// A block that doubles an earlier one will usually be filled.
 static void prepare(RowStore& store, const RowBlock& block, size_t size) noexcept {
     const size_t end = block.size + size;
     if (end <= store.prepared || store.last_capacity < page_step) return;
     const size_t step =
         std::min(std::max(page_step, end - store.prepared), store.last_capacity - store.prepared);
-    platform::prepare_pages(const_cast<uint8_t*>(block.rows()) + store.prepared, step);
+    platform::prefault_pages(const_cast<uint8_t*>(block.rows()) + store.prepared, step);
     store.prepared += step;
 }
 
@@ -77,7 +77,7 @@ bool store_short_rows(RowStore& store, const uint8_t* rows, size_t size) noexcep
     return true;
 }
 
-// Writes the head of a row of so many bytes, head included, and returns where its columns go.
+// Writes the head of a row of size bytes, head included, and returns where its columns go.
 static uint8_t* put_long_head(uint8_t* row, uint32_t size) noexcept {
     *row = long_row_mark;
     store(row + 1, size);
@@ -85,7 +85,7 @@ static uint8_t* put_long_head(uint8_t* row, uint32_t size) noexcept {
     return row + long_row_head;
 }
 
-// Tells the row that was stored rows_ahead before this one where this one is.
+// Notes the place of this row in the one stored rows_ahead before it.
 static void link_long_row(RowStore& store, uint8_t* row) noexcept {
     uint8_t*& earlier = store.recent[store.long_rows++ % rows_ahead];
     if (earlier) tarn::store(earlier + 5, static_cast<uint32_t>(row - earlier));
@@ -153,7 +153,7 @@ uint8_t* LargeRow::extend(size_t wanted, size_t& room) noexcept {
     if (used == capacity_ && !resize(2 * used) && !resize(used + std::min(wanted, used / 4))) return nullptr;
     room = std::min({wanted, capacity_ - used, largest_step});
     uint8_t* to = block_->rows() + used;
-    if (room >= page_step) platform::prepare_pages(to, room);
+    if (room >= page_step) platform::prefault_pages(to, room);
     return to;
 }
 

@@ -48,8 +48,8 @@ static bool store_run(ResultSet& result, const uint8_t* first, const uint8_t* en
     return first == end || store_short_rows(result.rows, first, static_cast<size_t>(end - first));
 }
 
-// Stores the rows that lie whole in the receive buffer, up to limit. The message type of a short one gives its place to the row's
-// head; runs of them are copied in one piece.
+// Stores the rows that are complete in the receive buffer, up to limit. The head of a short row takes the place of its message
+// type; runs of short rows are copied in one piece.
 static int32_t store_rows_at_hand(Channel& channel, ResultSet& result, int64_t limit, bool& stored) noexcept {
     constexpr size_t longest_run = 4096; // still in the first cache when it is copied
     uint8_t* const bytes = unread(channel);
@@ -139,7 +139,7 @@ static RowOutcome find_row(Channel& channel, ResultSet& result) noexcept {
     }
 }
 
-// Receives into the row until it has so many bytes.
+// Receives into the row until it has size bytes.
 static RowOutcome fill_to(Channel& channel, LargeRow& row, size_t size) noexcept {
     while (row.size() < size) {
         size_t room;
@@ -151,7 +151,7 @@ static RowOutcome fill_to(Channel& channel, LargeRow& row, size_t size) noexcept
     return RowOutcome::row;
 }
 
-// A row of which the full buffer is the beginning.
+// A row that begins with the whole buffer.
 static RowOutcome store_large_row(Channel& channel, ResultSet& result, RowWalk& walk) noexcept {
     LargeRow row;
     const size_t begun = unread_size(channel);
@@ -195,7 +195,7 @@ static int32_t status_of(RowOutcome outcome) noexcept {
     }
 }
 
-// Rows at hand are taken together; what ends their run, and a row that has not arrived whole, is read by itself.
+// Complete rows are taken together; what ends their run, and a row that has not arrived completely, is read by itself.
 static RowBatch read_batch(Channel& channel, ResultSet& result, int32_t limit) noexcept {
     RowBatch batch{};
     for (int32_t count; batch.stored < limit; batch.stored += count, result.row_count += count) {
@@ -218,7 +218,7 @@ RowBatch read_rows(Channel& channel, ResultSet& result, int32_t limit) noexcept 
         say(*result.conn, "%s\n", message::result_too_large);
         set_error_message(result.head, message::result_too_large);
     }
-    // What is left of the row, or of the rows beyond the limit, cannot be told from the messages behind it.
+    // The rest of the row, or the rows beyond the limit, cannot be told from the messages that follow.
     if (batch.status == TRN_ERR_MEMORY || batch.status == TRN_ERR_SERVER) close_channel(channel);
     return batch;
 }

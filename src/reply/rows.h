@@ -18,8 +18,8 @@ inline constexpr int64_t row_limit = 1347376000;
 // the channel closed.
 int32_t read_columns(Channel& channel, ResultSet& result) noexcept;
 
-// Reads column descriptions that nothing asks for. TRN_OK; TRN_ERR_NETWORK or TRN_ERR_MEMORY with the channel closed: behind a
-// description that cannot be read nothing can be told apart.
+// Reads column descriptions that nothing asks for. TRN_OK; TRN_ERR_NETWORK or TRN_ERR_MEMORY with the channel closed: nothing
+// that follows an unreadable description can be told apart.
 int32_t skip_columns(Conn& conn) noexcept;
 
 struct RowBatch {

@@ -1,5 +1,5 @@
-// What a call leaves unread of its reply. It remembers that here; the next reply begins behind it, so that nothing left unread is
-// ever taken for an answer.
+// What a call leaves unread of its reply. The connection remembers it, and the next request first skips it, so that nothing left
+// unread is ever taken for an answer.
 #pragma once
 
 #include <cstddef>

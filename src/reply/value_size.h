@@ -1,4 +1,4 @@
-// How far one value of a row lies from the next.
+// The distance from one value of a row to the next.
 #pragma once
 
 #include "base/bytes.h"

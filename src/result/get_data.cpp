@@ -1,7 +1,7 @@
 // TRN_GetData: one value of the current row, converted to the application's type.
 //
-// Each target has one conversion, found in a table. Most values are wanted as what they are and cost a load, a change of byte order
-// and a store; what else a target takes is a function of its own, so that the frame it needs is made only there.
+// Each target has one conversion, found in a table. Most values are read as their own type: a load, a change of byte order and a
+// store. Other sources of a target are in a function of their own, so that only they pay for its stack frame.
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -56,7 +56,7 @@ static bool is_integer(StoredValue from, int32_t narrowest, int32_t widest) noex
     return from.wire_type() >= narrowest && from.wire_type() <= widest;
 }
 
-// A value that is wanted as what it is; any other goes the target's own way.
+// A value read as its own type; any other takes the target's own way.
 template <class T, int32_t own_type, Conversion otherwise>
 static int32_t to_fixed(StoredValue from, const ResultSet& result, void* to, int32_t room,
                         int32_t* length) noexcept {
@@ -144,12 +144,12 @@ static int32_t check_interval(StoredValue from, const ResultSet&, void*, int32_t
 // How bytes that do not fit are cut. A text made from a value needs room for its terminator; bytes that are a text already
 // may fill the buffer to the last byte, and lose one more when they are cut. These limits differ by one and always have.
 struct Cut {
-    size_t fitting; // both are bytes less than the buffer has: at most so many fit whole
-    size_t kept;    // so many are kept of more
+    size_t fitting; // both in bytes less than the buffer has: the longest value that fits
+    size_t kept;    // of a longer one
 };
 static constexpr Cut made_text{1, 1}, text_bytes{0, 1}, raw_bytes{0, 0};
 
-// Copies the bytes, or those that are kept of them, and clears the rest of the buffer.
+// Copies the bytes, cut to what is kept, and clears the rest of the buffer.
 template <Cut cut>
 [[gnu::noinline]] static int32_t deliver_bytes(void* to, int32_t room, int32_t* length, const uint8_t* bytes,
                                                size_t size) noexcept {
@@ -217,7 +217,7 @@ static int32_t to_piece(StoredValue from, const ResultSet&, void* to, int32_t ro
     return deliver_bytes<raw_bytes>(to, room, length, value.bytes + offset, wanted);
 }
 
-// What gives way to new content is no longer complete: an object that could not be filled is not sent.
+// While its content is replaced an object is not complete: one that could not be filled is not sent.
 static void clear_lob(Lob& lob) noexcept {
     reset_lob(lob);
     lob.state = LobState::empty;
@@ -240,7 +240,7 @@ static int32_t fetch_by_descriptor(Value value, const ResultSet& result, Lob& lo
     return lob.descriptor ? fetch_lob(*result.conn, lob) : TRN_ERR_ARGUMENT;
 }
 
-// The destination is the application's handle variable of a large object, whose earlier content gives way. When the session
+// The destination is the application's handle variable of a large object, whose content is replaced. When the session
 // asked for descriptors, the value's first byte tells whether the data follow or a descriptor does.
 template <uint8_t inline_data, uint8_t descriptor>
 static int32_t to_lob(StoredValue from, const ResultSet& result, void* to, int32_t,
@@ -300,13 +300,13 @@ using namespace tarn;
     return kind_of(handle) == TRN_KIND_RESERVED ? TRN_OK : TRN_ERR_ARGUMENT;
 }
 
-// Locates the column behind the last located one, whose value has so many bytes in the row.
+// Locates the column after the last located one, whose value takes size bytes in the row.
 static inline void locate_next(ResultSet& result, Column* last, size_t size) noexcept {
     result.last_located = last + 1;
     last[1].value = last->value + size;
 }
 
-// Columns are located from the first one on, as far as asked for: this one is not yet, or there is no current row.
+// Columns are located from the first on, as far as asked for. This one is not located yet, or there is no current row.
 [[gnu::noinline]] static int32_t get_unlocated(ResultSet& result, int32_t number, int32_t target,
                                                void* destination, int32_t destination_length,
                                                int32_t* length) noexcept {

@@ -21,7 +21,7 @@ struct Value {
     std::string_view text() const noexcept { return {reinterpret_cast<const char*>(bytes), length}; }
 };
 
-// A value of the current row that is not null: what a conversion needs to know of it is loaded there.
+// A value of the current row that is not null.
 struct StoredValue {
     const Column* column;
     const uint8_t* field; // its length and its bytes
@@ -54,7 +54,7 @@ class HostBytes {
     uint8_t bytes_[8];
 };
 
-// The three ways in which a value is put into words. They differ on purpose, in these types only:
+// The three ways to write a value as text. They differ on purpose, in these types only:
 //                            of_rows (TRN_GetData)     of_single_value              of_outputs (procedures)
 //   BOOLEAN                  "T", "F" or "UNKNOWN"     the letter as it stands      the letter
 //   DOUBLE                   fixed, about 16 digits    16 significant at most       16 significant at most

@@ -71,7 +71,7 @@ static void add_zoned_date_time(const Value& value, WorkingText& text) noexcept 
     const int64_t microseconds = static_cast<int64_t>(load_wire<uint64_t>(value.bytes));
     const int64_t zone = zone_minutes(value, 8);
     int64_t milliseconds;
-    // Out of 64 bits, count and zone have the same sign, and dividing each by itself gives the same.
+    // On overflow both have the same sign, so dividing them separately gives the same.
     if (__builtin_add_overflow(microseconds, zone * 60000000, &milliseconds))
         milliseconds = microseconds / 1000 + zone * 60000;
     else

@@ -56,7 +56,7 @@ void WorkingText::add_double(double value) noexcept {
     add_fixed(value, digits <= 15 ? 16 - digits : 6);
 }
 
-// The dates and times that there are have their widths. Those that bytes from outside make up may be wider.
+// Real dates and times have fixed widths; those made up by a hostile server may be wider.
 void WorkingText::add_date(const Date& date) noexcept {
     const unsigned year = static_cast<unsigned>(date.year);
     if (char* to = year < 10000 ? add_room(10) : nullptr) {

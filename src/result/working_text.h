@@ -1,5 +1,4 @@
-// The working text in which a value is put into words before it is handed to the application: at most 63 characters, what
-// goes beyond is cut. Numbers are written as printf writes them in the "C" locale, without looking at the process's locale.
+// The text of a value on its way to the application: at most 63 characters, the rest is cut. Numbers are written as printf writes them in the "C" locale, without looking at the process's locale.
 #pragma once
 
 #include <algorithm>

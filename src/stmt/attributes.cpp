@@ -1,4 +1,4 @@
-// Numbered attributes of connections and results: all from memory but the server's version, which is asked for.
+// Numbered attributes of connections and results. Only the server's version takes a round trip.
 #include <algorithm>
 #include <cstring>
 #include <string_view>
@@ -63,7 +63,7 @@ static int32_t give_addresses(const Conn& conn, const Answer& answer) noexcept {
     return TRN_OK;
 }
 
-// The text is the server's choice: it is the one answer that is cut to what the application has room for.
+// The server chooses this text: the only answer that is cut to the application's room.
 static int32_t ask_version(Conn& conn, const Answer& answer, int32_t capacity) noexcept {
     char area[value_area_size] = {};
     uint32_t type_word = 0;

@@ -1,4 +1,4 @@
-// TRN_ExecBatch: one statement for every row of an array-bound set, in as few requests as can count the rows.
+// TRN_ExecBatch: one statement for every row of an array-bound set, in as few requests as the row count allows.
 #include <algorithm>
 #include <cstring>
 
@@ -14,12 +14,12 @@ namespace tarn {
 
 static constexpr size_t error_area = 200;
 
-// The command's parameter word tells rows and parameters in 16 bits each.
+// The command's parameter word has 16 bits each for rows and parameters.
 static constexpr int32_t rows_per_request = 65535;
 
 namespace {
 
-// What became of one request.
+// The outcome of one request.
 struct Outcome {
     int32_t status;
     ServerText worst_text;
@@ -58,7 +58,7 @@ static int32_t execute_batch(Conn& conn, const char* sql, const ParamSet& set) n
         const Outcome outcome = execute_rows(conn, sql, set, encoder, rows);
         left -= rows;
         if (outcome.status < 0 || status >= 0) status = outcome.status;
-        // Rows that are not sent are no success, whatever came behind the error.
+        // Rows that were not sent are no success, whatever followed the error.
         if (!outcome.taken()) return left > 0 ? std::min(status, TRN_ERR_SERVER) : status;
     }
     return status;

@@ -1,5 +1,5 @@
-// Rows that travel in chunks of up to 200, inside the replies to single-value queries and procedure calls. Behind the first
-// full chunk the client sends a ".", once; rows follow whatever the server makes of it.
+// Rows that travel in chunks of up to 200, inside the replies to single-value queries and procedure calls. After the first
+// full chunk the client sends one "."; more rows follow.
 #pragma once
 
 #include "reply/reply.h"

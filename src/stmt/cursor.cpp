@@ -18,7 +18,7 @@ int32_t open_cursor(Conn& conn, const char* name) noexcept {
     return sent == TRN_OK ? take_verdict(conn) : sent;
 }
 
-// Gives the status of the sending alone: a refused declaration leaves no columns, and the server then refuses to open the cursor
+// The status tells of the sending alone: a refused declaration leaves no columns, and then the server refuses to open the cursor,
 // too.
 static int32_t declare_cursor(Conn& conn, const char* command, ResultSet*& columns) noexcept {
     columns = nullptr;
@@ -34,7 +34,7 @@ static int32_t fetch_rowset(Conn& conn, const char* command, OwnedResult& rowset
     return sent == TRN_OK ? receive_rowset(conn, rowset) : sent;
 }
 
-// Takes the connection over with everything it answers from now on, and drops what the record held.
+// Makes the record one of this connection, and drops what it held.
 static void reuse_result(ResultSet& result, Conn& conn) noexcept {
     drop_rows(result);
     drop_columns(result);

@@ -1,4 +1,4 @@
-// Entries of single values, and what of a set does not fit the wire.
+// Entries of single values, and the check that a set fits the fields of the wire.
 #include "stmt/encode.h"
 
 #include <algorithm>
@@ -95,7 +95,7 @@ void put_value(Channel& channel, ValueForm form, const BoundValue& value) noexce
     }
 }
 
-// Sends the chunks as they lie in the chain.
+// Sends the chain chunk by chunk.
 static bool put_chunks(Channel& channel, const Lob& lob, bool checked) noexcept {
     int64_t left = lob.total_len;
     for (const LobChunk* chunk = lob.head_chunk; chunk && left > 0; chunk = chunk->next) {
@@ -139,7 +139,7 @@ static BoundValue single_value(const ParamSlot& slot) noexcept {
     return {static_cast<const uint8_t*>(slot.value), readable_bytes(slot), *slot.length};
 }
 
-// The bytes of a value that are there to be shown.
+// The bytes of a value for the trace.
 static size_t traced_size(const BoundValue& value) noexcept {
     return static_cast<size_t>(std::max(std::min(value.length, value.readable), 0));
 }

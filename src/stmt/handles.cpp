@@ -1,4 +1,4 @@
-// The end of handles of every kind, and clearing them: the one place that knows all records.
+// Releasing and clearing handles of every kind: the one place that knows all records.
 #include <atomic>
 #include <cstddef>
 

@@ -53,7 +53,8 @@ int32_t read_no_query_reply(Conn& conn) noexcept {
         case MessageType::notice: take_statement_text(reply); break;
         case MessageType::return_value: drop_output(reply, 1); break;
         case MessageType::output_value: drop_output(reply, 2); break;
-        default: end_before(reply, reply.status); // the end, or what this call does not read, such as rows
+        default:
+            end_before(reply, reply.status); // the end, or something this call does not read, such as rows
         }
     }
     return reply.status;

@@ -55,7 +55,7 @@ ParamSet* create_params(ParamMode mode) noexcept;
 // Empties the set: no slots, no rows.
 void release_params_content(ParamSet& set) noexcept;
 
-// Empties a set behind its one execution; a set that the application made keeps its values, and null is accepted.
+// Empties a set after its one execution; a set that the application made keeps its values, and null is accepted.
 void release_used_values(ParamSet* set) noexcept;
 
 // The same once the values are sent and the reply is still to come: a set with a slot that is no input stays as it is, for output

@@ -25,7 +25,7 @@ enum class ValueForm : uint8_t {
     unknown, // batches only: the entry breaks off before its wire type, a later row has its type byte alone
 };
 
-// How far one element of a bound array lies from the next.
+// The distance from one element of a bound array to the next.
 enum class Step : uint8_t {
     refused,     // no arrays of this type
     fixed,       // element_size bytes

@@ -1,4 +1,4 @@
-// TRN_Execute_query_with_one: a query of which the first column of the first row is handed back.
+// TRN_Execute_query_with_one: the first column of a query's first row.
 #include "stmt/single_value.h"
 
 #include <cstring>
@@ -93,7 +93,7 @@ int32_t read_single_value_reply(Conn& conn, const SingleValue& out) noexcept {
         case MessageType::warning:
         case MessageType::notice: take_statement_text(reply); break;
         case MessageType::end_of_reply: end(reply, reply.status); break;
-        default: end_before(reply, TRN_OK); // what this call does not read, such as an output value
+        default: end_before(reply, TRN_OK); // something this call does not read, such as an output value
         }
     }
     return reply.status;

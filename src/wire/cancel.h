@@ -19,7 +19,7 @@ bool end_call(Channel& channel) noexcept;
 // Whether the running call is to end.
 bool is_cancelled(const Channel& channel) noexcept;
 
-// Announces a canceller for the time of its life.
+// Announces a canceller for as long as it lives.
 class Canceller {
   public:
     Canceller() noexcept;
@@ -31,7 +31,7 @@ class Canceller {
     bool cancel(Channel& channel) const noexcept;
 };
 
-// Returns when no canceller is left that began before.
+// Waits until every canceller that is announced now has gone.
 void wait_for_cancellers() noexcept;
 
 } // namespace tarn

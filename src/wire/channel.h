@@ -1,5 +1,5 @@
-// A channel to the server: the socket, the two ciphers of an encrypted one, the two buffers and the byte read ahead and put back.
-// receive.h and send.h read and write through it. It has the one lock of the connection that it belongs to; nothing here locks.
+// A channel to the server: the socket, the two ciphers of an encrypted one, the two buffers and the message type pushed back.
+// receive.h and send.h read and write through it. The connection that it belongs to has the lock; nothing here locks.
 //
 // What was received and not read yet lies in recv_buf from recv_pos to recv_fill, decrypted. A receive that fails closes the
 // channel on the spot: nothing above it meets the middle of a message, or the late answer to another request, afterwards.
@@ -34,7 +34,7 @@ enum class CallState : uint32_t {
 };
 
 struct Channel {
-    platform::Socket sock;    // 0: closed; written atomically, for a canceller reads it
+    platform::Socket sock;    // 0: closed; written atomically: a canceller reads it
     CallState call_state;     // accessed atomically
     int32_t recv_tries;       // on a plain channel
     int32_t error;            // the system's number for a failed open; 0: it took too long, or was cancelled

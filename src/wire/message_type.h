@@ -5,7 +5,7 @@
 
 namespace tarn {
 
-// What a server sends need not be one of them.
+// A server may send other values.
 enum class MessageType : uint8_t {
     none = 0,
 

@@ -36,7 +36,7 @@ void start_trace() noexcept {
     (void)started;
 }
 
-// The time of day (UTC), the thread, the connection's socket, and what there is to tell.
+// The time of day (UTC), the thread, the connection's socket, and the event.
 static void tell(const Channel& channel, const char* text) noexcept {
     using namespace std::chrono;
     const auto now = floor<milliseconds>(system_clock::now());
@@ -50,7 +50,7 @@ static void tell(const Channel& channel, const char* text) noexcept {
     if (line) write_line(LineKind::protocol, line.get());
 }
 
-// Bytes as a text of one line: what is no printable character of ASCII or part of a longer one shows as its number.
+// Bytes as text on one line: what is neither printable ASCII nor part of a longer character appears as its number.
 static Owned<char> readable(const void* bytes, size_t length) noexcept {
     const size_t shown = std::min(length, static_cast<size_t>(text_limit.load()));
     Owned<char> text(static_cast<char*>(allocate_raw(4 * shown + 4)));

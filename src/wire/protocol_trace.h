@@ -1,7 +1,7 @@
-// The protocol trace: one line a message, for whoever wonders what client and server say to each other. Off unless
+// The protocol trace: one line a message, to see what client and server say to each other. Off unless
 // TRNX_SetProtocolTrace or the environment variable TARNSQL_TRACE_PROTOCOL turns it on; off, it costs one load a message.
 //
-// A received message is told when the next one begins, for only then its length is known. Lines are written while the call runs,
+// A received message is reported when the next one begins: only then is its length known. Lines are written while the call runs,
 // with its connection's lock held.
 #pragma once
 
@@ -25,7 +25,7 @@ inline bool tracing(TraceLevel level = TraceLevel::messages) noexcept {
     return trace_level.load(std::memory_order_relaxed) >= level;
 }
 
-// Statements and values are cut to so many bytes.
+// Statements and values are cut to this many bytes.
 void set_trace(TraceLevel level, int32_t text_limit) noexcept;
 
 // Sets what the environment asks for, once for the process.
@@ -37,7 +37,7 @@ void trace_command(const Channel& channel, const char* text, size_t length, uint
 void trace_value(const Channel& channel, uint16_t wire_type, const void* value, size_t length) noexcept;
 void trace_message(Channel& channel, MessageType type) noexcept;
 
-// Tells the last message of a call.
+// Reports the last message of a call.
 void trace_end(Channel& channel) noexcept;
 
 } // namespace tarn

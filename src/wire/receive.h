@@ -49,18 +49,18 @@ inline bool read_i32(Channel& channel, int32_t& value) noexcept {
     return true;
 }
 
-// The most memory that is taken because a length says so; for a larger block it is taken as the bytes arrive.
+// Largest allocation made on a length field alone; a larger block grows as its bytes arrive.
 inline constexpr size_t trusted_size = 1024 * 1024;
 
 // Reads size bytes into a fresh block of size + 1 bytes, zero-terminated. TRN_OK, TRN_ERR_NETWORK, or TRN_ERR_MEMORY with the
-// bytes passed over.
+// bytes skipped.
 int32_t read_block(Channel& channel, size_t size, Owned<char>& block) noexcept;
 
 // Reads a wire string: a 32-bit length and its bytes. TRN_OK, TRN_ERR_NETWORK, or TRN_ERR_MEMORY when memory is short or the
 // length is negative; the stream is still in step then.
 int32_t read_string(Channel& channel, Owned<char>& text) noexcept;
 
-// What is received and not read yet, for readers that look before they take.
+// What is received and not read yet, for readers that look ahead.
 inline uint8_t* unread(Channel& channel) noexcept {
     assert(channel.pushed_back == MessageType::none);
     return channel.recv_buf + channel.recv_pos;

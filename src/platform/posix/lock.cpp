@@ -1,4 +1,4 @@
-// The lock is a semaphore and not a mutex: the thread that gives it back need not be the one that took it.
+// A semaphore and not a mutex: any thread may release it, not only the one that acquired it.
 #include "platform/platform.h"
 
 #include <cerrno>

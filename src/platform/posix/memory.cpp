@@ -16,7 +16,7 @@ void release_block(void* block) noexcept {
     std::free(block);
 }
 
-void prepare_pages([[maybe_unused]] void* memory, [[maybe_unused]] size_t size) noexcept {
+void prefault_pages([[maybe_unused]] void* memory, [[maybe_unused]] size_t size) noexcept {
 #ifdef MADV_POPULATE_WRITE // Linux 5.14 and later; older ones refuse it
     constexpr uintptr_t page = 4096;
     const uintptr_t start = reinterpret_cast<uintptr_t>(memory);

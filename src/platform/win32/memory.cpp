@@ -85,6 +85,6 @@ void release_block(void* block) noexcept {
         std::free(head);
 }
 
-void prepare_pages(void*, size_t) noexcept {}
+void prefault_pages(void*, size_t) noexcept {}
 
 } // namespace tarn::platform
