@@ -23,23 +23,32 @@ constexpr std::size_t read_size = 1 << 17, window_size = 1 << 14, block_size = 6
 
 // One bit for each byte of a block that is a mark.
 std::uint64_t mask_of(const char* block, CsvMarks marks) {
-    std::uint64_t mask = 0;
 #ifdef __SSE2__
     const __m128i delimiters = _mm_set1_epi8(marks.delimiter), quotes = _mm_set1_epi8(marks.quote),
                   feeds = _mm_set1_epi8('\n');
-    for (unsigned part = 0; part < 4; ++part) {
+    const auto mask_of_part = [&](std::size_t part) {
         const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(block) + part);
         const __m128i found =
             _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(bytes, delimiters), _mm_cmpeq_epi8(bytes, quotes)),
                          _mm_cmpeq_epi8(bytes, feeds));
-        mask |= std::uint64_t{static_cast<unsigned>(_mm_movemask_epi8(found))} << (16 * part);
-    }
+        return std::uint64_t{static_cast<unsigned>(_mm_movemask_epi8(found))} << (16 * part);
+    };
+    return mask_of_part(0) | mask_of_part(1) | mask_of_part(2) | mask_of_part(3);
 #else
+    std::uint64_t mask = 0;
     for (std::size_t i = 0; i < block_size; ++i)
         mask |= std::uint64_t{block[i] == marks.delimiter || block[i] == marks.quote || block[i] == '\n'}
                 << i;
-#endif
     return mask;
+#endif
+}
+
+// std::popcount is a call where not every processor has the instruction.
+unsigned count_bits(std::uint64_t mask) {
+    mask -= (mask >> 1) & 0x5555'5555'5555'5555;
+    mask = (mask & 0x3333'3333'3333'3333) + ((mask >> 2) & 0x3333'3333'3333'3333);
+    mask = (mask + (mask >> 4)) & 0x0F0F'0F0F'0F0F'0F0F;
+    return static_cast<unsigned>((mask * 0x0101'0101'0101'0101) >> 56);
 }
 
 // Writes the places of the marks and returns the end of them. Most blocks have no more than eight: so many are written at once,
@@ -54,7 +63,7 @@ std::uint16_t* write_marks(const char* text, std::size_t size, CsvMarks marks, s
                 *out++ = static_cast<std::uint16_t>(
                     begin + static_cast<unsigned>(std::countr_zero(mask | never_zero)));
         };
-        std::uint16_t* const end = out + std::popcount(mask);
+        std::uint16_t* const end = out + count_bits(mask);
         do {
             write_two(), write_two(), write_two(), write_two();
         } while (out < end);
