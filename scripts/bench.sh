@@ -2,6 +2,7 @@
 # Measures the driver: everything, reported in build/bench/report.md with charts, or only what continuous integration guards.
 # Usage: bench.sh          the whole measurement, some twenty minutes; the machine should have nothing else to do
 #        bench.sh python   the Python module beside psycopg2 and sqlite3, which the whole measurement has too
+#        bench.sh shell    tarnsh's CSV and tables beside psql's: processor time of the clients, and tarnsh's memory in each format
 #        bench.sh guard    instructions a row against bench/instructions.json, and one quick run of every benchmark
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -21,9 +22,20 @@ beside_python() {
     python3 bench/python/run.py --build build/release --json "$measured/python.json"
 }
 
+beside_psql() {
+    need_packages postgresql time
+    cmake --preset release >/dev/null
+    cmake --build --preset release --target tarnsh tarnlite
+    python3 bench/shell/run.py --tools build/release/tools --json "$measured/shell.json" \
+        --formats table box csv tsv list json html markdown vertical
+}
+
 case "${1:-all}" in
 python)
     beside_python
+    ;;
+shell)
+    beside_psql
     ;;
 all)
     need_packages python3-matplotlib
@@ -31,6 +43,7 @@ all)
         --instructions --in-library --growth
     python3 bench/run_parts.py --build build/bench --json "$measured/parts.json"
     beside_python
+    beside_psql
     /usr/bin/python3 bench/report.py --end-to-end "$measured/end_to_end.json" --parts "$measured/parts.json" \
         --limits docs/performance.md --report build/bench/report.md
     echo build/bench/report.md
@@ -41,7 +54,7 @@ guard)
     python3 bench/run_parts.py --build build/bench --json "$measured/quick.json" --quick >/dev/null
     ;;
 *)
-    echo "usage: bench.sh [python|guard]" >&2
+    echo "usage: bench.sh [python|shell|guard]" >&2
     exit 2
     ;;
 esac

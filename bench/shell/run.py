@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """tarnsh beside psql: CSV in, CSV out and a table to a file, with the processor time of the client alone.
 
-Starts a server of each of its own, in a directory that goes afterwards, on ports that the system gives. The rounds take turns, so
-that whatever else the machine does meets both alike. As root, PostgreSQL runs as the user postgres. Needs the Debian packages postgresql
+Starts a server of each of its own, in a directory that goes afterwards, on ports that the system gives. Each command runs with both
+clients, one right behind the other and in turns who comes first, so that whatever else the machine does meets both alike; what counts
+is the ratio of such a pair. As root, PostgreSQL runs as the user postgres. Needs the Debian packages postgresql
 and time.
 """
 import argparse
@@ -98,15 +99,36 @@ def measure(command, output=subprocess.DEVNULL):
         return used.ru_utime + used.ru_stime, int(told.read()) / 1000
 
 
-def measure_round(server, rows_file, folder, results):
-    name = type(server).__name__.lower()
-    out = folder / f"{name}.out"
-    measure(server.client("DROP TABLE IF EXISTS rows"))
-    measure(server.client(f"CREATE TABLE rows ({COLUMNS})"))
-    results.setdefault(f"import {name}", []).append(measure(server.copy(f"rows FROM {rows_file}")))
-    results.setdefault(f"export {name}", []).append(measure(server.copy(f"rows TO {out}")))
-    with open(out, "wb") as file:
-        results.setdefault(f"table {name}", []).append(measure(server.client("SELECT * FROM rows"), file))
+def read_all(path):
+    """The first one to read it must not pay for the disk."""
+    with open(path, "rb") as file:
+        while file.read(1 << 20):
+            pass
+
+
+def measure_pair(what, servers, results, run):
+    for server in servers:
+        results.setdefault(f"{what} {type(server).__name__.lower()}", []).append(run(server))
+
+
+def measure_round(servers, rows_file, folder, results):
+    def import_rows(server):
+        read_all(rows_file)
+        return measure(server.copy(f"rows FROM {rows_file}"))
+
+    def out_of(server):
+        return folder / f"{type(server).__name__.lower()}.out"
+
+    def print_table(server):
+        with open(out_of(server), "wb") as file:
+            return measure(server.client("SELECT * FROM rows"), file)
+
+    for server in servers:
+        measure(server.client("DROP TABLE IF EXISTS rows"))
+        measure(server.client(f"CREATE TABLE rows ({COLUMNS})"))
+    measure_pair("import", servers, results, import_rows)
+    measure_pair("export", servers, results, lambda server: measure(server.copy(f"rows TO {out_of(server)}")))
+    measure_pair("table", servers, results, print_table)
 
 
 def measure_formats(server, formats):
@@ -121,7 +143,7 @@ def main():
     arguments = argparse.ArgumentParser(description=__doc__)
     arguments.add_argument("--tools", type=pathlib.Path, required=True, help="directory of the built tools")
     arguments.add_argument("--rows", type=int, default=1_000_000)
-    arguments.add_argument("--rounds", type=int, default=5)
+    arguments.add_argument("--rounds", type=int, default=7)
     arguments.add_argument("--formats", nargs="*", default=[], help="formats whose memory is told")
     arguments.add_argument("--json", type=pathlib.Path, help="file to write")
     given = arguments.parse_args()
@@ -134,18 +156,20 @@ def main():
         print(f"{given.rows:,} rows, {rows_file.stat().st_size / 1e6:.1f} MB")
         servers = [Tarnlite(given.tools.resolve()), Postgres(folder)]
         try:
-            for _ in range(given.rounds):
-                for server in servers:
-                    measure_round(server, rows_file, folder, results)
+            for n in range(given.rounds):
+                measure_round(servers[::-1] if n % 2 else servers, rows_file, folder, results)
             measure_formats(servers[0], given.formats)
         finally:
             for server in servers:
                 server.stop()
     medians = {name: statistics.median(seconds for seconds, _ in runs) for name, runs in results.items()}
     for what in ("import", "export", "table"):
-        ours, theirs = medians[f"{what} tarnlite"], medians[f"{what} postgres"]
-        peak = max(megabytes for _, megabytes in results[f"{what} tarnlite"])
-        print(f"{what:>7}: tarnsh {ours:.3f} s ({peak:.1f} MB), psql {theirs:.3f} s, {ours / theirs:.2f} x")
+        ours, theirs = results[f"{what} tarnlite"], results[f"{what} postgres"]
+        ratios = [mine / other for (mine, _), (other, _) in zip(ours, theirs)]
+        medians[f"{what} ratio"] = statistics.median(ratios)
+        print(f"{what:>7}: tarnsh {medians[f'{what} tarnlite']:.3f} s ({max(peak for _, peak in ours):.1f} MB), "
+              f"psql {medians[f'{what} postgres']:.3f} s, {statistics.median(ratios):.2f} x "
+              f"({min(ratios):.2f} to {max(ratios):.2f})")
     if given.json:
         given.json.write_text(json.dumps(medians, indent=2) + "\n")
 

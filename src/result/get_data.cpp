@@ -168,17 +168,23 @@ template <Cut cut>
     return fits ? TRN_OK : TRN_TRUNCATED;
 }
 
-// The same for a value that is a text or bytes already. Short buffers are common enough to be filled without a call.
+// The same; short buffers are common enough to be filled without a call.
 template <Cut cut>
-static int32_t deliver_byte_run(void* to, int32_t room, int32_t* length, Value value) noexcept {
+static int32_t deliver_run(void* to, int32_t room, int32_t* length, const uint8_t* bytes,
+                           size_t size) noexcept {
     const uint32_t capacity = static_cast<uint32_t>(room);
-    if (capacity - 16 > 64 - 16 || value.length > capacity)
-        return deliver_bytes<cut>(to, room, length, value.bytes, value.length);
+    if (capacity - 16 > 64 - 16 || size + cut.fitting > capacity)
+        return deliver_bytes<cut>(to, room, length, bytes, size);
     uint8_t* out = static_cast<uint8_t*>(to);
     clear_short(out, capacity);
-    copy_short(out, value.bytes, value.length);
-    report(length, value.length);
+    copy_short(out, bytes, size);
+    report(length, size);
     return TRN_OK;
+}
+
+template <Cut cut>
+static int32_t deliver_byte_run(void* to, int32_t room, int32_t* length, Value value) noexcept {
+    return deliver_run<cut>(to, room, length, value.bytes, value.length);
 }
 
 [[gnu::noinline]] static int32_t to_made_text(StoredValue from, void* to, int32_t room,
@@ -186,8 +192,8 @@ static int32_t deliver_byte_run(void* to, int32_t room, int32_t* length, Value v
     WorkingText text;
     add_value_text(from.value(), TextStyle::of_rows, text);
     if (text.empty()) return refuse(length);
-    return deliver_bytes<made_text>(to, room, length, reinterpret_cast<const uint8_t*>(text.text().data()),
-                                    text.text().size());
+    return deliver_run<made_text>(to, room, length, reinterpret_cast<const uint8_t*>(text.text().data()),
+                                  text.text().size());
 }
 
 static int32_t to_text(StoredValue from, const ResultSet&, void* to, int32_t room, int32_t* length) noexcept {

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "base/bytes.h"
+#include "base/short_copy.h"
 #include "stmt/encode.h"
 #include "stmt/param_array.h"
 #include "stmt/put_value.h"
@@ -14,13 +15,27 @@ static constexpr size_t staging_size = 512000;
 static constexpr size_t staging_reserve = 64000; // a row that reaches into it ends its block
 static constexpr size_t value_head_size = 5;     // wire type and length
 
+// Whether every row has an element that ends with a value of the row's length. The bind has seen that all of them can be read; of
+// types with an element size less may have been copied.
+static bool is_whole(const ArrayColumn& column, int32_t rows) noexcept {
+    const bool ends_with_value = (column.step == Step::length && column.skip == 0) ||
+                                 (column.step == Step::length_and_4 && column.skip == 4);
+    return ends_with_value && column.form == ValueForm::bytes && column.element_size == 0 &&
+           column.rows >= rows;
+}
+
 BatchEncoder::BatchEncoder(Conn& conn, const ParamSet& set) noexcept
     : conn_(conn), set_(set), type_size_(std::strcmp(conn.protocol_version, "201") != 0),
       columns_(allocate_array<ArrayColumn>(static_cast<size_t>(set.count) + 1)),
       staged_(static_cast<uint8_t*>(allocate_raw(staging_size + short_run))),
       room_end_(staged_ ? staged_.get() + staging_size : nullptr) {
-    for (int32_t i = 0; columns_ && i < set.count; ++i)
-        columns_[static_cast<size_t>(i)] = array_column(set.slots[i]);
+    for (int32_t i = 0; columns_ && i < set.count; ++i) {
+        ArrayColumn& column = columns_[static_cast<size_t>(i)];
+        column = array_column(set.slots[i]);
+        column.whole = is_whole(column, set.array_size);
+        if (column.end - column.element >= static_cast<ptrdiff_t>(short_run))
+            column.last_run = column.end - short_run;
+    }
 }
 
 // The current element, with a length that may lie; the next one becomes the current one.
@@ -73,77 +88,101 @@ uint8_t* BatchEncoder::make_room(const uint8_t* to, size_t size) noexcept {
     return staged_.get() + begun;
 }
 
-// Begins a value of so many bytes with its wire type. False when memory is short, as with all that stage.
-inline bool BatchEncoder::begin_value(uint8_t*& to, const ArrayColumn& column, size_t size) noexcept {
-    size += value_head_size;
-    if (size > static_cast<size_t>(room_end_ - to)) [[unlikely]] {
-        to = make_room(to, size);
-        if (!to) return false;
-    }
-    *to = static_cast<uint8_t>(column.wire_type);
-    to += type_size_;
-    return true;
+// Makes sure that a value of so many bytes fits, with its head. False when memory is short, as with all that stage.
+inline bool BatchEncoder::reserve(Staging& at, size_t size) noexcept {
+    if (value_head_size + size <= static_cast<size_t>(at.end - at.to)) [[likely]]
+        return true;
+    at.to = make_room(at.to, value_head_size + size);
+    at.end = room_end_;
+    return at.to != nullptr;
 }
 
-inline bool BatchEncoder::stage_empty(uint8_t*& to, const ArrayColumn& column) noexcept {
-    if (!begin_value(to, column, 0)) return false;
-    if (column.form == ValueForm::unknown) return true;
-    store(to, uint32_t{0});
-    to += sizeof(uint32_t);
+// What every value begins with, in room that is there.
+inline void Staging::put_type(const ArrayColumn& column) noexcept {
+    *to = static_cast<uint8_t>(column.wire_type);
+    to += type_size;
+}
+
+inline void Staging::put_length(uint32_t length) noexcept {
+    store_wire(to, length);
+    to += sizeof length;
+}
+
+inline bool BatchEncoder::stage_empty(Staging& at, const ArrayColumn& column) noexcept {
+    if (!reserve(at, 0)) return false;
+    at.put_type(column);
+    if (column.form != ValueForm::unknown) at.put_length(0);
     return true;
 }
 
 // Arrays of numbers have elements of their numbers' size, and the bind has seen that all are there.
 template <class T>
-inline bool BatchEncoder::stage_number(uint8_t*& to, ArrayColumn& column, int32_t length) noexcept {
+inline bool BatchEncoder::stage_number(Staging& at, ArrayColumn& column, int32_t length) noexcept {
     const uint8_t* element = column.element;
     column.element += sizeof(T);
-    if (length <= 0) return stage_empty(to, column);
-    if (!begin_value(to, column, sizeof(T))) return false;
-    store_wire(to, sizeof(T) == 4 ? uint32_t{4} : static_cast<uint32_t>(length));
-    store_wire(to + sizeof(uint32_t), load<T>(element));
-    to += sizeof(uint32_t) + sizeof(T);
+    if (length <= 0) return stage_empty(at, column);
+    if (!reserve(at, sizeof(T))) return false;
+    at.put_type(column);
+    at.put_length(sizeof(T) == 4 ? uint32_t{4} : static_cast<uint32_t>(length));
+    store_wire(at.to, load<T>(element));
+    at.to += sizeof(T);
     return true;
 }
 
-inline bool BatchEncoder::stage_bytes(uint8_t*& to, ArrayColumn& column, int32_t length) noexcept {
-    const BoundValue value = take_element(column, length);
-    const uint32_t size = static_cast<uint32_t>(std::max(std::min(length, value.readable), 0));
-    if (!begin_value(to, column, size)) return false;
-    store_wire(to, size);
-    to += sizeof size;
-    if (size <= short_run && value.readable >= static_cast<int32_t>(short_run))
-        copy_short_run(to, value.bytes);
+// Short runs are copied with what lies behind them.
+inline bool BatchEncoder::stage_run(Staging& at, const ArrayColumn& column, const uint8_t* bytes,
+                                    size_t size) noexcept {
+    if (!reserve(at, size)) return false;
+    at.put_type(column);
+    at.put_length(static_cast<uint32_t>(size));
+    if (size > short_run || bytes > column.last_run)
+        std::memcpy(at.to, bytes, size);
+    else if (size > sizeof(Bytes16))
+        copy_short_run(at.to, bytes);
     else
-        std::memcpy(to, value.bytes, size);
-    to += size;
+        store(at.to, load<Bytes16>(bytes));
+    at.to += size;
     return true;
 }
 
-inline bool BatchEncoder::stage_value(uint8_t*& to, ArrayColumn& column, int32_t row) noexcept {
-    if (row >= column.rows) return stage_empty(to, column);
+inline bool BatchEncoder::stage_whole(Staging& at, ArrayColumn& column, int32_t length) noexcept {
+    const uint8_t* bytes = column.element + column.skip;
+    const size_t size = static_cast<size_t>(std::max(length, 0));
+    column.element = bytes + size;
+    return stage_run(at, column, bytes, size);
+}
+
+inline bool BatchEncoder::stage_bytes(Staging& at, ArrayColumn& column, int32_t length) noexcept {
+    const BoundValue value = take_element(column, length);
+    return stage_run(at, column, value.bytes,
+                     static_cast<size_t>(std::max(std::min(length, value.readable), 0)));
+}
+
+inline bool BatchEncoder::stage_value(Staging& at, ArrayColumn& column, int32_t row) noexcept {
+    if (column.whole) return stage_whole(at, column, column.lengths[row]);
+    if (row >= column.rows) return stage_empty(at, column);
     const int32_t length = column.lengths[row];
     switch (column.form) {
-    case ValueForm::u16: return stage_number<uint16_t>(to, column, length);
-    case ValueForm::u32: return stage_number<uint32_t>(to, column, length);
-    case ValueForm::u64: return stage_number<uint64_t>(to, column, length);
-    case ValueForm::bytes: return stage_bytes(to, column, length);
-    default: return stage_empty(to, column);
+    case ValueForm::u16: return stage_number<uint16_t>(at, column, length);
+    case ValueForm::u32: return stage_number<uint32_t>(at, column, length);
+    case ValueForm::u64: return stage_number<uint64_t>(at, column, length);
+    case ValueForm::bytes: return stage_bytes(at, column, length);
+    default: return stage_empty(at, column);
     }
 }
 
-// The end of what is staged is a variable of this function, which stays in a register as long as all that stage are inlined: the
+// Where values are staged is a variable of this function, which stays in registers as long as all that stage are inlined: the
 // compiler must assume that staged bytes change the members.
 bool BatchEncoder::stage_rows(int32_t end) noexcept {
-    uint8_t* to = staged_.get();
+    Staging at{staged_.get(), room_end_, type_size_};
     ArrayColumn* const columns_end = columns_.get() + set_.count;
     for (int32_t row = row_; row < end; ++row) {
         for (ArrayColumn* column = columns_.get(); column != columns_end; ++column)
-            if (!stage_value(to, *column, row)) return false;
-        complete_ = static_cast<size_t>(to - staged_.get());
+            if (!stage_value(at, *column, row)) return false;
+        complete_ = static_cast<size_t>(at.to - staged_.get());
         if (complete_ + staging_reserve <= room() && complete_ <= staging_size) continue;
         send_complete_rows();
-        to = staged_.get();
+        at.to = staged_.get();
     }
     send_complete_rows();
     row_ = end;

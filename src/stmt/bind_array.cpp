@@ -68,10 +68,10 @@ static int32_t make_slot(const ArrayBinding& binding, ParamSlot& slot) noexcept 
     slot.rows = binding.array_size;
     if (!array_fits(slot)) return TRN_ERR_ARRAY_TYPE;
 
-    int32_t* lengths = allocate_array<int32_t>(static_cast<size_t>(binding.array_size)).release();
-    if (!lengths) return TRN_ERR_MEMORY;
-    std::memcpy(lengths, binding.lengths, static_cast<size_t>(binding.array_size) * sizeof *lengths);
-    slot.length = lengths;
+    const size_t lengths_size = static_cast<size_t>(binding.array_size) * sizeof(int32_t);
+    slot.length = static_cast<int32_t*>(allocate_raw(lengths_size));
+    if (!slot.length) return TRN_ERR_MEMORY;
+    std::memcpy(slot.length, binding.lengths, lengths_size);
     slot.owns_length = true;
     if (!copies(type, slot.by_position)) return TRN_OK;
     slot.value_bytes = bytes_to_copy(type, binding);

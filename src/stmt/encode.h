@@ -24,6 +24,15 @@ int32_t check_rows(const ParamSet& set) noexcept;
 // object could not be sent: what follows it was not written.
 int32_t encode_params(Channel& channel, const ParamSet& set) noexcept;
 
+// Where the rows of a batch are staged.
+struct Staging {
+    uint8_t *to, *end;
+    size_t type_size;
+
+    void put_type(const ArrayColumn& column) noexcept;
+    void put_length(uint32_t length) noexcept;
+};
+
 // Encodes the rows of an array-bound set. Made before the command is written, so that a lack of memory shows itself while
 // nothing has been sent.
 class BatchEncoder {
@@ -38,11 +47,13 @@ class BatchEncoder {
   private:
     void put_row() noexcept;
     bool stage_rows(int32_t end) noexcept;
-    bool stage_value(uint8_t*& to, ArrayColumn& column, int32_t row) noexcept;
-    template <class T> bool stage_number(uint8_t*& to, ArrayColumn& column, int32_t length) noexcept;
-    bool stage_bytes(uint8_t*& to, ArrayColumn& column, int32_t length) noexcept;
-    bool stage_empty(uint8_t*& to, const ArrayColumn& column) noexcept;
-    bool begin_value(uint8_t*& to, const ArrayColumn& column, size_t size) noexcept;
+    bool stage_value(Staging& at, ArrayColumn& column, int32_t row) noexcept;
+    template <class T> bool stage_number(Staging& at, ArrayColumn& column, int32_t length) noexcept;
+    bool stage_whole(Staging& at, ArrayColumn& column, int32_t length) noexcept;
+    bool stage_bytes(Staging& at, ArrayColumn& column, int32_t length) noexcept;
+    bool stage_run(Staging& at, const ArrayColumn& column, const uint8_t* bytes, size_t size) noexcept;
+    bool stage_empty(Staging& at, const ArrayColumn& column) noexcept;
+    bool reserve(Staging& at, size_t size) noexcept;
     uint8_t* make_room(const uint8_t* to, size_t size) noexcept;
     void send_complete_rows() noexcept;
     size_t room() const noexcept { return static_cast<size_t>(room_end_ - staged_.get()); }

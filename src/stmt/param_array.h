@@ -12,15 +12,17 @@ namespace tarn {
 
 // A slot's array: what slot and type say is looked up once, before the first row.
 struct ArrayColumn {
-    const uint8_t* element; // of the current row
-    const uint8_t* end;     // of what is readable at element
-    const int32_t* lengths; // a row each
+    const uint8_t* element;  // of the current row
+    const uint8_t* end;      // of what is readable at element
+    const uint8_t* last_run; // the last place that short_run bytes can be read at; null: there is none
+    const int32_t* lengths;  // a row each
     int32_t rows;
     uint16_t wire_type;
     ValueForm form; // in batches
     Step step;
     uint8_t skip;
     uint8_t element_size;
+    bool whole; // for every row there is an element of skip bytes and its length of bytes
 };
 
 // What may be read at a slot's value. An in-out bound without a buffer length has its type's own size, or what its length
@@ -37,13 +39,15 @@ inline ArrayColumn array_column(const ParamSlot& slot) noexcept {
     const uint8_t* elements = static_cast<const uint8_t*>(slot.value);
     return {elements,
             elements ? elements + readable_bytes(slot) : nullptr,
+            nullptr,
             slot.length,
             elements ? slot.rows : 0,
             type.wire_type,
             type.batch,
             slot.by_position ? type.by_position : type.by_name,
             type.batch_skip,
-            type.element_size};
+            type.element_size,
+            false};
 }
 
 // How far the current element, of that length, lies from the next; -1 when the type has no arrays or the element has no readable
@@ -63,10 +67,20 @@ inline int64_t element_step(const ArrayColumn& column, int32_t length) noexcept 
     return -1;
 }
 
+// The size of all elements of an array whose lengths tell it.
+inline int64_t size_by_lengths(const ArrayColumn& column) noexcept {
+    int64_t size = column.step == Step::length_and_4 ? int64_t{4} * column.rows : 0;
+    for (int32_t row = 0; row < column.rows; ++row)
+        size += std::max(column.lengths[row], 0);
+    return size;
+}
+
 // Whether all elements lie inside the slot's buffer.
 inline bool array_fits(const ParamSlot& slot) noexcept {
     ArrayColumn column = array_column(slot);
     if (column.step == Step::fixed) return int64_t{column.element_size} * column.rows <= slot.value_bytes;
+    if (column.step == Step::length || column.step == Step::length_and_4)
+        return size_by_lengths(column) <= column.end - column.element;
     for (int32_t row = 0; row < column.rows; ++row) {
         const int64_t step = element_step(column, column.lengths[row]);
         if (step < 0 || step > column.end - column.element) return false;

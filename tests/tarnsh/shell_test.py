@@ -311,7 +311,8 @@ class Copies(ShellTest):
         self.rows = 25000  # several batches and rowsets
         self.run_shell("-c", f"""CREATE TABLE t (id INTEGER, name VARCHAR(40), w DOUBLE, b BLOB);
             INSERT INTO t WITH RECURSIVE s(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM s LIMIT {self.rows})
-            SELECT n, CASE n % 4 WHEN 0 THEN 'a,"b"' || char(13, 10) || n WHEN 1 THEN 'NULL' WHEN 2 THEN 'é' END,
+            SELECT n, CASE WHEN n % 9999 = 8 THEN printf('%.*c"', n * 15, 'x') WHEN n % 4 = 0 THEN 'a,"b"' || char(13, 10) || n
+            WHEN n % 4 = 1 THEN 'NULL' WHEN n % 4 = 2 THEN 'é' END,
             n / 7.0, CASE n % 3 WHEN 0 THEN CAST(x'00' || n AS BLOB) END FROM s;
             CREATE TABLE u (b BLOB, w DOUBLE, name VARCHAR(40), id INTEGER)""")
 
@@ -351,6 +352,7 @@ class Copies(ShellTest):
     def test_bad_files_are_refused_with_their_line(self):
         for content, says in (("id,nope\n1,2\n", 'no column "nope"'), ("id,ID\n1,2\n", "named twice"),
                               ("id,name\n1,a\n2\n", "line 3: 1 field for 2"),
+                              ('id,name\n1,"a\n\nb"\n2,"""c"\n3,d"d\n4,e,5,6\n', "line 7: 4 fields for 2"),
                               ('id\n1\n"2\n', "line 3: a quoted field has no end"),
                               ('id\n"1"x\n', "line 2: text behind"), ("b\nzz\n", "line 2: b holds binary")):
             with self.subTest(content=content):
@@ -359,6 +361,14 @@ class Copies(ShellTest):
         self.expect(["-c", f"\\copy u FROM '{self.folder}/none'"], "", 1, "No such file")
         self.expect(["-c", f"\\copy nowhere FROM '{self.file}'"], "", 3, "no such table")
         self.expect(["-c", "\\copy u TO"], "", 1, "usage")
+
+    def test_texts_reach_a_table_as_they_stand_and_refused_ones_are_named_by_their_line(self):
+        self.run_shell("-c", "CREATE TABLE v (a TEXT, b TEXT, c INTEGER UNIQUE)")
+        self.file.write_text('a,b,c\nx"y",,1\n,"q\n""r"" ",2\n"",z ,3\r\n' + "".join(f"{'l' * n},,{n}\n" for n in range(4, 300))
+                             + '"\n",,300\n,,4\n,,301\n')
+        self.expect(["-c", f"\\copy v FROM '{self.file}'"], "", 3, "line 304, column c ('4')")
+        self.assertEqual(self.rows_of("SELECT a, b, c FROM v WHERE c < 4"), '"x""y""",,1\n,"q\n""r"" ",2\n,z ,3\n')
+        self.assertEqual(self.rows_of("SELECT count(*), sum(length(a) = c) FROM v"), "300,296\n")
 
     def test_a_failed_batch_tells_what_stands_and_a_failed_query_leaves_the_file(self):
         self.run_shell("-c", "CREATE TABLE k (id INTEGER PRIMARY KEY)")

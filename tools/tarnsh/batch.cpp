@@ -14,9 +14,7 @@ namespace tarnsh {
 
 namespace {
 
-// A batch ends at whichever comes first.
-constexpr std::size_t batch_rows = 10000, batch_bytes = 8 << 20;
-constexpr std::size_t prefix_size = sizeof(std::int32_t);
+constexpr std::size_t most_rows_of_any = 10'000, most_values = 400'000; // in a batch
 constexpr std::size_t longest_shown = 40;
 
 std::string insert_statement(const Target& target) {
@@ -51,15 +49,41 @@ bool reads_as_number(const std::string& text) {
 
 } // namespace
 
-bool Batch::full() const {
-    return rows() >= batch_rows || bytes >= batch_bytes;
+ColumnValues::ColumnValues(bool binary, std::size_t most_rows) : lengths_(most_rows), gap_(binary ? 4 : 0) {
+    grow(0);
+}
+
+void ColumnValues::grow(std::size_t size) {
+    const std::size_t used = end_ ? this->size() : 0;
+    bytes_.resize(std::max(2 * bytes_.size(), used + size + 2 * step));
+    end_ = bytes_.data() + used;
+    limit_ = bytes_.data() + bytes_.size() - 2 * step;
+}
+
+void ColumnValues::add(std::size_t row, std::string_view value) {
+    if (static_cast<std::size_t>(limit_ - end_) < gap_ + value.size()) grow(gap_ + value.size());
+    end_ = std::copy_n(value.data(), value.size(), end_ + gap_);
+    lengths_[row] = static_cast<std::int32_t>(value.size());
+}
+
+std::size_t ColumnValues::begin_of(std::size_t row) const {
+    std::size_t begin = gap_ * row;
+    for (std::size_t i = 0; i < row; ++i)
+        begin += static_cast<std::size_t>(lengths_[i]);
+    return begin;
+}
+
+Batch::Batch(const Target& target)
+    : lines_(std::clamp<std::size_t>(most_values / std::max<std::size_t>(target.columns.size(), 1), 1,
+                                     most_rows_of_any)) {
+    for (const Column& column : target.columns)
+        columns.emplace_back(is_binary(column.type), most_rows());
 }
 
 void Batch::clear() {
     for (ColumnValues& values : columns)
         values.clear();
-    lines.clear();
-    bytes = 0;
+    rows_ = 0;
 }
 
 Insert::Insert(Session& session, const Target& target) : session_(session), target_(target) {
@@ -78,11 +102,10 @@ void Insert::send(Batch& batch, std::size_t first, std::size_t count) {
     TRN_ResetParams(session_.handle());
     for (std::int32_t i = 0; i < columns; ++i) {
         ColumnValues& values = batch.columns[static_cast<std::size_t>(i)];
-        std::size_t begin = 0;
-        for (std::size_t row = 0; row < first; ++row)
-            begin += prefix_size + static_cast<std::size_t>(values.length(row));
+        const std::size_t begin = values.begin_of(first);
+        // Dates travel as texts of any kind do, and unlike those that are bound as texts they are read where they lie.
         const std::int32_t type =
-            is_binary(target_.columns[static_cast<std::size_t>(i)].type) ? TRN_TYPE_BYTES : TRN_TYPE_TEXT;
+            is_binary(target_.columns[static_cast<std::size_t>(i)].type) ? TRN_TYPE_BYTES : TRN_TYPE_DATE;
         check_call(session_, TRN_BindParamArrayByPos(session_.handle(), i + 1, columns, TRN_DIRECTION_IN,
                                                      type, rows, values.bytes() + begin,
                                                      static_cast<std::int32_t>(values.size() - begin),
@@ -93,25 +116,17 @@ void Insert::send(Batch& batch, std::size_t first, std::size_t count) {
     stored_ += rows;
 }
 
-std::string Insert::text_of(Batch& batch, std::size_t column, std::size_t row) const {
-    ColumnValues& values = batch.columns[column];
-    std::size_t begin = 0;
-    for (std::size_t i = 0; i < row; ++i)
-        begin += prefix_size + static_cast<std::size_t>(values.length(i));
-    return {values.bytes() + begin + prefix_size, static_cast<std::size_t>(values.length(row))};
-}
-
 // The column that the server's text names, otherwise the first one for numbers that has none.
 std::string Insert::blame(Batch& batch, std::size_t row, const std::string& reason) const {
     std::optional<std::size_t> found;
     for (std::size_t i = 0; i < target_.columns.size() && !found; ++i)
         if (mentions(reason, target_.columns[i].name)) found = i;
     for (std::size_t i = 0; i < target_.columns.size() && !found; ++i)
-        if (is_number(target_.columns[i].type) && batch.columns[i].length(row) > 0 &&
-            !reads_as_number(text_of(batch, i, row)))
+        if (is_number(target_.columns[i].type) && !batch.columns[i].text(row).empty() &&
+            !reads_as_number(std::string(batch.columns[i].text(row))))
             found = i;
     if (!found) return "";
-    std::string value = text_of(batch, *found, row);
+    std::string value(batch.columns[*found].text(row));
     if (value.size() > longest_shown)
         value = value.substr(0, whole_characters({value.data(), longest_shown})) + "...";
     return fmt::format(", column {} ({})", target_.columns[*found].name,
@@ -131,7 +146,7 @@ void Insert::store(Batch& batch, const std::string& file) {
         } catch (const Failure& failure) {
             if (failure.code != exit_statement || is_interrupted()) throw;
             if (count == 1)
-                fail(exit_statement, fmt::format("{}, line {}{}: {}", file, batch.lines[first],
+                fail(exit_statement, fmt::format("{}, line {}{}: {}", file, batch.line(first),
                                                  blame(batch, first, failure.text), failure.text));
             end = first + count;
             narrowing = true;

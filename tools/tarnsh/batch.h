@@ -19,62 +19,65 @@ struct Target {
     std::vector<Column> columns;
 };
 
-// The values of one column: a length of four bytes before each.
+// The values of one column, one behind the other, with a gap of four bytes before each binary one.
 class ColumnValues {
   public:
-    static constexpr std::size_t step = 16;
+    ColumnValues(bool binary, std::size_t most_rows);
 
-    void add(std::string_view value) {
-        char* const place = room(value.size());
-        std::memcpy(place, value.data(), value.size());
-        take(value.size());
+    // For each row, in their order.
+    void add(std::size_t row, std::string_view value);
+    // The same, without a gap, for a value behind which 32 more bytes can be read: most are copied in one step or two.
+    void add_padded(std::size_t row, const char* value, std::size_t size) {
+        if (static_cast<std::size_t>(limit_ - end_) < size) [[unlikely]]
+            grow(size);
+        char* const place = end_;
+        std::memcpy(place, value, step);
+        if (size > step) {
+            std::memcpy(place + step, value + step, step);
+            if (size > 2 * step) std::memcpy(place + 2 * step, value + 2 * step, size - 2 * step);
+        }
+        end_ = place + size;
+        lengths_[row] = static_cast<std::int32_t>(size);
     }
-    // The same for a value behind which 16 more bytes can be read: most are copied in one step.
-    void add_padded(std::string_view value) {
-        if (value.size() > step) return add(value);
-        std::memcpy(room(step), value.data(), step);
-        take(value.size());
-    }
-    void clear() {
-        size_ = 0;
-        lengths_.clear();
-    }
-    std::int32_t length(std::size_t row) const { return lengths_[row]; }
+    void clear() { end_ = bytes_.data(); }
     std::int32_t* lengths() { return lengths_.data(); }
     char* bytes() { return bytes_.data(); }
-    std::size_t size() const { return size_; }
+    std::size_t size() const { return static_cast<std::size_t>(end_ - bytes_.data()); }
+    // Where the element of a row begins, with its gap.
+    std::size_t begin_of(std::size_t row) const;
+    std::string_view text(std::size_t row) const {
+        return {bytes_.data() + begin_of(row) + gap_, static_cast<std::size_t>(lengths_[row])};
+    }
 
   private:
-    static constexpr std::size_t prefix_size = sizeof(std::int32_t);
+    static constexpr std::size_t step = 16;
 
-    // Room for a value, and a step more.
-    char* room(std::size_t size) {
-        const std::size_t needed = size_ + prefix_size + size + step;
-        if (bytes_.size() < needed) [[unlikely]]
-            bytes_.resize(std::max(2 * bytes_.size(), needed));
-        return bytes_.data() + size_ + prefix_size;
-    }
-    void take(std::size_t size) {
-        const auto length = static_cast<std::int32_t>(size);
-        std::memcpy(bytes_.data() + size_, &length, prefix_size);
-        size_ += prefix_size + size;
-        lengths_.push_back(length);
-    }
+    void grow(std::size_t size);
 
-    std::vector<char> bytes_; // larger than what is in use
-    std::size_t size_ = 0;
+    // Of what is in use, and of what values may take: behind it there is room for two steps.
+    char *end_ = nullptr, *limit_ = nullptr;
     std::vector<std::int32_t> lengths_;
+    std::vector<char> bytes_;
+    std::size_t gap_;
 };
 
-struct Batch {
-    std::vector<ColumnValues> columns;
-    std::vector<std::size_t> lines; // where each row begins in its file
-    std::size_t bytes = 0;
+class Batch {
+  public:
+    static constexpr std::size_t most_bytes = 8 << 20; // in the file: it is full whichever comes first
 
-    explicit Batch(std::size_t count) : columns(count) {}
-    std::size_t rows() const { return lines.size(); }
-    bool full() const;
+    explicit Batch(const Target& target);
+    std::size_t rows() const { return rows_; }
+    std::size_t most_rows() const { return lines_.size(); }
+    // To be called when each column has its value of the row, with the line where the row begins in its file.
+    void end_row(std::size_t line) { lines_[rows_++] = line; }
+    std::size_t line(std::size_t row) const { return lines_[row]; }
     void clear();
+
+    std::vector<ColumnValues> columns;
+
+  private:
+    std::vector<std::size_t> lines_;
+    std::size_t rows_ = 0;
 };
 
 // The statement is ended when its owner goes.
@@ -94,7 +97,6 @@ class Insert {
   private:
     void send(Batch& batch, std::size_t first, std::size_t count);
     std::string blame(Batch& batch, std::size_t row, const std::string& reason) const;
-    std::string text_of(Batch& batch, std::size_t column, std::size_t row) const;
 
     Session& session_;
     const Target& target_;

@@ -88,6 +88,7 @@ class CopySink final : public RowSink {
         }
         printer_->begin(columns);
     }
+    RowMarks marks() const override { return printer_ ? printer_->marks() : RowMarks{}; }
     void row(const std::vector<Cell>& cells) override {
         printer_->row(cells);
         if (printer_->rows() % 1000 == 0) progress_.show(0, printer_->rows());

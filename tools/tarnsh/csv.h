@@ -2,6 +2,7 @@
 // reading gives back what was written.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -16,17 +17,27 @@ struct CsvMarks {
     char delimiter = ',', quote = '"';
 };
 
-// Whether the text must stand in quotes.
-bool needs_quotes(std::string_view text, std::string_view null_text, CsvMarks marks);
-// The same for a text behind which 16 more bytes can be read.
-bool padded_needs_quotes(std::string_view text, std::string_view null_text, CsvMarks marks);
-// Writes the text in quotes and returns the end of what was written: at most twice its size and two.
-char* write_quoted(std::string_view text, CsvMarks marks, char* out);
+// Adds the text, in quotes where it must stand in them; and in quotes anyway.
 void add_csv_field(std::string_view text, std::string_view null_text, CsvMarks marks, std::string& line);
+void add_csv_quoted(std::string_view text, CsvMarks marks, std::string& line);
+
+// Finds the characters for which a text must stand in quotes.
+class SpecialFinder {
+  public:
+    static constexpr std::size_t step = 16;
+
+    explicit SpecialFinder(CsvMarks marks);
+    // So many bytes more than the text has can be read.
+    bool finds_in(std::string_view text) const;
+
+  private:
+    std::array<std::array<char, step>, 4> special_; // each of them, repeated
+};
 
 struct CsvField {
-    std::string_view text; // valid until the next record; 16 more bytes can be read behind it
+    std::string_view text; // valid until the next field; 32 more bytes can be read behind it
     bool quoted = false;
+    bool last = false; // of its record
 };
 
 // Where CSV comes from. Gives the bytes read, 0 at the end. Fails with exit_shell.
@@ -42,37 +53,57 @@ std::unique_ptr<CsvSource> open_source(const std::string& path);
 // The lines of an open file, up to its end or a line that holds "\\." alone.
 std::unique_ptr<CsvSource> lines_of(std::FILE* file);
 
+// Reads records field by field. The marks (delimiters, quotes, line feeds) of some KB are found in one go, so that a bare field
+// costs a look at the next one.
 class CsvReader {
   public:
     CsvReader(std::unique_ptr<CsvSource> source, CsvMarks marks);
 
-    // False at the end. Fails with exit_shell for a text that is no CSV.
-    bool next(std::vector<CsvField>& fields);
-    // Fails with exit_shell, naming the source and the line where the last record began.
+    // Between two records. False at the end. All fail with exit_shell for a text that is no CSV.
+    bool begin_record() {
+        record_line_ = line_;
+        return at_ < size_ || more();
+    }
+    // For a reader of bare fields that wants them as fast as it gets: where the next field begins, and the marks that are known
+    // behind it, as places in a window. 32 bytes behind a mark can be read. It says how far it came, with how many records, and is
+    // told the lines where they began.
+    struct Marked {
+        const char *window, *from;
+        const std::uint16_t *next, *end;
+    };
+    Marked marked() const { return {buffer_.data() + window_, buffer_.data() + at_, next_mark_, marks_end_}; }
+    template <typename Tell> void pass(const Marked& marked, std::size_t records, Tell tell) {
+        at_ = static_cast<std::size_t>(marked.from - buffer_.data());
+        next_mark_ = marked.next;
+        for (; records > 0; --records, record_line_ = ++line_)
+            tell(record_line_);
+    }
+    CsvMarks marks() const { return marks_; }
+    CsvField next_field();
+    // Fails with exit_shell, naming the source and the line where the record began.
     [[noreturn]] void refuse(std::string_view reason) const;
     std::string name() const { return source_->name(); }
-    std::size_t line() const { return record_line_; }   // where the last record began, from 1
+    std::size_t line() const { return record_line_; }   // where the record began, from 1
     std::size_t bytes() const { return passed_ + at_; } // read so far
-    std::size_t record_size() const { return at_ - record_; }
 
   private:
-    bool more(std::vector<CsvField>& fields);
-    std::size_t find_mark(std::size_t from);
-    void load(std::size_t block);
-    std::size_t end_of_field(std::vector<CsvField>& fields);
-    void read_quoted(std::vector<CsvField>& fields);
-    std::size_t find_quote(std::size_t from, std::vector<CsvField>& fields);
-    bool is_at(char c, std::vector<CsvField>& fields);
+    bool more();
+    bool find_mark();
+    bool is_at_quote(std::size_t distance);
+    std::size_t mark_place() const { return window_ + *next_mark_; }
+    CsvField read_quoted();
+    bool pass_end(std::size_t end);
 
     std::unique_ptr<CsvSource> source_;
     CsvMarks marks_;
     std::size_t line_ = 1, record_line_ = 1;
-    // What was read and not passed lies before size_; the record that is being read begins at record_. Behind
-    // size_ there is room for a block.
+    // What was read and not passed lies from at_, where the next field begins, to size_. Behind size_ there is room for a block.
     std::vector<char> buffer_;
-    std::size_t record_ = 0, at_ = 0, size_ = 0, passed_ = 0;
-    std::size_t block_; // whose delimiters and line feeds are known
-    std::uint64_t mask_ = 0;
+    std::size_t at_ = 0, size_ = 0, passed_ = 0;
+    // The marks between window_ and scanned_, counted from window_; those before at_ are passed.
+    std::vector<std::uint16_t> places_;
+    const std::uint16_t *next_mark_, *marks_end_;
+    std::size_t window_ = 0, scanned_ = 0;
 };
 
 } // namespace tarnsh

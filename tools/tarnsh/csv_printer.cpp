@@ -2,7 +2,6 @@
 #include "printers.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 
 namespace tarnsh {
@@ -18,12 +17,13 @@ void add_quoted(std::string_view text, char quote, std::string& out) {
 class CsvPrinter final : public Printer {
   public:
     using Printer::Printer;
+    RowMarks marks() const override { return {settings_.csv.delimiter, '\n'}; }
 
   private:
     void print_head() override {
-        is_bare_.clear();
-        for (const Column& column : columns_)
-            is_bare_.push_back(never_needs_quotes(column.type));
+        looked_at_.clear();
+        for (std::size_t i = 0; i < columns_.size(); ++i)
+            if (!never_needs_quotes(columns_[i].type)) looked_at_.push_back(i);
         if (!settings_.header) return;
         for (std::size_t i = 0; i < columns_.size(); ++i) {
             if (i > 0) out() += settings_.csv.delimiter;
@@ -32,55 +32,31 @@ class CsvPrinter final : public Printer {
         out() += '\n';
     }
 
+    // With the marks between its cells most rows are a line already: what is written in another way than its text is put in its
+    // place.
     void print_row(const std::vector<Cell>& cells) override {
-        std::size_t longest = 1;
-        bool is_long = false;
-        for (const Cell& cell : cells) {
-            longest += 2 * std::max(cell.text.size(), null_.size()) + step + 3;
-            is_long = is_long || cell.rest;
-        }
-        if (is_long) return print_long_row(cells);
-        // Without a look at the string's end for every value.
-        std::string& line = out();
-        const std::size_t before = line.size();
-        line.resize(before + longest);
-        char* const end = write_row(cells, line.data() + before);
-        line.resize(static_cast<std::size_t>(end - line.data()));
-    }
-
-    char* write_row(const std::vector<Cell>& cells, char* to) {
-        for (std::size_t i = 0; i < cells.size(); ++i) {
+        if (cells.empty()) return;
+        const char* from = cells.front().text.data();
+        const auto pass = [&](const char* end) { out().append(from, static_cast<std::size_t>(end - from)); };
+        for (const std::size_t i : looked_at_) {
             const Cell& cell = cells[i];
-            if (cell.null)
-                to = std::ranges::copy(null_, to).out;
-            else if (is_bare_[i] || !padded_needs_quotes(cell.text, null_, settings_.csv))
-                to = write_padded(cell.text, to);
-            else
-                to = write_quoted(cell.text, settings_.csv, to);
-            *to++ = settings_.csv.delimiter;
-        }
-        to[-1] = '\n';
-        return to;
-    }
-
-    // Short values are copied in one step, with what lies behind them.
-    static char* write_padded(std::string_view text, char* to) {
-        std::memcpy(to, text.data(), step);
-        if (text.size() > step) std::memcpy(to + step, text.data() + step, text.size() - step);
-        return to + text.size();
-    }
-
-    void print_long_row(const std::vector<Cell>& cells) {
-        for (std::size_t i = 0; i < cells.size(); ++i) {
-            if (i > 0) out() += settings_.csv.delimiter;
-            if (cells[i].rest)
-                add_long(cells[i], is_binary(columns_[i].type));
-            else if (cells[i].null)
+            if (!differs(cell)) [[likely]]
+                continue;
+            pass(cell.text.data());
+            from = cell.text.data() + cell.text.size();
+            if (cell.rest)
+                add_long(cell, is_binary(columns_[i].type));
+            else if (cell.null)
                 out() += null_;
             else
-                add_csv_field(cells[i].text, null_, settings_.csv, out());
+                add_csv_quoted(cell.text, settings_.csv, out());
         }
-        out() += '\n';
+        pass(cells.back().text.data() + cells.back().text.size() + 1);
+    }
+
+    bool differs(const Cell& cell) const {
+        if (cell.null) return !null_.empty();
+        return cell.rest || cell.text == null_ || finder_.finds_in(cell.text);
     }
 
     // Text is put in quotes, for nobody has seen the whole of it.
@@ -93,7 +69,7 @@ class CsvPrinter final : public Printer {
         if (!binary) out() += settings_.csv.quote;
     }
 
-    // Values of these types are written with the first characters alone, and are no null text.
+    // Values of these types are written with these characters alone, and a null is nothing, as its text is.
     bool never_needs_quotes(std::int32_t type) const {
         constexpr std::string_view written_with = "0123456789+-.:einfax TF";
         const bool is_plain = (type >= TRN_TYPE_TINYINT && type <= TRN_TYPE_DOUBLE) ||
@@ -102,8 +78,8 @@ class CsvPrinter final : public Printer {
                written_with.find(settings_.csv.quote) == written_with.npos;
     }
 
-    static constexpr std::size_t step = 16;
-    std::vector<char> is_bare_;
+    const SpecialFinder finder_{settings_.csv};
+    std::vector<std::size_t> looked_at_; // the other columns
 };
 
 // A line for each row: what could be taken for a tab or the end of a line is escaped.

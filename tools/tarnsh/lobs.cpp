@@ -49,7 +49,7 @@ void write_value(Session& session, Result& result, const std::vector<Column>& co
     const std::int32_t type = columns[0].type;
     const bool by_lob = session.descriptors && (type == TRN_TYPE_CLOB || type == TRN_TYPE_BLOB);
     Lob lob;
-    RowReader reader(result, {columns[0]}, false);
+    RowReader reader(result, {columns[0]}, false, {});
     const std::int32_t status =
         by_lob ? TRN_GetData(result.handle(), 1, type, lob.handle(), 0, nullptr) : reader.read();
     if (status == TRN_NULL_VALUE || reader.cells()[0].null) fail(exit_statement, "the value is null");

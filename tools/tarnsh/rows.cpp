@@ -83,8 +83,9 @@ std::string_view LongValue::next() {
     return digits_;
 }
 
-RowReader::RowReader(Result& result, const std::vector<Column>& columns, bool descriptors)
-    : result_(result), cells_(columns.size()), short_room_((columns.size() + 1) * made_text_area) {
+RowReader::RowReader(Result& result, const std::vector<Column>& columns, bool descriptors, RowMarks marks)
+    : result_(result), marks_(marks), cells_(columns.size()),
+      short_room_((columns.size() + 1) * (made_text_area + 1)) {
     for (const Column& column : columns) {
         const auto kind_of = [descriptors](std::int32_t type) {
             switch (type) {
@@ -109,115 +110,138 @@ RowReader::RowReader(Result& result, const std::vector<Column>& columns, bool de
     }
 }
 
+// A value of a short_area at most. TRN_TRUNCATED for another, which read_any() reads.
+// Once for each value: it is worth its place in the loop of read().
+template <typename Number>
+inline std::int32_t RowReader::get(const Value& value, std::int32_t type, Number& number) {
+    return TRN_GetData(result_.handle(), value.column, type, &number, sizeof number, nullptr);
+}
+
+[[gnu::always_inline]] inline std::int32_t RowReader::read_short(const Value& value, char* to,
+                                                                 std::size_t& size) {
+    std::int32_t status = TRN_TRUNCATED;
+    switch (value.kind) {
+    case Kind::integer: {
+        std::int64_t number = 0;
+        status = get(value, TRN_TYPE_BIGINT, number);
+        if (status == TRN_OK) size = write_integer(number, to);
+        break;
+    }
+    case Kind::real4: {
+        float number = 0;
+        status = get(value, TRN_TYPE_FLOAT, number);
+        if (status == TRN_OK) size = write_real(number, to);
+        break;
+    }
+    case Kind::real8: {
+        double number = 0;
+        status = get(value, TRN_TYPE_DOUBLE, number);
+        if (status == TRN_OK) size = write_real(number, to);
+        break;
+    }
+    case Kind::date: {
+        std::int32_t days = 0;
+        status = get(value, TRN_TYPE_NUMERIC, days);
+        if (status == TRN_OK && (size = write_date(days, to)) == 0) return read_made_text(value, to, size);
+        break;
+    }
+    case Kind::date_time: {
+        std::int64_t milliseconds = 0;
+        status = get(value, TRN_TYPE_DATETIME_RAW, milliseconds);
+        if (status == TRN_OK && (size = write_date_time(milliseconds, to)) == 0)
+            return read_made_text(value, to, size);
+        break;
+    }
+    case Kind::text: {
+        // The library clears what it does not fill, and is quickest with short areas.
+        std::int32_t length = 0;
+        status = TRN_GetData(result_.handle(), value.column, TRN_TYPE_BYTES, to, short_area, &length);
+        if (status == TRN_OK) size = static_cast<std::size_t>(length);
+        if (status == TRN_ERR_CONVERSION) return read_made_text(value, to, size);
+        break;
+    }
+    case Kind::other: return read_made_text(value, to, size);
+    case Kind::binary:
+    case Kind::large: break;
+    }
+    return status;
+}
+
 std::int32_t RowReader::read() {
     used_ = 0;
-    const char* const area = room(0);
-    for (std::size_t i = 0; i < values_.size(); ++i) {
-        Value& value = values_[i];
-        value.begin = used_;
-        const std::int32_t status = read_value(value);
+    char* to = room(0);
+    const char* const area = to;
+    Cell* cell = cells_.data();
+    for (Value& value : values_) {
+        std::size_t size = 0;
+        std::int32_t status = read_short(value, to, size);
+        cell->rest = nullptr;
+        if (status == TRN_TRUNCATED) [[unlikely]] {
+            used_ = static_cast<std::size_t>(to - area_.data());
+            status = read_any(value, size);
+            to = room(size);
+            cell->rest = value.rest ? &*value.rest : nullptr;
+        }
         if (status != TRN_OK && status != TRN_NULL_VALUE) return status;
-        Cell& cell = cells_[i];
-        cell.null = status == TRN_NULL_VALUE;
-        cell.text = {area + value.begin, used_ - value.begin};
-        cell.rest = value.rest ? &*value.rest : nullptr;
+        cell->null = status == TRN_NULL_VALUE;
+        cell++->text = {to, size};
+        to += size;
+        *to++ = marks_.between;
     }
-    // A large value may have moved the area.
-    if (area_.data() != area)
-        for (std::size_t i = 0; i < values_.size(); ++i)
-            cells_[i].text = {area_.data() + values_[i].begin, cells_[i].text.size()};
+    if (to != area_.data()) to[-1] = marks_.behind;
+    if (area != area_.data()) find_texts();
     return TRN_OK;
+}
+
+// A large value has moved the area.
+void RowReader::find_texts() {
+    const char* at = area_.data();
+    for (Cell& cell : cells_) {
+        cell.text = {at, cell.text.size()};
+        at += cell.text.size() + 1;
+    }
 }
 
 // Room for so many bytes behind those in use, and for the short values of a whole row behind them.
 char* RowReader::room(std::size_t size) {
     const std::size_t needed = used_ + size + short_room_;
     if (area_.size() < needed) area_.resize(std::max(2 * area_.size(), needed));
-    return place();
+    return area_.data() + used_;
 }
 
-std::int32_t RowReader::read_value(Value& value) {
-    if (value.rest) value.rest.reset();
-    switch (value.kind) {
-    case Kind::integer: return read_integer(value);
-    case Kind::real4: return read_real<float>(value, TRN_TYPE_FLOAT);
-    case Kind::real8: return read_real<double>(value, TRN_TYPE_DOUBLE);
-    case Kind::date: return read_date(value);
-    case Kind::date_time: return read_date_time(value);
-    case Kind::text:
-    case Kind::binary: return read_bytes(value);
-    case Kind::large: return read_large(value);
-    case Kind::other: break;
-    }
-    return read_made_text(value);
-}
-
-std::int32_t RowReader::read_integer(const Value& value) {
-    std::int64_t number = 0;
-    const std::int32_t status =
-        TRN_GetData(result_.handle(), value.column, TRN_TYPE_BIGINT, &number, sizeof number, nullptr);
-    if (status == TRN_OK) used_ += write_integer(number, place());
-    return status;
-}
-
-template <typename Number> std::int32_t RowReader::read_real(const Value& value, std::int32_t type) {
-    Number number = 0;
-    const std::int32_t status =
-        TRN_GetData(result_.handle(), value.column, type, &number, sizeof number, nullptr);
-    if (status == TRN_OK) used_ += write_real(number, place());
-    return status;
-}
-
-std::int32_t RowReader::read_date(const Value& value) {
-    std::int32_t days = 0;
-    const std::int32_t status =
-        TRN_GetData(result_.handle(), value.column, TRN_TYPE_NUMERIC, &days, sizeof days, nullptr);
-    if (status != TRN_OK) return status;
-    const std::size_t size = write_date(days, place());
-    if (size == 0) return read_made_text(value);
-    used_ += size;
-    return status;
-}
-
-std::int32_t RowReader::read_date_time(const Value& value) {
-    std::int64_t milliseconds = 0;
-    const std::int32_t status = TRN_GetData(result_.handle(), value.column, TRN_TYPE_DATETIME_RAW,
-                                            &milliseconds, sizeof milliseconds, nullptr);
-    if (status != TRN_OK) return status;
-    const std::size_t size = write_date_time(milliseconds, place());
-    if (size == 0) return read_made_text(value);
-    used_ += size;
-    return status;
-}
-
-std::int32_t RowReader::read_made_text(const Value& value) {
+std::int32_t RowReader::read_made_text(const Value& value, char* to, std::size_t& size) {
     std::int32_t length = 0, status = TRN_TRUNCATED;
     for (std::int32_t area = made_text_area / 2; status == TRN_TRUNCATED && area <= made_text_area; area *= 2)
-        status = TRN_GetData(result_.handle(), value.column, TRN_TYPE_TEXT, place(), area, &length);
-    if (status == TRN_OK) used_ += static_cast<std::size_t>(length);
+        status = TRN_GetData(result_.handle(), value.column, TRN_TYPE_TEXT, to, area, &length);
+    if (status == TRN_OK) size = static_cast<std::size_t>(length);
     return status;
 }
 
-// The library clears what it does not fill, and is quickest with short areas.
-std::int32_t RowReader::read_bytes(Value& value) {
+// Texts and binary values of any size.
+std::int32_t RowReader::read_any(Value& value, std::size_t& size) {
+    value.rest.reset();
+    return value.kind == Kind::large ? read_large(value, size) : read_bytes(value, size);
+}
+
+std::int32_t RowReader::read_bytes(Value& value, std::size_t& size) {
     std::int32_t length = 0;
     std::int32_t status =
-        TRN_GetData(result_.handle(), value.column, TRN_TYPE_BYTES, place(), short_area, &length);
-    if (status == TRN_OK) return keep(value, static_cast<std::size_t>(length));
-    if (status == TRN_ERR_CONVERSION) return read_made_text(value);
+        TRN_GetData(result_.handle(), value.column, TRN_TYPE_BYTES, room(0), short_area, &length);
+    if (status == TRN_OK) return keep(value, size = static_cast<std::size_t>(length));
+    if (status == TRN_ERR_CONVERSION) return read_made_text(value, room(0), size);
     if (status != TRN_TRUNCATED) return status;
-    const std::size_t size = static_cast<std::size_t>(short_area) + static_cast<std::size_t>(length);
-    if (size > longest_held) {
+    const std::size_t whole = static_cast<std::size_t>(short_area) + static_cast<std::size_t>(length);
+    if (whole > longest_held) {
         value.rest.emplace(result_, value.column, nullptr,
                            value.binary ? LongValue::As::hex : LongValue::As::text);
         return TRN_OK;
     }
-    status = TRN_GetData(result_.handle(), value.column, TRN_TYPE_BYTES, room(size),
-                         static_cast<std::int32_t>(size), &length);
-    return status == TRN_OK ? keep(value, size) : status;
+    status = TRN_GetData(result_.handle(), value.column, TRN_TYPE_BYTES, room(whole),
+                         static_cast<std::int32_t>(whole), &length);
+    return status == TRN_OK ? keep(value, size = whole) : status;
 }
 
-std::int32_t RowReader::read_large(Value& value) {
+std::int32_t RowReader::read_large(Value& value, std::size_t& size) {
     if (!value.lob) value.lob = std::make_unique<Lob>();
     TRN_HANDLE* const lob = value.lob->handle();
     const std::int32_t status = TRN_GetData(result_.handle(), value.column,
@@ -226,24 +250,21 @@ std::int32_t RowReader::read_large(Value& value) {
     TRN_LobRead_SetPos(lob, 0);
     const std::int32_t got =
         TRN_Get_Lob_data(lob, room(longest_held + 1), static_cast<std::int32_t>(longest_held + 1));
-    const auto size = static_cast<std::size_t>(std::max(got, 0));
-    if (size <= longest_held) return keep(value, size);
+    const auto read = static_cast<std::size_t>(std::max(got, 0));
+    if (read <= longest_held) return keep(value, size = read);
     value.rest.emplace(result_, value.column, value.lob.get(),
                        value.binary ? LongValue::As::hex : LongValue::As::text);
     return TRN_OK;
 }
 
 // The bytes that were read behind those in use become the value.
-std::int32_t RowReader::keep(Value& value, std::size_t size) {
-    if (!value.binary) {
-        used_ += size;
-        return TRN_OK;
-    }
-    const std::string bytes(area_.data() + used_, size);
+std::int32_t RowReader::keep(const Value& value, std::size_t& size) {
+    if (!value.binary) return TRN_OK;
+    const std::string bytes(room(0), size);
     std::string digits;
     add_hex(bytes, true, digits);
-    std::ranges::copy(digits, room(digits.size()));
-    used_ += digits.size();
+    size = digits.size();
+    std::ranges::copy(digits, room(size));
     return TRN_OK;
 }
 

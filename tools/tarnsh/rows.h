@@ -88,10 +88,16 @@ template <typename Take> void each_piece(const Cell& cell, Take take) {
         take(piece);
 }
 
+// The characters that a row's texts have between them and behind the last one, where they lie one behind the other.
+struct RowMarks {
+    char between = 0, behind = 0;
+};
+
 // What takes the rows of a query, one result after the other. Cells live until row() returns.
 class RowSink {
   public:
     virtual ~RowSink() = default;
+    virtual RowMarks marks() const { return {}; }
     virtual void begin(const std::vector<Column>& columns) = 0;
     virtual void row(const std::vector<Cell>& cells) = 0;
     virtual void end() = 0;
@@ -106,7 +112,7 @@ std::vector<Column> columns_of(Result& result);
 class RowReader {
   public:
     // descriptors: large objects come as descriptors and are fetched.
-    RowReader(Result& result, const std::vector<Column>& columns, bool descriptors);
+    RowReader(Result& result, const std::vector<Column>& columns, bool descriptors, RowMarks marks);
     // Reads the current row. TRN_OK, or the status of the value that could not be read.
     std::int32_t read();
     const std::vector<Cell>& cells() const { return cells_; }
@@ -127,28 +133,26 @@ class RowReader {
         std::int32_t column;
         Kind kind;
         bool binary;
-        std::size_t begin = 0; // in the area
         std::unique_ptr<Lob> lob{};
         std::optional<LongValue> rest{};
     };
 
-    std::int32_t read_value(Value& value);
-    template <typename Number> std::int32_t read_real(const Value& value, std::int32_t type);
-    std::int32_t read_integer(const Value& value);
-    std::int32_t read_date(const Value& value);
-    std::int32_t read_date_time(const Value& value);
-    std::int32_t read_made_text(const Value& value);
-    std::int32_t read_bytes(Value& value);
-    std::int32_t read_large(Value& value);
-    std::int32_t keep(Value& value, std::size_t size);
+    template <typename Number> std::int32_t get(const Value& value, std::int32_t type, Number& number);
+    std::int32_t read_short(const Value& value, char* to, std::size_t& size);
+    std::int32_t read_made_text(const Value& value, char* to, std::size_t& size);
+    std::int32_t read_any(Value& value, std::size_t& size);
+    std::int32_t read_bytes(Value& value, std::size_t& size);
+    std::int32_t read_large(Value& value, std::size_t& size);
+    std::int32_t keep(const Value& value, std::size_t& size);
+    void find_texts();
     char* room(std::size_t size);
-    char* place() { return area_.data() + used_; }
 
     Result& result_;
+    RowMarks marks_;
     std::vector<Value> values_;
     std::vector<Cell> cells_;
-    std::size_t
-        short_room_; // for the values of a row that are short, and at least 16 bytes behind each value
+    // For the values of a row that are short, a mark behind each, and at least 16 bytes behind it.
+    std::size_t short_room_;
     std::vector<char> area_;
     std::size_t used_ = 0;
 };

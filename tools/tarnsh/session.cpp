@@ -46,7 +46,7 @@ bool may_be_query(const std::string& sql) {
 }
 
 void pass_rows(Session& session, Result& result, const std::vector<Column>& columns, RowSink& sink) {
-    RowReader reader(result, columns, session.descriptors);
+    RowReader reader(result, columns, session.descriptors, sink.marks());
     while (TRN_ReadNext(result.handle()) == TRN_OK) {
         if (session.is_stopped && session.is_stopped()) fail(exit_statement, "stopped");
         const std::int32_t status = reader.read();

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstring>
 
@@ -38,25 +39,47 @@ void put_two(unsigned number, char* out) {
 
 } // namespace
 
-// Two digits a step, from the end of a scratch area, and one copy of a fixed size.
-static std::size_t write_digits(std::uint64_t number, bool negative, char* out) {
-    char area[2 * longest_number];
-    char* const end = area + longest_number;
-    char* at = end;
-    for (; number >= 100; number /= 100)
-        put_two(static_cast<unsigned>(number % 100), at -= 2);
-    if (number >= 10)
-        put_two(static_cast<unsigned>(number), at -= 2);
-    else
-        *--at = static_cast<char>('0' + number);
-    if (negative) *--at = '-';
-    std::memcpy(out, at, 20);
-    return static_cast<std::size_t>(end - at);
+// The digits of a number below 100,000,000, a byte each, the first in the lowest one. Each step halves the parts of all numbers at
+// once.
+static inline std::uint64_t eight_digits(std::uint32_t number) {
+    const std::uint64_t fours = number / 10'000 | std::uint64_t{number % 10'000} << 32;
+    const std::uint64_t hundreds = (fours * 10'486 >> 20) & 0x7F'0000'007F;
+    const std::uint64_t twos = hundreds | (fours - 100 * hundreds) << 16;
+    const std::uint64_t tens = (twos * 103 >> 10) & 0xF'000F'000F'000F;
+    return tens | (twos - 10 * tens) << 8;
+}
+
+static inline void put_digits(std::uint64_t digits, char* out) {
+    digits |= 0x3030'3030'3030'3030;
+    if constexpr (std::endian::native == std::endian::big) digits = __builtin_bswap64(digits);
+    std::memcpy(out, &digits, 8);
+}
+
+// The same without the zeros in front, and the end of them; eight bytes are written.
+static inline char* put_short(std::uint32_t number, char* out) {
+    if (number < 10) {
+        *out = static_cast<char>('0' + number);
+        return out + 1;
+    }
+    const std::uint64_t digits = eight_digits(number);
+    const int zeros = std::countr_zero(digits | std::uint64_t{1} << 56) / 8;
+    put_digits(digits >> 8 * zeros, out);
+    return out + 8 - zeros;
+}
+
+static char* put_number(std::uint64_t number, char* out) {
+    constexpr std::uint64_t eight = 100'000'000;
+    if (number < eight) return put_short(static_cast<std::uint32_t>(number), out);
+    out = put_number(number / eight, out);
+    put_digits(eight_digits(static_cast<std::uint32_t>(number % eight)), out);
+    return out + 8;
 }
 
 std::size_t write_integer(std::int64_t number, char* out) {
     const auto bits = static_cast<std::uint64_t>(number);
-    return write_digits(number < 0 ? 0 - bits : bits, number < 0, out);
+    char* at = out;
+    if (number < 0) *at++ = '-';
+    return static_cast<std::size_t>(put_number(number < 0 ? 0 - bits : bits, at) - out);
 }
 
 // Most numbers have a few decimals. One that is a whole number of millionths, of 15 digits at most, is the only such decimal that reads
@@ -66,17 +89,14 @@ static std::size_t write_millionths(double number, char* out) {
     if (!(size >= 1e-4 && scaled < 1e15)) return 0;
     const auto millionths = static_cast<std::uint64_t>(scaled + 0.5);
     if (static_cast<double>(millionths) / 1e6 != size) return 0;
-    std::size_t length = write_digits(millionths / 1'000'000, number < 0, out);
-    auto rest = static_cast<unsigned>(millionths % 1'000'000);
-    if (rest == 0) return length;
-    out[length] = '.';
-    put_two(rest / 10'000, out + length + 1);
-    put_two(rest / 100 % 100, out + length + 3);
-    put_two(rest % 100, out + length + 5);
-    length += 7;
-    while (out[length - 1] == '0')
-        --length;
-    return length;
+    char* at = out;
+    if (number < 0) *at++ = '-';
+    at = put_number(millionths / 1'000'000, at);
+    const std::uint64_t digits = eight_digits(static_cast<std::uint32_t>(millionths % 1'000'000)) >> 16;
+    if (digits == 0) return static_cast<std::size_t>(at - out);
+    *at = '.';
+    put_digits(digits, at + 1);
+    return static_cast<std::size_t>(at - out) + 9 - static_cast<std::size_t>(std::countl_zero(digits)) / 8;
 }
 
 std::size_t write_real(double number, char* out) {
