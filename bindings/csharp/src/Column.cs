@@ -135,7 +135,7 @@ namespace Tarnsql
             }
             bool isKey = (Flags & flagPrimaryKey) != 0;
             row[SchemaTableColumn.IsLong] = IsLob;
-            row[SchemaTableColumn.AllowDBNull] = (Flags & flagNotNull) == 0;
+            row[SchemaTableColumn.AllowDBNull] = !isKey && (Flags & flagNotNull) == 0;
             row[SchemaTableColumn.IsKey] = isKey;
             row[SchemaTableColumn.IsUnique] = false; // a column of a key of several need not be
             row[SchemaTableColumn.IsAliased] = Name != BaseName;

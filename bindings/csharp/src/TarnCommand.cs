@@ -18,6 +18,7 @@ namespace Tarnsql
         private CommandType type = CommandType.Text;
         private ServerName prepared; // the text of the statement it was made of is preparedText
         private string preparedText;
+        private volatile Session usedLast;
         private int timeout, fetchSize;
 
         /// <summary>A command that is to get its statement and its connection.</summary>
@@ -120,8 +121,8 @@ namespace Tarnsql
         /// <summary>Ends the command if it runs, from another thread: it fails with the code EX001, and the link is gone.</summary>
         public override void Cancel()
         {
-            TarnConnection current = connection;
-            if (current != null && current.State != ConnectionState.Closed) current.CancelFor(this);
+            Session session = usedLast; // not the connection's: a Close that waits for this command has taken that away
+            if (session != null) session.Cancel(this);
         }
 
         /// <summary>Has the server prepare the statement, to be run again and again, until the command gets another text or ends.</summary>
@@ -217,7 +218,7 @@ namespace Tarnsql
                     session.Begin(timeout);
                     using (var binding = new Binding(session)) cursor = Run(session, binding, result, behavior, inBlocks);
                     var items = new ResultItems(result, session, Statement.InsertsOneRow(text));
-                    return new TarnDataReader(connection, this, items, cursor, behavior);
+                    return new TarnDataReader(this, session, items, cursor, behavior);
                 }
                 catch
                 {
@@ -288,7 +289,7 @@ namespace Tarnsql
             if (text.Trim().Length == 0) throw new InvalidOperationException("the command has no statement");
             if (DbTransaction != null && DbTransaction.Connection != null && DbTransaction.Connection != connection)
                 throw new InvalidOperationException("the command's transaction is another connection's");
-            return connection.Session;
+            return usedLast = connection.Session;
         }
 
         private void Unprepare()

@@ -172,12 +172,6 @@ namespace Tarnsql
             base.Dispose(disposing);
         }
 
-        internal void CancelFor(TarnCommand command)
-        {
-            Session open = session;
-            if (open != null) open.Cancel(command);
-        }
-
         /// <summary>Raises StateChange when there is news.</summary>
         internal void TellState()
         {

@@ -23,6 +23,8 @@ namespace Tarnsql
         public override int GetValues(object[] values)
         {
             if (values == null) throw new ArgumentNullException("values");
+            RequireOpen();
+            if (!onRow) throw NoRow();
             int count = Math.Min(values.Length, FieldCount);
             for (int i = 0; i < count; ++i) values[i] = GetValue(i);
             return count;
@@ -53,7 +55,7 @@ namespace Tarnsql
             return checked((int)GetInt64(ordinal));
         }
 
-        /// <summary>A number that has room in 64 bits.</summary>
+        /// <summary>A number that has room in 64 bits; decimals are rounded.</summary>
         public override long GetInt64(int ordinal)
         {
             long number;

@@ -21,15 +21,14 @@ namespace Tarnsql
         private bool onRow, closed, hasRows;
         private long rowNumber;
 
-        internal TarnDataReader(TarnConnection connection, TarnCommand command, ResultItems items, ServerCursor cursor,
-                                CommandBehavior behavior)
+        internal TarnDataReader(TarnCommand command, Session session, ResultItems items, ServerCursor cursor, CommandBehavior behavior)
         {
-            this.connection = connection;
             this.command = command;
-            this.behavior = behavior;
+            this.session = session;
             this.items = items;
             this.cursor = cursor;
-            session = connection.Session;
+            this.behavior = behavior;
+            connection = command.Connection;
             if (items.ToQuery()) Take();
         }
 
@@ -106,7 +105,7 @@ namespace Tarnsql
         {
             if (closed) return;
             closed = true;
-            onRow = false;
+            onRow = hasRows = false;
             values = null;
             items.Dispose();
             if (cursor != null) cursor.Dispose();
@@ -202,8 +201,13 @@ namespace Tarnsql
         private RowValues Row(int ordinal)
         {
             ColumnAt(ordinal);
-            if (!onRow) throw new InvalidOperationException("there is no current row: Read comes first");
+            if (!onRow) throw NoRow();
             return values;
+        }
+
+        private static InvalidOperationException NoRow()
+        {
+            return new InvalidOperationException("there is no current row: Read comes first");
         }
     }
 }

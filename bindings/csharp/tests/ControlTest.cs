@@ -56,6 +56,7 @@ internal sealed class ControlTest : ServerTest
     {
         TarnCommand command = Command(endless), other = Command("SELECT 1");
         command.Cancel();
+        other.Prepare(); // which ends with each session, and is forgotten with it
         var states = new List<ConnectionState>();
         Connection.StateChange += (sender, change) => states.Add(change.CurrentState);
         for (int round = 0; round < 3; ++round)
@@ -140,6 +141,63 @@ internal sealed class ControlTest : ServerTest
                 }
             }
         });
+    }
+
+    /// Commands, cancels, closes and opens of one connection from several threads: failures are exceptions of the right kinds.
+    public void AConnectionInAStormFailsInOrder()
+    {
+        TarnCommand[] commands = { Command("SELECT 1"), Command(endless), Command("SELECT 2 UNION ALL SELECT 3") };
+        commands[2].FetchSize = 1;
+        bool over = false;
+        var threads = new List<Task>();
+        foreach (TarnCommand each in commands)
+            threads.Add(Task.Run(() => { while (!Volatile.Read(ref over)) Tolerate(() => ReadAll(each)); }));
+        Task running = Task.WhenAll(threads);
+        Task cancelling = Task.Run(() => { while (!running.IsCompleted) foreach (TarnCommand each in commands) each.Cancel(); });
+        for (int round = 0; round < 100; ++round)
+        {
+            Tolerate(Connection.Close);
+            Tolerate(Connection.Open);
+            Tolerate(() => { using (Connection.BeginTransaction()) commands[0].ExecuteScalar(); });
+        }
+        Volatile.Write(ref over, true);
+        Check.True(cancelling.Wait(60000), "a thread hangs");
+        running.Wait();
+        Connection.Close();
+        Connection.Open();
+        Check.Equal(1L, commands[0].ExecuteScalar());
+    }
+
+    private static void ReadAll(TarnCommand command)
+    {
+        using (TarnDataReader reader = command.ExecuteReader())
+            while (reader.Read()) reader.GetInt64(0);
+    }
+
+    private static void Tolerate(Action action)
+    {
+        try
+        {
+            action();
+        }
+        catch (InvalidOperationException)
+        {
+            // closed, or not open yet
+        }
+        catch (TarnException)
+        {
+            // cancelled, or the link has gone
+        }
+    }
+
+    public void TheEncryptedChannelDoesTheSame()
+    {
+        using (TarnConnection connection = Open("use_ssl=on"))
+        using (var command = new TarnCommand("SELECT ?", connection))
+        {
+            command.Parameters.Add("encrypted");
+            Check.Equal("encrypted", command.ExecuteScalar());
+        }
     }
 
     public void ClosingWaitsAndResultsOutliveIt()
