@@ -71,6 +71,11 @@ internal sealed class CommandTest : ServerTest
             Check.Equal(2, reader.RecordsAffected);
             Check.Throws<InvalidOperationException>(() => reader.Read(), "closed");
         }
+        using (TarnDataReader reader = Command("SELECT 1; SELECT 2; DELETE FROM town").ExecuteReader())
+        {
+            reader.Close();
+            Check.Equal(1, reader.RecordsAffected, "what was left when it closed");
+        }
         using (TarnDataReader reader = Command("UPDATE town SET people = 0").ExecuteReader())
             Check.True(!reader.Read() && !reader.HasRows && !reader.NextResult() && reader.GetSchemaTable() == null, "no result at all");
     }

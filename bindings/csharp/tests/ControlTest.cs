@@ -282,6 +282,26 @@ internal sealed class ControlTest : ServerTest
         command.ExecuteReader().Read();
     }
 
+    /// Items that nobody reads are released too, with their readers and where a command gives them up.
+    public void UnreadResultsAreReleased()
+    {
+        const string statements = "SELECT 1; SELECT zeroblob(4000000); SELECT zeroblob(4000000)";
+        long before = 0;
+        for (int i = 0; i < 60; ++i)
+        {
+            if (i == 10) before = Resident();
+            using (TarnDataReader reader = Command(statements).ExecuteReader()) reader.Read();
+            Check.Throws<TarnException>(() => Run(statements + "; SELECT * FROM nowhere"));
+        }
+        Check.True(Resident() - before < 100 << 20, "it keeps " + (Resident() - before) + " bytes");
+    }
+
+    private static long Resident()
+    {
+        GC.Collect();
+        return long.Parse(File.ReadAllText("/proc/self/statm").Split(' ')[1]) * Environment.SystemPageSize;
+    }
+
     private static int OpenFiles()
     {
         return Directory.GetFiles("/proc/self/fdinfo").Length;

@@ -83,6 +83,8 @@ internal sealed class ValuesTest : ServerTest
         Check.Throws<ArgumentException>(() => One("SELECT ?", TimeSpan.FromHours(24)), "no time of day");
         Check.Throws<ArgumentException>(() => One("SELECT ?", new object()), "no type of the server's");
         Check.Throws<ArgumentException>(() => One("SELECT ?", "\ud83c"), "half a character");
+        Check.Throws<ArgumentException>(() => One("SELECT ?, ?", 1, new object()), "the second of two");
+        Check.Equal(1L, One("SELECT 1"), "behind what was bound in vain");
         Check.Throws<ArgumentException>(() => One("SELECT 'a\0b'"), "a zero in a statement");
         Check.Equal(DBNull.Value, One("SELECT ?", ""), "an empty text is a null in the protocol");
     }
