@@ -6,7 +6,8 @@
 A fenced block is a sample: c, cpp, csharp, python or sh. A text block right behind one is what it prints. Each page has a tarnlite
 of its own, whose port stands in for 5139, and its samples run there in order, in one directory. A C sample with a main is
 a program and gets the connection string as its argument; one without is put into the frame, the program in the guide's
-first page with a line "/* the sample */". The python blocks of a page are one program, and so are the csharp blocks, whose statements stand in a Main.
+first page with a line "/* the sample */". The python blocks of a page are one program, and
+so are the csharp blocks, whose statements stand in a Main.
 """
 import argparse
 import importlib.util
