@@ -13,7 +13,8 @@ presets=("$@")
 [ "${presets[*]}" != all ] || presets=(release asan tsan windows)
 
 # shellcheck disable=SC2086
-need_packages $build_packages libgtest-dev libssl-dev unicode-data python3 python3-dev python3-numpy python3-pandas python3-pexpect
+need_packages $build_packages libgtest-dev libssl-dev unicode-data python3 python3-dev python3-numpy python3-pandas python3-pexpect \
+    mono-mcs mono-runtime libmono-system-data4.0-cil
 case " ${presets[*]} " in
 *" windows "*) need_packages g++-mingw-w64-x86-64-posix googletest wine wine64 ;;
 esac

@@ -3,16 +3,18 @@
 
     check_samples.py BUILD-DIRECTORY
 
-A fenced block is a sample: c, cpp, python or sh. A text block right behind one is what it prints. Each page has a tarnlite
+A fenced block is a sample: c, cpp, csharp, python or sh. A text block right behind one is what it prints. Each page has a tarnlite
 of its own, whose port stands in for 5139, and its samples run there in order, in one directory. A C sample with a main is
 a program and gets the connection string as its argument; one without is put into the frame, the program in the guide's
-first page with a line "/* the sample */". The python blocks of a page are one program.
+first page with a line "/* the sample */". The python blocks of a page are one program, and
+so are the csharp blocks, whose statements stand in a Main.
 """
 import argparse
 import importlib.util
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -33,7 +35,7 @@ def samples(page):
     text = page.read_text("utf-8")
     for block in BLOCK.finditer(text):
         line = text.count("\n", 0, block.start()) + 2
-        if block[1] not in ("c", "cpp", "python", "sh"):
+        if block[1] not in ("c", "cpp", "csharp", "python", "sh"):
             raise ValueError(f"{page}:{line}: a block of no known language: '{block[1]}'")
         yield block[1], block[2], line, block[3]
 
@@ -78,27 +80,46 @@ def compiled(language, code, build):
             f"-L{build / 'src'}", f"-Wl,-rpath,{build / 'src'}", "-ltarnsql"]
 
 
+def compiled_csharp(code, build):
+    """The command that compiles statements, with their using lines before them, to ./sample.exe."""
+    using = "".join(re.findall(r"^using [\w.]+;\n", code, re.M))
+    statements = re.sub(r"^using [\w.]+;\n", "", code, flags=re.M)
+    pathlib.Path("sample.cs").write_text(f"{using}static class Sample {{ static void Main() {{\n{statements}}} }}\n", "utf-8")
+    for file in ("Tarnsql.dll", "Tarnsql.dll.config"):
+        shutil.copy(build / "bindings/csharp" / file, ".")
+    return ["mcs", "-langversion:7", "-warnaserror", "-r:System.Data.dll", "-r:Tarnsql.dll", "-out:sample.exe", "sample.cs"]
+
+
 def run(language, code, build, connection):
     """Runs a sample and gives what it printed; a failure is an exception with all that it said."""
-    command = {"c": ["./sample", connection], "cpp": ["./sample", connection],
+    command = {"c": ["./sample", connection], "cpp": ["./sample", connection], "csharp": ["mono", "sample.exe"],
                "python": [sys.executable, "-c", code], "sh": ["bash", "-euo", "pipefail", "-c", code]}[language]
-    if language in COMPILERS:
-        subprocess.run(compiled(language, code, build), check=True, text=True, capture_output=True, timeout=60)
+    if language in COMPILERS or language == "csharp":
+        compile_it = compiled_csharp(code, build) if language == "csharp" else compiled(language, code, build)
+        subprocess.run(compile_it, check=True, text=True, capture_output=True, timeout=60)
     return subprocess.run(command, check=True, text=True, capture_output=True, timeout=60).stdout
+
+
+def missing_for(language, code, build):
+    """What samples of a language need and is not here."""
+    if language == "csharp":
+        return "" if (build / "bindings/csharp/Tarnsql.dll").exists() else "mono"
+    return "pandas" if "import pandas" in code and not importlib.util.find_spec("pandas") else ""
 
 
 def run_page(page, build, connection):
     """Gives the number of samples that ran and of those that failed."""
     port = re.search(r"port=(\d+)", connection)[1]
     blocks = list(samples(page))
-    python = [block for block in blocks if block[0] == "python"]
-    if python and "import pandas" in python[0][1] and not importlib.util.find_spec("pandas"):
-        print(f"{page.relative_to(SOURCE)}: skipped: no pandas")
-        blocks = [block for block in blocks if block[0] != "python"]
-    elif python:  # one program, behind the others
-        joined = ("python", "\n".join(block[1] for block in python), python[0][2],
-                  "".join(block[3] or "" for block in python) or None)
-        blocks = [block for block in blocks if block[0] != "python"] + [joined]
+    for joined in ("python", "csharp"):  # one program each, behind the others
+        parts = [block for block in blocks if block[0] == joined]
+        blocks = [block for block in blocks if block[0] != joined]
+        missing = parts and missing_for(joined, parts[0][1], build)
+        if missing:
+            print(f"{page.relative_to(SOURCE)}: skipped: no {missing}")
+        elif parts:
+            printed = "".join(block[3] or "" for block in parts)
+            blocks.append((joined, "\n".join(block[1] for block in parts), parts[0][2], printed or None))
     failed = 0
     for language, code, line, expected in blocks:
         if language == "c" and not re.search(r"\bmain\(", code):
@@ -127,6 +148,7 @@ def main():
 
     if given.page:  # below, with a server for the page
         os.environ.update(TARNSQL_LIBRARY=str(build / "src/libtarnsql.so"), PYTHONDONTWRITEBYTECODE="1",
+                          LD_LIBRARY_PATH=str(build / "src"),
                           PYTHONPATH=str(build / "bindings/python/module"),
                           PATH=f"{build}/tools/tarnlite:{build}/tools/tarnsh:{os.environ['PATH']}")
         with tempfile.TemporaryDirectory() as work:
