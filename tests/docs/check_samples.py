@@ -103,7 +103,7 @@ def run(language, code, build, connection):
 def missing_for(language, code, build):
     """What samples of a language need and is not here."""
     if language == "csharp":
-        return "" if (build / "bindings/csharp/Tarnsql.dll").exists() else "mono"
+        return "" if (build / "bindings/csharp/Tarnsql.dll").exists() else "C# provider in this build (it needs mono)"
     return "pandas" if "import pandas" in code and not importlib.util.find_spec("pandas") else ""
 
 
