@@ -108,22 +108,23 @@ std::size_t write_real(float number, char* out) {
     return static_cast<std::size_t>(fmt::format_to(out, FMT_COMPILE("{}"), number) - out);
 }
 
-// The proleptic Gregorian calendar, in eras of 400 years that begin on the first of March.
+// The proleptic Gregorian calendar, in years that begin on the first of March. Four years have 1461 days, and 2939745 is 2^32/1461:
+// of that product the year stands above 32 bits, and what is left of it below.
 std::size_t write_date(std::int32_t days, char* out) {
     const std::int64_t from_march = std::int64_t{days} + 719'468;
     if (from_march < 306 || from_march > 3'652'364) return 0; // before year 0 is over, or past 9999
-    const auto day = static_cast<std::uint32_t>(from_march);
-    const std::uint32_t era = day / 146'097, of_era = day % 146'097;
-    const std::uint32_t year_of_era = (of_era - of_era / 1460 + of_era / 36'524 - of_era / 146'096) / 365;
-    const std::uint32_t of_year = of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
-    const std::uint32_t shifted = (5 * of_year + 2) / 153;
-    const std::uint32_t month = shifted < 10 ? shifted + 3 : shifted - 9;
-    const std::uint32_t year = era * 400 + year_of_era + (month <= 2 ? 1 : 0);
+    const std::uint32_t quarters = 4 * static_cast<std::uint32_t>(from_march) + 3;
+    const std::uint32_t century = quarters / 146'097;
+    const std::uint64_t years = std::uint64_t{2'939'745} * (quarters % 146'097 | 3);
+    const std::uint32_t of_year = static_cast<std::uint32_t>(years) / 2'939'745 / 4;
+    const std::uint32_t month_day = 2141 * of_year + 197'913; // 65536/2141 is a month's average
+    const bool next_year = of_year >= 306;
+    const std::uint32_t year = 100 * century + static_cast<std::uint32_t>(years >> 32) + (next_year ? 1 : 0);
     put_two(year / 100, out);
     put_two(year % 100, out + 2);
     out[4] = out[7] = '-';
-    put_two(month, out + 5);
-    put_two(of_year - (153 * shifted + 2) / 5 + 1, out + 8);
+    put_two((month_day >> 16) - (next_year ? 12 : 0), out + 5);
+    put_two((month_day & 0xFFFF) / 2141 + 1, out + 8);
     return 10;
 }
 
