@@ -30,8 +30,8 @@ inline constexpr bool holds_bytes<T, std::void_t<element_of<T>, decltype(std::de
 /// Takes everything with data() and size() over std::byte or unsigned char: vectors, arrays, a std::span.
 class bytes_view {
   public:
-    using value_type = std::byte;
-    using const_iterator = const std::byte*;
+    using value_type = std::byte;            ///< what it is made of
+    using const_iterator = const std::byte*; ///< a step through it
 
     /// No bytes.
     constexpr bytes_view() noexcept = default;

@@ -101,6 +101,7 @@ template <class... Ts> class cursor {
   public:
     /// What the range is made of: row, or a tuple.
     using value = std::conditional_t<sizeof...(Ts) == 0, row, std::tuple<Ts...>>;
+    /// A step through the rows.
     using iterator = row_iterator<detail::cursor_state, value>;
 
     /// At the next row. Throws as row_iterator does.

@@ -75,11 +75,11 @@ class row {
 /// values. Source is what has the rows, of which there is nothing for programs.
 template <class Source, class Value> class row_iterator {
   public:
-    using iterator_category = std::input_iterator_tag;
-    using value_type = Value;
-    using difference_type = std::ptrdiff_t;
-    using pointer = void;
-    using reference = Value;
+    using iterator_category = std::input_iterator_tag; ///< forward and once
+    using value_type = Value;                          ///< a row or a tuple
+    using difference_type = std::ptrdiff_t;            ///< of no use here
+    using pointer = void;                              ///< there is none
+    using reference = Value;                           ///< made new by every *
 
     /// Behind the last row.
     row_iterator() noexcept = default;
@@ -141,6 +141,7 @@ struct column_info {
 /// An error of the server behind rows is thrown when the rows have been read: at the end of the range or by next_result().
 class result {
   public:
+    /// A step through the rows.
     using iterator = row_iterator<detail::result_state, row>;
 
     /// An empty result.
@@ -219,6 +220,7 @@ inline column_info result::column(size_t index) const {
 /// Moving it leaves iterators valid.
 template <class... Ts> class rows {
   public:
+    /// A step through the rows.
     using iterator = row_iterator<detail::result_state, std::tuple<Ts...>>;
 
     /// Reads a result's rows so. Throws usage_error when it has another number of columns.

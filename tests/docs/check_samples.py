@@ -4,9 +4,9 @@
     check_samples.py BUILD-DIRECTORY
 
 A fenced block is a sample: c, cpp, python or sh. A text block right behind one is what it prints. Each page has a tarnlite
-of its own, whose port stands in for 5139, and its samples run there in order, in one directory. A C sample with a main is
-a program and gets the connection string as its argument; one without is put into the frame, the program in the guide's
-first page with a line "/* the sample */". The python blocks of a page are one program.
+of its own, whose port stands in for 5139, and its samples run there in order, in one directory. A C or C++ sample with a
+main is a program and gets the connection string as its argument; one without is put into its language's frame, the program with
+a line "/* the sample */" in the guide's first page, in that about C++. The python blocks of a page are one program.
 """
 import argparse
 import importlib.util
@@ -25,7 +25,7 @@ BLOCK = re.compile(r"^```(\w*)\n(.*?)^```\n(?:\n```text\n(.*?)^```\n)?", re.M | 
 LINK = re.compile(r"\]\(([^)\s]+)\)")
 PLACE = "/* the sample */"
 WARNINGS = ["-Wall", "-Wextra", "-Wpedantic", "-Werror"]
-COMPILERS = {"c": [os.environ.get("CC", "cc"), "-std=c99"], "cpp": [os.environ.get("CXX", "c++"), "-std=c++20"]}
+COMPILERS = {"c": [os.environ.get("CC", "cc"), "-std=c99"], "cpp": [os.environ.get("CXX", "c++"), "-std=c++17", "-pthread"]}
 
 
 def samples(page):
@@ -38,8 +38,9 @@ def samples(page):
         yield block[1], block[2], line, block[3]
 
 
-def frame():
-    return next(code for _, code, _, _ in samples(SOURCE / "docs/guide/README.md") if PLACE in code)
+def frame(language):
+    page = {"c": "README.md", "cpp": "cpp.md"}[language]
+    return next(code for _, code, _, _ in samples(SOURCE / "docs/guide" / page) if PLACE in code)
 
 
 def lead_nowhere(page):
@@ -101,9 +102,9 @@ def run_page(page, build, connection):
         blocks = [block for block in blocks if block[0] != "python"] + [joined]
     failed = 0
     for language, code, line, expected in blocks:
-        if language == "c" and not re.search(r"\bmain\(", code):
-            code = frame().replace(PLACE, code)
-        code = re.sub(r"\b(port[= ])5139\b", rf"\g<1>{port}", code)
+        if language in COMPILERS and not re.search(r"\bmain\(", code):
+            code = frame(language).replace(PLACE, code)
+        code = re.sub(r"\b(port ?=? ?)5139\b", rf"\g<1>{port}", code)
         try:
             printed = run(language, code, build, connection)
         except subprocess.SubprocessError as error:
