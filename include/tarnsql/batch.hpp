@@ -3,7 +3,6 @@
 #pragma once
 
 #include <array>
-#include <cstring>
 #include <iterator>
 #include <string>
 #include <tuple>
@@ -78,11 +77,9 @@ template <class T> class array_column {
         }
     }
     void add_run(const void* bytes, size_t size) {
-        const size_t before = elements_.size();
         const auto length = static_cast<int32_t>(size);
-        elements_.resize(before + 4 + size);
-        std::memcpy(elements_.data() + before, &length, 4);
-        if (size > 0) std::memcpy(elements_.data() + before + 4, bytes, size);
+        elements_.append(reinterpret_cast<const char*>(&length), sizeof length);
+        if (size > 0) elements_.append(static_cast<const char*>(bytes), size);
         lengths_.push_back(length);
     }
     void add_null() {

@@ -18,7 +18,7 @@
 namespace tarnsql {
 
 namespace detail {
-inline int32_t bind_lob(const place& at, large_object& lob);
+inline int32_t bind_lob(const place& at, const large_object& lob);
 inline bool get_lob(result_state& from, int32_t column, large_object& value);
 } // namespace detail
 
@@ -106,7 +106,7 @@ class large_object {
     }
 
     /// The handle variable, for calls of tarnsql.h; made when there is none yet. Throws error when memory is short.
-    TRN_HANDLE* native_handle() {
+    TRN_HANDLE* native_handle() const {
         if (!handle_ && TRN_Create_Lob(&handle_) != TRN_OK) throw error(TRN_ERR_MEMORY, "out of memory");
         return &handle_;
     }
@@ -123,7 +123,7 @@ class large_object {
         size_ += static_cast<int64_t>(size);
     }
 
-    TRN_HANDLE handle_ = nullptr;
+    mutable TRN_HANDLE handle_ = nullptr; // made when it is needed first
     lob_kind kind_ = lob_kind::binary;
     int64_t size_ = 0;
     int64_t position_ = 0;
@@ -132,7 +132,7 @@ class large_object {
 namespace detail {
 
 // A large object travels only when it is marked complete.
-inline int32_t bind_lob(const place& at, large_object& lob) {
+inline int32_t bind_lob(const place& at, const large_object& lob) {
     TRN_HANDLE* handle = lob.native_handle();
     TRN_Put_Lob_data(handle, nullptr, TRN_LOB_END);
     const int32_t type = lob.kind() == lob_kind::character ? TRN_TYPE_CLOB : TRN_TYPE_BLOB;

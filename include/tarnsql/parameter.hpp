@@ -203,7 +203,7 @@ template <class T> int32_t bind_value(const place& at, const T& value) {
     } else if constexpr (is_optional<T>) {
         return value ? bind_value(at, *value) : bind_null(at);
     } else if constexpr (std::is_same_v<T, large_object>) {
-        return bind_lob(at, const_cast<T&>(value)); // in large_object.hpp: the object is marked complete
+        return bind_lob(at, value); // in large_object.hpp
     } else {
         const auto encoded = encoder<T>::encode(value);
         if constexpr (is_fixed<T>)

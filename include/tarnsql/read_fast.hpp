@@ -13,7 +13,7 @@
 
 namespace tarnsql::detail {
 
-template <class T> struct fast_reader { static constexpr bool exists = false; };
+template <class T, class = void> struct fast_reader { static constexpr bool exists = false; };
 
 template <class T, int32_t target, int32_t lowest, int32_t highest> struct number_reader {
     static constexpr bool exists = true;
@@ -23,13 +23,9 @@ template <class T, int32_t target, int32_t lowest, int32_t highest> struct numbe
     }
 };
 
-template <>
-struct fast_reader<int16_t> : number_reader<int16_t, TRN_TYPE_SMALLINT, TRN_TYPE_TINYINT, TRN_TYPE_SMALLINT> {
-};
-template <>
-struct fast_reader<int32_t> : number_reader<int32_t, TRN_TYPE_INTEGER, TRN_TYPE_TINYINT, TRN_TYPE_INTEGER> {};
-template <>
-struct fast_reader<int64_t> : number_reader<int64_t, TRN_TYPE_BIGINT, TRN_TYPE_TINYINT, TRN_TYPE_BIGINT> {};
+template <class T>
+struct fast_reader<T, std::enable_if_t<is_number<T> && std::is_signed_v<T> && (sizeof(T) > 1)>>
+    : number_reader<T, integer_type<sizeof(T)>, TRN_TYPE_TINYINT, integer_type<sizeof(T)>> {};
 template <>
 struct fast_reader<float> : number_reader<float, TRN_TYPE_FLOAT, TRN_TYPE_FLOAT, TRN_TYPE_FLOAT> {};
 template <>

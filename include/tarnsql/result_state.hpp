@@ -97,7 +97,8 @@ class result_state {
         if (!handle) return;
         TRN_getResultRet(&handle, &kind, &count_, nullptr, nullptr, nullptr);
         if (count_ > room_) {
-            columns_.reset(new column_slot[static_cast<size_t>(count_)]);
+            many_columns_.reset(new column_slot[static_cast<size_t>(count_)]);
+            columns_ = many_columns_.get();
             room_ = count_;
         }
         for (int32_t i = 0; i < count_; ++i)
@@ -208,9 +209,12 @@ class result_state {
         if (!further) throw_error_behind();
     }
 
-    int32_t count_ = 0; // of the columns
-    int32_t room_ = 0;  // slots that there are
-    std::unique_ptr<column_slot[]> columns_;
+    static constexpr int32_t few = 8;
+    int32_t count_ = 0;  // of the columns
+    int32_t room_ = few; // slots that there are
+    column_slot* columns_ = few_columns_;
+    column_slot few_columns_[few]; // of most queries: no memory of their own
+    std::unique_ptr<column_slot[]> many_columns_;
     std::unique_ptr<column_names> names_; // null until asked for
     std::unique_ptr<server_error> error_behind_;
     bool text_told_ = false;
