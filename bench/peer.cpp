@@ -214,11 +214,13 @@ Peer::~Peer() {
     waitpid(process_, nullptr, 0);
 }
 
+std::string Peer::settings(const std::string& keys) const {
+    return "server=127.0.0.1;port=" + std::to_string(port_) + ";db=d;user=u;password=p" + keys;
+}
+
 TRN_HANDLE Peer::open(const std::string& keys) const {
-    const std::string settings =
-        "server=127.0.0.1;port=" + std::to_string(port_) + ";db=d;user=u;password=p" + keys;
     TRN_HANDLE conn = nullptr;
-    check(TRN_OpenConn(settings.c_str(), &conn) == TRN_OPENED, "the connection cannot be opened");
+    check(TRN_OpenConn(settings(keys).c_str(), &conn) == TRN_OPENED, "the connection cannot be opened");
     return conn;
 }
 

@@ -88,7 +88,8 @@ class Peer {
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
 
-    // A driver's connection, with further keys of its connection string; one without a driver, logged in too.
+    // What leads to it; a driver's connection, with further keys of its connection string; one without a driver, logged in too.
+    std::string settings(const std::string& keys = "") const;
     TRN_HANDLE open(const std::string& keys = "") const;
     Link connect() const;
 

@@ -79,6 +79,8 @@ def figures(end_to_end, parts):
         "large object sent / bare send": part("lob/send/ratio"),
         "large object fetched / bare receive into kept memory": part("lob/fetch/kept_ratio"),
         "value of 256 MiB in a row / bare receive into kept memory": part("lob/receive_value/kept_ratio"),
+        "rows through tarnsql.hpp / through the C calls": part("cpp/rows_as_tuples/ratio"),
+        "rows through tarnsql.hpp / through the C calls, instructions": part("cpp/rows_as_tuples/instructions_ratio"),
     }
 
 

@@ -14,7 +14,7 @@ import subprocess
 import sys
 import tempfile
 
-PROGRAMS = ["keystream", "channel", "text", "batch", "lob", "result", "free", "connections", "threads"]
+PROGRAMS = ["keystream", "channel", "text", "batch", "lob", "result", "free", "connections", "threads", "cpp"]
 
 
 LONGEST = 900  # seconds; a benchmark that takes longer waits for something that does not come

@@ -7,8 +7,9 @@ install(TARGETS tarnsql tarnsql_static EXPORT tarnsql
         RUNTIME COMPONENT runtime
         LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
         ARCHIVE COMPONENT development)
-set(public_headers include/tarnsql.h include/tarnsql_ext.h)
+set(public_headers include/tarnsql.h include/tarnsql_ext.h include/tarnsql.hpp)
 install(FILES ${public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(DIRECTORY include/tarnsql DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 if(WIN32)
   install(FILES ${PROJECT_BINARY_DIR}/src/tarnsql.def DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
   if(TARNSQL_DLLTOOL)

@@ -196,8 +196,8 @@ set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "client driver of the TARNDBMS database
 tarnsql opens connections to TARNDBMS servers, runs SQL there and reads
 results.
 .
-This package contains the header, which documents every call, the static
-library, and what CMake and pkg-config need to find them.")
+This package contains the headers for C and C++, which document every
+call, the static library, and what CMake and pkg-config need to find them.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${tools_package})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION database)

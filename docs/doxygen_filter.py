@@ -5,6 +5,9 @@ In a header a comment's first sentence stays text; what follows, argument lists 
 comment is a page of its own. A line of dashes with a title begins a group, and a comment right below describes it. A comment
 above several #defines describes each that has none of its own.
 
+The headers of C++ have comments that Doxygen knows; of their first comment the description of the file is made, in tarnsql.hpp that
+of the namespace.
+
 The guide's first page is the main page, with the groups of calls behind it. Links between pages become references, links out of
 them plain text, and the names of calls lead to the calls. With --layout it prints Doxygen's layout instead: a menu of the pages
 that the main page links, in its order, the remaining pages and the calls.
@@ -15,9 +18,10 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 HEADERS = [ROOT / "include/tarnsql.h", ROOT / "include/tarnsql_ext.h"]
+CPP_HEADER = ROOT / "include/tarnsql.hpp"
 ABOUT = {"tarnsql.h": "conventions Conventions of the headers", "tarnsql_ext.h": "extension What the second header adds"}
 INPUT = re.search(r"^INPUT *=((?:.*\\\n)*.*)$", (ROOT / "docs/Doxyfile").read_text("utf-8"), re.M)[1]
-PAGES = [ROOT / name for name in INPUT.replace("\\", " ").split() if not name.endswith(".h")]
+PAGES = [ROOT / name for name in INPUT.replace("\\", " ").split() if not name.startswith("include/")]
 MAIN_PAGE = ROOT / "docs/guide/README.md"
 SECTION = re.compile(r"/\* -{20,} (.+) \*/$", re.M)
 LINK = re.compile(r"\[([^]]+)\]\(([^)\s]+)\)")
@@ -95,6 +99,14 @@ def header(path, source):
     yield "/** @} */"
 
 
+def cpp_header(path, source):
+    """The first comment as the file's description, the rest as it is."""
+    about, _, rest = source.partition("\n#pragma once\n")
+    lines = [re.sub("^// ?", "", line) for line in about.split("\n")]
+    yield comment(lines, "@namespace tarnsql\n" if path == CPP_HEADER else "@file\n")
+    yield rest
+
+
 def page_id(path):
     return "page_" + re.sub(r"\W", "_", path.relative_to(ROOT).with_suffix("").as_posix())
 
@@ -113,7 +125,7 @@ def link(path):
     def replace(match):
         text, (target, _, heading) = match[1], match[2].partition("#")
         aim = (path.parent / target).resolve() if target else path
-        if aim in HEADERS:
+        if aim in HEADERS or aim == CPP_HEADER:
             return f'@ref {aim.name} "{text}"'
         if not is_page(aim):
             return match[0] if "://" in match[2] else text
@@ -142,6 +154,7 @@ def page(path, source):
         parts[i] = re.sub(r"^# (.*)$", rf"# \1 {{#{page_id(path)}}}", text, count=1, flags=re.M) if i == 0 else text
     yield "".join(parts)
     if path == MAIN_PAGE:
+        yield "\n## The classes of C++\n\n@ref tarnsql \"Namespace tarnsql\" has them all.\n"
         yield "\n## The calls {#calls}\n\nWhat holds for all of them: @ref conventions. @ref extension.\n"
         for title in (title for each in HEADERS for title in SECTION.findall(each.read_text("utf-8"))):
             name, shown = group(title)
@@ -167,6 +180,7 @@ def layout():
 {tabs(more)}
 </tab>
 <tab type="modules" title="Calls"/>
+<tab type="user" url="@ref tarnsql" title="C++"/>
 <tab type="globals" title="Index"/>
 </navindex>
 </doxygenlayout>"""
@@ -178,4 +192,5 @@ if __name__ == "__main__":
         sys.exit()
     given = pathlib.Path(sys.argv[1]).resolve()
     text = given.read_text("utf-8")
-    print("\n".join(header(given, text) if given.suffix == ".h" else page(given, text)))
+    shown = {".h": header, ".hpp": cpp_header, ".md": page}[given.suffix]
+    print("\n".join(shown(given, text)))

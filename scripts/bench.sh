@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Measures the driver: everything, reported in build/bench/report.md with charts, or only what continuous integration guards.
 # Usage: bench.sh          the whole measurement, some twenty minutes; the machine should have nothing else to do
+#        bench.sh cpp      tarnsql.hpp beside the C calls that it replaces: time and instructions
 #        bench.sh python   the Python module beside psycopg2 and sqlite3, which the whole measurement has too
 #        bench.sh shell    tarnsh's CSV and tables beside psql's: processor time of the clients, and tarnsh's memory in each format
 #        bench.sh guard    instructions a row against bench/instructions.json, and one quick run of every benchmark
@@ -31,6 +32,10 @@ beside_psql() {
 }
 
 case "${1:-all}" in
+cpp)
+    python3 bench/run_parts.py --build build/bench --only cpp
+    python3 bench/cpp_instructions.py --build build/bench
+    ;;
 python)
     beside_python
     ;;
@@ -42,6 +47,7 @@ all)
     python3 bench/end_to_end/run.py --build build/bench --json "$measured/end_to_end.json" \
         --instructions --in-library --growth
     python3 bench/run_parts.py --build build/bench --json "$measured/parts.json"
+    python3 bench/cpp_instructions.py --build build/bench --json "$measured/parts.json"
     beside_python
     beside_psql
     /usr/bin/python3 bench/report.py --end-to-end "$measured/end_to_end.json" --parts "$measured/parts.json" \
@@ -54,7 +60,7 @@ guard)
     python3 bench/run_parts.py --build build/bench --json "$measured/quick.json" --quick >/dev/null
     ;;
 *)
-    echo "usage: bench.sh [python|shell|guard]" >&2
+    echo "usage: bench.sh [cpp|python|shell|guard]" >&2
     exit 2
     ;;
 esac

@@ -6,10 +6,10 @@ execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/ins
                 OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
 file(RENAME ${WORK}/installed ${TREE})
 
-file(GLOB_RECURSE texts ${TREE}/*.cmake ${TREE}/*.pc ${TREE}/*.h)
+file(GLOB_RECURSE texts ${TREE}/*.cmake ${TREE}/*.pc ${TREE}/*.h ${TREE}/*.hpp)
 list(LENGTH texts count)
-if(count LESS 5)
-  message(FATAL_ERROR "the package files, the pkg-config file and the header are not all there: ${texts}")
+if(count LESS 25)
+  message(FATAL_ERROR "the package files, the pkg-config file and the headers are not all there: ${texts}")
 endif()
 foreach(text IN LISTS texts)
   file(READ ${text} content)
