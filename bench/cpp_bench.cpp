@@ -90,8 +90,8 @@ uint64_t read_through_c(TRN_HANDLE* conn, const char* reply) {
 }
 
 template <class Text, class Integer, class Bigint, class Real, class Date, class Nullable>
-[[gnu::always_inline]] inline void add_row(Checksum& sum, Integer integer, Bigint bigint, Real real, const Text& text, Date date,
-             const Nullable& nullable) {
+[[gnu::always_inline]] inline void add_row(Checksum& sum, Integer integer, Bigint bigint, Real real,
+                                           const Text& text, Date date, const Nullable& nullable) {
     sum.add_integer(integer);
     sum.add_integer(bigint);
     sum.add_real(real);
