@@ -175,7 +175,7 @@ namespace Tarnsql
             return Charset.Terminated(Encoding, text, what);
         }
 
-        /// <summary>A name that no server cursor of this session has had.</summary>
+        /// <summary>A name that no server cursor of this connection has had.</summary>
         internal string NewCursorName()
         {
             return "CS_CURSOR_" + ++cursorNumber;
