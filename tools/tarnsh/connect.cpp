@@ -93,8 +93,8 @@ bool reconnect(Session& session) {
     return true;
 }
 
-void cancel_call(Session& session) {
-    TRNX_Cancel(session.handle());
+bool cancel_call(Session& session) {
+    return TRNX_Cancel(session.handle()) == 1;
 }
 
 void note_transaction(Session& session, const std::string& sql) {

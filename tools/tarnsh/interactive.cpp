@@ -7,8 +7,10 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <mutex>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 namespace tarnsh {
 
@@ -18,36 +20,47 @@ namespace {
 constexpr std::chrono::milliseconds patience{60};
 
 Session* watched = nullptr; // set before Ctrl-C is told of
+std::mutex stopping;        // a cancel belongs to the statement during which Ctrl-C came, or is none
+bool link_is_cut = false;
 
 void stop_statement() {
     std::this_thread::sleep_for(patience);
-    if (is_interrupted()) cancel_call(*watched);
+    const std::lock_guard lock(stopping);
+    if (is_interrupted() && cancel_call(*watched)) link_is_cut = true;
 }
 
-void tell_failure(Shell& shell, const Failure& failure) {
-    const bool stopped = is_interrupted() && failure.code == exit_connection;
-    if (is_interrupted()) say(""); // behind the ^C
-    say("error: " + (stopped ? "stopped" : failure.text));
-    take_interrupt(); // which must not stop what follows
-    if (failure.code == exit_connection && !shell.session.connected && reconnect(shell.session) && !stopped)
-        say("the statement was not repeated");
+// Whether Ctrl-C came during what has ended now; what follows is not stopped by it. The cancel may have met a statement that ended
+// by itself, or its cursor's close: the link is gone all the same.
+bool take_stop(Session& session) {
+    const std::lock_guard lock(stopping);
+    if (std::exchange(link_is_cut, false)) session.connected = false;
+    const bool asked = is_interrupted();
+    take_interrupt();
+    return asked;
 }
 
-// A lost link is made anew at once; what was running is not repeated, for nobody knows how far it came.
+// A lost link is made anew at once; what was running is not repeated, for nobody knows how far it came. False when Ctrl-C came.
 bool run_and_go_on(Shell& shell, const Piece& piece) {
-    if (needs_server(piece) && !shell.session.connected && !reconnect(shell.session)) return true;
+    Session& session = shell.session;
+    if (needs_server(piece) && !session.connected && !reconnect(session)) return true;
+    std::string error;
+    bool lost = false;
     try {
         run_piece(shell, piece);
-        return !is_interrupted();
     } catch (const Failure& failure) {
-        const bool stopped = is_interrupted();
-        tell_failure(shell, failure);
-        return !stopped;
+        error = failure.text;
+        lost = failure.code == exit_connection;
     } catch (const OutputClosed&) {
-        say("error: the reader of the rows has left");
+        error = "the reader of the rows has left";
         shell.redirected.reset();
-        return true;
     }
+    const bool asked = take_stop(session);
+    if (asked) say(""); // behind the ^C
+    if (asked && lost) error = "stopped";
+    if (!error.empty()) say("error: " + error);
+    if ((asked || lost) && !session.connected && reconnect(session) && !asked)
+        say("the statement was not repeated");
+    return !asked;
 }
 
 // Whether nothing more has to be typed: every statement has its end, or a command comes last.
@@ -81,11 +94,8 @@ bool wants_colours() {
 
 void run_all(Shell& shell, Splitter& splitter) {
     for (Piece piece; !shell.left && splitter.next(piece);)
-        if (!run_and_go_on(shell, piece)) {
-            if (is_interrupted()) say("");
-            splitter = Splitter(); // what else was typed is dropped
-        }
-    take_interrupt();
+        if (!run_and_go_on(shell, piece)) splitter = Splitter(); // what else was typed is dropped
+    take_stop(shell.session);
 }
 
 } // namespace

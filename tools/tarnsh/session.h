@@ -55,8 +55,8 @@ void open_session(Session& session, const std::string& connection, int timeout_s
 // Connects again after a lost link and says so, and what is lost; false when it cannot.
 bool reconnect(Session& session);
 
-// From another thread: ends the call that waits for the server, if there is one.
-void cancel_call(Session& session);
+// From another thread: ends the call that waits for the server. False when there is none.
+bool cancel_call(Session& session);
 
 // To be called with the status of every call that talks to the server: passes warnings on and fails when the
 // call has.
