@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "base/memory.h"
+#include "base/references.h"
 #include "base/text.h"
 #include "conn/call.h"
 #include "conn/conn_string.h"
@@ -99,12 +100,12 @@ static int32_t open_one(Conn& conn, int32_t number, void** state) noexcept {
 }
 
 Conn* retain(Conn& conn) noexcept {
-    std::atomic_ref(conn.references).fetch_add(1, std::memory_order_relaxed);
+    add_reference(conn.references);
     return &conn;
 }
 
 void drop_reference(Conn* conn) noexcept {
-    if (std::atomic_ref(conn->references).fetch_sub(1, std::memory_order_acq_rel) == 1) release(conn);
+    if (remove_reference(conn->references)) release(conn);
 }
 
 } // namespace tarn

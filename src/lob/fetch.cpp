@@ -79,11 +79,20 @@ static int32_t receive_content(Conn& conn, Lob& lob) noexcept {
     return status;
 }
 
-int32_t fetch_lob(Conn& conn, Lob& lob) noexcept {
+static int32_t fetch_content(Conn& conn, Lob& lob) noexcept {
     if (std::strlen(lob.descriptor) <= length_position) return TRN_OK;
     const RunningCall call(conn);
     if (!send_request(conn, lob.descriptor)) return TRN_ERR_ARGUMENT;
     return receive_content(conn, lob);
+}
+
+int32_t fetch_lob(Conn& conn, Lob& lob, std::string_view descriptor) noexcept {
+    reset_lob(lob);
+    lob.state = LobState::empty;
+    lob.descriptor = copy_text(descriptor.data(), descriptor.size()).release();
+    const int32_t status = lob.descriptor ? fetch_content(conn, lob) : TRN_ERR_ARGUMENT;
+    if (status == TRN_OK) lob.state = LobState::complete;
+    return status;
 }
 
 } // namespace tarn

@@ -1,13 +1,16 @@
 // Fetching a large object's content from the server by its descriptor.
 #pragma once
 
+#include <string_view>
+
 #include "conn/conn.h"
 #include "lob/lob.h"
 
 namespace tarn {
 
-// Fills the large object with what its descriptor designates, under the connection's lock. TRN_OK, also when the server
-// answers with anything but a result; TRN_ERR_ARGUMENT when memory is short; TRN_ERR_NETWORK.
-int32_t fetch_lob(Conn& conn, Lob& lob) noexcept;
+// Replaces a large object's content with what a descriptor designates, under the connection's lock. TRN_OK, also when the server
+// answers with anything but a result; TRN_ERR_ARGUMENT when memory is short; TRN_ERR_NETWORK. After a failure the object is not
+// complete.
+int32_t fetch_lob(Conn& conn, Lob& lob, std::string_view descriptor) noexcept;
 
 } // namespace tarn

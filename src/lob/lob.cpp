@@ -2,10 +2,10 @@
 #include "lob/lob.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 
 #include "base/memory.h"
+#include "base/references.h"
 #include "base/text.h"
 #include "conn/messages.h"
 #include "platform/platform.h"
@@ -62,13 +62,21 @@ void reset_lob(Lob& lob) noexcept {
     set_error_text(lob.head, nullptr);
 }
 
+bool fill_lob(Lob& lob, const uint8_t* bytes, size_t size) noexcept {
+    reset_lob(lob);
+    lob.state = LobState::empty;
+    if (!append_to_lob(lob, bytes, size)) return false;
+    lob.state = LobState::complete;
+    return true;
+}
+
 Lob* retain(Lob* lob) noexcept {
-    if (lob) std::atomic_ref(lob->references).fetch_add(1, std::memory_order_relaxed);
+    if (lob) add_reference(lob->references);
     return lob;
 }
 
 void drop_reference(Lob* lob) noexcept {
-    if (!lob || std::atomic_ref(lob->references).fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+    if (!lob || !remove_reference(lob->references)) return;
     reset_lob(*lob);
     release(lob);
 }

@@ -45,6 +45,9 @@ uint8_t* lob_tail(Lob& lob, size_t& room) noexcept;
 // Appends bytes. False when memory is short: what was appended so far stays.
 bool append_to_lob(Lob& lob, const uint8_t* bytes, size_t size) noexcept;
 
+// Replaces the content. False when memory is short: the object is not complete then, and is not sent.
+bool fill_lob(Lob& lob, const uint8_t* bytes, size_t size) noexcept;
+
 // Releases the content, the descriptor and the error text; the state stays as it is.
 void reset_lob(Lob& lob) noexcept;
 

@@ -59,13 +59,6 @@ static bool opens_message(MessageType type) noexcept {
     }
 }
 
-// The byte behind an item is the next message's type if it can be one. Otherwise it is a separator, and the type is behind it.
-bool next_item(Reply& reply) noexcept {
-    const bool first = !reply.begun;
-    if (!next_message(reply)) return false;
-    return first || opens_message(reply.type) || next_message(reply);
-}
-
 bool ends_here(Reply& reply) noexcept {
     MessageType type;
     if (!read_type(reply.conn.channel, type)) {
@@ -92,7 +85,7 @@ static void take_text(Reply& reply, const char* print_form, int32_t status) noex
     reply.status = status;
 }
 
-void take_statement_text(Reply& reply) noexcept {
+static void take_statement_text(Reply& reply) noexcept {
     switch (reply.type) {
     case MessageType::warning: return take_text(reply, message::print_server_warning, TRN_WARNING);
     case MessageType::notice: return take_text(reply, message::print_server_message, TRN_WARNING);
@@ -100,11 +93,34 @@ void take_statement_text(Reply& reply) noexcept {
     }
 }
 
-void take_result_text(Reply& reply) noexcept {
+static void take_result_text(Reply& reply) noexcept {
     const bool error = reply.type == MessageType::error || reply.type == MessageType::fatal_error;
     reply.worst_text = std::max(reply.worst_text, error ? ServerText::error : ServerText::warning);
     take_text(reply, error ? message::print_error_in_result : message::print_warning_in_result,
               TRN_ERR_SERVER);
+}
+
+bool next_of_statement(Reply& reply) noexcept {
+    while (next_message(reply)) {
+        if (!is_text(reply.type)) return true;
+        take_statement_text(reply);
+    }
+    return false;
+}
+
+// The byte behind an item is the next message's type if it can be one. Otherwise it is a separator, and the type is behind it.
+static bool skip_separator(Reply& reply) noexcept {
+    const bool first = !reply.begun;
+    if (!next_message(reply)) return false;
+    return first || opens_message(reply.type) || next_message(reply);
+}
+
+bool next_item(Reply& reply) noexcept {
+    while (skip_separator(reply)) {
+        if (!is_text(reply.type)) return true;
+        take_result_text(reply);
+    }
+    return false;
 }
 
 int32_t take_verdict(Conn& conn) noexcept {

@@ -31,7 +31,12 @@ struct Reply {
 // Goes on to the next message. False when the reply has ended, or ends here because its channel broke.
 bool next_message(Reply& reply) noexcept;
 
-// The same between result items: a byte that neither opens a message nor ends the reply separates two items and is skipped.
+// The same in the reply to a statement, where the server's texts ("E", "F", "W", "M") are taken on the way: printed, and made the
+// error text. The status is -1 after an error, 1 after a warning or a notice.
+bool next_of_statement(Reply& reply) noexcept;
+
+// The same between result items: a byte that neither opens a message nor ends the reply separates two items and is skipped. Other
+// lines are printed for texts, and all of them count as errors.
 bool next_item(Reply& reply) noexcept;
 
 // Looks at the byte behind a message: an end of reply is taken and ends the reply, anything else is pushed back. True when the
@@ -48,13 +53,6 @@ void end_broken(Reply& reply) noexcept;
 
 // Ends the reply for lack of memory where its rest cannot be skipped: the channel is closed.
 void end_out_of_memory(Reply& reply) noexcept;
-
-// An "E", "F", "W" or "M" of a statement: printed, and made the error text. The status is -1 after an error, 1 after a warning or
-// a notice.
-void take_statement_text(Reply& reply) noexcept;
-
-// The same among results, where other lines are printed and all four count as errors.
-void take_result_text(Reply& reply) noexcept;
 
 // The answer to a command that is either taken ("K") or refused with a text, which becomes the error text without being
 // printed. TRN_OK; TRN_ERR_SERVER after a refusal; TRN_ERR_NETWORK, TRN_ERR_MEMORY.

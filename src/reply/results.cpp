@@ -76,10 +76,6 @@ int32_t receive_results(Conn& conn, ResultSet*& head, ServerText* worst_text) no
         case MessageType::update_count: receive_item(reply, chain, TRN_ITEM_UPDATE); break;
         case MessageType::delete_count: receive_item(reply, chain, TRN_ITEM_DELETE); break;
         case MessageType::insert_id: receive_item(reply, chain, TRN_ITEM_INSERT); break;
-        case MessageType::error:
-        case MessageType::fatal_error:
-        case MessageType::warning:
-        case MessageType::notice: take_result_text(reply); break;
         default: end_before(reply, reply.status);
         }
     }
@@ -101,10 +97,6 @@ int32_t receive_rowset(Conn& conn, OwnedResult& rowset) noexcept {
     while (next_item(reply)) {
         switch (reply.type) {
         case MessageType::query: receive_fetched_rows(reply, rowset); break;
-        case MessageType::error:
-        case MessageType::fatal_error:
-        case MessageType::warning:
-        case MessageType::notice: take_result_text(reply); break;
         default: end_before(reply, reply.status); // a cursor gives rows and nothing else
         }
     }

@@ -126,16 +126,14 @@ static RowOutcome find_row(Channel& channel, ResultSet& result) noexcept {
         switch (type) {
         case MessageType::row: return RowOutcome::row;
         case MessageType::row_with_id: return skip_identifier(channel);
-        case MessageType::error:
-        case MessageType::fatal_error:
-        case MessageType::warning:
-        case MessageType::notice:
-            if (const RowOutcome outcome = read_text_between_rows(channel, result);
-                outcome != RowOutcome::row)
-                return outcome;
-            break;
-        default: push_back(channel, type); return RowOutcome::no_row;
+        default: break;
         }
+        if (!is_text(type)) {
+            push_back(channel, type);
+            return RowOutcome::no_row;
+        }
+        if (const RowOutcome outcome = read_text_between_rows(channel, result); outcome != RowOutcome::row)
+            return outcome;
     }
 }
 

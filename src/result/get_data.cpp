@@ -223,27 +223,13 @@ static int32_t to_piece(StoredValue from, const ResultSet&, void* to, int32_t ro
     return deliver_bytes<raw_bytes>(to, room, length, value.bytes + offset, wanted);
 }
 
-// While its content is replaced an object is not complete: one that could not be filled is not sent.
-static void clear_lob(Lob& lob) noexcept {
-    reset_lob(lob);
-    lob.state = LobState::empty;
+static int32_t fill(Lob& lob, const uint8_t* bytes, size_t size) noexcept {
+    return fill_lob(lob, bytes, size) ? TRN_OK : TRN_ERR_ARGUMENT;
 }
 
-static int32_t complete_lob(int32_t* length, Lob& lob, int32_t status) noexcept {
-    if (status != TRN_OK) return status;
-    lob.state = LobState::complete;
-    report(length, static_cast<size_t>(lob.total_len));
-    return TRN_OK;
-}
-
-static int32_t append_value(Lob& lob, const uint8_t* bytes, size_t size) noexcept {
-    return append_to_lob(lob, bytes, size) ? TRN_OK : TRN_ERR_ARGUMENT;
-}
-
-static int32_t fetch_by_descriptor(Value value, const ResultSet& result, Lob& lob) noexcept {
-    const std::string_view text = value.text();
-    lob.descriptor = copy_text(text.data(), std::min(text.find('\0'), text.size())).release();
-    return lob.descriptor ? fetch_lob(*result.conn, lob) : TRN_ERR_ARGUMENT;
+static int32_t report_filled(int32_t* length, const Lob& lob, int32_t status) noexcept {
+    if (status == TRN_OK) report(length, static_cast<size_t>(lob.total_len));
+    return status;
 }
 
 // The destination is the application's handle variable of a large object, whose content is replaced. When the session
@@ -256,18 +242,19 @@ static int32_t to_lob(StoredValue from, const ResultSet& result, void* to, int32
     Value value = from.value();
     if (!result.lob_descriptor) {
         if (!is_byte_run(from.wire_type())) return refuse(length);
-        clear_lob(*lob);
-        return complete_lob(length, *lob, append_value(*lob, value.bytes, value.length));
+        return report_filled(length, *lob, fill(*lob, value.bytes, value.length));
     }
     const HostBytes number(value.bytes, from.column->width);
     if (from.column->width) value.bytes = number.data();
     const uint8_t marker = *value.bytes;
     if (marker != inline_data && marker != descriptor) return TRN_OK;
-    clear_lob(*lob);
-    if (marker == descriptor) return complete_lob(length, *lob, fetch_by_descriptor(value, result, *lob));
+    if (marker == descriptor) {
+        const std::string_view text = value.text();
+        return report_filled(length, *lob, fetch_lob(*result.conn, *lob, text.substr(0, text.find('\0'))));
+    }
     // Inline data is at most one chunk.
     const size_t size = std::min(size_t{value.length} - 1, lob_chunk_size);
-    return complete_lob(length, *lob, append_value(*lob, value.bytes + 1, size));
+    return report_filled(length, *lob, fill(*lob, value.bytes + 1, size));
 }
 
 // By target, TRN_TYPE_*.

@@ -1,4 +1,5 @@
-// Numbered attributes of connections and results. Only the server's version takes a round trip.
+// Numbered attributes of connections and results, the last insert identifier, the last function's return type. Only the server's
+// version takes a round trip.
 #include <algorithm>
 #include <cstring>
 #include <string_view>
@@ -8,6 +9,7 @@
 #include "conn/call.h"
 #include "conn/messages.h"
 #include "reply/result_set.h"
+#include "reply/type_codes.h"
 #include "result/working_text.h"
 #include "stmt/single_value.h"
 #include "stmt/submit.h"
@@ -139,4 +141,19 @@ int32_t TRN_SetAttr(TRN_HANDLE* handle, int32_t id, void* value) {
         return TRN_OK;
     default: return refuse(conn->head, message::connection_attribute_unsettable, -1);
     }
+}
+
+int32_t TRN_GetLastInsertId(TRN_HANDLE* handle, char* out_text) {
+    const Conn* conn = unlocked_conn_of(handle);
+    if (!conn || !out_text) return TRN_ERR_ARGUMENT;
+    std::strcpy(out_text, conn->last_insert_id);
+    return TRN_OK;
+}
+
+int32_t TRN_GetFunReturnType(TRN_HANDLE* handle, int32_t* out_type) {
+    const Conn* conn = unlocked_conn_of(handle);
+    if (!conn || !out_type) return TRN_ERR_ARGUMENT;
+    if (conn->fun_return_type < 1) return -1;
+    *out_type = wire_type(conn->fun_return_type).api_code;
+    return TRN_OK;
 }

@@ -42,15 +42,11 @@ static void drop_output(Reply& reply, size_t numbers) noexcept {
 int32_t read_no_query_reply(Conn& conn) noexcept {
     Reply reply{conn, no_query_step};
     int32_t inserts = 0;
-    while (next_message(reply)) {
+    while (next_of_statement(reply)) {
         switch (reply.type) {
         case MessageType::update_count:
         case MessageType::delete_count: take_count(reply); break;
         case MessageType::insert_id: take_insert(reply, inserts); break;
-        case MessageType::error:
-        case MessageType::fatal_error:
-        case MessageType::warning:
-        case MessageType::notice: take_statement_text(reply); break;
         case MessageType::return_value: drop_output(reply, 1); break;
         case MessageType::output_value: drop_output(reply, 2); break;
         default:

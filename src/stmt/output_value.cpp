@@ -46,19 +46,17 @@ static int32_t copy_fields_out(const ParamSlot& slot, const Value& value) noexce
 }
 
 // The buffer of such a slot is a handle, and no room for bytes.
-static int32_t fill_lob(const ParamSlot& slot, const uint8_t* bytes, size_t length) noexcept {
+static int32_t fill_object(const ParamSlot& slot, const uint8_t* bytes, size_t length) noexcept {
     Lob* lob = lob_of_value(slot.value).lob;
     if (!lob) return TRN_OK;
-    reset_lob(*lob);
-    lob->state = LobState::complete;
-    if (!append_to_lob(*lob, bytes, length)) return TRN_ERR_MEMORY;
+    if (!fill_lob(*lob, bytes, length)) return TRN_ERR_MEMORY;
     *slot.length = static_cast<int32_t>(length);
     return TRN_OK;
 }
 
 int32_t deliver_output(const ParamSlot& slot, int32_t type, const uint8_t* received, size_t length) noexcept {
     if (!slot.value || !slot.length) return TRN_OK;
-    if (param_type(slot.data_type).single == ValueForm::lob) return fill_lob(slot, received, length);
+    if (param_type(slot.data_type).single == ValueForm::lob) return fill_object(slot, received, length);
     if (!is_convertible(type, length)) return copy_out(slot, received, length);
     const Value value{type, static_cast<uint32_t>(length), received};
     if (slot.data_type == TRN_TYPE_TEXT) return copy_text_out(slot, value);

@@ -1,10 +1,10 @@
 #include "stmt/param_set.h"
 
 #include <algorithm>
-#include <atomic>
 
 #include "base/bytes.h"
 #include "base/memory.h"
+#include "base/references.h"
 #include "base/text.h"
 #include "stmt/prepared.h"
 
@@ -58,7 +58,7 @@ void release_sent_inputs(ParamSet* set) noexcept {
 }
 
 void drop_params_reference(ParamSet* set) noexcept {
-    if (!set || std::atomic_ref(set->references).fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+    if (!set || !remove_reference(set->references)) return;
     release_params_content(*set);
     release(set->head.error_text);
     release(set);
@@ -155,7 +155,7 @@ int32_t TRN_BindParams2Conn(TRN_HANDLE* conn_handle, TRN_HANDLE* set_handle) {
     Conn* conn = unlocked_conn_of(conn_handle);
     if (!conn || kind_of(set_handle) != TRN_KIND_PARAMETERS) return TRN_ERR_ARGUMENT;
     ParamSet* set = static_cast<ParamSet*>(*set_handle);
-    std::atomic_ref(set->references).fetch_add(1, std::memory_order_relaxed);
+    add_reference(set->references);
     attach_params(*conn, set);
     return TRN_OK;
 }

@@ -88,16 +88,12 @@ static void end_before_rows(Reply& reply, ResultSet* rows) noexcept {
 static int32_t read_procedure_reply(Conn& conn, const ParamSet& set) noexcept {
     Reply reply{conn, procedure_step};
     OwnedResult rows; // the last result: received and dropped
-    while (next_message(reply)) {
+    while (next_of_statement(reply)) {
         switch (reply.type) {
         case MessageType::query:
             rows = read_chunk_columns(reply);
             if (rows) read_chunks(reply, *rows, Chunks::two);
             break;
-        case MessageType::error:
-        case MessageType::fatal_error:
-        case MessageType::warning:
-        case MessageType::notice: take_statement_text(reply); break;
         case MessageType::return_value: take_return_value(reply, set); break;
         case MessageType::output_value: take_output(reply, set); break;
         case MessageType::row:

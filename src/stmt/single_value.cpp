@@ -82,16 +82,12 @@ static void drop_insert(Reply& reply) noexcept {
 
 int32_t read_single_value_reply(Conn& conn, const SingleValue& out) noexcept {
     Reply reply{conn};
-    while (next_message(reply)) {
+    while (next_of_statement(reply)) {
         switch (reply.type) {
         case MessageType::query: take_result(reply, out); break;
         case MessageType::update_count:
         case MessageType::delete_count: take_count(reply); break;
         case MessageType::insert_id: drop_insert(reply); break;
-        case MessageType::error:
-        case MessageType::fatal_error:
-        case MessageType::warning:
-        case MessageType::notice: take_statement_text(reply); break;
         case MessageType::end_of_reply: end(reply, reply.status); break;
         default: end_before(reply, TRN_OK); // something this call does not read, such as an output value
         }

@@ -36,4 +36,10 @@ enum class MessageType : uint8_t {
     row_with_id = '*',
 };
 
+// What the server says in words, among other messages: an error, a warning or a notice.
+inline bool is_text(MessageType type) noexcept {
+    return type == MessageType::error || type == MessageType::fatal_error || type == MessageType::warning ||
+           type == MessageType::notice;
+}
+
 } // namespace tarn
