@@ -186,8 +186,10 @@ bool ResultRows::reply_next(Reply& reply) {
 }
 
 std::vector<ColumnDescription> describe_columns(sqlite3* database, sqlite3_stmt* statement) {
+    const int count = sqlite3_column_count(statement);
     std::vector<ColumnDescription> descriptions;
-    for (int i = 0; i < sqlite3_column_count(statement); ++i)
+    descriptions.reserve(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i)
         descriptions.push_back(describe(database, statement, i).description);
     return descriptions;
 }

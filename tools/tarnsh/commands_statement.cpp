@@ -14,7 +14,7 @@ namespace {
 
 // The statement in front of the command, which is then used up, or the last one.
 std::string take_statement(Shell& shell, const Call& call) {
-    const std::string sql = call.before.empty() ? shell.last_statement : std::string(call.before);
+    std::string sql = call.before.empty() ? shell.last_statement : std::string(call.before);
     if (sql.empty()) fail(exit_shell, "there is no statement yet");
     drop_statement(shell, call);
     return sql;
@@ -87,7 +87,7 @@ bool go_vertically(Shell& shell, const Call& call) {
 }
 
 bool show_statement(Shell& shell, const Call& call) {
-    const std::string sql = call.before.empty() ? shell.last_statement : std::string(call.before);
+    std::string sql = call.before.empty() ? shell.last_statement : std::string(call.before);
     shell.rows().write(sql.empty() ? "" : sql + "\n");
     shell.rows().flush();
     return call.arguments.empty();

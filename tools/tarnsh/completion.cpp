@@ -107,10 +107,9 @@ void add_arguments(Shell& shell, const std::vector<std::string>& words, const st
         add_setting_values(words[1], word, found);
     else if (name == "timing" || name == "x")
         add_words(switches, word, found);
-    else if (last == "FROM" || last == "TO")
-        add_files(word, found);
-    else if (std::ranges::find(of_files, name) != of_files.end() &&
-             !(name == "lob_import" && words.size() == 1))
+    else if (last == "FROM" || last == "TO" ||
+             (std::ranges::find(of_files, name) != of_files.end() &&
+              !(name == "lob_import" && words.size() == 1)))
         add_files(word, found);
     else
         add_sql_names(shell, word, found);

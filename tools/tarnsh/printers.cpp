@@ -32,6 +32,7 @@ void Printer::add_shown(const Cell& cell) {
 
 std::vector<std::string> Printer::shown_names() const {
     std::vector<std::string> names;
+    names.reserve(columns_.size());
     for (const Column& column : columns_)
         names.push_back(printable(column.name));
     return names;

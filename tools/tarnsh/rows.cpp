@@ -142,14 +142,15 @@ inline std::int32_t RowReader::get(const Value& value, std::int32_t type, Number
     case Kind::date: {
         std::int32_t days = 0;
         status = get(value, TRN_TYPE_NUMERIC, days);
-        if (status == TRN_OK && (size = write_date(days, to)) == 0) return read_made_text(value, to, size);
+        if (status == TRN_OK) size = write_date(days, to);
+        if (status == TRN_OK && size == 0) return read_made_text(value, to, size);
         break;
     }
     case Kind::date_time: {
         std::int64_t milliseconds = 0;
         status = get(value, TRN_TYPE_DATETIME_RAW, milliseconds);
-        if (status == TRN_OK && (size = write_date_time(milliseconds, to)) == 0)
-            return read_made_text(value, to, size);
+        if (status == TRN_OK) size = write_date_time(milliseconds, to);
+        if (status == TRN_OK && size == 0) return read_made_text(value, to, size);
         break;
     }
     case Kind::text: {

@@ -67,9 +67,12 @@ int run_program(const std::string& command) {
 bool has_program(const std::string& name) {
     const char* const path = std::getenv("PATH");
     for (std::string rest = path ? path : "/usr/bin:/bin"; !rest.empty();) {
-        const std::string folder = rest.substr(0, rest.find(':'));
-        if (access((folder + '/' + name).c_str(), X_OK) == 0) return true;
-        rest.erase(0, folder.size() + 1);
+        const std::size_t end = rest.find(':');
+        std::string file = rest.substr(0, end);
+        file += '/';
+        file += name;
+        if (access(file.c_str(), X_OK) == 0) return true;
+        rest.erase(0, end == rest.npos ? end : end + 1);
     }
     return false;
 }

@@ -87,7 +87,8 @@ std::size_t write_integer(std::int64_t number, char* out) {
 static std::size_t write_millionths(double number, char* out) {
     const double size = std::fabs(number), scaled = size * 1e6;
     if (!(size >= 1e-4 && scaled < 1e15)) return 0;
-    const auto millionths = static_cast<std::uint64_t>(scaled + 0.5);
+    // The division tells when this is not the nearest.
+    const auto millionths = static_cast<std::uint64_t>(scaled + 0.5); // NOLINT(bugprone-incorrect-roundings)
     if (static_cast<double>(millionths) / 1e6 != size) return 0;
     char* at = out;
     if (number < 0) *at++ = '-';

@@ -18,11 +18,10 @@ void release_block(void* block) noexcept {
 
 void prefault_pages([[maybe_unused]] void* memory, [[maybe_unused]] size_t size) noexcept {
 #ifdef MADV_POPULATE_WRITE // Linux 5.14 and later; older ones refuse it
-    constexpr uintptr_t page = 4096;
-    const uintptr_t start = reinterpret_cast<uintptr_t>(memory);
-    const uintptr_t first = (start + page - 1) & ~(page - 1);
-    const uintptr_t end = (start + size) & ~(page - 1);
-    if (first < end) madvise(reinterpret_cast<void*>(first), end - first, MADV_POPULATE_WRITE);
+    constexpr size_t page = 4096;
+    const size_t before = (page - reinterpret_cast<uintptr_t>(memory) % page) % page; // the first whole page
+    if (size < before + page) return;
+    madvise(static_cast<char*>(memory) + before, (size - before) / page * page, MADV_POPULATE_WRITE);
 #endif
 }
 
