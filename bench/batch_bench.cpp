@@ -1,6 +1,6 @@
 // A million rows of five columns sent in batches of array-bound parameters, against the bare stream: the same
-// bytes sent over loopback in the same blocks to the same peer, which throws them away and answers each batch.
-// Wall time.
+// bytes sent over loopback in the same blocks to the same peer, which throws them away and answers each
+// batch. Wall time.
 #include <algorithm>
 #include <cstring>
 

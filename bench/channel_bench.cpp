@@ -1,5 +1,6 @@
 // What encryption costs the client where values are large, login excluded: values received, read with
-// TRN_GetData and released, plain and encrypted. Processor time of the client, whose server is another process.
+// TRN_GetData and released, plain and encrypted. Processor time of the client, whose server is another
+// process.
 #include "measure.h"
 #include "peer.h"
 

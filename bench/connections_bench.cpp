@@ -1,5 +1,5 @@
-// Opening and closing connections, thousands of times: the memory and the files that the process holds must not
-// grow between the hundredth cycle and the last; and the time of a cycle, plain and encrypted.
+// Opening and closing connections, thousands of times: the memory and the files that the process holds must
+// not grow between the hundredth cycle and the last; and the time of a cycle, plain and encrypted.
 #include <filesystem>
 #include <iterator>
 
@@ -57,7 +57,8 @@ bool measure(Figures& figures, const Peer& peer, const char* name, const char* k
 int main(int argc, char** argv) {
     const Options options = parse_options(argc, argv);
     const int cycles = options.quick ? 2000 : 10000;
-    // A connection that is not really closed keeps one of the peer's servers busy, and must not stop the next ones.
+    // A connection that is not really closed keeps one of the peer's servers busy, and must not stop the next
+    // ones.
     const Peer peer([] { return replay({}); }, 1, 64);
     pin_to_cpu(0);
     Figures figures;

@@ -1,8 +1,9 @@
-// tarnsql.hpp beside the C calls that it replaces: the same work the whole way through either, in one process, in turn. Processor
-// time of the process, kernel included.
+// tarnsql.hpp beside the C calls that it replaces: the same work the whole way through either, in one
+// process, in turn. Processor time of the process, kernel included.
 //
 //     cpp_bench [--quick] [--json FILE]
-//     cpp_bench count CASE SIDE     one run of a case through "c" or "header", inside of measured(), for a profiler
+//     cpp_bench count CASE SIDE     one run of a case through "c" or "header", inside of measured(), for a
+//                                   profiler
 #include <cstring>
 #include <optional>
 #include <string>

@@ -15,8 +15,8 @@ namespace {
 constexpr size_t block_size = 1024 * 1024;
 constexpr char answer[] = {'U', 0, 0, 0, 1, 'K'};
 
-// A piece of the content: 8 bytes of its own (it continues, it has so many bytes) and a block. Blocks differ in
-// their first bytes only, their number, so that the peer sends all of them from memory that is near its
+// A piece of the content: 8 bytes of its own (it continues, it has so many bytes) and a block. Blocks differ
+// in their first bytes only, their number, so that the peer sends all of them from memory that is near its
 // processor at any time.
 class Piece {
   public:
@@ -229,8 +229,8 @@ struct Bench {
     }
 };
 
-// A virtual machine may have to fetch pages from its host that nobody has used for a while: that is done before
-// the clock runs.
+// A virtual machine may have to fetch pages from its host that nobody has used for a while: that is done
+// before the clock runs.
 void touch_memory(size_t size) {
     void* memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     check(memory != MAP_FAILED, "out of memory");

@@ -43,8 +43,8 @@ void pin_to_cpu(int cpu);
 // One measurement: it prepares, and returns what it measured.
 using Measurement = std::function<double()>;
 
-// Takes the measurements in turn, so that what disturbs the machine disturbs all of them, and gives the median
-// of each. The first round is not counted.
+// Takes the measurements in turn, so that what disturbs the machine disturbs all of them, and gives the
+// median of each. The first round is not counted.
 std::vector<double> medians(int rounds, const std::vector<Measurement>& measurements);
 
 // The same measurement in a process made for it: the allocator has no memory left over from earlier work.

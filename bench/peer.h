@@ -30,7 +30,8 @@ void put_u64(std::string& bytes, uint64_t value);
 // A 32-bit length and the bytes: the form of texts and of column values.
 void put_counted(std::string& bytes, std::string_view value);
 
-// The head of a result with unnamed columns of these types; rows ("R" and a value a column) and an end ("K") follow.
+// The head of a result with unnamed columns of these types; rows ("R" and a value a column) and an end ("K")
+// follow.
 std::string result_head(const std::vector<int32_t>& wire_types);
 
 // A listening socket on a port of the system's choosing.
@@ -88,7 +89,8 @@ class Peer {
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
 
-    // What leads to it; a driver's connection, with further keys of its connection string; one without a driver, logged in too.
+    // What leads to it; a driver's connection, with further keys of its connection string; one without a
+    // driver, logged in too.
     std::string settings(const std::string& keys = "") const;
     TRN_HANDLE open(const std::string& keys = "") const;
     Link connect() const;

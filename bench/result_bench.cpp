@@ -26,8 +26,9 @@ TRN_HANDLE query(TRN_HANDLE* conn, const char* reply, uint64_t rows) {
     return result;
 }
 
-// Of a result of one row, all that its query leaves allocated. Many are held at once: after the first ones the
-// allocator has no blocks left that were freed before, which it would hand out again without counting them.
+// Of a result of one row, all that its query leaves allocated. Many are held at once: after the first ones
+// the allocator has no blocks left that were freed before, which it would hand out again without counting
+// them.
 double measure_small_result(const Peer& peer) {
     constexpr size_t settled = 100, counted = 1000;
     TRN_HANDLE conn = peer.open();

@@ -1,6 +1,6 @@
 // What a client and its peer know about the rows: the kinds of their columns, and the checksum that the peer
-// computes when it makes the rows and the client when it reads them. It depends on the order; every reader pays
-// the same for it.
+// computes when it makes the rows and the client when it reads them. It depends on the order; every reader
+// pays the same for it.
 #pragma once
 
 #include <bit>

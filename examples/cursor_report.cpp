@@ -2,8 +2,8 @@
 //
 //     cursor_report "server=127.0.0.1;port=5139;db=demo;user=me;password=secret" [SALES [whole]]
 //
-// A server cursor gives its rows 20,000 at a time; each rowset is released before the next is fetched. With "whole" the same
-// rows are received by one plain query, for comparison: watch the memory of both.
+// A server cursor gives its rows 20,000 at a time; each rowset is released before the next is fetched. With
+// "whole" the same rows are received by one plain query, for comparison: watch the memory of both.
 #include <algorithm>
 #include <array>
 #include <cstdint>

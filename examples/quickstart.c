@@ -4,9 +4,9 @@
  *
  *     quickstart "server=127.0.0.1;port=5139;db=demo;user=me;password=secret" UnicodeData.txt
  *
- * It shows an application from end to end: open, run statements, send a batch, read a result column by column in the
- * types one wants, read error texts, free, close. It frees everything when all went well only: after a failure it ends
- * at once.
+ * It shows an application from end to end: open, run statements, send a batch, read a result column by column
+ * in the types one wants, read error texts, free, close. It frees everything when all went well only: after a
+ * failure it ends at once.
  */
 #include <stdio.h>
 #include <stdlib.h>
@@ -164,7 +164,10 @@ static void add_text(struct array* array, int32_t row, const char* text) {
     array->lengths[row] = length;
 }
 
-/* Binds the array as parameter number position of the next batch and gives its size. The library has copied it. */
+/*
+ * Binds the array as parameter number position of the next batch and gives its size. The library has copied
+ * it.
+ */
 static size_t bind_and_free(TRN_HANDLE* conn, int32_t position, int32_t type, int32_t rows,
                             struct array* array) {
     enum {

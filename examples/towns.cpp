@@ -1,4 +1,5 @@
-// towns - tarnsql.hpp in use: a table of towns and one of visits, a batch in a transaction, a report, a document.
+// towns - tarnsql.hpp in use: a table of towns and one of visits, a batch in a transaction, a report, a
+// document.
 //
 //     towns "server=127.0.0.1;port=5139;db=demo;user=me;password=secret"
 #include <chrono>

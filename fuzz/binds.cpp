@@ -7,8 +7,8 @@
 
 using namespace fuzz;
 
-// What the application owns: bound values stay until the run ends. Lengths are sometimes wrong, sizes never, and what is bound
-// as a large object is one: both are the application's duty.
+// What the application owns: bound values stay until the run ends. Lengths are sometimes wrong, sizes never,
+// and what is bound as a large object is one: both are the application's duty.
 struct Memory {
     Memory() {
         TRN_Create_Lob(&lob);

@@ -1,4 +1,5 @@
-// The peer of a fuzzed connection: the platform's sockets replaced by bytes in memory, and what the targets share.
+// The peer of a fuzzed connection: the platform's sockets replaced by bytes in memory, and what the targets
+// share.
 #pragma once
 
 #include <cstddef>
@@ -11,8 +12,8 @@
 
 namespace fuzz {
 
-// What is received from now on, in receptions of at most piece bytes (at least 1); then the stream ends. Connects
-// succeed; what is sent is dropped.
+// What is received from now on, in receptions of at most piece bytes (at least 1); then the stream ends.
+// Connects succeed; what is sent is dropped.
 void serve(std::string_view bytes, size_t piece);
 
 // The bytes of one run, taken from the front.
@@ -29,7 +30,8 @@ class Input {
     std::string_view left_;
 };
 
-// A connection whose login is accepted; what it receives then is the rest of the input, in pieces that the input chooses.
+// A connection whose login is accepted; what it receives then is the rest of the input, in pieces that the
+// input chooses.
 class Session {
   public:
     explicit Session(const char* settings = "");

@@ -1,6 +1,6 @@
 // Reading through the MariaDB client: results of texts, turned into numbers with std::from_chars, and a
-// prepared statement's binary results, fetched into bound variables. Either is received whole before the first
-// row is read.
+// prepared statement's binary results, fetched into bound variables. Either is received whole before the
+// first row is read.
 #include <string>
 #include <vector>
 

@@ -1,5 +1,6 @@
-// The reply as a TARNDBMS server sends it: column descriptions behind "A", each row behind "R", "K" at the end;
-// every value is preceded by its length, -1 for a null. The peer encrypts it where the channel is encrypted.
+// The reply as a TARNDBMS server sends it: column descriptions behind "A", each row behind "R", "K" at the
+// end; every value is preceded by its length, -1 for a null. The peer encrypts it where the channel is
+// encrypted.
 #include "peer.h"
 #include "replay.h"
 

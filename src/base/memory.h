@@ -13,7 +13,8 @@ void* allocate_zeroed(size_t size) noexcept;
 // For buffers whose every byte is written before it is read.
 void* allocate_raw(size_t size) noexcept;
 
-// Resizes a block, keeping its content up to the smaller size; bytes beyond old_size are zero. On failure the block stays.
+// Resizes a block, keeping its content up to the smaller size; bytes beyond old_size are zero. On failure the
+// block stays.
 void* resize_zeroed(void* block, size_t old_size, size_t new_size) noexcept;
 
 void release(void* block) noexcept;

@@ -69,8 +69,8 @@ static int64_t exponent_of(std::string_view digits) noexcept {
     return exponent;
 }
 
-// Whether the magnitude of a number, written with digits, perhaps a point and an exponent, is 1 or more: its first significant
-// digit stands in front of the point once the exponent has moved that.
+// Whether the magnitude of a number, written with digits, perhaps a point and an exponent, is 1 or more: its
+// first significant digit stands in front of the point once the exponent has moved that.
 static bool is_whole(std::string_view number) noexcept {
     const size_t e = number.find_first_of("eE");
     const std::string_view digits = number.substr(0, e);

@@ -22,8 +22,8 @@ struct AddressListReleaser {
 };
 using OwnedAddressList = std::unique_ptr<IpsAttrs, AddressListReleaser>;
 
-// The pieces between commas as written, blanks included. The hundredth comma ends the list with 99 addresses. Null when
-// memory is short.
+// The pieces between commas as written, blanks included. The hundredth comma ends the list with 99 addresses.
+// Null when memory is short.
 OwnedAddressList parse_address_list(std::string_view text) noexcept;
 
 // A copy for a search, with all addresses alive; null when memory is short.

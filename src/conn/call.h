@@ -1,8 +1,9 @@
 // One call of the application's on a connection.
 //
-// Every exported call that looks at what another thread's call may change reaches its connection through a RunningCall, which holds
-// the lock for the whole request and reply. While it lives the call can be cancelled (wire/cancel.h), and the lines that it has to
-// print are kept: they are printed after the lock is released, before the call returns.
+// Every exported call that looks at what another thread's call may change reaches its connection through a
+// RunningCall, which holds the lock for the whole request and reply. While it lives the call can be cancelled
+// (wire/cancel.h), and the lines that it has to print are kept: they are printed after the lock is released,
+// before the call returns.
 #pragma once
 
 #include "base/text.h"
@@ -16,13 +17,14 @@ class RunningCall {
     explicit RunningCall(const TRN_HANDLE* handle) noexcept
         : RunningCall(unlocked_conn_of(handle), Locking::taken) {}
 
-    // The same with a text that is to be sent; none either when the text is missing or does not fit a command frame, whose
-    // length field is a signed 32-bit count.
+    // The same with a text that is to be sent; none either when the text is missing or does not fit a command
+    // frame, whose length field is a signed 32-bit count.
     RunningCall(const TRN_HANDLE* handle, const char* text) noexcept;
 
     explicit RunningCall(Conn& conn) noexcept : RunningCall(&conn, Locking::taken) {}
 
-    // For the calls that must not run beside another one: opening, connecting again, the attribute that asks the server.
+    // For the calls that must not run beside another one: opening, connecting again, the attribute that asks
+    // the server.
     static RunningCall without_lock(Conn* conn) noexcept { return RunningCall(conn, Locking::left_alone); }
 
     ~RunningCall();

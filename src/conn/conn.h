@@ -1,5 +1,5 @@
-// The connection record, one per open connection, reached through the application's handle variable. Each group of fields is
-// written by the room named with it.
+// The connection record, one per open connection, reached through the application's handle variable. Each
+// group of fields is written by the room named with it.
 #pragma once
 
 #include <cstdint>
@@ -51,7 +51,8 @@ struct SaidLines {
 struct Conn {
     Handle head; // TRN_KIND_CONNECTION; its error text is replaced by every room that fails
 
-    // Results stay usable after their connection was closed: the record lives until the last of them is released.
+    // Results stay usable after their connection was closed: the record lives until the last of them is
+    // released.
     int32_t references;
 
     // conn
@@ -77,9 +78,9 @@ struct Conn {
     int32_t fun_return_type; // the server's type code of the last function result; below 1: none
 };
 
-// The connection behind a handle variable, whether or not another thread's call runs on it; null when there is none or it is of
-// another kind. For what takes no lock on purpose: binding, accessors, attributes, closing. All else goes through RunningCall
-// (conn/call.h).
+// The connection behind a handle variable, whether or not another thread's call runs on it; null when there
+// is none or it is of another kind. For what takes no lock on purpose: binding, accessors, attributes,
+// closing. All else goes through RunningCall (conn/call.h).
 inline Conn* unlocked_conn_of(const TRN_HANDLE* handle) noexcept {
     return kind_of(handle) == TRN_KIND_CONNECTION ? static_cast<Conn*>(*handle) : nullptr;
 }

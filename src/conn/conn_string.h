@@ -52,8 +52,8 @@ bool holds_address_list(std::string_view segment) noexcept;
 // Blanks only: a tab belongs to the text.
 std::string_view without_blanks(std::string_view text) noexcept;
 
-// Reads a connection string into a connection's settings and address list. False when the string was rejected as a whole (fewer
-// than 5 bytes, no separator) or memory is short.
+// Reads a connection string into a connection's settings and address list. False when the string was rejected
+// as a whole (fewer than 5 bytes, no separator) or memory is short.
 bool parse_conn_string(const char* text, Conn& conn) noexcept;
 
 } // namespace tarn

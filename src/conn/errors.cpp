@@ -32,7 +32,8 @@ static int32_t text_length(std::string_view text) noexcept {
 
 namespace {
 
-// An error text split in two. A text that is too long for the application's message area (255 bytes) leaves a stand-in.
+// An error text split in two. A text that is too long for the application's message area (255 bytes) leaves a
+// stand-in.
 struct ErrorInfo {
     char code[6];
     std::string_view prefix;
@@ -52,13 +53,14 @@ static ErrorInfo split(std::string_view text) noexcept {
         if (!info.too_long) info.message = text;
         return info;
     }
-    // "[EC011]..." has a five-character code, "[EC0195]..." one of six. A text shorter than its code gives zeros.
+    // "[EC011]..." has a five-character code, "[EC0195]..." one of six. A text shorter than its code gives
+    // zeros.
     const size_t code_length = text.size() > 6 && text[6] == ']' ? 5 : 6;
     if (text.size() <= code_length) return info;
     std::memcpy(info.code, text.data() + 1, code_length);
     info.too_long = text.size() >= code_length + 257;
-    // A long text is answered without any message, though the record would have room for its beginning: applications
-    // tell the case by the status alone.
+    // A long text is answered without any message, though the record would have room for its beginning:
+    // applications tell the case by the status alone.
     const size_t message_start = code_length + 2;
     if (!info.too_long && text.size() > message_start) info.message = text.substr(message_start);
     return info;

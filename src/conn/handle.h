@@ -1,4 +1,5 @@
-// What every record behind a handle begins with, and its error text: one owned text a handle, always the latest failure.
+// What every record behind a handle begins with, and its error text: one owned text a handle, always the
+// latest failure.
 #pragma once
 
 #include <cstdint>

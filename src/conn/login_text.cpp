@@ -43,8 +43,9 @@ class ClauseText {
 
 } // namespace
 
-// The two channels' texts differ, and servers know both forms: the encrypted one has its character set and isolation clauses
-// even when they are empty, drops a lock time-out below 0, and writes the large-object clause without blanks.
+// The two channels' texts differ, and servers know both forms: the encrypted one has its character set and
+// isolation clauses even when they are empty, drops a lock time-out below 0, and writes the large-object
+// clause without blanks.
 bool build_login_text(const Conn& conn, char* area, size_t limit) noexcept {
     const Settings& settings = conn.settings;
     const bool encrypted = settings.use_ssl != 0;

@@ -53,8 +53,9 @@ static int32_t open_connection(Conn& conn) noexcept {
     return login(conn, reason) ? TRN_OPENED : fail(conn, message::login_failed, TRN_ERR_LOGIN);
 }
 
-// The record in which a search goes on, or a fresh one, which the application's variable then holds. An earlier record is
-// released on request only: the application may know it under another variable. Null when memory is short.
+// The record in which a search goes on, or a fresh one, which the application's variable then holds. An
+// earlier record is released on request only: the application may know it under another variable. Null when
+// memory is short.
 static IpsAttrs* begin_search(const IpsAttrs& addresses, int32_t number, void** state) noexcept {
     if (number > 1 && *state) {
         IpsAttrs* list = static_cast<IpsAttrs*>(*state);

@@ -117,9 +117,9 @@ void mp_mul(Digit* w, const Digit* u, const Digit* v, size_t n) noexcept {
         if (v[i] != 0) w[i + n] = add_multiple(w + i, u, v[i], n);
 }
 
-// One half of a quotient digit: divides remainder, which is below d, joined with the next half of the dividend by d and
-// leaves the new remainder. The estimate from the upper half of d is at most two too large, never above 0x10001, and since
-// the correction compares with all of d, it ends exactly.
+// One half of a quotient digit: divides remainder, which is below d, joined with the next half of the
+// dividend by d and leaves the new remainder. The estimate from the upper half of d is at most two too large,
+// never above 0x10001, and since the correction compares with all of d, it ends exactly.
 static Digit quotient_half(Digit& remainder, Digit next_half, Digit d) noexcept {
     Digit estimate = remainder / high_half(d);
     Digit rest = remainder % high_half(d);
@@ -157,8 +157,8 @@ Digit mp_short_div(Digit* q, const Digit* u, Digit d, size_t n) noexcept {
     return remainder >> s;
 }
 
-// A quotient digit of a long division, right or one too large. part is the stretch of the remainder under the divisor's t
-// digits, t >= 2, and top the digit above it; the divisor's top bit is set.
+// A quotient digit of a long division, right or one too large. part is the stretch of the remainder under the
+// divisor's t digits, t >= 2, and top the digit above it; the divisor's top bit is set.
 static Digit estimate_digit(const Digit* part, Digit top, const Digit* v, size_t t) noexcept {
     const Digit leading = v[t - 1];
     const Digit dividend[2] = {part[t - 1], top};
@@ -181,8 +181,9 @@ static Digit estimate_digit(const Digit* part, Digit top, const Digit* v, size_t
     return estimate;
 }
 
-// The long division proper: r holds the dividend of m digits with top above them, v the divisor of t digits with its top bit
-// set, 2 <= t <= m. Leaves the remainder in the lowest t digits of r; those above are used up.
+// The long division proper: r holds the dividend of m digits with top above them, v the divisor of t digits
+// with its top bit set, 2 <= t <= m. Leaves the remainder in the lowest t digits of r; those above are used
+// up.
 static void divide_normalised(Digit* q, Digit* r, Digit top, size_t m, const Digit* v, size_t t) noexcept {
     for (size_t j = m - t + 1; j-- > 0;) {
         Digit* part = r + j;

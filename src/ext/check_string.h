@@ -11,7 +11,8 @@ enum class StringFault {
     refused
 };
 
-// The first fault of a connection string, in words: refused ones before unknown keys. A memory shortage leaves no words.
+// The first fault of a connection string, in words: refused ones before unknown keys. A memory shortage
+// leaves no words.
 StringFault check_conn_string(const char* text, Owned<char>& words) noexcept;
 
 } // namespace tarn

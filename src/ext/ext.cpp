@@ -15,8 +15,8 @@
 
 namespace tarn {
 
-// Records of later versions are longer: what follows the fields known here must be 0. False when the record asks for something
-// that this version cannot do.
+// Records of later versions are longer: what follows the fields known here must be 0. False when the record
+// asks for something that this version cannot do.
 static bool take_options(const TRNX_OPTIONS* given, TRNX_OPTIONS& options) noexcept {
     options = {};
     if (!given) return true;

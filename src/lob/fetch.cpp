@@ -13,7 +13,8 @@
 
 namespace tarn {
 
-// A descriptor is a name of 13 characters, the marker included, one character between, and the length in decimal.
+// A descriptor is a name of 13 characters, the marker included, one character between, and the length in
+// decimal.
 static constexpr int name_length = 13;
 static constexpr size_t length_position = 14;
 

@@ -1,4 +1,5 @@
-// The large-object record: content in a chain of chunks of 1 MiB, all full but the last, so that appending never moves bytes.
+// The large-object record: content in a chain of chunks of 1 MiB, all full but the last, so that appending
+// never moves bytes.
 #pragma once
 
 #include <cstddef>
@@ -38,8 +39,9 @@ inline Lob* lob_of(const TRN_HANDLE* handle) noexcept {
     return kind_of(handle) == TRN_KIND_LOB ? static_cast<Lob*>(*handle) : nullptr;
 }
 
-// Where the next bytes of the content go: room bytes from the returned address, at least one, making a chunk when the
-// last is full. Null when memory is short. The caller fills some of them and adds their number to total_len.
+// Where the next bytes of the content go: room bytes from the returned address, at least one, making a chunk
+// when the last is full. Null when memory is short. The caller fills some of them and adds their number to
+// total_len.
 uint8_t* lob_tail(Lob& lob, size_t& room) noexcept;
 
 // Appends bytes. False when memory is short: what was appended so far stays.

@@ -1,6 +1,6 @@
-// What the library needs of the operating system: a TCP stream, a lock that any thread may release, the start of the sockets layer,
-// pages of memory, an output that raises no signal. One implementation lives in posix/, one in win32/; no other source includes a
-// system header.
+// What the library needs of the operating system: a TCP stream, a lock that any thread may release, the start
+// of the sockets layer, pages of memory, an output that raises no signal. One implementation lives in posix/,
+// one in win32/; no other source includes a system header.
 #pragma once
 
 #include <cstddef>
@@ -26,7 +26,8 @@ struct KeepAlive {
     int32_t count;      // unanswered probes that end the connection
 };
 
-// A stream that begins to connect, with address reuse, no delay and keep-alive. 0 on failure, with the system's error number.
+// A stream that begins to connect, with address reuse, no delay and keep-alive. 0 on failure, with the
+// system's error number.
 Socket begin_connect(uint32_t address, uint16_t port, const KeepAlive& keep_alive, int32_t& error) noexcept;
 
 enum class Connecting {
@@ -35,8 +36,9 @@ enum class Connecting {
     failed
 };
 
-// Waits for the connection up to the time given. A connected stream blocks from then on and has linger time 0: closing resets the
-// connection at once. A failed one leaves the system's error number; it has still to be closed.
+// Waits for the connection up to the time given. A connected stream blocks from then on and has linger time
+// 0: closing resets the connection at once. A failed one leaves the system's error number; it has still to be
+// closed.
 Connecting wait_connected(Socket socket, int32_t wait_ms, int32_t& error) noexcept;
 
 // The system's text for an error number, cut to the area.
@@ -45,13 +47,13 @@ void describe_error(int32_t error, char* area, size_t size) noexcept;
 // How long receive_some waits before it gives -1; 0 and less: without limit.
 void set_receive_timeout(Socket socket, int32_t timeout_ms) noexcept;
 
-// One blocking call each. The bytes moved, 0 at the end of the stream, -1 on failure or time-out. Signals are not seen: where a
-// system lets them cut a call short, it is repeated, and a send goes on with what is left.
+// One blocking call each. The bytes moved, 0 at the end of the stream, -1 on failure or time-out. Signals are
+// not seen: where a system lets them cut a call short, it is repeated, and a send goes on with what is left.
 ptrdiff_t send_some(Socket socket, const void* data, size_t size) noexcept;
 ptrdiff_t receive_some(Socket socket, void* data, size_t size) noexcept;
 
-// Ends both directions: a call that waits in send_some or receive_some returns at once, and later ones do not wait. Any thread
-// and any signal handler may do this while the stream is not being closed.
+// Ends both directions: a call that waits in send_some or receive_some returns at once, and later ones do not
+// wait. Any thread and any signal handler may do this while the stream is not being closed.
 void abort_stream(Socket socket) noexcept;
 
 void close_stream(Socket socket) noexcept;
@@ -72,16 +74,18 @@ void give_back(Lock* lock) noexcept;
 // Writes a text and flushes it. A pipe that nobody reads any more is a failed write, never a signal.
 void write_text(std::FILE* file, const char* text) noexcept;
 
-// A variable of the environment; null when there is none, or when the process runs with more rights than its user has.
+// A variable of the environment; null when there is none, or when the process runs with more rights than its
+// user has.
 const char* environment(const char* name) noexcept;
 
-// Blocks for content that is large, or of unknown size until it has arrived. Resizing keeps the content up to the smaller size; a
-// large block grows by moving or adding pages, not by copying. A null block makes a new one. Null on failure: the block stays.
+// Blocks for content that is large, or of unknown size until it has arrived. Resizing keeps the content up to
+// the smaller size; a large block grows by moving or adding pages, not by copying. A null block makes a new
+// one. Null on failure: the block stays.
 void* resize_block(void* block, size_t size) noexcept;
 void release_block(void* block) noexcept;
 
-// Prefaults memory that is about to be written: one call instead of a page fault for every page. Only speed depends on it; it does
-// nothing where the system has no such call.
+// Prefaults memory that is about to be written: one call instead of a page fault for every page. Only speed
+// depends on it; it does nothing where the system has no such call.
 void prefault_pages(void* memory, size_t size) noexcept;
 
 } // namespace tarn::platform

@@ -40,8 +40,8 @@ bool next_message(Reply& reply) noexcept {
     return read;
 }
 
-// An output value ends the reading of results, as every message does that does not belong to them: what came is handed out, the
-// rest stays unread, message by message.
+// An output value ends the reading of results, as every message does that does not belong to them: what came
+// is handed out, the rest stays unread, message by message.
 static bool opens_message(MessageType type) noexcept {
     switch (type) {
     case MessageType::query:
@@ -108,7 +108,8 @@ bool next_of_statement(Reply& reply) noexcept {
     return false;
 }
 
-// The byte behind an item is the next message's type if it can be one. Otherwise it is a separator, and the type is behind it.
+// The byte behind an item is the next message's type if it can be one. Otherwise it is a separator, and the
+// type is behind it.
 static bool skip_separator(Reply& reply) noexcept {
     const bool first = !reply.begun;
     if (!next_message(reply)) return false;

@@ -1,4 +1,5 @@
-// One result item of a reply: its columns, its rows as they came, the row being read. Items of one reply form a chain.
+// One result item of a reply: its columns, its rows as they came, the row being read. Items of one reply form
+// a chain.
 #pragma once
 
 #include <cstdint>
@@ -80,8 +81,8 @@ inline const ColumnDesc* column_of(const ResultSet& result, int32_t column) noex
 
 // Makes the next row the current one. False behind the last, when there is no current row any more.
 inline bool go_to_next_row(ResultSet& result) noexcept {
-    // Forward only: what has been read is released block by block, so that an application that copies a large result does not hold
-    // it twice.
+    // Forward only: what has been read is released block by block, so that an application that copies a large
+    // result does not hold it twice.
     if (result.upcoming.next == result.upcoming.end) [[unlikely]]
         release_rows_before(result.rows, result.upcoming.block);
     const uint8_t* row = next_row(result.upcoming);

@@ -9,8 +9,8 @@
 
 namespace tarn {
 
-// The first block has the size of what has arrived when it is made, so that a small result takes little memory; each later one
-// doubles up to this.
+// The first block has the size of what has arrived when it is made, so that a small result takes little
+// memory; each later one doubles up to this.
 static constexpr size_t largest_block = 1024 * 1024;
 
 // Pages are prefaulted in steps of this size, which are still in the cache when the rows are copied there.

@@ -1,12 +1,13 @@
 // The rows of one result as they came: whole rows back to back in blocks of memory.
 //
-// A stored row is its columns as they travelled, behind a head that tells where the next row begins. The head of a short row is
-// one byte, the size of head and columns, in the place of the message type; that of a longer row is the byte 255, the same size in
-// 32 bits, in host order, and in 32 more the distance to the row rows_ahead further on in its block, 0 if there is none. A row
-// that is larger than the receive buffer has a block to itself and 0 for its size.
+// A stored row is its columns as they travelled, behind a head that tells where the next row begins. The head
+// of a short row is one byte, the size of head and columns, in the place of the message type; that of a
+// longer row is the byte 255, the same size in 32 bits, in host order, and in 32 more the distance to the row
+// rows_ahead further on in its block, 0 if there is none. A row that is larger than the receive buffer has a
+// block to itself and 0 for its size.
 //
-// Short rows are so close together that the processor has fetched them already. Where few columns of long rows are read, each head
-// would be a cache miss if it were not prefetched some rows ahead.
+// Short rows are so close together that the processor has fetched them already. Where few columns of long
+// rows are read, each head would be a cache miss if it were not prefetched some rows ahead.
 #pragma once
 
 #include <cstddef>
@@ -69,8 +70,9 @@ class LargeRow {
     size_t size() const noexcept { return block_->size - long_row_head; }
     const uint8_t* columns() const noexcept { return block_->rows() + long_row_head; }
 
-    // Room for the next bytes, of which wanted are still to come: room says how many fit, at least one and at most wanted. Memory
-    // grows in proportion to what has arrived, whatever is wanted. Null when memory is short.
+    // Room for the next bytes, of which wanted are still to come: room says how many fit, at least one and at
+    // most wanted. Memory grows in proportion to what has arrived, whatever is wanted. Null when memory is
+    // short.
     uint8_t* extend(size_t wanted, size_t& room) noexcept;
     void filled(size_t size) noexcept { block_->size += size; }
 

@@ -1,5 +1,5 @@
-// Receiving rows, the heart of the library: a walk over the lengths in the receive buffer finds where rows end, and whole runs of
-// rows are copied into the result. No value is looked at.
+// Receiving rows, the heart of the library: a walk over the lengths in the receive buffer finds where rows
+// end, and whole runs of rows are copied into the result. No value is looked at.
 #include "reply/rows.h"
 
 #include <algorithm>
@@ -23,7 +23,8 @@ enum class RowOutcome {
     limit,
 };
 
-// A walk over the columns of a row in bytes that may not have arrived to its end: it goes on where it stopped.
+// A walk over the columns of a row in bytes that may not have arrived to its end: it goes on where it
+// stopped.
 struct RowWalk {
     const Column* column; // the next one
     size_t offset;        // of the next column, or of the row's end
@@ -48,8 +49,8 @@ static bool store_run(ResultSet& result, const uint8_t* first, const uint8_t* en
     return first == end || store_short_rows(result.rows, first, static_cast<size_t>(end - first));
 }
 
-// Stores the rows that are complete in the receive buffer, up to limit. The head of a short row takes the place of its message
-// type; runs of short rows are copied in one piece.
+// Stores the rows that are complete in the receive buffer, up to limit. The head of a short row takes the
+// place of its message type; runs of short rows are copied in one piece.
 static int32_t store_rows_at_hand(Channel& channel, ResultSet& result, int64_t limit, bool& stored) noexcept {
     constexpr size_t longest_run = 4096; // still in the first cache when it is copied
     uint8_t* const bytes = unread(channel);
@@ -79,8 +80,8 @@ static int32_t store_rows_at_hand(Channel& channel, ResultSet& result, int64_t l
     return count;
 }
 
-// Joins a text that arrived between rows to the earlier ones. The joined text is cut to twice the new text's length: the
-// earlier text comes first, and what room is left takes the beginning of the new one.
+// Joins a text that arrived between rows to the earlier ones. The joined text is cut to twice the new text's
+// length: the earlier text comes first, and what room is left takes the beginning of the new one.
 static bool join_text(ResultSet& result, Owned<char> text) noexcept {
     const size_t added = std::strlen(text.get());
     if (added == 0) return true;
@@ -193,7 +194,8 @@ static int32_t status_of(RowOutcome outcome) noexcept {
     }
 }
 
-// Complete rows are taken together; what ends their run, and a row that has not arrived completely, is read by itself.
+// Complete rows are taken together; what ends their run, and a row that has not arrived completely, is read
+// by itself.
 static RowBatch read_batch(Channel& channel, ResultSet& result, int32_t limit) noexcept {
     RowBatch batch{};
     for (int32_t count; batch.stored < limit; batch.stored += count, result.row_count += count) {

@@ -1,4 +1,5 @@
-// The one table of data types: for every wire code, how wide its values are in a row and what it is reported as.
+// The one table of data types: for every wire code, how wide its values are in a row and what it is reported
+// as.
 #pragma once
 
 #include <cstdint>
@@ -51,8 +52,8 @@ inline constexpr WireType wire_types[] = {
 // A code without a name of its own: it is converted as OPAQUE is.
 inline constexpr int32_t wire_opaque_too = 45;
 
-// The type of a wire code; one that is not in the table has values of any length and is reported as text, so that it never stops
-// a row.
+// The type of a wire code; one that is not in the table has values of any length and is reported as text, so
+// that it never stops a row.
 constexpr WireType wire_type(int32_t code) noexcept {
     for (const WireType& type : wire_types)
         if (type.code == code) return type;

@@ -11,9 +11,9 @@ static int64_t floor_divide(int64_t dividend, int64_t divisor) noexcept {
     return quotient - (dividend % divisor < 0);
 }
 
-// Years are counted from 1 March here, so that a leap day ends its year and a month's start is a linear function. All is
-// unsigned, which divides by constants in fewer steps: whole cycles are added in front, more than milliseconds in 64 bits
-// can go back, and taken off again.
+// Years are counted from 1 March here, so that a leap day ends its year and a month's start is a linear
+// function. All is unsigned, which divides by constants in fewer steps: whole cycles are added in front, more
+// than milliseconds in 64 bits can go back, and taken off again.
 Date date_of_days(int64_t days) noexcept {
     constexpr int64_t days_from_march_0000 = 719468; // to 1970-01-01
     constexpr uint32_t days_in_cycle = 146097;       // 400 years
@@ -22,8 +22,9 @@ Date date_of_days(int64_t days) noexcept {
         static_cast<uint64_t>(days + days_from_march_0000) + cycles_in_front * days_in_cycle;
     const uint64_t cycle = counted / days_in_cycle;
     const uint32_t day_of_cycle = static_cast<uint32_t>(counted - cycle * days_in_cycle);
-    // Counted in quarters of a day, every century of the cycle is equally long, and so is every year of a century: 1461
-    // quarters. Five months from March on have 153 days. Both divisions are multiplications in fixed point.
+    // Counted in quarters of a day, every century of the cycle is equally long, and so is every year of a
+    // century: 1461 quarters. Five months from March on have 153 days. Both divisions are multiplications in
+    // fixed point.
     const uint32_t quarters = 4 * day_of_cycle + 3;
     const uint32_t century = quarters / days_in_cycle;
     constexpr uint32_t reciprocal_of_year = 2939745; // 2^32 / 1461

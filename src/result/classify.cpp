@@ -8,7 +8,8 @@ namespace tarn {
 
 static constexpr size_t word_length = 6;
 
-// Only blanks and line ends are skipped; tabs, comments and parentheses are looked at as the beginning of the word.
+// Only blanks and line ends are skipped; tabs, comments and parentheses are looked at as the beginning of the
+// word.
 static std::string_view first_word(std::string_view text) noexcept {
     const size_t start = text.find_first_not_of(" \r\n");
     return start == std::string_view::npos ? std::string_view() : text.substr(start, word_length);

@@ -1,7 +1,8 @@
 // TRN_GetData: one value of the current row, converted to the application's type.
 //
-// Each target has one conversion, found in a table. Most values are read as their own type: a load, a change of byte order and a
-// store. Other sources of a target are in a function of their own, so that only they pay for its stack frame.
+// Each target has one conversion, found in a table. Most values are read as their own type: a load, a change
+// of byte order and a store. Other sources of a target are in a function of their own, so that only they pay
+// for its stack frame.
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -13,8 +14,8 @@
 
 namespace tarn {
 
-// Writes the value into the application's buffer. Its size counts for texts and byte runs only; one of 0 or less asks how long
-// they are. length, which may be null, receives the value's length.
+// Writes the value into the application's buffer. Its size counts for texts and byte runs only; one of 0 or
+// less asks how long they are. length, which may be null, receives the value's length.
 using Conversion = int32_t (*)(StoredValue from, const ResultSet& result, void* to, int32_t room,
                                int32_t* length) noexcept;
 
@@ -71,7 +72,8 @@ static int32_t from_integer(StoredValue from, const ResultSet&, void* to, int32_
     return deliver(to, length, static_cast<T>(integer_of(from)));
 }
 
-// NUMERIC passes through 32 bits even for the 64-bit target: a longer number is not preserved, as it never was.
+// NUMERIC passes through 32 bits even for the 64-bit target: a longer number is not preserved, as it never
+// was.
 template <class T, int32_t widest>
 [[gnu::noinline]] static int32_t from_integer_or_numeric(StoredValue from, const ResultSet& result, void* to,
                                                          int32_t room, int32_t* length) noexcept {
@@ -104,7 +106,8 @@ template <class T> static bool floating_of(StoredValue from, T& number) noexcept
     return floating_of(from, number) ? deliver(to, length, number) : refuse(length);
 }
 
-// A source that does not convert is no failure here, unlike everywhere else: nothing is written and the call succeeds.
+// A source that does not convert is no failure here, unlike everywhere else: nothing is written and the call
+// succeeds.
 static int32_t to_float(StoredValue from, const ResultSet&, void* to, int32_t, int32_t* length) noexcept {
     float number;
     return floating_of(from, number) ? deliver(to, length, number) : TRN_OK;
@@ -141,8 +144,9 @@ static int32_t check_interval(StoredValue from, const ResultSet&, void*, int32_t
     return is_interval ? TRN_OK : TRN_ERR_CONVERSION;
 }
 
-// How bytes that do not fit are cut. A text made from a value needs room for its terminator; bytes that are a text already
-// may fill the buffer to the last byte, and lose one more when they are cut. These limits differ by one and always have.
+// How bytes that do not fit are cut. A text made from a value needs room for its terminator; bytes that are a
+// text already may fill the buffer to the last byte, and lose one more when they are cut. These limits differ
+// by one and always have.
 struct Cut {
     size_t fitting; // both in bytes less than the buffer has: the longest value that fits
     size_t kept;    // of a longer one
@@ -232,8 +236,8 @@ static int32_t report_filled(int32_t* length, const Lob& lob, int32_t status) no
     return status;
 }
 
-// The destination is the application's handle variable of a large object, whose content is replaced. When the session
-// asked for descriptors, the value's first byte tells whether the data follow or a descriptor does.
+// The destination is the application's handle variable of a large object, whose content is replaced. When the
+// session asked for descriptors, the value's first byte tells whether the data follow or a descriptor does.
 template <uint8_t inline_data, uint8_t descriptor>
 static int32_t to_lob(StoredValue from, const ResultSet& result, void* to, int32_t,
                       int32_t* length) noexcept {
@@ -299,7 +303,8 @@ static inline void locate_next(ResultSet& result, Column* last, size_t size) noe
     last[1].value = last->value + size;
 }
 
-// Columns are located from the first on, as far as asked for. This one is not located yet, or there is no current row.
+// Columns are located from the first on, as far as asked for. This one is not located yet, or there is no
+// current row.
 [[gnu::noinline]] static int32_t get_unlocated(ResultSet& result, int32_t number, int32_t target,
                                                void* destination, int32_t destination_length,
                                                int32_t* length) noexcept {

@@ -53,7 +53,8 @@ static void add_hour_second(int64_t seconds, WorkingText& text) noexcept {
     text.add_padded(seconds % 60, 2);
 }
 
-// Zoned values are kept as they travel: a big-endian count, then a big-endian zone in minutes, which is added to the count.
+// Zoned values are kept as they travel: a big-endian count, then a big-endian zone in minutes, which is added
+// to the count.
 static int16_t zone_minutes(const Value& value, size_t offset) noexcept {
     return static_cast<int16_t>(load_wire<uint16_t>(value.bytes + offset));
 }

@@ -38,7 +38,8 @@ void WorkingText::add_number(double value, std::chars_format format, int precisi
                                     whole)});
 }
 
-// The digits of "%.0f", the sign not counted. Only 1 to 15 matter: any other count may come out as any number beyond.
+// The digits of "%.0f", the sign not counted. Only 1 to 15 matter: any other count may come out as any number
+// beyond.
 static int whole_digits(double value) noexcept {
     const double magnitude = std::fabs(value);
     if (!(magnitude < 1e15)) return std::isfinite(value) ? 16 : 3; // "inf" and "nan" have three characters

@@ -1,5 +1,5 @@
-// Numbered attributes of connections and results, the last insert identifier, the last function's return type. Only the server's
-// version takes a round trip.
+// Numbered attributes of connections and results, the last insert identifier, the last function's return
+// type. Only the server's version takes a round trip.
 #include <algorithm>
 #include <cstring>
 #include <string_view>
@@ -132,7 +132,8 @@ int32_t TRN_SetAttr(TRN_HANDLE* handle, int32_t id, void* value) {
     case 11: {
         if (!value) return TRN_ERR_ARGUMENT;
         const char* text = static_cast<const char*>(value);
-        // "ON" turns auto-commit off: the opposite of the connection string's key, which applications rely on.
+        // "ON" turns auto-commit off: the opposite of the connection string's key, which applications rely
+        // on.
         conn->settings.auto_commit_off = equal_ignoring_case(text, "ON") || equal_ignoring_case(text, "TRUE");
         return TRN_OK;
     }

@@ -1,4 +1,5 @@
-// TRN_ExecBatch: one statement for every row of an array-bound set, in as few requests as the row count allows.
+// TRN_ExecBatch: one statement for every row of an array-bound set, in as few requests as the row count
+// allows.
 #include <algorithm>
 #include <cstring>
 

@@ -1,4 +1,5 @@
-// The rows of a batch: the first as entries straight into the send buffer, the others staged and sent in blocks of whole rows.
+// The rows of a batch: the first as entries straight into the send buffer, the others staged and sent in
+// blocks of whole rows.
 #include <algorithm>
 #include <cstring>
 
@@ -15,8 +16,8 @@ static constexpr size_t staging_size = 512000;
 static constexpr size_t staging_reserve = 64000; // a row that reaches into it ends its block
 static constexpr size_t value_head_size = 5;     // wire type and length
 
-// Whether every row has an element that ends with a value of the row's length. The bind has seen that all of them can be read; of
-// types with an element size less may have been copied.
+// Whether every row has an element that ends with a value of the row's length. The bind has seen that all of
+// them can be read; of types with an element size less may have been copied.
 static bool is_whole(const ArrayColumn& column, int32_t rows) noexcept {
     const bool ends_with_value = (column.step == Step::length && column.skip == 0) ||
                                  (column.step == Step::length_and_4 && column.skip == 4);
@@ -70,8 +71,8 @@ void BatchEncoder::send_complete_rows() noexcept {
     complete_ = 0;
 }
 
-// Sends the complete rows, and adds room when the row in progress does not fit even so. Where that row goes on; null when memory
-// is short.
+// Sends the complete rows, and adds room when the row in progress does not fit even so. Where that row goes
+// on; null when memory is short.
 uint8_t* BatchEncoder::make_room(const uint8_t* to, size_t size) noexcept {
     const uint8_t* row = staged_.get() + complete_;
     const size_t begun = static_cast<size_t>(to - row);
@@ -88,7 +89,8 @@ uint8_t* BatchEncoder::make_room(const uint8_t* to, size_t size) noexcept {
     return staged_.get() + begun;
 }
 
-// Makes sure that a value of so many bytes fits, with its head. False when memory is short, as with all that stage.
+// Makes sure that a value of so many bytes fits, with its head. False when memory is short, as with all that
+// stage.
 inline bool BatchEncoder::reserve(Staging& at, size_t size) noexcept {
     if (value_head_size + size <= static_cast<size_t>(at.end - at.to)) [[likely]]
         return true;
@@ -171,8 +173,8 @@ inline bool BatchEncoder::stage_value(Staging& at, ArrayColumn& column, int32_t 
     }
 }
 
-// Where values are staged is a variable of this function, which stays in registers as long as all that stage are inlined: the
-// compiler must assume that staged bytes change the members.
+// Where values are staged is a variable of this function, which stays in registers as long as all that stage
+// are inlined: the compiler must assume that staged bytes change the members.
 bool BatchEncoder::stage_rows(int32_t end) noexcept {
     Staging at{staged_.get(), room_end_, type_size_};
     ArrayColumn* const columns_end = columns_.get() + set_.count;

@@ -22,8 +22,8 @@ struct Binding {
 
 } // namespace
 
-// An input's length: as given, cut to the buffer where the application tells its size, else to the type's own size; nothing is
-// read from a null value.
+// An input's length: as given, cut to the buffer where the application tells its size, else to the type's own
+// size; nothing is read from a null value.
 static int32_t input_length(const Binding& binding) noexcept {
     if (!binding.value) return 0;
     if (!binding.length) return binding.buffer_length;
@@ -61,7 +61,8 @@ static int32_t fill_input(ParamSlot& slot, const Binding& binding) noexcept {
     return slot.lob || !binding.value ? TRN_OK : TRN_ERR_ARGUMENT;
 }
 
-// The application's buffer and length, looked at during the execution: a handle of a large object may still be null here.
+// The application's buffer and length, looked at during the execution: a handle of a large object may still
+// be null here.
 static int32_t fill_reference(ParamSlot& slot, const Binding& binding) noexcept {
     if (is_lob(slot) && lob_of_value(binding.value).wrong) return TRN_ERR_ARGUMENT;
     slot.value = binding.value;

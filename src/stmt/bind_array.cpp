@@ -1,5 +1,5 @@
-// Binding arrays, one parameter of all rows of a batch. Elements are walked once at the bind, so that later readers may trust
-// that they lie inside the buffer.
+// Binding arrays, one parameter of all rows of a batch. Elements are walked once at the bind, so that later
+// readers may trust that they lie inside the buffer.
 #include <algorithm>
 #include <cstring>
 
@@ -34,8 +34,8 @@ static int32_t first_capacity(const ArrayBinding& binding) noexcept {
     return binding.parameter_count > 0 ? std::min(binding.parameter_count, param_limit) : param_growth;
 }
 
-// The first array bind lays the set out: with a parameter count for so many slots of array_size rows, without one for single
-// rows.
+// The first array bind lays the set out: with a parameter count for so many slots of array_size rows, without
+// one for single rows.
 static bool lay_out(ParamSet& set, const ArrayBinding& binding) noexcept {
     const int32_t capacity = first_capacity(binding);
     if (set.capacity == 0 && !reserve_slots(set, capacity, capacity)) return false;
@@ -55,7 +55,8 @@ static int32_t bytes_to_copy(const ParamType& type, const ArrayBinding& binding)
     return static_cast<int32_t>(std::min<int64_t>(rows, binding.values_size));
 }
 
-// The slot's new content; TRN_ERR_ARRAY_TYPE when the elements do not lie inside the buffer or have no arrays.
+// The slot's new content; TRN_ERR_ARRAY_TYPE when the elements do not lie inside the buffer or have no
+// arrays.
 static int32_t make_slot(const ArrayBinding& binding, ParamSlot& slot) noexcept {
     const ParamType type = param_type(binding.data_type);
     slot.data_type = binding.data_type;
@@ -109,8 +110,8 @@ static int32_t store_array(ParamSet& set, int32_t index, const ArrayBinding& bin
     return TRN_OK;
 }
 
-// Arrays carry input values only. By position other directions have no effect at all, by name they lay the set out; neither
-// looks at the values.
+// Arrays carry input values only. By position other directions have no effect at all, by name they lay the
+// set out; neither looks at the values.
 static bool is_input(const ArrayBinding& binding) noexcept {
     return binding.direction == TRN_DIRECTION_IN;
 }

@@ -1,5 +1,5 @@
-// Rows that travel in chunks of up to 200, inside the replies to single-value queries and procedure calls. After the first
-// full chunk the client sends one "."; more rows follow.
+// Rows that travel in chunks of up to 200, inside the replies to single-value queries and procedure calls.
+// After the first full chunk the client sends one "."; more rows follow.
 #pragma once
 
 #include "reply/reply.h"
@@ -14,8 +14,8 @@ enum class Chunks {
 // A new item with the columns of the result at hand; null when memory is short: the reply has then ended.
 OwnedResult read_chunk_columns(Reply& reply) noexcept;
 
-// Reads rows and looks at the byte behind them. The status becomes the size of the last chunk; the reply has ended when the
-// server ended it there, or with a failure.
+// Reads rows and looks at the byte behind them. The status becomes the size of the last chunk; the reply has
+// ended when the server ended it there, or with a failure.
 void read_chunks(Reply& reply, ResultSet& result, Chunks chunks) noexcept;
 
 } // namespace tarn

@@ -18,8 +18,8 @@ int32_t open_cursor(Conn& conn, const char* name) noexcept {
     return sent == TRN_OK ? take_verdict(conn) : sent;
 }
 
-// The status tells of the sending alone: a refused declaration leaves no columns, and then the server refuses to open the cursor,
-// too.
+// The status tells of the sending alone: a refused declaration leaves no columns, and then the server refuses
+// to open the cursor, too.
 static int32_t declare_cursor(Conn& conn, const char* command, ResultSet*& columns) noexcept {
     columns = nullptr;
     const int32_t sent = submit(conn, command, conn.bound_params);

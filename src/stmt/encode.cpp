@@ -121,7 +121,8 @@ static bool put_gathered(Channel& channel, const Lob& lob) noexcept {
     return true;
 }
 
-// Binary contents above this size leave in one piece; character contents never do, nor are their sends looked at.
+// Binary contents above this size leave in one piece; character contents never do, nor are their sends looked
+// at.
 static constexpr int64_t largest_in_chunks = 534773760;
 
 static bool put_lob(Channel& channel, const ParamSlot& slot) noexcept {

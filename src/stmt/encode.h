@@ -1,7 +1,7 @@
 // Parameters on the wire: the entries that follow a command frame, and the blocks of a batch.
 //
-// An entry is a 16-bit name length, the name, a 16-bit direction, a 16-bit wire type, a 32-bit value length and the value.
-// Return-value slots are not sent. A block is a 32-bit length and the values of whole rows.
+// An entry is a 16-bit name length, the name, a 16-bit direction, a 16-bit wire type, a 32-bit value length
+// and the value. Return-value slots are not sent. A block is a 32-bit length and the values of whole rows.
 #pragma once
 
 #include "conn/conn.h"
@@ -13,15 +13,16 @@ namespace tarn {
 // The number of entries that a set sends.
 uint32_t entry_count(const ParamSet& set) noexcept;
 
-// Whether everything that the set sends as single values fits its field on the wire: 16 bits tell the number of entries and the
-// length of a name, 32 bits that of a large object. TRN_OK or TRN_ERR_ARGUMENT.
+// Whether everything that the set sends as single values fits its field on the wire: 16 bits tell the number
+// of entries and the length of a name, 32 bits that of a large object. TRN_OK or TRN_ERR_ARGUMENT.
 int32_t check_entries(const ParamSet& set) noexcept;
 
-// The same for the rows of a batch: 32 bits tell the length of a block, and each row is in one block. Also TRN_ERR_MEMORY.
+// The same for the rows of a batch: 32 bits tell the length of a block, and each row is in one block. Also
+// TRN_ERR_MEMORY.
 int32_t check_rows(const ParamSet& set) noexcept;
 
-// Writes the entries of single values. An array-bound set writes none: arrays travel in batches only. -1 when a binary large
-// object could not be sent: what follows it was not written.
+// Writes the entries of single values. An array-bound set writes none: arrays travel in batches only. -1 when
+// a binary large object could not be sent: what follows it was not written.
 int32_t encode_params(Channel& channel, const ParamSet& set) noexcept;
 
 // Where the rows of a batch are staged.
@@ -33,15 +34,15 @@ struct Staging {
     void put_length(uint32_t length) noexcept;
 };
 
-// Encodes the rows of an array-bound set. Made before the command is written, so that a lack of memory shows itself while
-// nothing has been sent.
+// Encodes the rows of an array-bound set. Made before the command is written, so that a lack of memory shows
+// itself while nothing has been sent.
 class BatchEncoder {
   public:
     BatchEncoder(Conn& conn, const ParamSet& set) noexcept;
     bool ready() const noexcept { return columns_ && staged_; }
 
-    // Writes the next rows, the first of them as entries and the others in blocks. A lack of memory on the way breaks the
-    // link.
+    // Writes the next rows, the first of them as entries and the others in blocks. A lack of memory on the
+    // way breaks the link.
     void encode(int32_t rows) noexcept;
 
   private:

@@ -29,7 +29,8 @@ static bool needs_values(const ParamSet* set) noexcept {
     return set && set->mode == ParamMode::described && set->count > 0 && !values_bound(*set);
 }
 
-// Sends a command with the bound set and receives its result, under the lock. A negative status hands out no result.
+// Sends a command with the bound set and receives its result, under the lock. A negative status hands out no
+// result.
 static int32_t execute(Conn& conn, const char* command, ResultSet*& result) noexcept {
     const BoundParams params(conn);
     result = nullptr;
@@ -83,8 +84,8 @@ static int32_t execute_through_cursor(Conn& conn, const char* name, char* cursor
     const int32_t opened = open_cursor(conn, cursor);
     const bool answered = opened == TRN_OK || opened == TRN_ERR_SERVER;
     hand_out(result, answered ? result_out : nullptr);
-    // A server that refuses to open the cursor leaves its text; the status does not tell, on purpose: applications look at
-    // the error text.
+    // A server that refuses to open the cursor leaves its text; the status does not tell, on purpose:
+    // applications look at the error text.
     return answered ? TRN_OK : opened;
 }
 

@@ -12,8 +12,9 @@
 
 namespace tarn {
 
-// Leaves a record in which results that outlive the connection find it closed: no socket, no lock. A canceller may still hold the
-// record: the variable it came from is cleared first, and then there is none any more.
+// Leaves a record in which results that outlive the connection find it closed: no socket, no lock. A
+// canceller may still hold the record: the variable it came from is cleared first, and then there is none any
+// more.
 static void close_connection(Conn* conn, TRN_HANDLE* handle) noexcept {
     if (conn->default_prepared && is_open(conn->channel)) deallocate_default(*conn);
     std::atomic_ref(*handle).store(nullptr);

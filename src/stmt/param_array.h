@@ -25,8 +25,8 @@ struct ArrayColumn {
     bool whole; // for every row there is an element of skip bytes and its length of bytes
 };
 
-// What may be read at a slot's value. An in-out bound without a buffer length has its type's own size, or what its length
-// variable says now.
+// What may be read at a slot's value. An in-out bound without a buffer length has its type's own size, or
+// what its length variable says now.
 inline int32_t readable_bytes(const ParamSlot& slot) noexcept {
     if (slot.direction != TRN_DIRECTION_INOUT || slot.value_bytes > 0 || !slot.length)
         return slot.value_bytes;
@@ -50,8 +50,8 @@ inline ArrayColumn array_column(const ParamSlot& slot) noexcept {
             false};
 }
 
-// How far the current element, of that length, lies from the next; -1 when the type has no arrays or the element has no readable
-// length.
+// How far the current element, of that length, lies from the next; -1 when the type has no arrays or the
+// element has no readable length.
 inline int64_t element_step(const ArrayColumn& column, int32_t length) noexcept {
     switch (column.step) {
     case Step::fixed: return column.element_size;

@@ -91,8 +91,8 @@ BoundParams::~BoundParams() {
     drop_params_reference(set_);
 }
 
-// A record begins with its kind, a small number in front of four zero bytes; a handle variable holds null or an address, and no
-// record lies below the first page.
+// A record begins with its kind, a small number in front of four zero bytes; a handle variable holds null or
+// an address, and no record lies below the first page.
 LobValue lob_of_value(void* value) noexcept {
     if (!value) return {};
     constexpr uint32_t first_page = 4096;

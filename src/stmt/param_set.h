@@ -1,7 +1,8 @@
-// Parameter sets: the parameters of one statement, bound by name or by position, as single values or as arrays of a batch.
+// Parameter sets: the parameters of one statement, bound by name or by position, as single values or as
+// arrays of a batch.
 //
-// An input value is copied when it is bound; other directions keep the application's buffer and length. A set is shared by its
-// handle and by the connections it is attached to, and lives as long as one of them.
+// An input value is copied when it is bound; other directions keep the application's buffer and length. A set
+// is shared by its handle and by the connections it is attached to, and lives as long as one of them.
 #pragma once
 
 #include <cstdint>
@@ -55,16 +56,18 @@ ParamSet* create_params(ParamMode mode) noexcept;
 // Empties the set: no slots, no rows.
 void release_params_content(ParamSet& set) noexcept;
 
-// Empties a set after its one execution; a set that the application made keeps its values, and null is accepted.
+// Empties a set after its one execution; a set that the application made keeps its values, and null is
+// accepted.
 void release_used_values(ParamSet* set) noexcept;
 
-// The same once the values are sent and the reply is still to come: a set with a slot that is no input stays as it is, for output
-// values to find their slots, and so do arrays, which were not sent.
+// The same once the values are sent and the reply is still to come: a set with a slot that is no input stays
+// as it is, for output values to find their slots, and so do arrays, which were not sent.
 void release_sent_inputs(ParamSet* set) noexcept;
 
 void drop_params_reference(ParamSet* set) noexcept;
 
-// Releases the set behind a handle when the application made it, and clears the variable; other sets are left alone.
+// Releases the set behind a handle when the application made it, and clears the variable; other sets are left
+// alone.
 void drop_params(TRN_HANDLE* handle) noexcept;
 
 // Makes a set the connection's bound one, which takes over a reference, in place of any other.
@@ -73,7 +76,8 @@ void attach_params(Conn& conn, ParamSet* set) noexcept;
 // Takes the bound set off the connection; it is released unless the application made it.
 void detach_params(Conn& conn) noexcept;
 
-// Takes the bound set off a connection for one execution, at whose end it is released unless the application made it.
+// Takes the bound set off a connection for one execution, at whose end it is released unless the application
+// made it.
 class BoundParams {
   public:
     explicit BoundParams(Conn& conn) noexcept;
@@ -92,7 +96,8 @@ struct LobValue {
     bool wrong; // a record of another kind
 };
 
-// The value is the address of the application's handle variable, or of the object itself; null designates nothing.
+// The value is the address of the application's handle variable, or of the object itself; null designates
+// nothing.
 LobValue lob_of_value(void* value) noexcept;
 
 // The highest slot number that a set has or can make room for: one step of growth.
@@ -100,15 +105,15 @@ inline int32_t slot_limit(const ParamSet& set, int32_t first_capacity) noexcept 
     return (set.capacity ? set.capacity : first_capacity) + param_growth;
 }
 
-// Room for slots up to a number; the first layout has first_capacity slots. False when the number is above slot_limit or memory
-// is short.
+// Room for slots up to a number; the first layout has first_capacity slots. False when the number is above
+// slot_limit or memory is short.
 bool reserve_slots(ParamSet& set, int32_t number, int32_t first_capacity) noexcept;
 
 // Releases the value that a slot owns; its name stays.
 void release_slot_value(ParamSlot& slot) noexcept;
 
-// The set that a bind on a handle goes to, and where its error texts go. A connection without a set gets an implicit one by
-// the first bind that passes its checks.
+// The set that a bind on a handle goes to, and where its error texts go. A connection without a set gets an
+// implicit one by the first bind that passes its checks.
 class BindTarget {
   public:
     explicit BindTarget(TRN_HANDLE* handle) noexcept;

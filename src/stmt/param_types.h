@@ -1,5 +1,5 @@
-// The one table of parameter types: for every API type code that differs from plain bytes, how its values travel and how its
-// arrays are walked.
+// The one table of parameter types: for every API type code that differs from plain bytes, how its values
+// travel and how its arrays are walked.
 //
 // What differs on purpose, beside the columns themselves:
 //   - one value an execution: the length field of code 5 is 4 or 0 whatever the bound length;

@@ -5,8 +5,8 @@
 
 namespace tarn {
 
-// Ends the default statement on the server, under the connection's lock. 0; -1 with the server's text; TRN_ERR_NETWORK or
-// TRN_ERR_MEMORY.
+// Ends the default statement on the server, under the connection's lock. 0; -1 with the server's text;
+// TRN_ERR_NETWORK or TRN_ERR_MEMORY.
 int32_t deallocate_default(Conn& conn) noexcept;
 
 } // namespace tarn

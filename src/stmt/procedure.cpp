@@ -74,8 +74,8 @@ static void take_output(Reply& reply, const ParamSet& set) noexcept {
     if (const ParamSlot* slot = output_slot(set, index)) deliver(reply, *slot, output);
 }
 
-// Rows behind the second chunk end the call. They are skipped here, where their columns are known; where that fails the channel is
-// closed, and the next call shows it.
+// Rows behind the second chunk end the call. They are skipped here, where their columns are known; where that
+// fails the channel is closed, and the next call shows it.
 static void end_before_rows(Reply& reply, ResultSet* rows) noexcept {
     if (rows) {
         push_back(reply.conn.channel, reply.type);

@@ -74,7 +74,8 @@ static void take_count(Reply& reply) noexcept {
     ends_here(reply);
 }
 
-// The identifier becomes the connection's last only through the other calls, and the status only at the end of the reply.
+// The identifier becomes the connection's last only through the other calls, and the status only at the end
+// of the reply.
 static void drop_insert(Reply& reply) noexcept {
     if (!skip_counted(reply.conn)) return end_broken(reply);
     if (ends_here(reply)) reply.status = TRN_ITEM_INSERT;

@@ -40,10 +40,10 @@ class CommandText {
     int32_t status_ = TRN_ERR_ARGUMENT;
 };
 
-// Sends a statement with the parameters of a set, if there is one, as one flushed command. TRN_OK; TRN_ERR_ARGUMENT, with nothing
-// sent, when something of the set does not fit its field on the wire; TRN_ERR_NETWORK when the rest of an earlier reply could
-// not be skipped, which prints the line of a broken stream with the step, if there is one. A failed send shows itself when the
-// reply cannot be read.
+// Sends a statement with the parameters of a set, if there is one, as one flushed command. TRN_OK;
+// TRN_ERR_ARGUMENT, with nothing sent, when something of the set does not fit its field on the wire;
+// TRN_ERR_NETWORK when the rest of an earlier reply could not be skipped, which prints the line of a broken
+// stream with the step, if there is one. A failed send shows itself when the reply cannot be read.
 int32_t submit(Conn& conn, const char* sql, const ParamSet* params = nullptr,
                const char* step = nullptr) noexcept;
 

@@ -1,9 +1,10 @@
 // Stopping the call that runs on a channel, from another thread or a signal handler.
 //
-// A call begins and ends here; in between another thread may mark it cancelled and abort the socket, which wakes every wait in it.
-// No lock is taken: a canceller announces itself before it looks at anything, and whoever closes a socket, or releases a record
-// that a canceller may know, first makes it unreachable and then waits until no canceller is left. A cancel is a few instructions
-// and one system call, so that wait is short.
+// A call begins and ends here; in between another thread may mark it cancelled and abort the socket, which
+// wakes every wait in it. No lock is taken: a canceller announces itself before it looks at anything, and
+// whoever closes a socket, or releases a record that a canceller may know, first makes it unreachable and
+// then waits until no canceller is left. A cancel is a few instructions and one system call, so that wait is
+// short.
 #pragma once
 
 #include "wire/channel.h"
@@ -13,7 +14,8 @@ namespace tarn {
 // From here on the call can be cancelled.
 void begin_call(Channel& channel) noexcept;
 
-// True when the call was cancelled: the channel is closed then, and the next call finds a lost link, never the abort itself.
+// True when the call was cancelled: the channel is closed then, and the next call finds a lost link, never
+// the abort itself.
 bool end_call(Channel& channel) noexcept;
 
 // Whether the running call is to end.

@@ -1,9 +1,10 @@
-// A channel to the server: the socket, the two ciphers of an encrypted one, the two buffers and the message type pushed back.
-// receive.h and send.h read and write through it. The connection that it belongs to has the lock; nothing here locks.
+// A channel to the server: the socket, the two ciphers of an encrypted one, the two buffers and the message
+// type pushed back. receive.h and send.h read and write through it. The connection that it belongs to has the
+// lock; nothing here locks.
 //
-// What was received and not read yet lies in recv_buf from recv_pos to recv_fill, decrypted. A receive that fails closes the
-// channel on the spot: nothing above it meets the middle of a message, or the late answer to another request, afterwards.
-// Reads and writes on a closed channel fail.
+// What was received and not read yet lies in recv_buf from recv_pos to recv_fill, decrypted. A receive that
+// fails closes the channel on the spot: nothing above it meets the middle of a message, or the late answer to
+// another request, afterwards. Reads and writes on a closed channel fail.
 #pragma once
 
 #include <cstddef>
@@ -52,8 +53,8 @@ struct Channel {
     uint8_t recv_buf[recv_buffer_size];
 };
 
-// Connects, with empty buffers; an open channel is closed first. False leaves it closed. Until the login is through, a receive
-// waits no longer than the connect may.
+// Connects, with empty buffers; an open channel is closed first. False leaves it closed. Until the login is
+// through, a receive waits no longer than the connect may.
 bool open_channel(Channel& channel, uint32_t address, uint16_t port, const ChannelOptions& options) noexcept;
 
 // How long the next receives wait.

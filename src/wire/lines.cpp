@@ -28,7 +28,8 @@ void set_line_sink(LineSink function, void* user) noexcept {
     sink = {function, user};
 }
 
-// What TARNSQL_TRACE names, once for the process; null for "none". A file that cannot be opened is as if nothing were named.
+// What TARNSQL_TRACE names, once for the process; null for "none". A file that cannot be opened is as if
+// nothing were named.
 static std::FILE* named_file() noexcept {
     const char* name = platform::environment("TARNSQL_TRACE");
     if (!name || equal_ignoring_case(name, "stdout")) return stdout;

@@ -1,8 +1,9 @@
 // The protocol trace: one line a message, to see what client and server say to each other. Off unless
-// TRNX_SetProtocolTrace or the environment variable TARNSQL_TRACE_PROTOCOL turns it on; off, it costs one load a message.
+// TRNX_SetProtocolTrace or the environment variable TARNSQL_TRACE_PROTOCOL turns it on; off, it costs one
+// load a message.
 //
-// A received message is reported when the next one begins: only then is its length known. Lines are written while the call runs,
-// with its connection's lock held.
+// A received message is reported when the next one begins: only then is its length known. Lines are written
+// while the call runs, with its connection's lock held.
 #pragma once
 
 #include <atomic>

@@ -1,5 +1,5 @@
-// The rows of a batch. The first travels as the command's parameter entries; the others follow in blocks, each a u32
-// length and that many bytes, which hold whole rows. A value of such a row is
+// The rows of a batch. The first travels as the command's parameter entries; the others follow in blocks,
+// each a u32 length and that many bytes, which hold whole rows. A value of such a row is
 //
 //   u8 wire type    not in protocol 201, where it is that of the first row
 //   i32 length, value

@@ -1,7 +1,7 @@
-// Dates and times as readable ISO text and as counts from 1970-01-01, in the proleptic Gregorian calendar, for
-// years before 0 and after 9999 too. No zone of this machine is ever applied.
-// Texts: [+-]YYYY-MM-DD, HH:MM[:SS[.fraction]], both joined by a blank or "T", and a zone: "Z", +HH, +HHMM or +HH:MM.
-// A fraction is cut to the unit of the count.
+// Dates and times as readable ISO text and as counts from 1970-01-01, in the proleptic Gregorian calendar,
+// for years before 0 and after 9999 too. No zone of this machine is ever applied.
+// Texts: [+-]YYYY-MM-DD, HH:MM[:SS[.fraction]], both joined by a blank or "T", and a zone: "Z", +HH, +HHMM or
+// +HH:MM. A fraction is cut to the unit of the count.
 #pragma once
 
 #include <cstdint>

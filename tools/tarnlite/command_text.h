@@ -1,6 +1,6 @@
-// What a command's text asks of the server: SQL, or one of the control texts around prepared statements, cursors,
-// procedures and large objects. Letter case, blanks and comments do not matter in control texts, and a semicolon may
-// end them.
+// What a command's text asks of the server: SQL, or one of the control texts around prepared statements,
+// cursors, procedures and large objects. Letter case, blanks and comments do not matter in control texts, and
+// a semicolon may end them.
 #pragma once
 
 #include <cstdint>

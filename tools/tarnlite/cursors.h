@@ -1,6 +1,6 @@
-// The server cursors of one session, by name. A cursor is a statement of its own, which runs only as far as its rows
-// are fetched; from its opening to its last row it holds SQLite's read lock. Letter case of names does not matter: they
-// come in upper case.
+// The server cursors of one session, by name. A cursor is a statement of its own, which runs only as far as
+// its rows are fetched; from its opening to its last row it holds SQLite's read lock. Letter case of names
+// does not matter: they come in upper case.
 #pragma once
 
 #include "database.h"

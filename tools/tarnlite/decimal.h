@@ -7,9 +7,9 @@
 
 namespace tarnlite {
 
-// The number written plainly (sign, digits, point, digits) with exactly `scale` decimals, rounded half away from
-// zero; without a scale the decimals stay as they are. An exponent is resolved. Nothing when the text is no number
-// or its exponent goes beyond 400 either way.
+// The number written plainly (sign, digits, point, digits) with exactly `scale` decimals, rounded half away
+// from zero; without a scale the decimals stay as they are. An exponent is resolved. Nothing when the text is
+// no number or its exponent goes beyond 400 either way.
 std::optional<std::string> plain_decimal(std::string_view number, std::optional<int> scale);
 
 } // namespace tarnlite

@@ -1,6 +1,6 @@
 // SQLite behind one connection: runs what a command asks for and replies its results.
-// With auto-commit off, a transaction begins before the first statement that writes and stays open until the client
-// ends it; closing the database rolls it back.
+// With auto-commit off, a transaction begins before the first statement that writes and stays open until the
+// client ends it; closing the database rolls it back.
 #pragma once
 
 #include "batch.h"
@@ -34,18 +34,18 @@ struct CommandText;
 
 class Engine {
   public:
-    // The watcher makes a running or waiting command fail when there is no one left to run it for. Both must outlive
-    // the engine.
+    // The watcher makes a running or waiting command fail when there is no one left to run it for. Both must
+    // outlive the engine.
     Engine(const EngineSettings& settings, Watcher& watcher, const Socket& client);
 
     Engine(const Engine&) = delete; // SQLite holds its address
     Engine& operator=(const Engine&) = delete;
 
-    // A control text, or statements, of which only one may stand where there are parameters. Throws SqlError at the
-    // first statement that fails; the items before it have been replied.
+    // A control text, or statements, of which only one may stand where there are parameters. Throws SqlError
+    // at the first statement that fails; the items before it have been replied.
     void run(std::string_view text, const Parameters& parameters, Reply& reply);
-    // One statement, or a prepared one, once for each row, and all of it or nothing: one item with the last row id or
-    // the count of all rows. Throws SqlError, perhaps with rows left.
+    // One statement, or a prepared one, once for each row, and all of it or nothing: one item with the last
+    // row id or the count of all rows. Throws SqlError, perhaps with rows left.
     void run_batch(std::string_view text, BatchRows& rows, Reply& reply);
 
   private:

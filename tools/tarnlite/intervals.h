@@ -1,8 +1,8 @@
-// Intervals as readable text and as the counts that travel: years, months, days, hours or minutes, and microseconds
-// for every kind that ends in seconds.
-// A text gives all fields of its kind: "3-04" (year-month), "2 03:04:05.5" (day to second), "04:05" (hour to minute),
-// each with an optional sign in front. A number alone counts the kind's last field: "14" in INTERVAL YEAR TO MONTH
-// is 14 months, 90 in INTERVAL DAY TO SECOND is 90 seconds.
+// Intervals as readable text and as the counts that travel: years, months, days, hours or minutes, and
+// microseconds for every kind that ends in seconds.
+// A text gives all fields of its kind: "3-04" (year-month), "2 03:04:05.5" (day to second), "04:05" (hour to
+// minute), each with an optional sign in front. A number alone counts the kind's last field: "14" in INTERVAL
+// YEAR TO MONTH is 14 months, 90 in INTERVAL DAY TO SECOND is 90 seconds.
 #pragma once
 
 #include "types.h"

@@ -1,5 +1,5 @@
-// Large-object values of a session that asked for descriptors: a marker and the content, or a descriptor under which
-// the content is kept for a later request.
+// Large-object values of a session that asked for descriptors: a marker and the content, or a descriptor
+// under which the content is kept for a later request.
 //
 //   c content, b content        CLOB and BLOB of up to 64 KiB
 //   Cnnnnnnnnnnnn:length        a larger CLOB: the name of 13 characters, one more, the length in decimal

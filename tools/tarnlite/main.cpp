@@ -80,8 +80,8 @@ void warn_when_open(const tarnlite::Settings& settings) {
         settings.allow_files ? ", and with --allow-files every file that this user may" : "");
 }
 
-// A single call of an SQL function cannot be interrupted. What the process leaves unfinished SQLite undoes when the
-// database is next opened.
+// A single call of an SQL function cannot be interrupted. What the process leaves unfinished SQLite undoes
+// when the database is next opened.
 void end_process_after(std::chrono::milliseconds time) {
     std::thread([time] {
         std::this_thread::sleep_for(time);

@@ -1,4 +1,5 @@
-// Stream sockets: one contract, net_posix.cpp and net_win32.cpp. Everything that knows a socket call stands there.
+// Stream sockets: one contract, net_posix.cpp and net_win32.cpp. Everything that knows a socket call stands
+// there.
 #pragma once
 
 #include <chrono>
@@ -35,8 +36,8 @@ class Socket {
     bool send_all(std::string_view bytes);
     // False when nothing (not even the end of the stream) arrived within the time.
     bool wait_readable(std::chrono::milliseconds time);
-    // The peer has ended its side or the connection failed; true although bytes from before may be left to receive.
-    // May be called from another thread.
+    // The peer has ended its side or the connection failed; true although bytes from before may be left to
+    // receive. May be called from another thread.
     bool peer_has_gone() const;
     void shut_sending();
     // Wakes a thread that waits in receive or send on this socket; may be called from another thread.
@@ -54,7 +55,8 @@ class Listener {
     Listener(const std::string& address, std::uint16_t port);
 
     std::uint16_t port() const { return port_; }
-    // A new connection with TCP_NODELAY and SO_KEEPALIVE set; a closed Socket when none could be had this time.
+    // A new connection with TCP_NODELAY and SO_KEEPALIVE set; a closed Socket when none could be had this
+    // time.
     Socket accept();
     // Makes a waiting accept return; may be called from another thread.
     void interrupt();

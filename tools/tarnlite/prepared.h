@@ -1,4 +1,5 @@
-// The prepared statements of one session, by name. Letter case of names does not matter: they come in upper case.
+// The prepared statements of one session, by name. Letter case of names does not matter: they come in upper
+// case.
 #pragma once
 
 #include "database.h"

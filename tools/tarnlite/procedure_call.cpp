@@ -66,8 +66,8 @@ std::optional<std::string> parameter_in(std::string_view argument) {
     return std::nullopt;
 }
 
-// The place of every argument among the parameters of the call, whose names are collected; none for an expression. A
-// name that stands twice is one parameter.
+// The place of every argument among the parameters of the call, whose names are collected; none for an
+// expression. A name that stands twice is one parameter.
 std::vector<std::optional<std::size_t>> places_of(const std::vector<std::string_view>& arguments,
                                                   std::vector<std::string>& names) {
     std::vector<std::optional<std::size_t>> places;

@@ -1,5 +1,5 @@
-// A call of a procedure or function: its arguments on their way in, what its body answers with, and the outputs on
-// their way back.
+// A call of a procedure or function: its arguments on their way in, what its body answers with, and the
+// outputs on their way back.
 #pragma once
 
 #include "cursors.h"
@@ -41,8 +41,8 @@ struct CallSite {
     Cursors& cursors;
 };
 
-// The inputs of a running procedure, and what its body can answer with. In the SQL of a body, ":name" is the input of
-// that argument.
+// The inputs of a running procedure, and what its body can answer with. In the SQL of a body, ":name" is the
+// input of that argument.
 class Call {
   public:
     Call(const Procedure& procedure, Parameters inputs, std::vector<std::optional<std::size_t>> slots,
@@ -76,10 +76,11 @@ class Call {
     Reply& reply_;
 };
 
-// An argument is "?" or ":name" (also with "@" or "$"), which take their values as the parameters of a statement do, or
-// an SQL expression without parameters. After what the body replies by itself comes an output for each argument of the
-// procedure's directions out and both whose entry the client sent as one of these, by the entry's index; then a
-// function's value. A call without any entries gets all outputs, by the argument's own index. Throws SqlError.
+// An argument is "?" or ":name" (also with "@" or "$"), which take their values as the parameters of a
+// statement do, or an SQL expression without parameters. After what the body replies by itself comes an
+// output for each argument of the procedure's directions out and both whose entry the client sent as one of
+// these, by the entry's index; then a function's value. A call without any entries gets all outputs, by the
+// argument's own index. Throws SqlError.
 void call_procedure(const Procedure& procedure, const std::vector<std::string_view>& arguments,
                     const Parameters& entries, const CallSite& site, Reply& reply);
 

@@ -1,5 +1,5 @@
-// The operating system's side of the process: the command line, its limits, and what ends the server: SIGINT and SIGTERM, or, on
-// Windows, Ctrl+C, Ctrl+Break and the end of the console or the session.
+// The operating system's side of the process: the command line, its limits, and what ends the server: SIGINT
+// and SIGTERM, or, on Windows, Ctrl+C, Ctrl+Break and the end of the console or the session.
 #pragma once
 
 #include <string>

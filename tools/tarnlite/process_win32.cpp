@@ -13,8 +13,8 @@ namespace {
 
 HANDLE stopped = nullptr;
 
-// Runs on a thread of its own. Windows ends the process when it returns from the end of the console or the session, so
-// it stays until the main thread has brought the server to its end.
+// Runs on a thread of its own. Windows ends the process when it returns from the end of the console or the
+// session, so it stays until the main thread has brought the server to its end.
 BOOL WINAPI stop(DWORD) {
     SetEvent(stopped);
     Sleep(INFINITE);

@@ -1,5 +1,5 @@
-// The messages: commands as they come in, and replies as they go out. A reply is a row of result items without
-// anything between them, ended by "K".
+// The messages: commands as they come in, and replies as they go out. A reply is a row of result items
+// without anything between them, ended by "K".
 #pragma once
 
 #include "transport.h"
@@ -27,8 +27,8 @@ struct Command {
     std::size_t batch_rows = 0;      // of which the entries are the first; 0: no batch
 };
 
-// Waits for the next command, however long; a lone "." before it is passed over. Nothing when the byte there opens no command.
-// Throws ProtocolError for a frame that cannot be accepted.
+// Waits for the next command, however long; a lone "." before it is passed over. Nothing when the byte there
+// opens no command. Throws ProtocolError for a frame that cannot be accepted.
 std::optional<Command> read_command(Transport& transport);
 
 struct ParameterDescription {

@@ -118,8 +118,8 @@ Value column_value(sqlite3_stmt* statement, int index) {
 
 ResultRows::ResultRows(sqlite3* database, sqlite3_stmt* statement, LobStore* lobs)
     : database_(database), statement_(statement), lobs_(lobs), at_row_(step(database, statement)) {
-    // The columns are asked for after the first step: it prepares the statement anew, perhaps with other columns,
-    // when another connection has changed the table meanwhile.
+    // The columns are asked for after the first step: it prepares the statement anew, perhaps with other
+    // columns, when another connection has changed the table meanwhile.
     std::vector<bool> typed_by_values;
     for (int i = 0; i < sqlite3_column_count(statement); ++i) {
         ResultColumn column = describe(database, statement, i);

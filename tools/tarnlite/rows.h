@@ -1,7 +1,7 @@
 // The rows of one statement: what its columns are, and their way from SQLite into the reply.
-// A column of a table has its declared type. An expression, or a column whose declared name is no type of the server,
-// takes its type from the values in the first rows, which are held back until that is decided; after them rows go out
-// one by one and are never collected.
+// A column of a table has its declared type. An expression, or a column whose declared name is no type of the
+// server, takes its type from the values in the first rows, which are held back until that is decided; after
+// them rows go out one by one and are never collected.
 #pragma once
 
 #include "database.h"
@@ -17,14 +17,14 @@ namespace tarnlite {
 
 class ResultRows {
   public:
-    // Runs the statement, which has columns and values for its parameters, up to where their types are decided. With a
-    // store, large objects go by marker and descriptor. All but the statement must outlive the rows; resetting the
-    // statement ends them. Throws SqlError.
+    // Runs the statement, which has columns and values for its parameters, up to where their types are
+    // decided. With a store, large objects go by marker and descriptor. All but the statement must outlive
+    // the rows; resetting the statement ends them. Throws SqlError.
     ResultRows(sqlite3* database, sqlite3_stmt* statement, LobStore* lobs);
 
     const std::vector<ColumnDescription>& columns() const { return columns_; }
-    // Replies the next row; false when there is none. Throws SqlError when SQLite fails or a value cannot be made into
-    // its column's type.
+    // Replies the next row; false when there is none. Throws SqlError when SQLite fails or a value cannot be
+    // made into its column's type.
     bool reply_next(Reply& reply);
 
   private:

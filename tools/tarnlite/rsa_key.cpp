@@ -59,7 +59,8 @@ RsaKey::RsaKey() {
     private_exponent_ = make_number();
     gcry_mpi_set_ui(public_exponent_.get(), usual_exponent);
     const Number group_order = make_number();
-    // The product of the primes can be a bit short, and the exponent has no inverse when it divides the order.
+    // The product of the primes can be a bit short, and the exponent has no inverse when it divides the
+    // order.
     do {
         const Number p = prime();
         const Number q = prime();

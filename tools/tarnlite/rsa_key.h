@@ -1,5 +1,5 @@
-// The RSA key of one encrypted login: a 256-bit modulus whose top bit is set, plain exponentiation of 32-byte blocks.
-// A block is a number in little-endian order. The private numbers are wiped with the key.
+// The RSA key of one encrypted login: a 256-bit modulus whose top bit is set, plain exponentiation of 32-byte
+// blocks. A block is a number in little-endian order. The private numbers are wiped with the key.
 #pragma once
 
 #include <array>

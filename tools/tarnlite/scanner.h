@@ -1,5 +1,5 @@
-// The words of an SQL text, one by one. Comments are passed over, and so are the contents of strings and quoted names;
-// nothing here judges the SQL.
+// The words of an SQL text, one by one. Comments are passed over, and so are the contents of strings and
+// quoted names; nothing here judges the SQL.
 #pragma once
 
 #include <cstddef>

@@ -1,6 +1,6 @@
-// The listener and its connections, a thread for each. Connections that have not logged in are bounded too: one more of
-// them takes the place of the one that has been at it for the longest time, so that those that only connect and stay
-// silent keep nobody out. stop() ends them all: it wakes every thread that waits on its
+// The listener and its connections, a thread for each. Connections that have not logged in are bounded too:
+// one more of them takes the place of the one that has been at it for the longest time, so that those that
+// only connect and stay silent keep nobody out. stop() ends them all: it wakes every thread that waits on its
 // socket, makes running statements fail, and returns when the last thread has ended.
 #pragma once
 

@@ -38,7 +38,8 @@ class Session {
     std::optional<Login> read_login();
     std::optional<Login> read_encrypted_login(Transport::Clock::time_point deadline);
     std::optional<std::string> reason_to_refuse(const Login& login) const;
-    // Waits as long as replies are to be delayed, but not beyond the server's end, nor when the client has gone.
+    // Waits as long as replies are to be delayed, but not beyond the server's end, nor when the client has
+    // gone.
     void delay_reply() const;
     void accept();
     void refuse(std::string_view reason);

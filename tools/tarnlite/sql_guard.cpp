@@ -47,7 +47,8 @@ bool is_unsafe_journal(std::string_view mode) {
 
 } // namespace
 
-// Only plain forms of the names: "%" and "#" have a meaning in a URI, and of an option given twice the last counts.
+// Only plain forms of the names: "%" and "#" have a meaning in a URI, and of an option given twice the last
+// counts.
 bool names_memory(std::string_view name, bool memory_vfs) {
     if (name.empty() || name == ":memory:") return true;
     constexpr std::string_view scheme = "file:";
@@ -72,7 +73,8 @@ bool names_memory(std::string_view name, bool memory_vfs) {
 void SqlGuard::watch(sqlite3* database) {
     sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_FTS3_TOKENIZER, 0, nullptr);
-    // No writing to sqlite_schema and to the tables behind virtual ones, which can make SQLite read beyond its memory.
+    // No writing to sqlite_schema and to the tables behind virtual ones, which can make SQLite read beyond
+    // its memory.
     sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     if (!allow_files_) sqlite3_drop_modules(database, const_cast<const char**>(kept_modules));
     sqlite3_vfs* vfs = nullptr;
@@ -92,7 +94,8 @@ int SqlGuard::judge(void* guard, int action, const char* first, const char* seco
     }
 }
 
-// VACUUM comes here too, with INTO's name or an empty one. A name that is not a plain text is known only later.
+// VACUUM comes here too, with INTO's name or an empty one. A name that is not a plain text is known only
+// later.
 int SqlGuard::judge_attach(const char* name) {
     if (allow_files_ || (name != nullptr && names_memory(name, memory_vfs_))) return SQLITE_OK;
     if (name == nullptr)

@@ -1,5 +1,5 @@
-// What the server must know of a statement's text before SQLite sees it. Strings, quoted names and comments are
-// passed over; nothing here judges the SQL.
+// What the server must know of a statement's text before SQLite sees it. Strings, quoted names and comments
+// are passed over; nothing here judges the SQL.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// A thread with a stack of known size, whatever the system gives threads otherwise: one contract, thread_posix.cpp and
-// thread_win32.cpp.
+// A thread with a stack of known size, whatever the system gives threads otherwise: one contract,
+// thread_posix.cpp and thread_win32.cpp.
 #pragma once
 
 #include <cstddef>
@@ -9,8 +9,8 @@
 
 namespace tarnlite {
 
-// Address space: memory is taken as the stack grows. SQLite's deepest recursion is LIKE with 25,000 wildcards, the most
-// that a pattern holds, and takes 3.4 MiB.
+// Address space: memory is taken as the stack grows. SQLite's deepest recursion is LIKE with 25,000
+// wildcards, the most that a pattern holds, and takes 3.4 MiB.
 constexpr std::size_t thread_stack_size = 8 * 1024 * 1024;
 
 class Thread {

@@ -1,6 +1,6 @@
-// The byte stream of one connection: buffered reading and writing over its socket, with the keystreams of an encrypted
-// channel between these buffers and the socket. A connection that ends or fails is told by the exception
-// ConnectionLost, which ends the session.
+// The byte stream of one connection: buffered reading and writing over its socket, with the keystreams of an
+// encrypted channel between these buffers and the socket. A connection that ends or fails is told by the
+// exception ConnectionLost, which ends the session.
 #pragma once
 
 #include "base/wipe.h"
@@ -43,7 +43,8 @@ class Transport {
     bool wait_for_more(Clock::time_point deadline);
     void consume(std::size_t count) { consumed_ += count; }
 
-    // From here on the calls that follow throw PeerSilent when nothing arrives for so long; before, they wait on.
+    // From here on the calls that follow throw PeerSilent when nothing arrives for so long; before, they wait
+    // on.
     void limit_silence(std::chrono::milliseconds longest) { longest_silence_ = longest; }
     char read_byte();
     std::uint16_t read_u16();
@@ -63,8 +64,8 @@ class Transport {
     // From here on no more than that many bytes are sent; then the connection is finished and counts as lost.
     void drop_after(std::uint64_t bytes) { left_to_send_ = bytes; }
 
-    // From here on every byte passes through the keystreams of the key, those too that have arrived and were not
-    // consumed yet; what was written before still goes out in the clear.
+    // From here on every byte passes through the keystreams of the key, those too that have arrived and were
+    // not consumed yet; what was written before still goes out in the clear.
     void encrypt(const SessionKey& key);
     bool is_encrypted() const { return keystreams_.has_value(); }
 

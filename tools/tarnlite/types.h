@@ -44,12 +44,13 @@ enum class WireType : std::uint32_t {
 
 struct ColumnType {
     WireType wire = WireType::character;
-    // NUMERIC(p,s): p in the upper 16 bits, s in the lower; any other type: its first argument. 0: none declared.
+    // NUMERIC(p,s): p in the upper 16 bits, s in the lower; any other type: its first argument. 0: none
+    // declared.
     std::uint32_t modifier = 0;
 };
 
-// The type that a declared name ("varchar(20)", "Interval Year to Month") means; nothing for a name of no type here.
-// Letter case, runs of blanks and quotes around words do not matter.
+// The type that a declared name ("varchar(20)", "Interval Year to Month") means; nothing for a name of no
+// type here. Letter case, runs of blanks and quotes around words do not matter.
 std::optional<ColumnType> declared_type(std::string_view declaration);
 
 // The name by which error texts call a type.

@@ -1,5 +1,6 @@
 // A value as the database holds it, and its form on the wire for a column's type.
-// The wire form of a value is a 32-bit length and the bytes; length 0 is null, so an empty text arrives as null.
+// The wire form of a value is a 32-bit length and the bytes; length 0 is null, so an empty text arrives as
+// null.
 #pragma once
 
 #include "types.h"
@@ -25,8 +26,8 @@ struct Value {
     std::string_view bytes{}; // of a text or bytes; owned elsewhere
 };
 
-// Appends the value's wire form to a row. False, with nothing appended, when the value cannot be made into the
-// column's type: out of the type's range, or no such text.
+// Appends the value's wire form to a row. False, with nothing appended, when the value cannot be made into
+// the column's type: out of the type's range, or no such text.
 bool append_value(std::string& row, const ColumnType& type, const Value& value);
 
 // The value as text, as a character column gives it.

@@ -1,6 +1,6 @@
-// Ends commands before their own end: because the server stops, their client has gone, or their time is over. One
-// thread looks after the running commands of all sessions and interrupts SQLite in those that are to end, again and
-// again, since an interrupt between two statements is lost.
+// Ends commands before their own end: because the server stops, their client has gone, or their time is over.
+// One thread looks after the running commands of all sessions and interrupts SQLite in those that are to end,
+// again and again, since an interrupt between two statements is lost.
 #pragma once
 
 #include "net.h"
@@ -61,8 +61,8 @@ class WatchedSession {
     ~WatchedSession();
 
     void begin_command();
-    // After it SQLite is not interrupted any more; but where statements are under way still, those of cursors, SQLite
-    // keeps an interrupt until the last of them ends.
+    // After it SQLite is not interrupted any more; but where statements are under way still, those of
+    // cursors, SQLite keeps an interrupt until the last of them ends.
     void end_command();
     // Why the command, or the last one, is to end. For the waits and loops between statements.
     Reason reason() const { return reason_; }

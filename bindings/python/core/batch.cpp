@@ -1,7 +1,8 @@
-// The arrays of a batch: rows of Python objects, laid out column by column as TRN_BindParamArrayByPos takes them.
+// The arrays of a batch: rows of Python objects, laid out column by column as TRN_BindParamArrayByPos takes
+// them.
 //
-// A column has the type of its first value that is no null. A value of another type joins it when the Python side knows a type for
-// both; otherwise the batch ends before the row, which begins the next one.
+// A column has the type of its first value that is no null. A value of another type joins it when the Python
+// side knows a type for both; otherwise the batch ends before the row, which begins the next one.
 #include <cstring>
 #include <new>
 #include <vector>
@@ -186,8 +187,9 @@ static PyObject* odd_row(Ref row) noexcept {
     return PyTuple_Pack(1, row.get());
 }
 
-// Takes rows, tuples or lists of the right length, from an iterator, until so many rows or bytes are there. Returns the row that is
-// of another kind or does not fit, in a tuple; None when the batch is full or the rows have ended.
+// Takes rows, tuples or lists of the right length, from an iterator, until so many rows or bytes are there.
+// Returns the row that is of another kind or does not fit, in a tuple; None when the batch is full or the
+// rows have ended.
 static PyObject* fill(PyObject* self, PyObject* arguments) noexcept {
     Batch& batch = batch_of(self);
     PyObject* rows = nullptr;
@@ -215,7 +217,8 @@ static PyObject* fill(PyObject* self, PyObject* arguments) noexcept {
     return new_reference(Py_None);
 }
 
-// (connection, names or None): the status of the first bind that fails, or 0. The batch must live until the execution.
+// (connection, names or None): the status of the first bind that fails, or 0. The batch must live until the
+// execution.
 static PyObject* bind_arrays(PyObject* self, PyObject* arguments) noexcept {
     Batch& batch = batch_of(self);
     PyObject *connection, *names;

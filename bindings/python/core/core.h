@@ -1,8 +1,8 @@
-// What the sources of the compiled core share: the interpreter's limited interface, the calls of the driver library, and what the
-// module's Python side has handed over.
+// What the sources of the compiled core share: the interpreter's limited interface, the calls of the driver
+// library, and what the module's Python side has handed over.
 //
-// The core links to no driver library: it calls the one that the Python side has loaded, through addresses that it is given at
-// attach(). Every function here is called with the interpreter's lock held.
+// The core links to no driver library: it calls the one that the Python side has loaded, through addresses
+// that it is given at attach(). Every function here is called with the interpreter's lock held.
 #pragma once
 
 #include <cstddef>
@@ -91,8 +91,8 @@ bool add_type(PyObject* module, const char* name, PyType_Spec* layout) noexcept;
 // Of the sources beside this one.
 bool add_row_reader(PyObject* module) noexcept;
 bool add_batch(PyObject* module) noexcept;
-// Binds the values of a tuple or list, by position where names is None. Large objects join the list held, to live until the
-// execution. The status of the first bind that fails, or 0; 1 with an exception set.
+// Binds the values of a tuple or list, by position where names is None. Large objects join the list held, to
+// live until the execution. The status of the first bind that fails, or 0; 1 with an exception set.
 int32_t bind_values(TRN_HANDLE* connection, PyObject* names, PyObject* values, PyObject* held) noexcept;
 
 PyObject* describe(PyObject* module, PyObject* arguments) noexcept;

@@ -1,4 +1,5 @@
-// The extension module tarnsql._core: what the Python side hands over, and the functions it calls for every statement.
+// The extension module tarnsql._core: what the Python side hands over, and the functions it calls for every
+// statement.
 #include <cstring>
 
 #include "core.h"
@@ -91,8 +92,8 @@ static PyObject* describe_item(int32_t status, TRN_HANDLE* result) noexcept {
     return Py_BuildValue("iiiyL", status, kind, affected, identifier, static_cast<long long>(rows));
 }
 
-// (connection, statement, result, names or None, values or None, held): the status of TRN_ExecwithDataReader, or of the bind that
-// failed, and the first result item. The connection is left without parameters.
+// (connection, statement, result, names or None, values or None, held): the status of TRN_ExecwithDataReader,
+// or of the bind that failed, and the first result item. The connection is left without parameters.
 static PyObject* run(PyObject*, PyObject* arguments) noexcept {
     PyObject *connection, *text, *result, *names, *values, *held;
     if (!PyArg_ParseTuple(arguments, "OOOOOO", &connection, &text, &result, &names, &values, &held))

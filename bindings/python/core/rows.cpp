@@ -1,8 +1,10 @@
-// Rows of a result as Python tuples. A value is asked of the library in the form that suits its column and made into an object at
-// once; columns of types that have no such form here are read by callables of the Python side.
+// Rows of a result as Python tuples. A value is asked of the library in the form that suits its column and
+// made into an object at once; columns of types that have no such form here are read by callables of the
+// Python side.
 //
-// The interpreter's lock is held throughout: nothing here waits. Creating an object can still run the collector, and with it any
-// Python code, which may close the reader: it has a handle of its own, which is null then.
+// The interpreter's lock is held throughout: nothing here waits. Creating an object can still run the
+// collector, and with it any Python code, which may close the reader: it has a handle of its own, which is
+// null then.
 #include <chrono>
 #include <cstring>
 #include <new>
@@ -147,8 +149,8 @@ PyObject* read_numeric(RowReader& reader, int32_t column) noexcept {
     return digits ? PyObject_CallFunctionObjArgs(hooks.decimal, digits.get(), nullptr) : nullptr;
 }
 
-// Dates and times are made from the bytes by which they are pickled, big-endian, which every version of Python takes: a call with
-// one argument where the fields would be up to seven.
+// Dates and times are made from the bytes by which they are pickled, big-endian, which every version of
+// Python takes: a call with one argument where the fields would be up to seven.
 PyObject* make_from_state(PyObject* type, const uint8_t* state, Py_ssize_t size) noexcept {
     const Ref bytes(PyBytes_FromStringAndSize(reinterpret_cast<const char*>(state), size));
     return bytes ? PyObject_CallFunctionObjArgs(type, bytes.get(), nullptr) : nullptr;
@@ -275,7 +277,8 @@ PyObject* make_row(RowReader& reader) noexcept {
         }
         PyTuple_SetItem(row.get(), i, value);
     }
-    // Nothing in it can be part of a cycle: the collector need not look at it, as it would find out itself later.
+    // Nothing in it can be part of a cycle: the collector need not look at it, as it would find out itself
+    // later.
     if (reader.atoms) PyObject_GC_UnTrack(row.get());
     return row.release();
 }
@@ -329,8 +332,8 @@ static void release_reader(PyObject* self) noexcept {
     Py_DECREF(type);
 }
 
-// The columns' types. Where one is not read here the Python side gives a callable, which reads from the address of the handle.
-// False with an exception set.
+// The columns' types. Where one is not read here the Python side gives a callable, which reads from the
+// address of the handle. False with an exception set.
 static bool take_fields(RowReader& reader, bool descriptors, PyObject* in_session) noexcept {
     int32_t room = 0;
     for (int32_t code = 0;; ++reader.count) {

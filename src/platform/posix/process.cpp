@@ -8,7 +8,8 @@
 
 namespace tarn::platform {
 
-// SIGPIPE goes to the thread that writes: it is blocked there, and one that came meanwhile is taken away again.
+// SIGPIPE goes to the thread that writes: it is blocked there, and one that came meanwhile is taken away
+// again.
 void write_text(std::FILE* file, const char* text) noexcept {
     sigset_t broken_pipe, before, pending;
     sigemptyset(&broken_pipe);

@@ -25,8 +25,8 @@ static int descriptor(Socket socket) {
     return static_cast<int>(socket);
 }
 
-// A stream that is none of the standard descriptors, which a process may have closed: 0 stands for "none", and what is printed
-// goes to 1 and 2. -1 on failure.
+// A stream that is none of the standard descriptors, which a process may have closed: 0 stands for "none",
+// and what is printed goes to 1 and 2. -1 on failure.
 static int open_stream() {
     constexpr int first_own = 3;
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);

@@ -1,7 +1,7 @@
 // Blocks and pages of memory on Windows.
 //
-// Its heap copies a large block to resize it. Large blocks are therefore address space of their own, reserved with room to
-// grow, of which as much is committed as is in use.
+// Its heap copies a large block to resize it. Large blocks are therefore address space of their own, reserved
+// with room to grow, of which as much is committed as is in use.
 #include "platform/platform.h"
 
 #include <algorithm>
