@@ -19,7 +19,7 @@ struct LobChunk {
 enum class LobState : int32_t {
     empty,
     growing,  // written to; more may follow
-    complete, // closed by the application, or filled from a result: only a complete one is sent with a request
+    complete, // closed by the application, or filled from a result; only these are sent
 };
 
 struct Lob {

@@ -1,5 +1,5 @@
-// What is bound to a connection for one execution. The caller holds the session's Gate until that is done, and disposes of the
-// binding then, also behind a failure.
+// What is bound to a connection for one execution. The caller holds the session's Gate until that is done,
+// and disposes of the binding then, also behind a failure.
 using System;
 using System.Collections.Generic;
 using System.Data;
@@ -17,7 +17,8 @@ namespace Tarnsql
             this.session = session;
         }
 
-        /// <summary>Whether parameters are sent in the order of the collection; fails when some have names and some have not.</summary>
+        /// <summary>Whether parameters are sent in the order of the collection; fails when some have names
+        /// and some have not.</summary>
         internal static bool ByPosition(TarnParameterCollection parameters)
         {
             int named = 0;
@@ -33,7 +34,8 @@ namespace Tarnsql
             for (int i = 0; i < parameters.Count; ++i) BindInput(parameters[i], byPosition ? i + 1 : 0);
         }
 
-        /// <summary>Binds the arguments of a procedure by position, and a returned value behind them.</summary>
+        /// <summary>Binds the arguments of a procedure by position, and a returned value behind
+        /// them.</summary>
         internal void BindCall(TarnParameterCollection parameters)
         {
             int position = 0;

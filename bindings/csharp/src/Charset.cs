@@ -8,7 +8,8 @@ namespace Tarnsql
     {
         internal static readonly Encoding Utf8 = new UTF8Encoding(false, true);
 
-        /// <summary>The encoding of a character set, UTF-8 when none is named. It fails for what it cannot carry.</summary>
+        /// <summary>The encoding of a character set, UTF-8 when none is named. It fails for what it cannot
+        /// carry.</summary>
         internal static Encoding Named(string name)
         {
             if (string.IsNullOrEmpty(name) || Is(name, "UTF8") || Is(name, "UTF-8")) return Utf8;
@@ -36,7 +37,8 @@ namespace Tarnsql
             return bytes;
         }
 
-        /// <summary>A name or an error text as it can be read: what is no text in the encoding becomes question marks.</summary>
+        /// <summary>A name or an error text as it can be read: what is no text in the encoding becomes
+        /// question marks.</summary>
         internal static string Readable(Encoding encoding, byte[] bytes, int count)
         {
             if (encoding == Utf8) return Encoding.UTF8.GetString(bytes, 0, count);

@@ -1,4 +1,5 @@
-// A value on its way to the server: the code of its type and its bytes as they lie in memory, or a large object.
+// A value on its way to the server: the code of its type and its bytes as they lie in memory, or a large
+// object.
 using System;
 using System.Data;
 using System.Globalization;

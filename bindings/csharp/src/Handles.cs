@@ -1,6 +1,7 @@
-// Handle variables that the library is given the address of. Each stands in unmanaged memory, at one address from its making to
-// its end, so that a call may be cancelled by the address of the very variable it runs with. A call keeps the variable alive;
-// what is forgotten is released by the finalizer, from any thread, without a word to the server.
+// Handle variables that the library is given the address of. Each stands in unmanaged memory, at one address
+// from its making to its end, so that a call may be cancelled by the address of the very variable it runs
+// with. A call keeps the variable alive; what is forgotten is released by the finalizer, from any thread,
+// without a word to the server.
 using System;
 using System.Runtime.InteropServices;
 
@@ -56,7 +57,8 @@ namespace Tarnsql
     /// <summary>A connection.</summary>
     public sealed class ConnectionHandle : HandleVariable
     {
-        /// <summary>Closes it. The provider makes no default statement, so this waits for no answer.</summary>
+        /// <summary>Closes it. The provider makes no default statement, so this waits for no
+        /// answer.</summary>
         protected override void ReleaseContent(IntPtr variable)
         {
             Native.TRN_CloseConn(variable);

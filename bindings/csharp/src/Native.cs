@@ -1,10 +1,10 @@
 // The calls of tarnsql.h and tarnsql_ext.h as they are; the headers document them.
 //
-// - Where a call takes the address of a handle variable it takes one of the classes in Handles.cs here, which keep the variable
-//   at one address as long as a call uses it.
+// - Where a call takes the address of a handle variable it takes one of the classes in Handles.cs here, which
+//   keep the variable at one address as long as a call uses it.
 // - Texts are bytes with a zero behind them, in the character set of the session.
-// - ref byte is the first byte of a buffer. It is pinned during the call only: what the library writes to later (outputs of
-//   procedures) is bound as an address of unmanaged memory.
+// - ref byte is the first byte of a buffer. It is pinned during the call only: what the library writes to
+//   later (outputs of procedures) is bound as an address of unmanaged memory.
 using System;
 using System.Runtime.InteropServices;
 

@@ -1,4 +1,5 @@
-// The room for an output of a procedure. The library writes to it while the call runs, so it stands in unmanaged memory.
+// The room for an output of a procedure. The library writes to it while the call runs, so it stands in
+// unmanaged memory.
 using System;
 using System.Data;
 using System.Globalization;
@@ -81,8 +82,8 @@ namespace Tarnsql
             memory = IntPtr.Zero;
         }
 
-        // Integers and decimals come as texts: a NUMERIC would be taken for the bytes of an integer. One that goes in as an integer
-        // comes out as one.
+        // Integers and decimals come as texts: a NUMERIC would be taken for the bytes of an integer. One that
+        // goes in as an integer comes out as one.
         private static int TypeFor(DbType wanted, bool goesIn, out int room)
         {
             room = 0;

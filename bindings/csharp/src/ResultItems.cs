@@ -20,7 +20,8 @@ namespace Tarnsql
             this.insertsOneRow = insertsOneRow;
         }
 
-        /// <summary>The rows changed by the items so far; -1 when none changed any, or the server does not tell of how many.</summary>
+        /// <summary>The rows changed by the items so far; -1 when none changed any, or the server does not
+        /// tell of how many.</summary>
         internal int Affected
         {
             get { return affectedUnknown ? -1 : (int)Math.Min(affected, int.MaxValue); }
@@ -49,7 +50,8 @@ namespace Tarnsql
             }
         }
 
-        /// <summary>Goes on from the item at hand to the first query, and counts what it passes over; false when there is none.</summary>
+        /// <summary>Goes on from the item at hand to the first query, and counts what it passes over; false
+        /// when there is none.</summary>
         internal bool ToQuery()
         {
             while (!ended && !Result.IsEmpty)
@@ -69,7 +71,8 @@ namespace Tarnsql
             return !ended;
         }
 
-        /// <summary>Fails when the server left a text behind the rows of the item at hand: it ended them. Once.</summary>
+        /// <summary>Fails when the server left a text behind the rows of the item at hand: it ended them.
+        /// Once.</summary>
         internal void CheckText()
         {
             if (textTold || Result.IsEmpty) return;

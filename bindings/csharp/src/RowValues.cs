@@ -94,7 +94,8 @@ namespace Tarnsql
             get { return BitConverter.ToInt64(buffer, 0); }
         }
 
-        /// <summary>A value as a text: that of a character column, else what the library makes of it. Null for a null.</summary>
+        /// <summary>A value as a text: that of a character column, else what the library makes of it. Null
+        /// for a null.</summary>
         internal string Text(int ordinal)
         {
             Column column = Columns[ordinal];
@@ -188,7 +189,8 @@ namespace Tarnsql
             }
         }
 
-        // The bytes of a character or binary value, in the common buffer or in one of their own; false for a null.
+        // The bytes of a character or binary value, in the common buffer or in one of their own; false for a
+        // null.
         private bool Run(int ordinal, out byte[] bytes, out int length)
         {
             bytes = buffer;
@@ -226,8 +228,8 @@ namespace Tarnsql
             return Take(ordinal, Native.TRN_TYPE_NUMERIC);
         }
 
-        // 0 when the value ends at the offset, ERR_OFFSET when before it, ERR_CONVERSION when behind it: the library reads pieces of
-        // characters and bytes only, but every value's end is one.
+        // 0 when the value ends at the offset, ERR_OFFSET when before it, ERR_CONVERSION when behind it: the
+        // library reads pieces of characters and bytes only, but every value's end is one.
         private int PieceAt(int ordinal, int offset)
         {
             return Native.TRN_GetData(Result, ordinal + 1, Native.TRN_TYPE_BYTES_PIECEWISE, ref buffer[0], 1, ref offset);

@@ -23,12 +23,14 @@ namespace Tarnsql
         }
 
         /// <summary>
-        /// Opens a cursor over a query, whose parameters are bound, and fetches its first rows into a result. The caller holds Gate.
+        /// Opens a cursor over a query, whose parameters are bound, and fetches its first rows into a result.
+        /// The caller holds Gate.
         /// </summary>
         internal static ServerCursor Open(Session session, TarnCommand command, ResultHandle result)
         {
             string text = session.NewCursorName();
-            // In two statements: the library's call for both tells of a refused query only that there is no such cursor.
+            // In two statements: the library's call for both tells of a refused query only that there is no
+            // such cursor.
             string query = command.CommandText.TrimEnd(' ', ';', '\t', '\r', '\n');
             byte[] declare = session.Text("DECLARE " + text + " CURSOR FOR " + query + " ", "the statement");
             int columns, affected;

@@ -1,4 +1,5 @@
-// What lives on the server under a name, a prepared statement or a cursor, and is ended there when it goes out of use.
+// What lives on the server under a name, a prepared statement or a cursor, and is ended there when it goes
+// out of use.
 using System;
 
 namespace Tarnsql

@@ -1,7 +1,9 @@
-// A session with a server, from its login to its end: the handle, the lock, and what may end a call from another thread.
+// A session with a server, from its login to its end: the handle, the lock, and what may end a call from
+// another thread.
 //
-// The library runs the calls on one connection one after another, but binding, executing and reading the error text are several
-// calls. They belong together under Gate. What ends a call takes the small lock only, which nobody holds while a call waits.
+// The library runs the calls on one connection one after another, but binding, executing and reading the
+// error text are several calls. They belong together under Gate. What ends a call takes the small lock only,
+// which nobody holds while a call waits.
 using System;
 using System.Collections.Concurrent;
 using System.Text;
@@ -61,7 +63,8 @@ namespace Tarnsql
             get { return closed; }
         }
 
-        /// <summary>What comes before a request. The caller holds Gate, here and for all that follow.</summary>
+        /// <summary>What comes before a request. The caller holds Gate, here and for all that
+        /// follow.</summary>
         internal void Begin(int commandTimeout)
         {
             RequireOpen();
@@ -79,7 +82,8 @@ namespace Tarnsql
             if (closed) throw new InvalidOperationException("the connection is closed");
         }
 
-        /// <summary>Has something released before the next request. Takes no lock: finalizers may come from anywhere.</summary>
+        /// <summary>Has something released before the next request. Takes no lock: finalizers may come from
+        /// anywhere.</summary>
         internal void Abandon(Action release)
         {
             abandoned.Enqueue(release);
@@ -115,7 +119,8 @@ namespace Tarnsql
             Check(Call(this, () => Native.TRN_Execute_no_query(Handle, text)));
         }
 
-        /// <summary>Ends the call that runs for this owner, if one does. Takes no Gate, and waits no longer than the call.</summary>
+        /// <summary>Ends the call that runs for this owner, if one does. Takes no Gate, and waits no longer
+        /// than the call.</summary>
         internal void Cancel(object owner)
         {
             long number;
@@ -202,7 +207,8 @@ namespace Tarnsql
             return Charset.Readable(Encoding, value, length);
         }
 
-        /// <summary>Ends the session; what was not committed is lost. Waits for a statement of another thread.</summary>
+        /// <summary>Ends the session; what was not committed is lost. Waits for a statement of another
+        /// thread.</summary>
         internal void Close()
         {
             lock (Gate)

@@ -11,8 +11,8 @@ namespace Tarnsql
                       RegexOptions.IgnoreCase | RegexOptions.Singleline | RegexOptions.CultureInvariant);
         private static readonly Regex literal = new Regex("'[^']*'");
 
-        /// <summary>Whether this is an insert of one row of values. The server tells that an insert was done, and not of how many rows;
-        /// here the statement does.</summary>
+        /// <summary>Whether this is an insert of one row of values. The server tells that an insert was done,
+        /// and not of how many rows; here the statement does.</summary>
         internal static bool InsertsOneRow(string sql)
         {
             Match match = insert.Match(sql);

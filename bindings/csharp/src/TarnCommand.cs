@@ -6,7 +6,8 @@ using System.Text.RegularExpressions;
 
 namespace Tarnsql
 {
-    /// <summary>A statement, or several separated by ";", or a procedure's name. One thread at a time may run a command.</summary>
+    /// <summary>A statement, or several separated by ";", or a procedure's name. One thread at a time may run
+    /// a command.</summary>
     public sealed class TarnCommand : DbCommand
     {
         private const int largestFetch = 20000; // the library keeps a block in one piece
@@ -44,8 +45,8 @@ namespace Tarnsql
         }
 
         /// <summary>
-        /// Seconds to wait for the next bytes of an answer; 0: as long as the library waits. When they have passed the link is given up,
-        /// and with it the session.
+        /// Seconds to wait for the next bytes of an answer; 0: as long as the library waits. When they have
+        /// passed the link is given up, and with it the session.
         /// </summary>
         public override int CommandTimeout
         {
@@ -70,8 +71,8 @@ namespace Tarnsql
         }
 
         /// <summary>
-        /// The rows to keep at a time, 20,000 at most: the others stay on the server until they are read. 0: the result comes whole.
-        /// For one query; prepared or not it is sent as it stands.
+        /// The rows to keep at a time, 20,000 at most: the others stay on the server until they are read. 0:
+        /// the result comes whole. For one query; prepared or not it is sent as it stands.
         /// </summary>
         public int FetchSize
         {
@@ -118,14 +119,16 @@ namespace Tarnsql
         /// <summary>The transaction. Commands run in their connection's whether it is set or not.</summary>
         protected override DbTransaction DbTransaction { get; set; }
 
-        /// <summary>Ends the command if it runs, from another thread: it fails with the code EX001, and the link is gone.</summary>
+        /// <summary>Ends the command if it runs, from another thread: it fails with the code EX001, and the
+        /// link is gone.</summary>
         public override void Cancel()
         {
             Session session = usedLast; // not the connection's: a Close that waits for this command has taken that away
             if (session != null) session.Cancel(this);
         }
 
-        /// <summary>Has the server prepare the statement, to be run again and again, until the command gets another text or ends.</summary>
+        /// <summary>Has the server prepare the statement, to be run again and again, until the command gets
+        /// another text or ends.</summary>
         public override void Prepare()
         {
             if (type != CommandType.Text) return;
@@ -169,7 +172,8 @@ namespace Tarnsql
             return Execute(behavior);
         }
 
-        /// <summary>Runs the command; gives the rows it changed, as RecordsAffected of a reader tells them.</summary>
+        /// <summary>Runs the command; gives the rows it changed, as RecordsAffected of a reader tells
+        /// them.</summary>
         public override int ExecuteNonQuery()
         {
             using (TarnDataReader reader = Execute(CommandBehavior.Default, false))
@@ -180,7 +184,8 @@ namespace Tarnsql
             }
         }
 
-        /// <summary>Runs the command; gives the first value of the first row, null when there is no row.</summary>
+        /// <summary>Runs the command; gives the first value of the first row, null when there is no
+        /// row.</summary>
         public override object ExecuteScalar()
         {
             using (TarnDataReader reader = Execute(CommandBehavior.Default, false))

@@ -5,8 +5,8 @@ using System.Data.Common;
 namespace Tarnsql
 {
     /// <summary>
-    /// A connection to a TARNDBMS server. Threads may share it, each with commands of its own: statements run one after another. There
-    /// is no pool: every Open logs in, and Close ends the session.
+    /// A connection to a TARNDBMS server. Threads may share it, each with commands of its own: statements run
+    /// one after another. There is no pool: every Open logs in, and Close ends the session.
     /// </summary>
     public sealed class TarnConnection : DbConnection
     {
@@ -70,7 +70,8 @@ namespace Tarnsql
             }
         }
 
-        /// <summary>The identifier of the last inserted row; empty when no insert has been reported.</summary>
+        /// <summary>The identifier of the last inserted row; empty when no insert has been
+        /// reported.</summary>
         public string LastInsertId
         {
             get
@@ -116,7 +117,8 @@ namespace Tarnsql
             TellState();
         }
 
-        /// <summary>Ends the session; what was not committed is lost. Results that are read stay good.</summary>
+        /// <summary>Ends the session; what was not committed is lost. Results that are read stay
+        /// good.</summary>
         public override void Close()
         {
             Session open = session;
@@ -143,7 +145,8 @@ namespace Tarnsql
             return (TarnTransaction)BeginDbTransaction(IsolationLevel.Unspecified);
         }
 
-        /// <summary>Begins a transaction. Its isolation level is the session's: the connection string's, or the server's own.</summary>
+        /// <summary>Begins a transaction. Its isolation level is the session's: the connection string's, or
+        /// the server's own.</summary>
         protected override DbTransaction BeginDbTransaction(IsolationLevel isolationLevel)
         {
             if (isolationLevel != IsolationLevel.Unspecified)

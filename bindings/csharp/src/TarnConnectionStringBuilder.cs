@@ -9,8 +9,8 @@ using System.Text;
 namespace Tarnsql
 {
     /// <summary>
-    /// A connection string: the keys of the library with all their synonyms, and the time-outs of the provider. Letter case, blanks
-    /// and underlines in keys do not matter; unknown keys are refused.
+    /// A connection string: the keys of the library with all their synonyms, and the time-outs of the
+    /// provider. Letter case, blanks and underlines in keys do not matter; unknown keys are refused.
     /// </summary>
     public sealed class TarnConnectionStringBuilder : DbConnectionStringBuilder
     {
@@ -68,7 +68,8 @@ namespace Tarnsql
             set { this["Server"] = value; }
         }
 
-        /// <summary>Addresses separated by commas, in place of one server: one by chance, others when it refuses the connection.</summary>
+        /// <summary>Addresses separated by commas, in place of one server: one by chance, others when it
+        /// refuses the connection.</summary>
         public string Addresses
         {
             get { return Text("Addresses"); }
@@ -103,28 +104,32 @@ namespace Tarnsql
             set { this["Password"] = value; }
         }
 
-        /// <summary>The character set of the session, by a name that .NET knows too; UTF-8 when empty.</summary>
+        /// <summary>The character set of the session, by a name that .NET knows too; UTF-8 when
+        /// empty.</summary>
         public string CharacterSet
         {
             get { return Text("Character Set"); }
             set { this["Character Set"] = value; }
         }
 
-        /// <summary>Whether statements outside of a transaction commit by themselves; true when not set.</summary>
+        /// <summary>Whether statements outside of a transaction commit by themselves; true when not
+        /// set.</summary>
         public bool AutoCommit
         {
             get { return Switch("Auto Commit", true); }
             set { this["Auto Commit"] = value ? "on" : "off"; }
         }
 
-        /// <summary>Whether to ask for an encrypted channel, which keeps traffic from casual reading and no more.</summary>
+        /// <summary>Whether to ask for an encrypted channel, which keeps traffic from casual reading and no
+        /// more.</summary>
         public bool UseSsl
         {
             get { return Switch("Use Ssl", false); }
             set { this["Use Ssl"] = value ? "on" : "off"; }
         }
 
-        /// <summary>Whether large objects come as descriptors, whose contents are fetched when they are read.</summary>
+        /// <summary>Whether large objects come as descriptors, whose contents are fetched when they are
+        /// read.</summary>
         public bool LobDescriptors
         {
             get { return Text("Lob Descriptors").Length > 0; }
@@ -138,14 +143,16 @@ namespace Tarnsql
             set { this["Lock Timeout"] = value; }
         }
 
-        /// <summary>Seconds to wait for the connection and for each answer of the login; 15 when not set, 0: without end.</summary>
+        /// <summary>Seconds to wait for the connection and for each answer of the login; 15 when not set, 0:
+        /// without end.</summary>
         public int ConnectTimeout
         {
             get { return Number("Connect Timeout", 15); }
             set { this["Connect Timeout"] = value; }
         }
 
-        /// <summary>The CommandTimeout of new commands; 0 when not set: as long as the library waits.</summary>
+        /// <summary>The CommandTimeout of new commands; 0 when not set: as long as the library
+        /// waits.</summary>
         public int CommandTimeout
         {
             get { return Number("Command Timeout", 0); }
@@ -195,7 +202,8 @@ namespace Tarnsql
             return keys.TryGetValue(Plain(keyword), out key) && base.TryGetValue(key.Name, out value);
         }
 
-        /// <summary>The string as the library takes it. What it cannot hold is refused here, every other mistake by the library.</summary>
+        /// <summary>The string as the library takes it. What it cannot hold is refused here, every other
+        /// mistake by the library.</summary>
         internal string ForLibrary()
         {
             if (Server.Length == 0 && Addresses.Length == 0) throw new ArgumentException("the connection string names no server");

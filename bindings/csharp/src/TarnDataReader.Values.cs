@@ -81,7 +81,8 @@ namespace Tarnsql
             return Convert.ToDecimal(Number(ordinal), CultureInfo.InvariantCulture);
         }
 
-        /// <summary>A text; of a column of another type the text that the library makes of the value.</summary>
+        /// <summary>A text; of a column of another type the text that the library makes of the
+        /// value.</summary>
         public override string GetString(int ordinal)
         {
             string text = Row(ordinal).Text(ordinal);
@@ -117,7 +118,8 @@ namespace Tarnsql
             return guid;
         }
 
-        /// <summary>Copies a part of a character or binary value; without a buffer it gives the length.</summary>
+        /// <summary>Copies a part of a character or binary value; without a buffer it gives the
+        /// length.</summary>
         public override long GetBytes(int ordinal, long dataOffset, byte[] buffer, int bufferOffset, int length)
         {
             using (Stream content = GetStream(ordinal))
@@ -139,8 +141,8 @@ namespace Tarnsql
         }
 
         /// <summary>
-        /// A character or binary value to read in pieces, without another copy of it. A stream of the row ends with it; one of a large
-        /// object that came as a descriptor does not.
+        /// A character or binary value to read in pieces, without another copy of it. A stream of the row
+        /// ends with it; one of a large object that came as a descriptor does not.
         /// </summary>
         public override Stream GetStream(int ordinal)
         {
@@ -157,7 +159,8 @@ namespace Tarnsql
             return new StreamReader(GetStream(ordinal), Row(ordinal).Encoding, false);
         }
 
-        /// <summary>The value as a class of the caller's choice: what the other calls give, or Nullable of it.</summary>
+        /// <summary>The value as a class of the caller's choice: what the other calls give, or Nullable of
+        /// it.</summary>
         public override T GetFieldValue<T>(int ordinal)
         {
             Type wanted = Nullable.GetUnderlyingType(typeof(T)) ?? typeof(T);

@@ -6,8 +6,9 @@ using System.Data.Common;
 namespace Tarnsql
 {
     /// <summary>
-    /// The rows that a command returned. A result is received whole and kept by the library as it came; with a FetchSize its rows come
-    /// in blocks as they are read. Several readers may be open on one connection. One thread at a time may use a reader.
+    /// The rows that a command returned. A result is received whole and kept by the library as it came; with
+    /// a FetchSize its rows come in blocks as they are read. Several readers may be open on one connection.
+    /// One thread at a time may use a reader.
     /// </summary>
     public sealed partial class TarnDataReader : DbDataReader
     {
@@ -57,8 +58,9 @@ namespace Tarnsql
         }
 
         /// <summary>
-        /// The rows changed by the statements before the result at hand; by all of them when the reader is closed. -1 when there was
-        /// none that changes rows, or an insert other than of one row by VALUES, whose number the server does not tell.
+        /// The rows changed by the statements before the result at hand; by all of them when the reader is
+        /// closed. -1 when there was none that changes rows, or an insert other than of one row by VALUES,
+        /// whose number the server does not tell.
         /// </summary>
         public override int RecordsAffected
         {
@@ -77,7 +79,8 @@ namespace Tarnsql
             get { return GetValue(GetOrdinal(name)); }
         }
 
-        /// <summary>Goes to the next row; false when there is none. A failure of the server behind rows is told where they end.</summary>
+        /// <summary>Goes to the next row; false when there is none. A failure of the server behind rows is
+        /// told where they end.</summary>
         public override bool Read()
         {
             RequireOpen();
@@ -112,7 +115,8 @@ namespace Tarnsql
             if ((behavior & CommandBehavior.CloseConnection) != 0) connection.Close();
         }
 
-        /// <summary>Tells of each column its name, type, size and where it comes from; null without a result.</summary>
+        /// <summary>Tells of each column its name, type, size and where it comes from; null without a
+        /// result.</summary>
         public override DataTable GetSchemaTable()
         {
             RequireOpen();
@@ -125,7 +129,8 @@ namespace Tarnsql
             return ColumnAt(ordinal).Name;
         }
 
-        /// <summary>The number of a column from 0, by its name: one of the same letter case before others.</summary>
+        /// <summary>The number of a column from 0, by its name: one of the same letter case before
+        /// others.</summary>
         public override int GetOrdinal(string name)
         {
             RequireOpen();
@@ -155,7 +160,8 @@ namespace Tarnsql
             return new DbEnumerator(this);
         }
 
-        /// <summary>Closes the reader. The result of one that is forgotten is released by a finalizer.</summary>
+        /// <summary>Closes the reader. The result of one that is forgotten is released by a
+        /// finalizer.</summary>
         protected override void Dispose(bool disposing)
         {
             if (disposing) Close();

@@ -15,10 +15,12 @@ namespace Tarnsql
             Code = match.Success ? match.Groups[1].Value : "";
         }
 
-        /// <summary>What the library's call returned, TRN_ERR_SERVER for a refusal of the server; 0 when no call failed.</summary>
+        /// <summary>What the library's call returned, TRN_ERR_SERVER for a refusal of the server; 0 when no
+        /// call failed.</summary>
         public int Status { get; private set; }
 
-        /// <summary>The bracketed code that the library's own texts begin with, such as EC011; empty for texts of the server.</summary>
+        /// <summary>The bracketed code that the library's own texts begin with, such as EC011; empty for
+        /// texts of the server.</summary>
         public string Code { get; private set; }
 
         /// <summary>The same as <see cref="Status"/>.</summary>

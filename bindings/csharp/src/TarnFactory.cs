@@ -2,7 +2,8 @@ using System.Data.Common;
 
 namespace Tarnsql
 {
-    /// <summary>What makes the provider's objects, for code that does not know which provider it has.</summary>
+    /// <summary>What makes the provider's objects, for code that does not know which provider it
+    /// has.</summary>
     public sealed class TarnFactory : DbProviderFactory
     {
         /// <summary>The factory.</summary>

@@ -12,7 +12,8 @@ namespace Tarnsql
             Text = text;
         }
 
-        /// <summary>Whether the line belongs to the trace of the protocol; otherwise the library would have printed it.</summary>
+        /// <summary>Whether the line belongs to the trace of the protocol; otherwise the library would have
+        /// printed it.</summary>
         public bool IsProtocol { get; private set; }
 
         /// <summary>The line without its end.</summary>
@@ -20,8 +21,9 @@ namespace Tarnsql
     }
 
     /// <summary>
-    /// What the library has to say beside statuses and errors, for the whole process. Without a handler of <see cref="Line"/> it goes
-    /// nowhere; with the environment variable TARNSQL_TRACE it goes where that says, and not here.
+    /// What the library has to say beside statuses and errors, for the whole process. Without a handler of
+    /// <see cref="Line"/> it goes nowhere; with the environment variable TARNSQL_TRACE it goes where that
+    /// says, and not here.
     /// </summary>
     public static class TarnLog
     {
@@ -30,8 +32,8 @@ namespace Tarnsql
         private static bool taken;
 
         /// <summary>
-        /// Told of every line, by whatever thread runs a call, from several at once if several do. A handler must not use a
-        /// connection for a line of the protocol. What it throws is dropped.
+        /// Told of every line, by whatever thread runs a call, from several at once if several do. A handler
+        /// must not use a connection for a line of the protocol. What it throws is dropped.
         /// </summary>
         public static event EventHandler<TarnLineEventArgs> Line;
 

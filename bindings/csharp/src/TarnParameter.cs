@@ -5,8 +5,8 @@ using System.Data.Common;
 namespace Tarnsql
 {
     /// <summary>
-    /// A parameter of a command. One without a name stands for the "?" of its position, one with a name for the ":name" of the
-    /// statement; the sign before the name may be written or left out.
+    /// A parameter of a command. One without a name stands for the "?" of its position, one with a name for
+    /// the ":name" of the statement; the sign before the name may be written or left out.
     /// </summary>
     public sealed class TarnParameter : DbParameter, ICloneable
     {
@@ -35,7 +35,8 @@ namespace Tarnsql
             set { dbType = value; }
         }
 
-        /// <summary>The library's type to send the value as, where DbType has none; Inferred otherwise.</summary>
+        /// <summary>The library's type to send the value as, where DbType has none; Inferred
+        /// otherwise.</summary>
         public TarnType TarnType { get; set; }
 
         /// <summary>Input, or what a procedure does with the argument.</summary>
@@ -48,14 +49,16 @@ namespace Tarnsql
         /// <summary>Without effect: every parameter may be null.</summary>
         public override bool IsNullable { get; set; }
 
-        /// <summary>The name, with or without ":", "@" or "$" before it; empty for a parameter by position.</summary>
+        /// <summary>The name, with or without ":", "@" or "$" before it; empty for a parameter by
+        /// position.</summary>
         public override string ParameterName
         {
             get { return name; }
             set { name = value ?? ""; }
         }
 
-        /// <summary>Of an output: the room in bytes for a text, binary value, integer or decimal; 0: 32,768.</summary>
+        /// <summary>Of an output: the room in bytes for a text, binary value, integer or decimal; 0:
+        /// 32,768.</summary>
         public override int Size { get; set; }
 
         /// <summary>The column of a data set that the value comes from.</summary>
@@ -71,7 +74,8 @@ namespace Tarnsql
         /// <summary>Which version of the source column's value is meant.</summary>
         public override DataRowVersion SourceVersion { get; set; }
 
-        /// <summary>The value; null and DBNull are nulls. A Stream or TextReader is read when the command runs.</summary>
+        /// <summary>The value; null and DBNull are nulls. A Stream or TextReader is read when the command
+        /// runs.</summary>
         public override object Value { get; set; }
 
         /// <summary>Has the value tell the type again.</summary>

@@ -58,7 +58,8 @@ namespace Tarnsql
             set { list[Known(parameterName)] = Own(value); }
         }
 
-        /// <summary>Adds a TarnParameter, or a value as the next parameter by position; gives its index.</summary>
+        /// <summary>Adds a TarnParameter, or a value as the next parameter by position; gives its
+        /// index.</summary>
         public override int Add(object value)
         {
             list.Add(value is TarnParameter ? (TarnParameter)value : new TarnParameter("", value));
@@ -120,7 +121,8 @@ namespace Tarnsql
             return list.IndexOf(value as TarnParameter);
         }
 
-        /// <summary>The index of a name, without regard to letter case and the sign before it; -1 when it is not there.</summary>
+        /// <summary>The index of a name, without regard to letter case and the sign before it; -1 when it is
+        /// not there.</summary>
         public override int IndexOf(string parameterName)
         {
             string plain = new TarnParameter(parameterName, null).PlainName;

@@ -45,7 +45,8 @@ namespace Tarnsql
             End("ROLLBACK");
         }
 
-        /// <summary>Rolls back what has not ended. A link that has gone took the transaction with it.</summary>
+        /// <summary>Rolls back what has not ended. A link that has gone took the transaction with
+        /// it.</summary>
         protected override void Dispose(bool disposing)
         {
             if (disposing)

@@ -3,7 +3,8 @@ using System.Globalization;
 
 namespace Tarnsql
 {
-    /// <summary>The library's types: what columns are reported as (ProviderType), and what a parameter can be sent as.</summary>
+    /// <summary>The library's types: what columns are reported as (ProviderType), and what a parameter can be
+    /// sent as.</summary>
     public enum TarnType
     {
         /// <summary>Of a parameter: what its DbType or its value says.</summary>
@@ -38,7 +39,8 @@ namespace Tarnsql
         DateTimeWithZone = Native.TRN_TYPE_DATETIME_TZ,
         /// <summary>byte[]</summary>
         Binary = Native.TRN_TYPE_BYTES,
-        /// <summary>string: intervals other than the following two, which the library tells no more of</summary>
+        /// <summary>string: intervals other than the following two, which the library tells no more
+        /// of</summary>
         Interval = Native.TRN_TYPE_INTERVAL,
         /// <summary>TarnYearToMonth</summary>
         YearToMonth = Native.TRN_TYPE_INTERVAL_YEAR_TO_MONTH,
@@ -52,7 +54,8 @@ namespace Tarnsql
         Opaque = Native.TRN_TYPE_OPAQUE
     }
 
-    /// <summary>An interval of years and months, kept as months: new TarnYearToMonth(14) is one year and two months.</summary>
+    /// <summary>An interval of years and months, kept as months: new TarnYearToMonth(14) is one year and two
+    /// months.</summary>
     public struct TarnYearToMonth : IEquatable<TarnYearToMonth>, IComparable<TarnYearToMonth>
     {
         /// <summary>An interval of so many months.</summary>

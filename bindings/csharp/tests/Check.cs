@@ -1,5 +1,6 @@
 // Runs every public method of the classes named ...Test, each with a connection of its own, and counts.
-// Usage: tests.exe CONNECTION-STRING SOURCE-DIRECTORY [NAME]    with a name only the tests that have it in theirs
+// Usage: tests.exe CONNECTION-STRING SOURCE-DIRECTORY [NAME]    with a name only the tests that have it in
+//                                                               theirs
 using System;
 using System.Collections;
 using System.Reflection;

@@ -129,7 +129,8 @@ internal sealed class CommandTest : ServerTest
             command.Prepare();
             for (int i = 0; i < 3; ++i) Check.Equal(1, command.ExecuteNonQuery());
         }
-        // A session has room for 10,000: those of commands that are disposed of, or that prepare again, are ended.
+        // A session has room for 10,000: those of commands that are disposed of, or that prepare again, are
+        // ended.
         for (int i = 0; i < 10100; ++i)
             using (TarnCommand command = Command("SELECT 1")) command.Prepare();
     }

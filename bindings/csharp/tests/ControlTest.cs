@@ -143,7 +143,8 @@ internal sealed class ControlTest : ServerTest
         });
     }
 
-    /// Commands, cancels, closes and opens of one connection from several threads: failures are exceptions of the right kinds.
+    /// Commands, cancels, closes and opens of one connection from several threads: failures are exceptions of
+    /// the right kinds.
     public void AConnectionInAStormFailsInOrder()
     {
         TarnCommand[] commands = { Command("SELECT 1"), Command(endless), Command("SELECT 2 UNION ALL SELECT 3") };
@@ -236,7 +237,8 @@ internal sealed class ControlTest : ServerTest
         }
     }
 
-    /// Connections, readers, prepared statements and cursors that nobody closes: the process lives, and its sockets are closed.
+    /// Connections, readers, prepared statements and cursors that nobody closes: the process lives, and its
+    /// sockets are closed.
     public void WhatIsForgottenIsReleased()
     {
         int before = OpenFiles();

@@ -130,7 +130,8 @@ internal sealed class ValuesTest : ServerTest
         }
     }
 
-    /// In a session without descriptors contents stand in the row, with them they are fetched when they are read.
+    /// In a session without descriptors contents stand in the row, with them they are fetched when they are
+    /// read.
     public void LargeValuesAreReadWholeAndInPieces()
     {
         byte[] large = Enumerable.Range(0, 3000000).Select(i => (byte)(i * 7 + i / 256)).ToArray();
