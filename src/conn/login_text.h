@@ -1,4 +1,4 @@
-// The login text: clauses in a fixed order, whose blanks are what the server expects.
+// The login text: clauses in a fixed order, with exactly the blanks that the server expects.
 #pragma once
 
 #include <cstddef>

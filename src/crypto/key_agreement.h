@@ -1,4 +1,4 @@
-// What an encrypted login sends in place of its plain text: a fresh session key and the login text, in blocks
+// What an encrypted login sends instead of its plain text: a fresh session key and the login text, in blocks
 // of 32 bytes encrypted under the server's RSA key. Byte layout of the login area before it is encrypted:
 //
 //   0                    session key, 32 bytes, none of them zero
@@ -23,7 +23,7 @@ constexpr size_t padded_text_length(size_t length) noexcept {
     return length + length / 30 * 2;
 }
 
-// The blocks that hold the key, the padded text and its NUL, and nothing more.
+// The number of blocks that the key, the padded text and its NUL take.
 constexpr size_t login_bytes_to_send(size_t padded_length) noexcept {
     return ((session_key_size + padded_length) / rsa_block_size + 1) * rsa_block_size;
 }
@@ -31,7 +31,7 @@ constexpr size_t login_bytes_to_send(size_t padded_length) noexcept {
 // Room for the longest login, padded and encrypted.
 constexpr size_t login_area_size = login_bytes_to_send(padded_text_length(max_encrypted_login_text));
 
-// Draws one random word; false when there is none to be had.
+// Draws one random word; false on failure.
 using WordSource = bool (*)(uint32_t& word) noexcept;
 
 // The system's random device.

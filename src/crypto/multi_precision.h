@@ -35,7 +35,7 @@ void mp_copy(Digit* a, const Digit* b, size_t n) noexcept; // a may be b
 void mp_zero(Digit* a, size_t n) noexcept;
 
 // a = b shifted by s bits; a may be b. Returns the bits pushed out: by the left shift right-aligned, by the
-// right shift left-aligned. An s of 32 or more leaves a alone and returns 0.
+// right shift left-aligned. For an s of 32 or more a is unchanged and the result is 0.
 Digit mp_shift_left(Digit* a, const Digit* b, size_t s, size_t n) noexcept;
 Digit mp_shift_right(Digit* a, const Digit* b, size_t s, size_t n) noexcept;
 

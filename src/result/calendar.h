@@ -1,5 +1,4 @@
-// Counts from 1970-01-01 into calendar fields: the proleptic Gregorian calendar for all years, no time zone
-// ever.
+// Counts from 1970-01-01 to calendar fields: proleptic Gregorian calendar, no time zones.
 #pragma once
 
 #include <cstdint>
@@ -24,7 +23,7 @@ struct DateTime {
     TimeOfDay time;
 };
 
-// Days since 1970-01-01, within what 64-bit milliseconds can reach.
+// Days since 1970-01-01, within the range of 64-bit milliseconds.
 Date date_of_days(int64_t days) noexcept;
 
 // Milliseconds since midnight. Divisions truncate toward zero, so that a negative count gives negative

@@ -45,7 +45,7 @@ static int32_t copy_fields_out(const ParamSlot& slot, const Value& value) noexce
     return copy_out(slot, fields, sizeof fields);
 }
 
-// The buffer of such a slot is a handle, and no room for bytes.
+// The buffer of such a slot is a handle, not room for bytes.
 static int32_t fill_object(const ParamSlot& slot, const uint8_t* bytes, size_t length) noexcept {
     Lob* lob = lob_of_value(slot.value).lob;
     if (!lob) return TRN_OK;

@@ -1,4 +1,4 @@
-// Prepared statements: their preparation and their end on the server.
+// Preparing statements and ending them on the server.
 #pragma once
 
 #include "conn/conn.h"

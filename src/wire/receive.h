@@ -2,7 +2,7 @@
 // the wire.
 //
 // A read fails when the stream ends, breaks, or stays silent: three receives in a row without a byte on a
-// plain channel, one on an encrypted one. The channel is closed then; nothing is printed and no error text is
+// plain channel, one on an encrypted one. The channel is then closed; nothing is printed and no error text is
 // set.
 #pragma once
 
@@ -25,11 +25,10 @@ bool skip_bytes(Channel& channel, size_t size) noexcept;
 // Reads the message type that was pushed back, or else the next byte.
 bool read_type(Channel& channel, MessageType& type) noexcept;
 
-// Leaves a message type to the next read_type. A byte of 0 cannot be pushed back and is lost.
-//
-// A server counts a byte that is pushed back and then read together with others twice in its keystream. That
-// cannot happen here: only single message types are pushed back and read again, and every other read asserts
-// that none is waiting.
+// Pushes a message type back for the next read_type. A byte of 0 cannot be pushed back and is lost.
+// A server counts a byte that is pushed back, and then read together with others, twice in its keystream.
+// That cannot happen here: only single message types are pushed back and read again, and every other read
+// asserts that none is waiting.
 inline void push_back(Channel& channel, MessageType type) noexcept {
     channel.pushed_back = type;
 }
@@ -63,7 +62,7 @@ int32_t read_block(Channel& channel, size_t size, Owned<char>& block) noexcept;
 // is short or the length is negative; the stream is still in step then.
 int32_t read_string(Channel& channel, Owned<char>& text) noexcept;
 
-// What is received and not read yet, for readers that look ahead.
+// The bytes received and not yet read, for readers that look ahead.
 inline uint8_t* unread(Channel& channel) noexcept {
     assert(channel.pushed_back == MessageType::none);
     return channel.recv_buf + channel.recv_pos;
@@ -76,8 +75,8 @@ inline void take(Channel& channel, size_t size) noexcept {
     channel.recv_pos += static_cast<uint32_t>(size);
 }
 
-// Receives more behind what is unread, which moves to the buffer's front for that; the buffer must not be
-// full of it.
+// Receives more after the unread bytes, which are first moved to the front of the buffer; they must not fill
+// it.
 bool receive_more(Channel& channel) noexcept;
 
 } // namespace tarn

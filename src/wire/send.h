@@ -1,9 +1,8 @@
-// Sending: small writes gather in the channel's send buffer, writes of more than 2,048 bytes go out by
-// themselves, and a request ends with a flush. Each send is one call of the platform: what it could not send
-// is not sent again. On an encrypted channel what is sent is encrypted first, in the order of the stream.
-//
-// The results of writes are those of the underlying send; a lost connection shows itself when the reply
-// cannot be read, so most callers do not look at them.
+// Sending: small writes are collected in the channel's send buffer, writes of more than 2,048 bytes are sent
+// on their own, and a request ends with a flush. Each send is one platform call and is not retried. On an
+// encrypted channel everything is encrypted first, in stream order.
+// Writes return the result of the underlying send; most callers ignore it, because a lost connection is
+// noticed when the reply cannot be read.
 #pragma once
 
 #include <cstddef>
