@@ -2,7 +2,9 @@
  * tarnsql.h - the public interface of tarnsql, the native client driver of the TARNDBMS database server.
  *
  * The header compiles alone as C99, C11 and C++11 and needs only <stdint.h>.
+ *
  * CONVENTIONS, which hold for every call:
+ *
  * 1. Handles. A handle is a TRN_HANDLE variable in the application. Every call takes the variable's ADDRESS,
  *    so that it can fill, move or clear it. The record behind a handle belongs to the library. Kinds:
  *    TRN_KIND_*.
@@ -27,11 +29,13 @@
  *
  * 5. Texts. Texts given to the library are NUL-terminated. Several calls copy texts out WITHOUT a terminator;
  *    each such call says so. Lengths and capacities count bytes.
+ *
  * 6. Errors. A failure that has a text replaces the error text of the handle it happened on; a later success
  *    does not clear it. TRN_GetErrorLen, TRN_GetError and TRN_GetErrorInfo read it. Texts of the library
  *    begin with a bracketed code such as "[EC011]"; texts of the server are kept as they arrived. A server
  *    text that comes between the rows of a result, or right after them, is appended to the error text of the
  *    result and changes no status.
+ *
  * 7. Printed lines. The server's texts about an execution are also printed on the standard output of the
  *    process, one flushed line each: "Server Error %s \n", "Server Warning %s \n", "Server Message %s \n";
  *    calls that receive results print "[EC031]Error in recv result :%s \n",
@@ -128,6 +132,7 @@ typedef void* TRN_HANDLE;
  *              TRN_OpenConn_Ips: up to 100. A longer list is cut to the first 99, and "set ips error \n" is
  *              printed.
  * out_handle   receives the connection at once, before anything can fail; required.
+ *
  * Every value is copied into the login text unchanged, where a quote (') ends its clause: with the user "one"
  * and the password "x' user='two" the server sees the user two. Do not pass unchecked user input;
  * TRNX_OpenConn (tarnsql_ext.h) refuses such values, unknown keys and ports out of range.
@@ -136,6 +141,7 @@ typedef void* TRN_HANDLE;
  * is then untouched); -3 out_handle null; -8 the socket could not be connected ([EC011]); -9 the server
  * refused the login or did not answer ([EC012]). After -8 and -9 the handle is valid for the error calls and
  * must still be closed.
+ *
  * Wire: the login is one unframed text; the server answers "K" (older protocol) or "N", four bytes and "K".
  */
 TRN_API int32_t TRN_OpenConn(const char* conn_string, TRN_HANDLE* out_handle);
@@ -327,6 +333,7 @@ TRN_API int32_t TRN_Execute_no_query(TRN_HANDLE* handle, const char* sql);
  *             handed-over form; 0 for a result without rows; required. A server may send a type code of 100
  *             or more of its own, which has no text: the area stays zero and the pointer null, which
  *             TRN_FreePtr accepts.
+ *
  * Both are written only when the reply ends after the rows. When an error or another statement's count
  * follows them nothing is written, and the status may still be 0: set *type_word to a value of your own
  * beforehand.
@@ -371,6 +378,7 @@ TRN_API int32_t TRN_ExecwithDataReader(TRN_HANDLE* handle, const char* sql, TRN_
  * TRN_ExecwithServerCursorReader send them and keep the set attached. TRN_ExecBatch sends arrays. None of the
  * binding calls takes the connection's lock: do not bind while another thread executes on the same
  * connection.
+ *
  * data_type is an API type code (TRN_TYPE_*). The value in the application's memory:
  *
  *   1, 3           1 byte                        4    int16_t             5    int32_t
@@ -529,6 +537,7 @@ TRN_API int32_t TRN_Execute2(TRN_HANDLE* handle, const char* statement_name, cha
  *              65,535 rows are sent as several requests, one after another. The first that the server refuses
  *              (a warning is no refusal) or that fails otherwise ends the call; what the requests before it
  *              did stands, unless a transaction undoes it.
+ *
  * Returns what TRN_ExecwithDataReader returns; for several requests, the last negative status, else that of
  * the last request. Results are discarded, and a query leaves [EC026]. -1 without an attached set ([EC025])
  * or when its rows are not array_count ([EC057]), with nothing sent; -3 for a null argument or another kind
@@ -557,7 +566,8 @@ TRN_API int32_t TRN_ExecBatch(TRN_HANDLE* handle, const char* sql, int32_t array
  *   all others                          the bytes as received, numbers big-endian
  *
  * A slot bound as a large object (40 to 42) takes the bytes as its new content instead.
- * reserved ignored: rows that the procedure returns are received and discarded.
+ *
+ * reserved  ignored: rows that the procedure returns are received and discarded.
  *
  * Returns the status of the last message that has one: the rows of the last chunk of a result (chunks hold up
  * to 200), -12 when a value was cut to its buffer, -59 ([EC060]) for an output when the set is empty or,
@@ -629,6 +639,7 @@ TRN_API int32_t TRN_FetchServerCursorRowset_V2(TRN_HANDLE* handle, const char* f
  * column_count  receives the columns of the first item, row_count its rows; may be null; written when there
  *               is an item.
  * fetch_count   points to the number of rows to ask for; required.
+ *
  * Returns 0 whatever the reply was: after a refusal or a lost link there is no item, and a refusal leaves its
  * text as the error text; -3 for a null argument or another kind of handle, with nothing sent; -5 when there
  * is no memory for the command.

@@ -44,6 +44,7 @@ class canceller {
 /// A connection to a server. Closes itself, can be moved, and is used by one thread at a time (a canceller by
 /// any). Results and large objects outlive it; statements, cursors and transactions throw usage_error once it
 /// is closed. A moved-from connection throws usage_error too.
+///
 /// Parameters follow the text of a statement, one for each "?" in order: numbers, texts, bytes, std::chrono
 /// dates and so on, std::optional and nullptr for nulls; or all of them by name, with named(). Texts are sent
 /// and received unchanged, in the session's character set. Every function that talks to the server throws

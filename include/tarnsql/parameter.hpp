@@ -7,6 +7,7 @@
 //   time_of_day, zoned_time        TIME, with zone     durations; of months and years           the INTERVALs
 //   zoned_moment                   DATETIME with zone  large_object                             CLOB, BLOB
 //   std::optional, nullptr         as its value; null
+//
 // Empty texts and empty bytes are nulls to the server: the protocol has one length for both.
 #pragma once
 

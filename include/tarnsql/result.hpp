@@ -140,6 +140,7 @@ struct column_info {
 /// What one statement, or several in one text, returned: a list of items, one of them current. A query's rows
 /// are received whole, stay valid when the connection is closed, and are read forward, once. Rows and
 /// iterators survive a move of the result; a moved-from result throws usage_error.
+///
 /// When the server ends rows with an error, it is thrown after the rows: at the end of the range or by
 /// next_result().
 class result {

@@ -1,4 +1,5 @@
 // One call of the application on a connection.
+//
 // Every exported call that reads state which another thread's call may change gets its connection through a
 // RunningCall, which holds the lock for the whole request and reply. During its lifetime the call can be
 // cancelled (wire/cancel.h), and the lines to print are collected: they are printed after the lock is

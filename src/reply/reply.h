@@ -1,4 +1,5 @@
 // How a reply is read: a loop over its messages, each opened by its type, up to the end of reply.
+//
 // A call that returns before the end of its reply leaves the rest unread (see unread.h).
 #pragma once
 

@@ -1,9 +1,11 @@
 // The rows of one result in wire form: whole rows back to back in blocks of memory.
+//
 // A stored row is a head, from which the start of the next row follows, and its columns in wire form. The
 // head of a short row is one byte, the size of head and columns, in place of the message type. The head of a
 // longer row is the byte 255, the same size in 32 bits, in host order, and in 32 more bits the distance to
 // the row rows_ahead further on in its block, 0 if there is none. A row larger than the receive buffer has
 // its own block and the size 0.
+//
 // Short rows are so close together that the hardware prefetches them. When only few columns of long rows are
 // read, each head would be a cache miss if it were not prefetched some rows ahead.
 #pragma once

@@ -1,5 +1,6 @@
 // The only table of parameter types: for every API type code that differs from plain bytes, how its values
 // are sent and how its arrays are walked.
+//
 // What differs on purpose, besides the columns themselves:
 // - single values: the length field of code 5 is 4 or 0 whatever the bound length;
 // - the first row of a batch: the bound length is sent for code 5 too;

@@ -1,6 +1,7 @@
 // A channel to the server: the socket, the two ciphers of an encrypted one, the two buffers and a pushed-back
 // message type. receive.h and send.h read and write through it. The lock is the connection's; nothing here
 // locks.
+//
 // Bytes received and not yet read are in recv_buf from recv_pos to recv_fill, decrypted. A receive that fails
 // closes the channel at once, so that no later read can land in the middle of a message or in the late answer
 // to another request. Reads and writes on a closed channel fail.

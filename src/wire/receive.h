@@ -26,6 +26,7 @@ bool skip_bytes(Channel& channel, size_t size) noexcept;
 bool read_type(Channel& channel, MessageType& type) noexcept;
 
 // Pushes a message type back for the next read_type. A byte of 0 cannot be pushed back and is lost.
+//
 // A server counts a byte that is pushed back, and then read together with others, twice in its keystream.
 // That cannot happen here: only single message types are pushed back and read again, and every other read
 // asserts that none is waiting.

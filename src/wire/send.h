@@ -1,6 +1,7 @@
 // Sending: small writes are collected in the channel's send buffer, writes of more than 2,048 bytes are sent
 // on their own, and a request ends with a flush. Each send is one platform call and is not retried. On an
 // encrypted channel everything is encrypted first, in stream order.
+//
 // Writes return the result of the underlying send; most callers ignore it, because a lost connection is
 // noticed when the reply cannot be read.
 #pragma once

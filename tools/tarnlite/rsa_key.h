@@ -15,12 +15,12 @@ using RsaBlock = std::array<std::uint8_t, rsa_block_size>;
 
 class RsaKey {
   public:
-    // A fresh random key. Throws std::runtime_error when the library cannot make one.
+    // A new random key. Throws std::runtime_error when the library cannot generate one.
     RsaKey();
 
     RsaBlock exponent() const { return block_of(public_exponent_); }
     RsaBlock modulus() const { return block_of(modulus_); }
-    // Decrypts a block in place; false, with the block as it was, for one that is not below the modulus.
+    // Decrypts a block in place; false, with the block unchanged, if it is not below the modulus.
     bool decrypt(RsaBlock& block) const;
 
   private:

@@ -1,5 +1,5 @@
 // The column types: their codes on the wire, the names by which CREATE TABLE declares them, and the modifier.
-// types.cpp holds the one table of declared names.
+// types.cpp has the only table of declared names.
 #pragma once
 
 #include <cstdint>
@@ -49,11 +49,11 @@ struct ColumnType {
     std::uint32_t modifier = 0;
 };
 
-// The type that a declared name ("varchar(20)", "Interval Year to Month") means; nothing for a name of no
-// type here. Letter case, runs of blanks and quotes around words do not matter.
+// The type of a declared name ("varchar(20)", "Interval Year to Month"); nothing for an unknown one. Case,
+// runs of blanks and quotes around words do not matter.
 std::optional<ColumnType> declared_type(std::string_view declaration);
 
-// The name by which error texts call a type.
+// The name of a type in error texts.
 std::string_view type_name(WireType type);
 
 } // namespace tarnlite

@@ -1,4 +1,5 @@
 // Blocks and pages of memory on Windows.
+//
 // The Windows heap copies a large block to resize it. Large blocks therefore get their own address space,
 // reserved with room to grow and committed as it is used.
 #include "platform/platform.h"
