@@ -1,5 +1,5 @@
-// What encryption costs: the keystream over stretches of the channel's usual sizes, against the plain loop
-// that takes one byte after the other, and the RSA step of one login.
+// The cost of encryption: the keystream over blocks of the channel's usual sizes, against a plain loop over
+// single bytes, and the RSA step of one login.
 #include <cstring>
 #include <vector>
 
