@@ -6,7 +6,7 @@ namespace Tarnsql
 {
     /// <summary>
     /// A parameter of a command. One without a name stands for the "?" of its position, one with a name for
-    /// the ":name" of the statement; the sign before the name may be written or left out.
+    /// the ":name" of the statement; the prefix of the name may be given or omitted.
     /// </summary>
     public sealed class TarnParameter : DbParameter, ICloneable
     {
@@ -28,7 +28,7 @@ namespace Tarnsql
             Value = value;
         }
 
-        /// <summary>What the value is sent as. Unless it is set it is told by the value.</summary>
+        /// <summary>The type that the value is sent as. If not set it follows from the value.</summary>
         public override DbType DbType
         {
             get { return dbType ?? InferredType(); }
@@ -39,7 +39,7 @@ namespace Tarnsql
         /// otherwise.</summary>
         public TarnType TarnType { get; set; }
 
-        /// <summary>Input, or what a procedure does with the argument.</summary>
+        /// <summary>Input, or the direction of a procedure's argument.</summary>
         public override ParameterDirection Direction
         {
             get { return direction; }
@@ -57,7 +57,7 @@ namespace Tarnsql
             set { name = value ?? ""; }
         }
 
-        /// <summary>Of an output: the room in bytes for a text, binary value, integer or decimal; 0:
+        /// <summary>For an output: the buffer size in bytes for a text, binary value, integer or decimal; 0:
         /// 32,768.</summary>
         public override int Size { get; set; }
 
@@ -68,17 +68,18 @@ namespace Tarnsql
             set { sourceColumn = value ?? ""; }
         }
 
-        /// <summary>Whether the parameter tells if the source column is null, for command builders.</summary>
+        /// <summary>Whether the parameter indicates that the source column is null, for command
+        /// builders.</summary>
         public override bool SourceColumnNullMapping { get; set; }
 
-        /// <summary>Which version of the source column's value is meant.</summary>
+        /// <summary>Which version of the source column's value to use.</summary>
         public override DataRowVersion SourceVersion { get; set; }
 
         /// <summary>The value; null and DBNull are nulls. A Stream or TextReader is read when the command
         /// runs.</summary>
         public override object Value { get; set; }
 
-        /// <summary>Has the value tell the type again.</summary>
+        /// <summary>Makes the type follow from the value again.</summary>
         public override void ResetDbType()
         {
             dbType = null;
@@ -96,7 +97,7 @@ namespace Tarnsql
             return MemberwiseClone();
         }
 
-        /// <summary>The name without the sign before it.</summary>
+        /// <summary>The name without its prefix.</summary>
         internal string PlainName
         {
             get { return name.TrimStart(':', '@', '$'); }

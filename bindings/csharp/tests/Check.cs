@@ -59,7 +59,8 @@ internal static class Check
         foreach (Type type in Assembly.GetExecutingAssembly().GetTypes())
         {
             if (!type.Name.EndsWith("Test") || type.IsAbstract) continue;
-            foreach (MethodInfo method in type.GetMethods(BindingFlags.Instance | BindingFlags.Public | BindingFlags.DeclaredOnly))
+            foreach (MethodInfo method in type.GetMethods(BindingFlags.Instance | BindingFlags.Public |
+                                                          BindingFlags.DeclaredOnly))
             {
                 if (arguments.Length > 2 && !(type.Name + "." + method.Name).Contains(arguments[2])) continue;
                 if (Passes(type, method)) ++passed;
