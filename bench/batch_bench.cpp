@@ -1,5 +1,5 @@
 // A million rows of five columns sent in batches of array-bound parameters, against the bare stream: the same
-// bytes sent over loopback in the same blocks to the same peer, which throws them away and answers each batch.
+// bytes sent over loopback in the same blocks to the same peer, which discards them and answers each batch.
 // Wall time.
 #include <algorithm>
 #include <cstring>
@@ -14,16 +14,16 @@ namespace {
 constexpr int32_t columns = 5;
 constexpr size_t row_size = columns * 5 + 4 + 8 + 8 + 20 + 10; // type and length before each value
 constexpr size_t first_row_size = columns * 10 + 4 + 8 + 8 + 20 + 10;
-constexpr size_t block_size = 448000; // the driver ends a block behind the row that passes this
+constexpr size_t block_size = 448000; // the driver ends a block after the row that exceeds this
 constexpr char answer[] = {'U', 0, 0, 0, 1, 'K'};
 
-// One batch as the application has it, and as it travels behind its command.
+// One batch as the application has it, and as it is sent after its command.
 struct Batch {
     int32_t rows;
     std::vector<int32_t> integers;
     std::vector<int64_t> bigints;
     std::vector<double> doubles;
-    std::string texts; // each behind its length
+    std::string texts; // each after its length
     std::string dates;
     std::string first_row;
     std::string other_rows;
@@ -73,7 +73,7 @@ Batch build_batch(int32_t rows) {
     return batch;
 }
 
-// Takes the rows of a batch; compares them with those expected when there are any to compare with.
+// Reads the rows of a batch; compares them with the expected ones, if given.
 bool take_rows(Link& link, size_t rows, const Batch* expected) {
     std::string bytes(first_row_size, '\0');
     if (!link.receive(bytes.data(), bytes.size())) return false;

@@ -1,5 +1,5 @@
-// What encryption costs the client where values are large, login excluded: values received, read with
-// TRN_GetData and released, plain and encrypted. Processor time of the client, whose server is another process.
+// The cost of encryption for large values, without the login: values received, read with TRN_GetData and
+// released, plain and encrypted. CPU time of the client; the server is another process.
 #include "measure.h"
 #include "peer.h"
 

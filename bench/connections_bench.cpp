@@ -1,5 +1,5 @@
-// Opening and closing connections, thousands of times: the memory and the files that the process holds must not
-// grow between the hundredth cycle and the last; and the time of a cycle, plain and encrypted.
+// Opening and closing connections, thousands of times: memory and open files of the process must not grow
+// between the hundredth cycle and the last; also the time of a cycle, plain and encrypted.
 #include <filesystem>
 #include <iterator>
 
@@ -30,7 +30,7 @@ void cycle(const Peer& peer, const char* keys, int times) {
 // True when nothing has grown.
 bool measure(Figures& figures, const Peer& peer, const char* name, const char* keys, int cycles) {
     constexpr int settled = 100;
-    held_now(); // looking takes memory itself, the first time
+    held_now(); // the first measurement itself takes memory
     cycle(peer, keys, settled);
     const Held before = held_now();
     const double cpu = process_cpu_seconds(), start = wall_seconds();
@@ -48,7 +48,7 @@ bool measure(Figures& figures, const Peer& peer, const char* name, const char* k
     add("file_growth", static_cast<double>(after.files - before.files), "files");
     add("cycle", wall / (cycles - settled) * 1e6, "us");
     add("cycle_cpu", spent / (cycles - settled) * 1e6, "us");
-    // A page or two may still be touched for the first time; a leak of a byte a cycle shows in the heap.
+    // A page or two may still be touched for the first time; a leak of one byte per cycle shows in the heap.
     return grown.heap <= 0 && after.files == before.files && grown.resident <= 64 * 1024;
 }
 
@@ -57,7 +57,8 @@ bool measure(Figures& figures, const Peer& peer, const char* name, const char* k
 int main(int argc, char** argv) {
     const Options options = parse_options(argc, argv);
     const int cycles = options.quick ? 2000 : 10000;
-    // A connection that is not really closed keeps one of the peer's servers busy, and must not stop the next ones.
+    // A connection that is not really closed keeps one of the peer's servers busy, and must not stop the next
+    // ones.
     const Peer peer([] { return replay({}); }, 1, 64);
     pin_to_cpu(0);
     Figures figures;

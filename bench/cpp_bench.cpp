@@ -1,8 +1,9 @@
-// tarnsql.hpp beside the C calls that it replaces: the same work the whole way through either, in one process, in turn. Processor
-// time of the process, kernel included.
+// tarnsql.hpp against the C calls that it replaces: the same work through each, in one process, in turn. CPU
+// time of the process, including the kernel.
 //
 //     cpp_bench [--quick] [--json FILE]
-//     cpp_bench count CASE SIDE     one run of a case through "c" or "header", inside of measured(), for a profiler
+//     cpp_bench count CASE SIDE     one run of a case through "c" or "header", inside of measured(), for a
+//                                   profiler
 #include <cstring>
 #include <optional>
 #include <string>
@@ -61,7 +62,7 @@ void serve_batches(Link& link) {
     }
 }
 
-// One case each way; both give a checksum of what they read.
+// One case through each side; both return a checksum of what they read.
 struct Case {
     const char* name;
     std::function<uint64_t()> through_c;
@@ -221,7 +222,7 @@ uint64_t repeated(int times, const std::function<uint64_t()>& work) {
     return sum;
 }
 
-// What a profiler counts is inside.
+// The profiler counts inside this function.
 [[gnu::noinline]] uint64_t measured(const std::function<uint64_t()>& work) {
     return work();
 }
@@ -238,7 +239,7 @@ void count(const std::vector<Case>& cases, const char* name, const char* side) {
     for (const Case& each : cases) {
         if (std::strcmp(each.name, name) != 0) continue;
         const auto& work = std::strcmp(side, "c") == 0 ? each.through_c : each.through_header;
-        work(); // what happens once, such as symbols that are bound, does not count
+        work(); // one-time work, such as symbol binding, does not count
         measured(work);
         return;
     }

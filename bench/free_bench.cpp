@@ -1,5 +1,5 @@
-// What releasing a result costs: TRN_Drop of a million rows of six columns, in processor time a row. Once as the
-// first result of a process, and once as one of many, with memory that the allocator has handed out before.
+// The cost of releasing a result: TRN_Drop of a million rows of six columns, in CPU time per row. Once as the
+// first result of a process, and once as one of many, with memory that the allocator reuses.
 #include "measure.h"
 #include "peer.h"
 #include "rows.h"

@@ -1,5 +1,5 @@
-// What encryption costs: the keystream over stretches of the channel's usual sizes, against the plain loop that takes one
-// byte after the other, and the RSA step of one login.
+// The cost of encryption: the keystream over blocks of the channel's usual sizes, against a plain loop over
+// single bytes, and the RSA step of one login.
 #include <cstring>
 #include <vector>
 
@@ -71,7 +71,8 @@ static void key_set_up(benchmark::State& run) {
 }
 BENCHMARK(key_set_up);
 
-// A login text of 200 characters, eight blocks with the key; the argument is the number of bits of the exponent, all set.
+// A login text of 200 characters, eight blocks with the key; the argument is the number of bits of the
+// exponent, all set.
 static void login_rsa(benchmark::State& run) {
     uint8_t exponent[rsa_block_size] = {};
     uint8_t modulus[rsa_block_size];

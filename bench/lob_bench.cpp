@@ -15,9 +15,8 @@ namespace {
 constexpr size_t block_size = 1024 * 1024;
 constexpr char answer[] = {'U', 0, 0, 0, 1, 'K'};
 
-// A piece of the content: 8 bytes of its own (it continues, it has so many bytes) and a block. Blocks differ in
-// their first bytes only, their number, so that the peer sends all of them from memory that is near its
-// processor at any time.
+// A piece of the content: an 8-byte head (it continues, its size) and a block. Blocks differ only in their
+// first bytes, a number, so that the peer always sends them from cached memory.
 class Piece {
   public:
     Piece() {
@@ -49,7 +48,7 @@ std::string result_of_one_row() {
     return result_head({TRN_WIRE_BLOB}) + 'R';
 }
 
-// The descriptor names an object in 13 characters and tells its length.
+// The descriptor has an object's name in 13 characters and its length.
 bool send_descriptor(Link& link, size_t size) {
     std::string reply = result_of_one_row();
     put_counted(reply, "B234567890123 " + std::to_string(size));
@@ -80,7 +79,7 @@ bool send_value(Link& link, size_t blocks) {
     return good && link.send("K");
 }
 
-// Takes one parameter; compares it with what is expected when there is anything to compare with.
+// Reads one parameter; compares it with the expected one, if given.
 bool take_parameter(Link& link, const std::string* expected) {
     uint32_t length;
     if (!link.drop(6) || !link.receive_u32(length)) return false;
@@ -151,7 +150,7 @@ struct Bench {
 
     double send_bare() const {
         Link link = peer.connect();
-        const std::string own(content); // as near to the processor as a large object just filled
+        const std::string own(content); // as well cached as a large object just filled
         std::string head = command("store", 1);
         put_u16(head, 0);
         put_u16(head, TRN_DIRECTION_IN);
@@ -219,7 +218,7 @@ struct Bench {
         return wall_seconds() - start;
     }
 
-    // The same into memory fresh from the system, as whoever keeps the content needs it.
+    // The same into fresh memory, as needed by anyone who keeps the content.
     double receive_bare_and_keep() const {
         Link link = peer.connect();
         const double start = wall_seconds();
@@ -229,8 +228,7 @@ struct Bench {
     }
 };
 
-// A virtual machine may have to fetch pages from its host that nobody has used for a while: that is done before
-// the clock runs.
+// A virtual machine may have to fetch unused pages from its host: do that before the clock runs.
 void touch_memory(size_t size) {
     void* memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     check(memory != MAP_FAILED, "out of memory");
@@ -249,7 +247,7 @@ int main(int argc, char** argv) {
     const Bench bench{peer, content, pieces_size(blocks)};
     bench.send(Bench::Counted::sending, "check");
 
-    // Each in a process of its own: what the allocator kept of one does not help another.
+    // Each in its own process, so that memory kept by the allocator does not help the next.
     const auto measured = [&](const Measurement& measurement) {
         return [&, measurement] {
             return in_own_process([&] {

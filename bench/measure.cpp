@@ -49,8 +49,8 @@ double thread_cpu_seconds() {
     return seconds_of(CLOCK_THREAD_CPUTIME_ID);
 }
 
-// The kernel counts the pages for this file; its cheaper counters lag behind. Read without the heap, which
-// would otherwise change by being looked at.
+// The kernel counts the pages for this file; its cheaper counters lag behind. Read without using the heap,
+// which would change what is measured.
 static int64_t resident_bytes() {
     char text[4096];
     const int file = open("/proc/self/smaps_rollup", O_RDONLY | O_CLOEXEC);
@@ -111,7 +111,7 @@ double in_own_process(const Measurement& measurement) {
     return value;
 }
 
-// Counts up and stirs: each multiplication spreads the low bits, each shift brings the high ones back.
+// Increments and mixes: each multiplication spreads the low bits, each shift brings the high ones back.
 uint64_t Random::next() {
     state_ += 0x9E3779B97F4A7C15U;
     uint64_t value = state_;

@@ -1,8 +1,8 @@
-// What the benchmark programs share: clocks, the processor a process runs on, repeated measurements and their
-// medians, and the figures, printed as a table and written as JSON.
+// Shared by the benchmark programs: clocks, CPU affinity, repeated measurements and their medians, and the
+// figures, printed as a table and written as JSON.
 //
-// Every program takes --quick (small amounts, to see that it works) and --json FILE, and ends with status 1
-// when what it measured went wrong.
+// Every program takes --quick (small amounts, to see that it works) and --json FILE, and exits with status 1
+// when something went wrong.
 #pragma once
 
 #include <cstdint>
@@ -19,16 +19,16 @@ struct Options {
 
 Options parse_options(int argc, char** argv);
 
-// Ends the program with status 1 unless all is well.
+// Exits with status 1 unless the condition holds.
 void check(bool good, const char* what);
 
 double wall_seconds();
 double process_cpu_seconds(); // of all threads, in user and kernel mode
 double thread_cpu_seconds();
 
-// Memory that the process holds, in bytes: what the allocator has handed out, and what is resident, pages of
-// files left out. Memory taken from the system directly shows in the second only; memory of the heap that has
-// not been touched shows in the first only.
+// Memory of the process in bytes: what the allocator has handed out, and what is resident, without file
+// pages. Memory taken from the system directly shows only in the second; untouched heap memory only in the
+// first.
 struct Memory {
     int64_t heap;
     int64_t resident;
@@ -37,24 +37,24 @@ struct Memory {
 };
 Memory memory_in_use();
 
-// Keeps the process on one processor; nothing happens where there is none of that number.
+// Pins the process to one processor; does nothing if there is none of that number.
 void pin_to_cpu(int cpu);
 
-// One measurement: it prepares, and returns what it measured.
+// One measurement: prepares, and returns the figure.
 using Measurement = std::function<double()>;
 
-// Takes the measurements in turn, so that what disturbs the machine disturbs all of them, and gives the median
-// of each. The first round is not counted.
+// Runs the measurements in turn, so that disturbances of the machine affect all of them, and returns the
+// median of each. The first round is not counted.
 std::vector<double> medians(int rounds, const std::vector<Measurement>& measurements);
 
-// The same measurement in a process made for it: the allocator has no memory left over from earlier work.
+// The same measurement in a new process, where the allocator has no memory left over from earlier work.
 double in_own_process(const Measurement& measurement);
 
 // Numbers and texts that are the same on every run.
 class Random {
   public:
     uint64_t next();
-    int64_t between(int64_t low, int64_t high); // both included
+    int64_t between(int64_t low, int64_t high); // inclusive
     std::string letters(size_t size);
 
   private:

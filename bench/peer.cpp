@@ -125,7 +125,7 @@ bool Link::drop(size_t size) {
     return true;
 }
 
-// With an exponent of 1 the client's blocks arrive as they are: the session key, then the login text, which
+// With an exponent of 1 the client's blocks arrive unencrypted: the session key, then the login text, which
 // ends in the first block with a zero byte.
 bool Link::agree_on_key() {
     std::string numbers(64, '\0');
@@ -144,8 +144,8 @@ bool Link::agree_on_key() {
     return true;
 }
 
-// A plain login is a text without a frame, whose last clause is the version. The client waits for the answer,
-// so that nothing behind it is taken.
+// A plain login is an unframed text whose last clause is the version. The client waits for the answer, so
+// nothing follows it.
 bool Link::take_login() {
     std::string text;
     while (text != "~ssl~" && !text.ends_with("version = '301'")) {

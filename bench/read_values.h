@@ -1,4 +1,4 @@
-// Reading values through tarnsql: TRN_GetData with native targets; dates come as they are stored, in days.
+// Reading values through tarnsql: TRN_GetData with native targets; dates in stored form, in days.
 #pragma once
 
 #include <cstddef>
@@ -25,7 +25,7 @@ template <class T> T get_number(TRN_HANDLE* result, int32_t column, int32_t targ
     return value;
 }
 
-// Reads a value of the current row. Inlined: the reader's own work is counted with that of the library.
+// Reads a value of the current row. Inlined, so that the reader's work is counted with that of the library.
 [[gnu::always_inline]] inline void add_value(Checksum& sum, TRN_HANDLE* result, Kind kind, int32_t column) {
     char text[longest_text + 1];
     int32_t length = 0;

@@ -1,4 +1,4 @@
-// What a result costs beside its receiving: the memory of a small one, and the time of reading few of its
+// The cost of a result apart from receiving it: the memory of a small one, and the time to read few of its
 // columns.
 #include <algorithm>
 
@@ -26,8 +26,8 @@ TRN_HANDLE query(TRN_HANDLE* conn, const char* reply, uint64_t rows) {
     return result;
 }
 
-// Of a result of one row, all that its query leaves allocated. Many are held at once: after the first ones the
-// allocator has no blocks left that were freed before, which it would hand out again without counting them.
+// Everything that a query with one row leaves allocated. Many results are held at once: after the first ones
+// the allocator has no free blocks left, which it would reuse without counting them.
 double measure_small_result(const Peer& peer) {
     constexpr size_t settled = 100, counted = 1000;
     TRN_HANDLE conn = peer.open();
@@ -44,7 +44,7 @@ double measure_small_result(const Peer& peer) {
     return static_cast<double>(std::max(held.heap, held.resident)) / counted;
 }
 
-// Reads these columns of every row; gives the seconds of reading alone.
+// Reads these columns of every row; returns the seconds spent reading.
 double read_columns(TRN_HANDLE* conn, const Table& table, const std::vector<int32_t>& columns) {
     TRN_HANDLE result = query(conn, wide_result, table.rows);
     Checksum sum, expected;

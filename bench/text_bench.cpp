@@ -1,6 +1,6 @@
-// Every type's values as text: TRN_GetData with target TRN_TYPE_TEXT against one snprintf a value that makes
-// the same text from the same stored number, calendar arithmetic included. Processor time of rows of one type
-// (sixteen columns each) and of rows with one column of each type.
+// Every type's values as text: TRN_GetData with target TRN_TYPE_TEXT against one snprintf per value that
+// makes the same text from the same stored number, including calendar arithmetic. CPU time of rows of one
+// type (sixteen columns each) and of rows with one column of each type.
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr size_t buffer_size = 64;
 
-// A value as it is stored.
+// A value in stored form.
 struct Native {
     int64_t count = 0; // integers, dates, times, intervals
     int32_t zone = 0;  // minutes
@@ -129,7 +129,7 @@ int print_seconds(char* to, const Native& v) {
 
 constexpr int64_t day_us = 86400000000;
 
-// Counts are drawn between the limits; texts have so many characters.
+// Counts are drawn between the limits; texts have that many characters.
 constexpr Type types[] = {
     {"BOOLEAN", TRN_WIRE_BOOLEAN, 1, 0, 1, print_boolean},
     {"TINYINT", TRN_WIRE_TINYINT, 1, INT8_MIN, INT8_MAX, print_integer},
@@ -239,7 +239,7 @@ TRN_HANDLE query(TRN_HANDLE* conn, size_t number) {
     return result;
 }
 
-// Both give the seconds a value; the number of characters must be the same.
+// Both return the seconds per value; the number of characters must be the same.
 double seconds_of_driver(TRN_HANDLE* conn, size_t number, const Rows& rows, int64_t& characters) {
     TRN_HANDLE result = query(conn, number);
     char text[buffer_size];

@@ -1,7 +1,7 @@
-// Connections side by side: 1 thread, as many as there are processors, and 64, each with a connection of its
-// own, receive the same number of rows between them. The peer is another process on the same processors, so
-// that rows a second cannot grow with all of them; what the client's threads spend on a row must stay level
-// when nothing is shared between connections.
+// Parallel connections: 1 thread, one per processor, and 64, each with its own connection, together receive
+// the same number of rows. The peer is another process on the same processors, so rows per second cannot
+// scale with all of them; but the CPU time per row in the client's threads must stay level if connections
+// share nothing.
 #include <algorithm>
 #include <atomic>
 #include <thread>
@@ -36,7 +36,7 @@ std::string build_reply() {
     return reply + 'K';
 }
 
-// Receives the reply so many times; gives the sum of the first column.
+// Receives the reply that many times; returns the sum of the first column.
 int64_t receive_replies(TRN_HANDLE* conn, int replies) {
     int64_t sum = 0;
     for (int i = 0; i < replies; ++i) {

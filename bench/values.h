@@ -1,6 +1,6 @@
 // What a client and its peer know about the rows: the kinds of their columns, and the checksum that the peer
-// computes when it makes the rows and the client when it reads them. It depends on the order; every reader pays
-// the same for it.
+// computes when it makes the rows and the client when it reads them. It depends on the order, and costs every
+// reader the same.
 #pragma once
 
 #include <bit>
@@ -31,7 +31,7 @@ inline constexpr size_t longest_text = 40; // of a nullable text
 inline constexpr std::string_view kind_letters = "ibrtdns";
 inline constexpr std::string_view six_columns = "ibrtdn";
 
-// Empty when a letter is no kind's.
+// Empty for an unknown letter.
 inline std::vector<Kind> kinds_of(std::string_view letters) {
     std::vector<Kind> kinds;
     for (const char letter : letters) {
@@ -94,7 +94,7 @@ class Checksum {
         return word;
     }
 
-    // One step of the chain is a rotation and an addition: a longer chain would hold up what is measured.
+    // One step of the chain is a rotation and an addition: a longer chain would slow down what is measured.
     void add_word(uint64_t word) { state_ = std::rotl(state_, 23) + word * 0x9E3779B97F4A7C15; }
 
     uint64_t state_ = 1;

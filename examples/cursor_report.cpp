@@ -1,9 +1,9 @@
-// cursor_report - sums up a million sales that never lie in the client's memory at once.
+// cursor_report - totals a million sales without ever holding them all in the client's memory.
 //
 //     cursor_report "server=127.0.0.1;port=5139;db=demo;user=me;password=secret" [SALES [whole]]
 //
-// A server cursor gives its rows 20,000 at a time; each rowset is released before the next is fetched. With "whole" the same
-// rows are received by one plain query, for comparison: watch the memory of both.
+// A server cursor returns its rows 20,000 at a time; each rowset is released before the next is fetched. With
+// "whole" the same rows are received by one plain query, for comparison: watch the memory of both.
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -24,7 +24,7 @@ static void check(bool good, const char* what, TRN_HANDLE* conn = nullptr) {
     std::exit(1);
 }
 
-// The server makes the sales up as it goes.
+// The server generates the sales as they are read.
 static std::string query(const char* sales) {
     return std::string("WITH RECURSIVE sale(number) AS (SELECT 1 UNION ALL SELECT number + 1 FROM sale WHERE "
                        "number < ") +

@@ -1,9 +1,11 @@
-// lob - stores a large object of 50 MB (or a file) in the server and reads it back piece by piece, comparing hashes.
+// lob - stores a large object of 50 MB (or a file) in the server and reads it back piece by piece, comparing
+// hashes.
 //
 //     lob "server=127.0.0.1;port=5139;db=demo;user=me;password=secret" [FILE]
 //
-// A large object is filled once, travels as a parameter without being copied, and is read in pieces of any size.
-// With "lob_ret=descriptor" in the connection string it arrives by a descriptor and is fetched when it is asked for.
+// A large object is filled once, sent as a parameter without being copied, and read in pieces of any size.
+// With "lob_ret=descriptor" in the connection string it arrives as a descriptor and is fetched when it is
+// read.
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -24,7 +26,7 @@ static void check(bool good, const char* what, TRN_HANDLE* conn = nullptr) {
     std::exit(1);
 }
 
-// FNV-1a: enough to see a byte out of place.
+// FNV-1a: enough to notice a wrong byte.
 static uint64_t add_to_hash(uint64_t hash, const char* bytes, size_t size) {
     for (size_t i = 0; i < size; ++i)
         hash = (hash ^ static_cast<unsigned char>(bytes[i])) * 0x100000001B3U;
@@ -48,7 +50,8 @@ static std::vector<char> content(const char* path) {
     return bytes;
 }
 
-// Appends the content in pieces, as an application would that reads it from somewhere, and stores it as one parameter.
+// Appends the content in pieces, as an application does that reads it from somewhere, and stores it as one
+// parameter.
 static uint64_t store(TRN_HANDLE* conn, const std::vector<char>& bytes) {
     constexpr size_t piece = 256 * 1024;
     TRN_HANDLE lob = nullptr;

@@ -4,9 +4,9 @@
  *
  *     quickstart "server=127.0.0.1;port=5139;db=demo;user=me;password=secret" UnicodeData.txt
  *
- * It shows an application from end to end: open, run statements, send a batch, read a result column by column in the
- * types one wants, read error texts, free, close. It frees everything when all went well only: after a failure it ends
- * at once.
+ * It shows an application from end to end: open, run statements, send a batch, read a result column by column
+ * as the types you want, read error texts, free, close. It frees everything only on success: after a failure
+ * it exits at once.
  */
 #include <stdio.h>
 #include <stdlib.h>
@@ -51,7 +51,7 @@ static void print_error(TRN_HANDLE* handle, const char* what) {
     printf("%s: code %s, message: %s\n", what, code, message);
 }
 
-/* Runs a statement that returns no rows and gives its count; a server error ends the program. */
+/* Runs a statement without rows and returns its count; a server error ends the program. */
 static int32_t run(TRN_HANDLE* conn, const char* sql) {
     const int32_t status = TRN_Execute_no_query(conn, sql);
     if (status < 0) {
@@ -61,7 +61,7 @@ static int32_t run(TRN_HANDLE* conn, const char* sql) {
     return status;
 }
 
-/* Runs a query and gives its result, to be released with TRN_FreeRowset. */
+/* Runs a query and returns its result, to be released with TRN_FreeRowset. */
 static TRN_HANDLE query(TRN_HANDLE* conn, const char* sql) {
     TRN_HANDLE result = NULL;
     const int32_t status = TRN_ExecwithDataReader(conn, sql, &result, NULL, NULL, NULL);
@@ -74,7 +74,7 @@ static TRN_HANDLE query(TRN_HANDLE* conn, const char* sql) {
 
 /* ------------------------------------------------------------------------------------------- the file */
 
-/* Cuts the next field off a line of fields separated by ";". */
+/* Takes the next field off a line of fields separated by ";". */
 static char* next_field(char** line) {
     char* field = *line;
     char* end = strchr(field, ';');
@@ -129,7 +129,7 @@ static struct character_table read_file(const char* path) {
 
 /* ---------------------------------------------------------------------------------------- the statements */
 
-/* The values of one parameter for all rows of a batch, one behind the other, and the length of each. */
+/* The values of one parameter for all rows of a batch, one after another, and the length of each. */
 struct array {
     char* bytes;
     int32_t size;
@@ -148,7 +148,7 @@ static struct array new_array(int32_t rows, size_t largest_element) {
     return array;
 }
 
-/* A number: its bytes as they lie in memory; length 0 makes a null of it. */
+/* A number: its bytes in memory order; length 0 makes it a null. */
 static void add_number(struct array* array, int32_t row, const void* number, size_t size, int present) {
     memcpy(array->bytes + array->size, number, size);
     array->size += (int32_t)size;
@@ -164,7 +164,9 @@ static void add_text(struct array* array, int32_t row, const char* text) {
     array->lengths[row] = length;
 }
 
-/* Binds the array as parameter number position of the next batch and gives its size. The library has copied it. */
+/*
+ * Binds the array as parameter number position of the next batch and returns its size. The library copies it.
+ */
 static size_t bind_and_free(TRN_HANDLE* conn, int32_t position, int32_t type, int32_t rows,
                             struct array* array) {
     enum {
@@ -178,7 +180,7 @@ static size_t bind_and_free(TRN_HANDLE* conn, int32_t position, int32_t type, in
     return (size_t)array->size;
 }
 
-/* All rows travel in one request. */
+/* All rows are sent in one request. */
 static size_t load(TRN_HANDLE* conn, const struct character_table* table) {
     const int32_t rows = table->count;
     struct array code_point = new_array(rows, sizeof(int32_t));
@@ -225,7 +227,7 @@ static void print_count(TRN_HANDLE* conn) {
     printf("the table holds %s characters\n\n", value);
 }
 
-/* Prints any result as a table: every value as text, a null as nothing. */
+/* Prints any result as a table: every value as text, a null as an empty field. */
 static void print_table(TRN_HANDLE* conn, const char* sql, const int* widths) {
     TRN_HANDLE result = query(conn, sql);
     int32_t columns = 0;
@@ -255,7 +257,7 @@ static int32_t integer_or_absent(TRN_HANDLE* result, int32_t column) {
     return value;
 }
 
-/* Reads the current row in the types of the structure. */
+/* Reads the current row as the types of the structure. */
 static void read_row(TRN_HANDLE* result, struct character* c) {
     memset(c, 0, sizeof *c);
     c->code_point = integer_or_absent(result, 1);
@@ -274,7 +276,7 @@ static int same(const struct character* a, const struct character* b) {
            a->mirrored == b->mirrored && a->uppercase == b->uppercase && a->numeric_value == b->numeric_value;
 }
 
-/* Walks every row in the order of the file and compares it. */
+/* Compares every row, in the order of the file. */
 static void compare(TRN_HANDLE* conn, const struct character_table* table) {
     TRN_HANDLE result = query(conn, "SELECT * FROM characters ORDER BY code_point");
     int32_t row = 0;

@@ -1,4 +1,5 @@
-// towns - tarnsql.hpp in use: a table of towns and one of visits, a batch in a transaction, a report, a document.
+// towns - tarnsql.hpp in use: a table of towns and one of visits, a batch in a transaction, a report, a
+// document.
 //
 //     towns "server=127.0.0.1;port=5139;db=demo;user=me;password=secret"
 #include <chrono>
@@ -57,7 +58,7 @@ static std::vector<Visit> some_visits(int count) {
     return visits;
 }
 
-// The rows stay on the server until they are wanted: memory does not grow with them.
+// The rows stay on the server until they are read: memory does not grow with them.
 static void report(tarnsql::connection& db) {
     std::map<std::string, double> spent;
     int64_t visits = 0;
@@ -87,7 +88,7 @@ int main(int argc, char** argv) try {
         std::cerr << "usage: towns CONNECTION-STRING\n";
         return 2;
     }
-    tarnsql::set_line_handler([](auto...) {}); // exceptions tell it all
+    tarnsql::set_line_handler([](auto...) {}); // exceptions have the same texts
     tarnsql::connection db(argv[1]);
     create_tables(db);
 

@@ -1,4 +1,4 @@
-// Binding with sizes and types of any kind, and sending what was bound.
+// Binding with any sizes and types, and sending what was bound.
 #include "peer.h"
 
 #include <algorithm>
@@ -7,8 +7,8 @@
 
 using namespace fuzz;
 
-// What the application owns: bound values stay until the run ends. Lengths are sometimes wrong, sizes never, and what is bound
-// as a large object is one: both are the application's duty.
+// The application's memory: bound values stay until the run ends. Lengths are sometimes wrong, but sizes
+// never, and a value bound as a large object is one: both are up to the application.
 struct Memory {
     Memory() {
         TRN_Create_Lob(&lob);

@@ -1,9 +1,9 @@
-// Large objects by descriptor: a result with one descriptor, then whatever the server sends for it.
+// Large objects by descriptor: a result with one descriptor, then any answer to its fetch.
 #include "peer.h"
 
 using namespace fuzz;
 
-// One row of one BLOB or CLOB column, whose value the input begins with.
+// One row with one BLOB or CLOB column, whose value is the start of the input.
 static std::string result_of(std::string_view value, char type) {
     std::string bytes("A\0\0\0\1\0\0\0\1c\0\0\0", 13);
     bytes += type;

@@ -1,5 +1,5 @@
-// The login: what any server answers, and once more as a reconnect. Built once for each channel: the arithmetic makes the
-// encrypted one a hundred times as slow.
+// The login with any answer of the server, and once more as a reconnect. Built once for each channel, because
+// the arithmetic makes the encrypted one a hundred times slower.
 #include "peer.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -51,7 +51,7 @@ void close_stream(Socket) noexcept {}
 
 } // namespace tarn::platform
 
-// The library prints what servers say; a million runs have nothing to tell.
+// The library prints the server's texts, which are useless in a million runs.
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     if (!std::freopen("/dev/null", "w", stdout)) std::abort();
     return 0;

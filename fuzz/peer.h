@@ -1,4 +1,5 @@
-// The peer of a fuzzed connection: the platform's sockets replaced by bytes in memory, and what the targets share.
+// The peer of a fuzzed connection: the platform's sockets replaced by bytes in memory, and helpers of the
+// targets.
 #pragma once
 
 #include <cstddef>
@@ -11,8 +12,8 @@
 
 namespace fuzz {
 
-// What is received from now on, in receptions of at most piece bytes (at least 1); then the stream ends. Connects
-// succeed; what is sent is dropped.
+// Sets what is received from now on, at most piece bytes (at least 1) at a time; then the stream ends.
+// Connects succeed; what is sent is dropped.
 void serve(std::string_view bytes, size_t piece);
 
 // The bytes of one run, taken from the front.
@@ -29,7 +30,8 @@ class Input {
     std::string_view left_;
 };
 
-// A connection whose login is accepted; what it receives then is the rest of the input, in pieces that the input chooses.
+// A connection whose login is accepted, and which then receives the rest of the input, in pieces whose size
+// the input chooses.
 class Session {
   public:
     explicit Session(const char* settings = "");
@@ -43,7 +45,7 @@ class Session {
     TRN_HANDLE handle_ = nullptr;
 };
 
-// Everything that can be asked of what arrived.
+// Makes every call on what arrived.
 using test_support::read_all;
 using test_support::read_error;
 

@@ -1,4 +1,4 @@
-// Results of every way to receive them, and everything that can be asked of what arrived.
+// Results, received in every way, and every call on what arrived.
 #include "peer.h"
 
 using namespace fuzz;

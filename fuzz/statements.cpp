@@ -1,5 +1,5 @@
-// The other reply loops: counts, single values, procedures with outputs, prepares, attributes; two calls one behind the
-// other, so that what the first left unread meets the second.
+// The other reply loops: counts, single values, procedures with outputs, prepares, attributes; two calls in
+// sequence, so that the second meets what the first left unread.
 #include "peer.h"
 
 #include <array>

@@ -12,7 +12,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 # shellcheck disable=SC2086
-need_packages $build_packages dpkg-dev lintian abigail-tools unzip python3 python3-dev python3-venv wine wine64 g++-mingw-w64-x86-64-posix clang-14 lld-14 llvm-14
+need_packages $build_packages dpkg-dev lintian abigail-tools unzip python3 python3-dev python3-venv wine wine64 \
+    g++-mingw-w64-x86-64-posix clang-14 lld-14 llvm-14
 export WINEDEBUG=-all LC_ALL=C.UTF-8
 
 repository=$PWD
@@ -73,7 +74,8 @@ module_works() { # NAME TARNLITE PYTHON ENVIRONMENT...
     python_name=$1 tarnlite=$2 python=$3
     shift 3
     (cd "$work" && env -u TARNSQL_LIBRARY "$@" TARNSQL_PYTHON=core TARNLITE="$tarnlite" PYTHONDONTWRITEBYTECODE=1 \
-        "$python" -m unittest discover -s "$repository/bindings/python/tests") >"$work/log" 2>&1 || { cat "$work/log"; fail "$python_name"; }
+        "$python" -m unittest discover -s "$repository/bindings/python/tests") >"$work/log" 2>&1 ||
+        { cat "$work/log"; fail "$python_name"; }
     echo "-- the tests of the module, $python_name: $(grep '^Ran ' "$work/log")"
 }
 
@@ -145,7 +147,8 @@ for source in "$packages"/tarnsql-*.whl bindings/python; do
     chmod +x "$work/tarnlite"
     module_works "${source##*/}" "$work/tarnlite" "$venv/bin/python" "$libraries"
 done
-[ "$before" = "$(git status --porcelain --ignored=matching bindings 2>/dev/null || true)" ] || fail "a build leaves files in the source tree"
+[ "$before" = "$(git status --porcelain --ignored=matching bindings 2>/dev/null || true)" ] ||
+    fail "a build leaves files in the source tree"
 
 echo "== zip"
 wine=/usr/lib/wine/wine64

@@ -1,5 +1,5 @@
-// The functions of fmt that the tools call, compiled once: a cross-build has the library's headers alone, and to
-// compile them anew in every file takes most of its time.
+// The functions of fmt that the tools call, compiled once: a cross-build has only the library's headers, and
+// compiling them in every file takes most of its time.
 #define FMT_HEADER_ONLY
 #include <fmt/format.h>
 

@@ -1,8 +1,8 @@
-// The end-to-end client, what its readers share: one function for each form, which connects, runs the
-// query, receives the whole result, reads every value and releases the result, and tells what each part cost.
+// The end-to-end client, shared by its readers: one function for each form, which connects, runs the query,
+// receives the whole result, reads every value, releases the result, and reports the cost of each part.
 //
-// What counts is the CPU time of the process, in the program and in the system, from before the query is sent
-// until the result is released. Connecting, preparing a statement and closing the connection do not count.
+// Measures the CPU time of the process, user and system, from before the query is sent until the result is
+// released. Connecting, preparing a statement and closing the connection do not count.
 #pragma once
 
 #include <charconv>
@@ -27,7 +27,7 @@ struct Costs {
     int64_t receive_ns;
     int64_t read_ns;
     int64_t free_ns;
-    Memory held; // more than before, when all is received
+    Memory held; // growth, once everything is received
     uint64_t checksum;
 };
 
@@ -59,7 +59,7 @@ inline Date date_of_text(const char* text) {
     return {static_cast<int>(year), digit(5) * 10 + digit(6), digit(8) * 10 + digit(9)};
 }
 
-// A value as the libraries give it that give texts.
+// A value as returned by libraries that return texts.
 inline void add_text_of(Checksum& sum, Kind kind, const char* text, size_t size) {
     switch (kind) {
     case Kind::integer: return sum.add_integer(number_of<int32_t>({text, size}));
@@ -72,7 +72,7 @@ inline void add_text_of(Checksum& sum, Kind kind, const char* text, size_t size)
     }
 }
 
-// A reader has been connected; it has receive(), read(sum) and release().
+// The reader is connected; it has receive(), read(sum) and release().
 template <class Reader> Costs measure(Reader& reader) {
     Costs costs{};
     Checksum sum;

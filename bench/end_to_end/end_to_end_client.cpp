@@ -1,5 +1,5 @@
-// The end-to-end client, run by end_to_end_peer: prints one line of JSON about what the result cost. Ends with 1
-// when the values read are not the values sent.
+// The end-to-end client, run by end_to_end_peer: prints one line of JSON with the cost of the result. Exits
+// with 1 when the values read are not the values sent.
 //
 //     end_to_end_client FORM ROWS COLUMNS PORT CHECKSUM REPLY-SIZE
 #include <cstdio>

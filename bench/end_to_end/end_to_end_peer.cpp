@@ -1,11 +1,11 @@
-// The peer of the end-to-end client: makes the reply to one query in memory, runs a client and sends the reply
-// to every connection that comes, until the client ends.
+// The peer of the end-to-end client: builds the reply to one query in memory, runs a client and sends the
+// reply on every connection until the client exits.
 //
 //     end_to_end_peer FORM ROWS COLUMNS CLIENT...
 //
-// COLUMNS has a letter for the kind of each column (values.h). CLIENT... is run with the words FORM ROWS COLUMNS
-// PORT CHECKSUM REPLY-SIZE behind it (the checksum of all values and the bytes of the reply to the query). The
-// peer ends with the client's status.
+// COLUMNS has a letter for the kind of each column (values.h). CLIENT... is run with the arguments FORM ROWS
+// COLUMNS PORT CHECKSUM REPLY-SIZE appended (the checksum of all values and the size of the reply to the
+// query). The peer exits with the client's status.
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>

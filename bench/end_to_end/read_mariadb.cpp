@@ -1,5 +1,5 @@
 // Reading through the MariaDB client: results of texts, turned into numbers with std::from_chars, and a
-// prepared statement's binary results, fetched into bound variables. Either is received whole before the first
+// prepared statement's binary results, fetched into bound variables. Both are received whole before the first
 // row is read.
 #include <string>
 #include <vector>
@@ -123,7 +123,7 @@ class PreparedReader {
         require(status == MYSQL_NO_DATA);
     }
 
-    // Only closing frees the memory of the rows.
+    // Only closing frees the rows.
     void release() { mysql_stmt_close(statement_); }
 
   private:

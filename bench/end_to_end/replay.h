@@ -1,5 +1,5 @@
-// The bytes that the peer sends a client: the login exchange and the reply to its one query, in the protocol of
-// the client's library.
+// The bytes that the peer sends a client: the login exchange and the reply to its one query, in the protocol
+// of the client's library.
 #pragma once
 
 #include <cstdint>

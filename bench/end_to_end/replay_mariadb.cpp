@@ -1,5 +1,5 @@
 // The reply in the client/server protocol of MariaDB: a text result set (answering COM_QUERY) or a binary one
-// (answering COM_STMT_EXECUTE). Everything travels in packets of a length, a number that counts within one
+// (answering COM_STMT_EXECUTE). Everything is sent in packets of a length, a sequence number within the
 // exchange, and a body.
 #include <bit>
 
@@ -33,7 +33,7 @@ std::string packet(uint64_t number, const std::string& body) {
     return bytes + body;
 }
 
-// Everything here is shorter than the 251 bytes from which on a length needs more than one byte.
+// Everything here is shorter than 251 bytes, so a length fits one byte.
 void put_text(std::string& to, const std::string& text) {
     to += static_cast<char>(text.size());
     to += text;

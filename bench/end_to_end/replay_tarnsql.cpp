@@ -1,4 +1,4 @@
-// The reply as a TARNDBMS server sends it: column descriptions behind "A", each row behind "R", "K" at the end;
+// The reply as a TARNDBMS server sends it: "A" and column descriptions, "R" and each row, "K" at the end;
 // every value is preceded by its length, -1 for a null. The peer encrypts it where the channel is encrypted.
 #include "peer.h"
 #include "replay.h"

@@ -1,5 +1,5 @@
-// One statement for many rows in few requests: the values of each parameter in an array of their own, as the library binds them.
-// Nothing here is for programs: see connection::execute_batch and execute_columns.
+// Batches: one statement for many rows in few requests, with the values of each parameter gathered in an
+// array. Internal: see connection::execute_batch and execute_columns.
 #pragma once
 
 #include <array>
@@ -15,8 +15,8 @@
 
 namespace tarnsql::detail {
 
-inline constexpr int32_t rows_in_request = 65535;            // as many as a request can tell of
-inline constexpr size_t bytes_in_request = size_t{64} << 20; // of a parameter; a row more may lie behind it
+inline constexpr int32_t rows_in_request = 65535;            // a request counts rows in 16 bits
+inline constexpr size_t bytes_in_request = size_t{64} << 20; // of a parameter; one more row may follow
 
 struct array_place {
     TRN_HANDLE* connection;
@@ -34,7 +34,7 @@ struct array_place {
 template <class T> struct without_optional { using type = T; };
 template <class T> struct without_optional<std::optional<T>> { using type = T; };
 
-// The values of one parameter for the rows of a request.
+// One parameter's values for all rows of a request.
 template <class T> class array_column {
     using value = typename without_optional<T>::type;
     static_assert(!std::is_same_v<value, large_object>, "large objects have no arrays: execute row by row");
@@ -65,7 +65,7 @@ template <class T> class array_column {
     using element = std::conditional_t<is_fixed<value>, number, char>;
     static constexpr bool all_alike = is_fixed<value> && !is_optional<T>; // no nulls: one length for all
 
-    // A text and bytes have four bytes in front: the length, which for bytes nobody looks at.
+    // Four bytes precede texts and bytes: the length, which is ignored for bytes.
     void add_value(const value& from) {
         const auto encoded = encoder<value>::encode(from);
         if constexpr (is_fixed<value>) {
@@ -94,7 +94,7 @@ template <class T> class array_column {
     std::vector<int32_t> lengths_;
 };
 
-// Takes rows and runs the statement whenever a request is full. What is bound does not outlive it.
+// Collects rows and runs the statement whenever a request is full. Bindings do not outlive it.
 template <class Columns> class batch {
   public:
     batch(session& of, const char* sql, Columns& columns) noexcept
@@ -103,7 +103,7 @@ template <class Columns> class batch {
     batch(const batch&) = delete;
     batch& operator=(const batch&) = delete;
 
-    // Behind each row; a column is full when its bytes are.
+    // After each row; a column is also full when it has enough bytes.
     void end_row(bool full) {
         ++rows_;
         if (rows_ == rows_in_request || full) flush();
@@ -176,7 +176,7 @@ int64_t execute_rows(session& of, const char* sql, const Range& all, const Proje
     return run.finish();
 }
 
-// ---- columns: ranges of values, of which those that lie in memory as the library takes them are not copied here
+// ---- columns: ranges of values; those already laid out as the library expects are not copied here
 
 template <class Range> using value_of = std::decay_t<decltype(*std::begin(std::declval<const Range&>()))>;
 
@@ -187,7 +187,7 @@ inline constexpr bool
                                        !is_optional<value_of<Range>>>> =
         std::is_same_v<value_of<Range>, typename encoder<value_of<Range>>::number>;
 
-// Every other range: its values are gathered.
+// Any other range: its values are copied into an array.
 template <class Range, bool ready = lies_ready<Range>> class range_column {
   public:
     explicit range_column(const Range& of) : next_(std::begin(of)) {}

@@ -1,4 +1,4 @@
-// Borrowed bytes and texts: what calls take without copying it.
+// Non-owning views of bytes and texts, as arguments.
 #pragma once
 
 #include <cstddef>
@@ -26,38 +26,38 @@ inline constexpr bool holds_bytes<T, std::void_t<element_of<T>, decltype(std::de
 
 } // namespace detail
 
-/// Bytes that somebody else owns, as std::span<const std::byte> would have them: a binary value to be bound, or one of a row.
-/// Takes everything with data() and size() over std::byte or unsigned char: vectors, arrays, a std::span.
+/// A view of bytes, like std::span<const std::byte>: a binary value to bind, or one read from a row. Converts
+/// from anything with data() and size() over std::byte or unsigned char: vectors, arrays, std::span.
 class bytes_view {
   public:
-    using value_type = std::byte;            ///< what it is made of
-    using const_iterator = const std::byte*; ///< a step through it
+    using value_type = std::byte;            ///< the element type
+    using const_iterator = const std::byte*; ///< its iterator
 
     /// No bytes.
     constexpr bytes_view() noexcept = default;
-    /// So many bytes from an address on.
+    /// size bytes at data.
     constexpr bytes_view(const std::byte* first, size_t count) noexcept : data_(first), size_(count) {}
-    /// The bytes of anything, such as a char array that holds no text.
+    /// Bytes of any other type, such as a char array that is not text.
     bytes_view(const void* first, size_t count) noexcept
         : data_(static_cast<const std::byte*>(first)), size_(count) {}
     /// The bytes of a container.
     template <class Container, std::enable_if_t<detail::holds_bytes<Container>, int> = 0>
-    bytes_view(const Container& bytes) noexcept // implicit, as a span's
+    bytes_view(const Container& bytes) noexcept // implicit, like std::span's
         : bytes_view(static_cast<const void*>(bytes.data()), bytes.size()) {}
 
     /// The first byte's address; may be null when there are none.
     constexpr const std::byte* data() const noexcept { return data_; }
     /// The number of bytes.
     constexpr size_t size() const noexcept { return size_; }
-    /// Whether there are none.
+    /// Whether it is empty.
     constexpr bool empty() const noexcept { return size_ == 0; }
-    /// One of them; not checked.
+    /// The byte at index; not checked.
     constexpr std::byte operator[](size_t index) const noexcept { return data_[index]; }
     /// The first byte.
     constexpr const std::byte* begin() const noexcept { return data_; }
-    /// Behind the last one.
+    /// Past the last byte.
     constexpr const std::byte* end() const noexcept { return data_ + size_; }
-    /// A part of them, cut to what is there.
+    /// A part of the view, clamped to its size.
     constexpr bytes_view part(size_t offset, size_t count = static_cast<size_t>(-1)) const noexcept {
         const size_t from = offset < size_ ? offset : size_;
         return {data_ + from, count < size_ - from ? count : size_ - from};
@@ -68,16 +68,16 @@ class bytes_view {
     size_t size_ = 0;
 };
 
-/// A text for the library, which wants it with a zero byte at its end: made from a literal or a std::string without a copy.
-/// Throws usage_error for a std::string with a zero byte inside, which would be cut there. A std::string_view does not
-/// convert by itself, because it would need a copy: write std::string(view).
+/// A NUL-terminated text, from a literal or a std::string, not copied. Throws usage_error for a std::string
+/// with a zero byte inside, which would cut it short. A std::string_view does not convert, because it would
+/// need a copy: write std::string(view).
 class c_text {
   public:
-    /// A text that ends in a zero byte, as a literal does.
+    /// From a literal or another NUL-terminated text.
     c_text(const char* text) : text_(text) {
         if (!text) throw usage_error(TRN_ERR_ARGUMENT, "a null pointer is no text");
     }
-    /// A text that lives as long as the call.
+    /// From a std::string, which must outlive the call.
     c_text(const std::string& text) : text_(text.c_str()) {
         if (std::memchr(text_, '\0', text.size()))
             throw usage_error(TRN_ERR_ARGUMENT, "a text with a zero byte inside");

@@ -19,11 +19,13 @@
 
 namespace tarnsql {
 
-/// Ends the running call of a connection from another thread. Copies and outlives the connection, whose end makes it do nothing.
+/// Cancels the running call of a connection from another thread. Can be copied, and may outlive the
+/// connection: it then does nothing.
 class canceller {
   public:
-    /// Ends the call that runs now, whatever it waits for; it throws cancelled_error and the link is gone. False when none ran:
-    /// then nothing has happened. Any thread; on POSIX systems a signal handler too.
+    /// Ends the running call, whatever it is waiting for: the call throws cancelled_error and the link is
+    /// closed. Returns false, with no effect, when no call was running. Safe from any thread, and on POSIX
+    /// from a signal handler.
     bool cancel() const noexcept {
         if (!session_) return false;
         const bool untold = session_->cancelled.exchange(true);
@@ -39,19 +41,20 @@ class canceller {
     detail::session_pointer session_;
 };
 
-/// A connection to a server. Closes itself, moves, and is used by one thread at a time (a canceller may be used by any). Results and
-/// large objects outlive it; statements, cursors and transactions throw usage_error once it is closed. A moved-from connection
-/// throws usage_error too.
+/// A connection to a server. Closes itself, can be moved, and is used by one thread at a time (a canceller by
+/// any). Results and large objects outlive it; statements, cursors and transactions throw usage_error once it
+/// is closed. A moved-from connection throws usage_error too.
 ///
-/// Parameters are given behind the text of a statement, for "?" in their order: any number of numbers, texts, bytes, std::chrono
-/// dates and so on, std::optional and nullptr for nulls; or by name, all of them, with named(). Texts travel and arrive as they
-/// are, in the character set of the session. All functions that talk to the server throw server_error when it refuses and
-/// connection_error when the link is lost.
+/// Parameters follow the text of a statement, one for each "?" in order: numbers, texts, bytes, std::chrono
+/// dates and so on, std::optional and nullptr for nulls; or all of them by name, with named(). Texts are sent
+/// and received unchanged, in the session's character set. Every function that talks to the server throws
+/// server_error when the server refuses and connection_error when the link is lost.
 class connection {
   public:
-    /// Opens a connection with a connection string, such as "server=127.0.0.1;port=5139;db=demo;user=me;password=secret".
-    /// Throws connection_error when the server is not reached or refuses the login, usage_error for a mistake in the string:
-    /// an unknown key, a value with a quote, which would rewrite the login.
+    /// Opens a connection with a connection string, such as
+    /// "server=127.0.0.1;port=5139;db=demo;user=me;password=secret". Throws connection_error when the server
+    /// cannot be reached or refuses the login, usage_error for a mistake in the string, such as an unknown
+    /// key, or a value with a quote, which would rewrite the login.
     explicit connection(c_text connection_string, const connect_options& options = {})
         : session_(std::make_shared<detail::session>()) {
         const TRNX_OPTIONS chosen = detail::options_of(options);
@@ -78,14 +81,14 @@ class connection {
     }
     ~connection() { close(); }
 
-    /// Closes it now. What was not committed is given up. A closed connection throws usage_error when it is used.
+    /// Closes it now. Uncommitted work is lost. A closed connection throws usage_error when used.
     void close() noexcept {
         if (session_) TRN_CloseConn(&session_->handle);
     }
-    /// Whether it was neither closed nor moved from. A link that is lost shows when it is used.
+    /// False when closed or moved from. A lost link is noticed only when it is used.
     bool is_open() const noexcept { return session_ && session_->handle; }
-    /// Connects and logs in again with the same settings, after a lost link. Statements, cursors and open transactions end.
-    /// Throws connection_error; it can then be tried again.
+    /// Connects and logs in again with the same settings, after a lost link. Statements, cursors and open
+    /// transactions end. Throws connection_error; it may then be called again.
     void reconnect() {
         detail::session& of = live();
         ++of.logins;
@@ -93,16 +96,18 @@ class connection {
         of.cancelled = false;
     }
 
-    /// Runs a statement. Returns the rows that the last update or delete changed, or the number of inserts reported (one for
-    /// an INSERT, however many rows it has); 1 after a warning. Rows that it gives are dropped.
+    /// Runs a statement. Returns the rows that the last update or delete changed, or the number of inserts
+    /// reported (one for an INSERT, however many rows it has); 1 after a warning. Rows it produces are
+    /// discarded.
     template <class... Args> int64_t execute(c_text sql, const Args&... values) {
         detail::session& of = live();
         detail::bind_all(of, values...);
         return detail::check(of, TRN_Execute_no_query(&of.handle, sql.c_str()));
     }
 
-    /// Runs a query, or several statements, and receives everything: rows<Ts...> with a type for each column, to be read as
-    /// tuples, or without types a result. Throws usage_error when there are more or fewer columns than types.
+    /// Runs a query, or several statements, and receives the whole reply. Returns rows<Ts...>, to be read as
+    /// tuples, when given a type for each column, else a result. Throws usage_error unless there are as many
+    /// columns as types.
     template <class... Ts, class... Args>
     typename detail::query_reader<Ts...>::type query(c_text sql, const Args&... values) {
         detail::session& of = live();
@@ -113,18 +118,19 @@ class connection {
         all.state().take(of, status);
         return detail::query_reader<Ts...>::read(std::move(all));
     }
-    /// The first row of a query as a tuple; none when there is no row.
+    /// The first row of a query as a tuple; empty when there is no row.
     template <class... Ts, class... Args>
     std::optional<std::tuple<Ts...>> query_row(c_text sql, const Args&... values) {
         return detail::first_row(query<Ts...>(sql, values...));
     }
-    /// The value of a query with one column, of its first row. Throws value_error when there is no row, null_error for a null;
-    /// a std::optional is empty for both.
+    /// The first value of a query with one column. Throws value_error when there is no row, null_error for a
+    /// null; a std::optional is empty for both.
     template <class T, class... Args> T query_value(c_text sql, const Args&... values) {
         return detail::first_value<T>(query<T>(sql, values...));
     }
 
-    /// Opens a cursor over a query: its rows stay on the server and come 20,000 at a time. Otherwise as query.
+    /// Opens a cursor over a query: its rows stay on the server and come 20,000 at a time. Otherwise like
+    /// query.
     template <class... Ts, class... Args> cursor<Ts...> stream(c_text sql, const Args&... values) {
         live();
         return cursor<Ts...>(std::make_unique<detail::cursor_state>(session_, &detail::check_columns<Ts...>,
@@ -137,40 +143,42 @@ class connection {
         return {session_, sql.c_str()};
     }
 
-    /// Runs an INSERT, UPDATE or DELETE once for each element of a range, in requests of up to 65,535 rows. An element is a tuple,
-    /// pair or array with a value for each "?", or a single value; or what the projection makes of it, such as a std::tie of
-    /// members. Returns the number of rows sent. A request that the server refuses throws server_error: those before it stand
-    /// unless a transaction undoes them.
+    /// Runs an INSERT, UPDATE or DELETE once for each element of a range, in requests of up to 65,535 rows.
+    /// An element is a tuple, pair or array with a value for each "?", or a single value; or what the
+    /// projection makes of it, such as a std::tie of members. Returns the number of rows sent. A request that
+    /// the server refuses throws server_error: those before it stand unless a transaction undoes them.
     template <class Range, class Projection>
     int64_t execute_batch(c_text sql, const Range& range, const Projection& projection) {
         return detail::execute_rows(live(), sql.c_str(), range, projection);
     }
-    /// The same for elements as they are.
+    /// The same without a projection.
     template <class Range> int64_t execute_batch(c_text sql, const Range& range) {
         return execute_batch(
             sql, range, [](const auto& element) -> const auto& { return element; });
     }
-    /// The same by columns: for each "?" a range with all its values, such as a std::vector<int64_t>, of
-    /// std::optional<std::string> where there are nulls. All have the same size. Columns of signed integers, floats and
-    /// doubles are not copied by the header. Returns and throws as execute_batch does, and usage_error for different sizes.
+    /// The same by columns: for each "?" a range of all its values, such as a std::vector<int64_t>, or of
+    /// std::optional<std::string> where there are nulls. All must have the same size, else it throws
+    /// usage_error. The header does not copy columns of signed integers, floats and doubles. Otherwise like
+    /// execute_batch.
     template <class Column, class... Columns>
     int64_t execute_columns(c_text sql, const Column& first, const Columns&... others) {
         return detail::execute_columns(live(), sql.c_str(), first, others...);
     }
 
-    /// Ends the call that runs on the connection, see canceller::cancel. The connection must not be moved or destroyed meanwhile;
-    /// a canceller does not mind.
+    /// Ends the running call, see canceller::cancel. The connection must not be moved or destroyed meanwhile;
+    /// with a canceller it may be.
     bool cancel() const noexcept { return canceller(session_).cancel(); }
-    /// Something to cancel its calls with from other threads.
+    /// An object that cancels this connection's calls from other threads.
     canceller get_canceller() const noexcept { return canceller(session_); }
-    /// How long a call waits for the next bytes of a reply, from now on and after each reconnect; 0 is the library's own 30
-    /// minutes. A call that waits longer throws connection_error. Throws range_error for a negative one.
+    /// Sets how long a call waits for the next bytes of a reply, from now on and after each reconnect; 0
+    /// means the library's own 30 minutes. A call that times out throws connection_error. Throws range_error
+    /// for a negative time-out.
     void set_receive_timeout(std::chrono::milliseconds wait) {
         detail::session& of = live();
         detail::check(of, TRNX_SetReceiveTimeout(&of.handle, detail::timeout_of(wait)));
     }
 
-    /// The server's version, which it is asked for.
+    /// The server's version; asks the server.
     std::string server_version() {
         detail::session& of = live();
         char text[128] = "";
@@ -187,8 +195,8 @@ class connection {
         return text;
     }
 
-    /// The handle variable, for calls of tarnsql.h. It stays where it is, also when the connection is moved. Throws usage_error
-    /// for a moved-from connection.
+    /// The handle variable, for calls of tarnsql.h. Its address does not change, even when the connection is
+    /// moved. Throws usage_error for a moved-from connection.
     TRN_HANDLE* native_handle() const { return &detail::required(session_).handle; }
 
   private:

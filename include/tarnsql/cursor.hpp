@@ -1,4 +1,4 @@
-// Cursors: results of any size, of which a part at a time is in memory.
+// Cursors: results of any size, with one fetch in memory at a time.
 #pragma once
 
 #include <memory>
@@ -16,7 +16,7 @@ namespace detail {
 
 class cursor_state {
   public:
-    // Looks at the columns, which come with the opening or with the first rows.
+    // Reads the columns, which arrive with the open or with the first rows.
     using column_check = void (*)(result_state& rows);
 
     template <class... Args>
@@ -27,7 +27,7 @@ class cursor_state {
         bind_all(*of, values...);
         const int32_t status =
             TRN_ExecwithServerCursorReader(&of->handle, sql, name_.c_str(), &rows_.handle, nullptr);
-        TRN_ResetParams(&of->handle); // emptied, and still attached
+        TRN_ResetParams(&of->handle); // empties the set, which stays attached
         check(*of, status);
         open_ = true;
         try {
@@ -53,7 +53,7 @@ class cursor_state {
         return false;
     }
 
-    // What the server says to it is of no use: the rows have been read.
+    // The server's answer does not matter: the rows have been read.
     void close() noexcept {
         if (is_live()) TRN_CloseCursor(&session_->handle, name_.c_str());
         open_ = false;
@@ -75,7 +75,7 @@ class cursor_state {
             status = TRN_FetchServerCursorRowset(&session_->handle, name_.c_str(), &rows_.handle);
         }
         take(status);
-        return status < 0 ? 1 : status; // behind the rows that came the error is thrown
+        return status < 0 ? 1 : status; // the rows that arrived come first, then the error is thrown
     }
 
     void take(int32_t status) {
@@ -93,28 +93,29 @@ class cursor_state {
 
 } // namespace detail
 
-/// The rows of a query that stay on the server until they are wanted: a range that is read once, of rows or, with types for the
-/// columns, of tuples. Memory does not grow with the result. connection::stream makes one. Other statements may run on the
-/// connection meanwhile. It closes on the server behind the last row, or when the object ends (a round trip, as long as the
-/// connection lives); used after its connection was closed or reconnected it throws usage_error. A moved-from cursor too.
+/// The rows of a query, kept on the server until they are read: a single-pass range of rows or, with types
+/// for the columns, of tuples. Memory does not grow with the result. Made by connection::stream. Other
+/// statements may run on the connection meanwhile. The cursor is closed on the server after the last row, or
+/// by the destructor (a round trip, if the connection still lives). Using it after its connection was closed
+/// or reconnected, or after a move, throws usage_error.
 template <class... Ts> class cursor {
   public:
-    /// What the range is made of: row, or a tuple.
+    /// The element: row, or a tuple.
     using value = std::conditional_t<sizeof...(Ts) == 0, row, std::tuple<Ts...>>;
-    /// A step through the rows.
+    /// Iterates over the rows.
     using iterator = row_iterator<detail::cursor_state, value>;
 
     /// At the next row. Throws as row_iterator does.
     iterator begin() { return iterator(state()); }
-    /// Behind the last row.
+    /// Past the last row.
     iterator end() noexcept { return {}; }
-    /// How many rows are fetched at a time, from the next fetch on: 20,000 unless this says otherwise. Throws usage_error for
-    /// a number below 1.
+    /// Sets how many rows each further fetch asks for, 20,000 by default. Throws usage_error for a number
+    /// below 1.
     void rows_at_a_time(int32_t count) {
         if (count < 1) detail::misuse("a fetch brings one row at least");
         state().rows_at_a_time = count;
     }
-    /// Ends it before its last row.
+    /// Closes it before the last row.
     void close() { state().close(); }
 
   private:

@@ -10,18 +10,18 @@
 
 namespace tarnsql {
 
-/// What every failure is thrown as, or as a class derived from it. what() is the whole text: of the library with its bracketed
-/// code ("[EX002]cannot connect to ..."), of the server as it came, in the server's encoding.
+/// The base of all exceptions. what() is the whole text: a text of the library with its bracketed code
+/// ("[EX002]cannot connect to ..."), a text of the server unchanged, in the server's encoding.
 class error : public std::runtime_error {
   public:
-    /// Makes an error of a status (TRN_ERR_* and the like) and a text.
+    /// An error with a status (TRN_ERR_* and the like) and a text.
     error(int32_t status, const std::string& text) : std::runtime_error(text), status_(status) {}
 
-    /// What the call of tarnsql.h returned, TRN_ERR_*; for a mistake that the header found by itself, the status that stands
-    /// for its kind.
+    /// The status of the call of tarnsql.h, TRN_ERR_*; for a mistake found by the header, the status nearest
+    /// to it.
     int32_t status() const noexcept { return status_; }
 
-    /// The code of a text of the library, such as "EX002"; empty for a text of the server. A view into the error.
+    /// The code of a library text, such as "EX002"; empty for a server text. A view into the error.
     std::string_view code() const noexcept {
         const std::string_view whole = what();
         const size_t end = whole.find(']');
@@ -38,46 +38,47 @@ class error : public std::runtime_error {
     int32_t status_;
 };
 
-/// No connection, no login, or the link is lost. After a lost link connection::reconnect goes on; nobody knows whether the
-/// statement that failed was carried out.
+/// No connection, no login, or a lost link. After a lost link call connection::reconnect; whether the failed
+/// statement was carried out is unknown.
 class connection_error : public error {
   public:
     using error::error;
 };
 
-/// The call was ended by connection::cancel or canceller::cancel. The link is gone, as after any connection_error.
+/// The call was ended by connection::cancel or canceller::cancel. The link is closed, as after any
+/// connection_error.
 class cancelled_error : public connection_error {
   public:
     using connection_error::connection_error;
 };
 
-/// The server refused a statement; what() is its text. The connection is fine. A warning that ends the reply of a query
-/// cannot be told from an error and is thrown as one.
+/// The server refused a statement; what() is its text. The connection stays usable. A warning that ends the
+/// reply of a query cannot be told from an error and is thrown as one.
 class server_error : public error {
   public:
     using error::error;
 };
 
-/// A value that cannot be had in the type wanted, or not be sent in the type given.
+/// A value that cannot be read as the requested type, or sent as the given one.
 class value_error : public error {
   public:
     using error::error;
 };
 
-/// A null where the type wanted has no place for it: read std::optional.
+/// A null read into a type that has no null: read a std::optional.
 class null_error : public value_error {
   public:
     using value_error::value_error;
 };
 
-/// A number, date or length outside of what the type wanted can hold. Nothing is cut silently.
+/// A number, date or length out of the type's range. Nothing is truncated silently.
 class range_error : public value_error {
   public:
     using value_error::value_error;
 };
 
-/// A mistake of the program: a closed or moved-from object, a column that is not there, another number of columns than
-/// asked for, a mistake in a connection string.
+/// A mistake in the program: a closed or moved-from object, a column that does not exist, the wrong number of
+/// columns, a mistake in a connection string.
 class usage_error : public error {
   public:
     using error::error;

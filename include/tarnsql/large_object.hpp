@@ -1,4 +1,4 @@
-// Large objects: contents of up to 2 GiB that the library holds in memory, to be bound, or received from a CLOB or BLOB.
+// Large objects: contents of up to 2 GiB in memory, to be bound, or read from a CLOB or BLOB.
 #pragma once
 
 #include <algorithm>
@@ -22,15 +22,16 @@ inline int32_t bind_lob(const place& at, const large_object& lob);
 inline bool get_lob(result_state& from, int32_t column, large_object& value);
 } // namespace detail
 
-/// What a large object is to the server.
+/// Which type a large object has on the server.
 enum class lob_kind {
     binary,   ///< a BLOB
     character ///< a CLOB
 };
 
-/// The content of a CLOB or BLOB: fill one and bind it, or read one from a row (as<large_object>()). It outlives the row, the
-/// result and the connection; with lob_ret in the connection string a content is fetched when it is read from the row, which
-/// needs the connection. One thread at a time. A moved-from object is empty and can be filled again.
+/// The content of a CLOB or BLOB: fill one and bind it, or read one from a row (as<large_object>()). It
+/// outlives the row, the result and the connection; with lob_ret in the connection string the content is
+/// fetched when it is read from the row, which needs the connection. One thread at a time. A moved-from
+/// object is empty and can be filled again.
 class large_object {
   public:
     /// An empty object.
@@ -55,15 +56,17 @@ class large_object {
 
     /// CLOB or BLOB.
     lob_kind kind() const noexcept { return kind_; }
-    /// The bytes of the content.
+    /// The size of the content in bytes.
     int64_t size() const noexcept { return size_; }
 
-    /// Appends bytes. Throws range_error beyond 2 GiB, error when memory is short: what was appended stays.
+    /// Appends bytes. Throws range_error beyond 2 GiB, error when memory is short: the bytes appended so far
+    /// stay.
     void append(bytes_view bytes) { append(bytes.data(), bytes.size()); }
     /// Appends a text.
     void append(std::string_view text) { append(text.data(), text.size()); }
 
-    /// Copies up to so many bytes from the read position on, and moves it. Returns the bytes copied, 0 at the end.
+    /// Copies up to size bytes from the read position, which it advances. Returns the bytes copied, 0 at the
+    /// end.
     size_t read(void* to, size_t size) noexcept {
         size_t done = 0;
         while (handle_ && done < size) {
@@ -77,7 +80,7 @@ class large_object {
     }
     /// The read position, from 0.
     int64_t position() const noexcept { return position_; }
-    /// Moves the read position. Throws range_error for one that is not from 0 to size().
+    /// Moves the read position. Throws range_error unless it is from 0 to size().
     void seek(int64_t position) {
         if (position < 0 || position > size_) detail::out_of_range("a position outside of the large object");
         if (handle_) TRN_LobRead_SetPos(&handle_, static_cast<int32_t>(position));
@@ -105,7 +108,7 @@ class large_object {
         size_ = position_ = 0;
     }
 
-    /// The handle variable, for calls of tarnsql.h; made when there is none yet. Throws error when memory is short.
+    /// The handle variable, for calls of tarnsql.h; created on first use. Throws error when memory is short.
     TRN_HANDLE* native_handle() const {
         if (!handle_ && TRN_Create_Lob(&handle_) != TRN_OK) throw error(TRN_ERR_MEMORY, "out of memory");
         return &handle_;
@@ -123,7 +126,7 @@ class large_object {
         size_ += static_cast<int64_t>(size);
     }
 
-    mutable TRN_HANDLE handle_ = nullptr; // made when it is needed first
+    mutable TRN_HANDLE handle_ = nullptr; // created on first use
     lob_kind kind_ = lob_kind::binary;
     int64_t size_ = 0;
     int64_t position_ = 0;
@@ -131,7 +134,7 @@ class large_object {
 
 namespace detail {
 
-// A large object travels only when it is marked complete.
+// Only a large object marked complete is sent.
 inline int32_t bind_lob(const place& at, const large_object& lob) {
     TRN_HANDLE* handle = lob.native_handle();
     TRN_Put_Lob_data(handle, nullptr, TRN_LOB_END);
@@ -201,7 +204,7 @@ class lob_buffer : public std::streambuf {
         return kept + static_cast<std::streamsize>(lob_.read(to + kept, static_cast<size_t>(count - kept)));
     }
 
-    // Reading may go anywhere, writing appends: its position is the end.
+    // Reads may seek; writes append, so the write position is always the end.
     pos_type seekoff(off_type offset, std::ios_base::seekdir from, std::ios_base::openmode which) override {
         write_out();
         if (!(which & std::ios_base::in))
@@ -220,16 +223,16 @@ class lob_buffer : public std::streambuf {
     }
 
   private:
-    static constexpr std::ptrdiff_t half = 16384; // to write, and as much to read
+    static constexpr std::ptrdiff_t half = 16384; // of the buffer: one to write, one to read
     large_object& lob_;
     std::unique_ptr<char[]> area_;
 };
 
 } // namespace detail
 
-/// A large object as a std::iostream: reading begins at its read position, writing appends. What was written is in the
-/// object after flush(), or when the stream ends (which drops it silently when memory is short). The object must outlive
-/// the stream.
+/// A large object as a std::iostream: reading begins at its read position, writing appends. Written data
+/// reaches the object at flush() or in the destructor (which drops it silently when memory is short). The
+/// object must outlive the stream.
 class lob_stream : private detail::lob_buffer, public std::iostream {
   public:
     /// A stream over an object.
@@ -238,7 +241,7 @@ class lob_stream : private detail::lob_buffer, public std::iostream {
     ~lob_stream() override {
         try {
             write_out();
-        } catch (...) { // a destructor throws nothing
+        } catch (...) { // destructors must not throw
         }
     }
 };

@@ -1,4 +1,4 @@
-// Where the lines go that the library prints, and the trace of the protocol.
+// Redirects the lines that the library prints, and its protocol trace.
 #pragma once
 
 #include <functional>
@@ -13,12 +13,12 @@ namespace tarnsql {
 
 /// What a line is.
 enum class line_kind {
-    printed = TRNX_LINE_PRINTED,  ///< what the library has to say, mostly texts of the server
+    printed = TRNX_LINE_PRINTED,  ///< printed by the library, mostly texts of the server
     protocol = TRNX_LINE_PROTOCOL ///< the trace of the protocol
 };
 
-/// Takes a line, valid for the time of the call, from whatever thread runs a call of the library. What it throws is dropped. While
-/// it runs it must not call set_line_handler, and with line_kind::protocol no connection.
+/// Receives a line, valid during the call, on whatever thread runs a call of the library. Its exceptions are
+/// dropped. It must not call set_line_handler, nor use a connection for a line of line_kind::protocol.
 using line_handler = std::function<void(line_kind, std::string_view)>;
 
 namespace detail {
@@ -29,7 +29,7 @@ class line_sink {
     void set(line_handler handler) {
         std::unique_ptr<line_handler> next;
         if (handler) next = std::make_unique<line_handler>(std::move(handler));
-        TRNX_SetTrace(next ? &take : nullptr, next.get()); // behind it no thread is in the one before
+        TRNX_SetTrace(next ? &take : nullptr, next.get()); // on return no thread is in the previous handler
         current_ = std::move(next);
     }
 
@@ -37,7 +37,7 @@ class line_sink {
     static void take(void* user, int32_t kind, const char* line) noexcept {
         try {
             (*static_cast<line_handler*>(user))(static_cast<line_kind>(kind), line);
-        } catch (...) { // a line is not worth more
+        } catch (...) { // a lost line is no reason to fail
         }
     }
     std::unique_ptr<line_handler> current_;
@@ -45,9 +45,9 @@ class line_sink {
 
 } // namespace detail
 
-/// Sends the lines that the library prints to a function, for the whole process: set_line_handler([](auto...) {}) drops them, an
-/// empty function sends them where they went before, to the standard output unless TARNSQL_TRACE says otherwise. Exceptions
-/// have the same texts, so programs mostly want none of them printed. One thread at a time.
+/// Sends the library's lines to a function, for the whole process. A lambda that does nothing drops them; an
+/// empty function restores the default, standard output unless TARNSQL_TRACE says otherwise. Exceptions carry
+/// the same texts, so most programs want none of them printed. One thread at a time.
 inline void set_line_handler(line_handler handler) {
     static detail::line_sink sink;
     sink.set(std::move(handler));

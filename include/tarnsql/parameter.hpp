@@ -1,4 +1,4 @@
-// Values of C++ as parameters: what type each travels as, and how it is bound.
+// C++ values as parameters: the type each is sent as, and how it is bound.
 //
 //   bool                           BOOLEAN             std::string, std::string_view, texts     VARCHAR
 //   signed char, 16, 32, 64 bits   TINYINT to BIGINT   bytes_view and what converts to it       BINARY
@@ -8,7 +8,7 @@
 //   zoned_moment                   DATETIME with zone  large_object                             CLOB, BLOB
 //   std::optional, nullptr         as its value; null
 //
-// An empty text and no bytes at all are nulls to the server: the protocol has one length for both.
+// Empty texts and empty bytes are nulls to the server: the protocol has one length for both.
 #pragma once
 
 #include <chrono>
@@ -26,14 +26,14 @@ namespace tarnsql {
 
 class large_object;
 
-/// A parameter with its name, as named() makes it. Refers to both, so use it in the call it is made in.
+/// A parameter with its name, made by named(). Holds references, so use it within the same full expression.
 template <class T> struct named_value {
-    const char* name; ///< as in the statement, without the sign before it
+    const char* name; ///< as in the statement, without its prefix
     const T& value;   ///< what to bind
 };
 
-/// A value for the parameter of a name: conn.query("... WHERE people > :least", named("least", 1000)). The name is written
-/// without the sign that stands before it in the statement. Name all parameters of a statement or none.
+/// A value for a named parameter: conn.query("... WHERE people > :least", named("least", 1000)). The name is
+/// given without its prefix (":"). Name all parameters of a statement or none.
 template <class T> named_value<T> named(const char* name, const T& value) {
     return {name, value};
 }
@@ -42,8 +42,8 @@ namespace detail {
 
 template <class T> inline constexpr bool never = false;
 
-// How a T travels. A fixed one has its type and a number that lies in memory as the library takes it; a run has a text or
-// bytes. The first template has neither: its use is a mistake of the program.
+// How a T is sent. "fixed" types have a type code and a number laid out as the library expects; "run" types
+// have text or bytes. The primary template has neither: T cannot be bound.
 template <class T, class = void> struct encoder {
     static_assert(never<T>, "no parameter can be made of a value of this type");
 };
@@ -74,7 +74,7 @@ using signed_of = std::conditional_t<
     size == 1, int8_t,
     std::conditional_t<size == 2, int16_t, std::conditional_t<size == 4, int32_t, int64_t>>>;
 
-// The signed type that holds all values of T; of the widest unsigned type those that fit.
+// The signed type that holds all values of T; for the widest unsigned type, those that fit.
 template <class T>
 using carrier = signed_of<std::is_signed_v<T> ? sizeof(T)
                           : sizeof(T) < 8     ? 2 * sizeof(T)
@@ -102,7 +102,7 @@ template <> struct encoder<double> : fixed_encoder<double, TRN_TYPE_DOUBLE> {
     static double encode(double value) noexcept { return value; }
 };
 
-// A time point that counts whole days is a DATE, every other one a DATETIME.
+// A time point that counts whole days is a DATE, any other a DATETIME.
 template <class Duration>
 struct encoder<std::chrono::time_point<std::chrono::system_clock, Duration>,
                std::enable_if_t<!std::is_same_v<typename Duration::period, days::period>>>
@@ -172,7 +172,7 @@ struct encoder<T, std::enable_if_t<std::is_convertible_v<const T&, bytes_view> &
 
 template <class T> inline constexpr bool is_fixed = !std::is_void_v<typename encoder<T>::number>;
 
-// Where a value is bound: a connection or a parameter set, at a position, or under a name when there is one.
+// Where a value is bound: on a connection or a parameter set, by name if there is one, else by position.
 struct place {
     TRN_HANDLE* target;
     int32_t position;
@@ -184,7 +184,7 @@ struct place {
     }
 };
 
-// Copied by the library, which only takes the pointer as one to what it may change.
+// The library copies the value; only its interface lacks the const.
 inline int32_t bind_input(const place& at, int32_t type, const void* value, size_t size) {
     if (size > INT32_MAX) out_of_range("a value of 2 GiB or more: use a large object");
     return at.bind(TRN_DIRECTION_IN, type, const_cast<void*>(value), static_cast<int32_t>(size), nullptr);
@@ -213,7 +213,8 @@ template <class T> int32_t bind_value(const place& at, const T& value) {
     }
 }
 
-// Binds for one execution on a connection. What is bound does not outlive an exception: it would go with the next one.
+// Binds for one execution on a connection. An exception drops the bindings, or else the next execution would
+// send them.
 class binding {
   public:
     explicit binding(session& of) noexcept : session_(of) {}

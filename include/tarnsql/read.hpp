@@ -1,5 +1,6 @@
-// Values of the current row as types of C++. What the C interface leaves to its caller is looked after here: integers are read in
-// full width and checked, a NUMERIC is never cut, buffers grow as values need it, large objects behind descriptors are fetched.
+// Values of the current row as C++ types. Takes care of what the C interface leaves to its caller: integers
+// are read in full width and checked, a NUMERIC is never truncated, buffers grow as needed, large objects
+// that came as descriptors are fetched.
 //
 //   bool                     BOOLEAN, integers 0 and 1
 //   integers                 TINYINT to BIGINT, BOOLEAN, and NUMERIC without a fraction, if the value fits
@@ -33,7 +34,7 @@ inline constexpr bool is_time_point<std::chrono::time_point<std::chrono::system_
 template <class T> inline constexpr bool is_byte_vector = false;
 template <class T> inline constexpr bool is_byte_vector<std::vector<T>> = is_byte<T>;
 
-// The value of the current row, in a variable that is there; false for a null.
+// Reads the current row's value into an existing variable; false for a null.
 template <class T> bool get(result_state& from, int32_t column, T& value) {
     if constexpr (std::is_same_v<T, bool>)
         return get_truth(from, column, value);
@@ -81,7 +82,7 @@ template <class T> bool get(result_state& from, int32_t column, T& value) {
     throw null_error(TRN_NULL_VALUE, "column " + from.name(column) + " is null");
 }
 
-// Any type of value from any type of column; the compiler is kept from making it part of a loop over rows.
+// Any value type from any column type; not inlined, to keep loops over rows small.
 template <class T> [[gnu::noinline]] void read_any(result_state& from, int32_t column, T& value) {
     if constexpr (is_optional<T>) {
         if (!value) value.emplace();

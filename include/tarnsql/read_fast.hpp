@@ -1,5 +1,5 @@
-// The way of most values: the type wanted is the column's own, and one call gives the value. All others go through read_any. This
-// is what a loop over rows is made of, so it is kept short and inside of the loop. Nothing here is for programs.
+// The fast path: the requested type is the column's own, and one call gives the value. All others go through
+// read_any. Loops over rows inline this, so it is kept short. Internal.
 #pragma once
 
 #include <chrono>
@@ -80,7 +80,7 @@ template <class T> struct fast_reader<std::optional<T>> : fast_reader<T> {};
 
 template <class T> using fast = fast_reader<T>;
 
-// False where the value has to be read the long way.
+// False when the value must be read by read_any.
 template <class T>
 [[gnu::always_inline]] inline bool read_fast(result_state& from, int32_t column, T& value) {
     if constexpr (is_optional<T>) {
@@ -97,7 +97,7 @@ template <class T>
 }
 
 template <class T> [[gnu::always_inline]] inline T read(result_state& from, int32_t column) {
-    if constexpr (std::is_same_v<T, std::string>) { // made in its place
+    if constexpr (std::is_same_v<T, std::string>) { // constructed in place
         char text[column_slot::short_size];
         int32_t length;
         if (from.type(column) == TRN_TYPE_TEXT &&
@@ -112,7 +112,7 @@ template <class T> [[gnu::always_inline]] inline T read(result_state& from, int3
     return value;
 }
 
-// Whether all columns have the types that their places in a tuple are read from at once.
+// Whether the fast path applies to every column of a tuple.
 template <class... Ts, size_t... index>
 bool fits_directly(const result_state& from, std::index_sequence<index...>) noexcept {
     const auto takes = [&](auto reader, size_t at) {
@@ -136,7 +136,7 @@ template <class T>
     read_any(from, column, value);
 }
 
-// Whether a query has a column for each type, and how its rows are read.
+// Checks that a query has a column for each type, and chooses how its rows are read.
 template <class... Ts> void check_columns(result_state& rows) {
     if (static_cast<size_t>(rows.column_count()) != sizeof...(Ts))
         misuse("the query has another number of columns than types");
@@ -145,7 +145,7 @@ template <class... Ts> void check_columns(result_state& rows) {
 
 template <> inline void check_columns<>(result_state&) {}
 
-// In the order of the columns, in place.
+// Column by column, in place.
 template <class Tuple, size_t... index>
 [[gnu::always_inline]] inline Tuple read_all(result_state& from, std::index_sequence<index...>) {
     Tuple row;

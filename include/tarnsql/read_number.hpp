@@ -1,4 +1,4 @@
-// Numbers: integers are read in full width and checked, a NUMERIC is never cut. Nothing here is for programs.
+// Numbers: integers are read in full width and checked, a NUMERIC is never truncated. Internal.
 #pragma once
 
 #include <charconv>
@@ -11,7 +11,7 @@
 
 namespace tarnsql::detail {
 
-// The whole number that a decimal text tells.
+// The integer value of a decimal text.
 template <class T> bool integer_of_text(std::string_view text, T& value) {
     const size_t point = text.find('.');
     if (point != std::string_view::npos) {
@@ -23,7 +23,7 @@ template <class T> bool integer_of_text(std::string_view text, T& value) {
     return error == std::errc() && stop == text.data() + text.size();
 }
 
-// Texts that the library makes of numbers and dates have fewer characters unless they were cut.
+// The library's texts of numbers and dates are shorter than this unless they were cut.
 inline constexpr int32_t cut_text = 63;
 
 template <class T> bool get_numeric(result_state& from, int32_t column, T& value) {
@@ -51,7 +51,7 @@ inline bool get_boolean(result_state& from, int32_t column, bool& value) {
     return refuse(from, column, "that is neither true nor false");
 }
 
-// Everything but a value of an integer type of T's own width or below.
+// Everything but integers of T's own width or less.
 template <class T> bool get_wider_integer(result_state& from, int32_t column, T& value) {
     const int32_t type = from.type(column);
     if (type == TRN_TYPE_NUMERIC) return get_numeric(from, column, value);

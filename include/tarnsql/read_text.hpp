@@ -1,4 +1,5 @@
-// Texts and bytes: buffers grow as values need it, contents behind descriptors are fetched. Nothing here is for programs.
+// Texts and bytes: buffers grow as needed, contents that came as descriptors are fetched. Nothing here is for
+// programs.
 #pragma once
 
 #include <string>
@@ -10,13 +11,13 @@
 
 namespace tarnsql::detail {
 
-// Whether what came into a room for short texts is the whole value.
+// Whether the buffer for short texts holds the whole value.
 inline bool is_whole_text(const result_state& from, int32_t column, int32_t length) noexcept {
     switch (from.type(column)) {
     case TRN_TYPE_NUMERIC: return length != cut_text;
     case TRN_TYPE_CLOB:
     case TRN_TYPE_BLOB: return !from.lobs_marked;
-    case TRN_TYPE_OPAQUE: return false; // its text ends at a zero byte
+    case TRN_TYPE_OPAQUE: return false; // its text form stops at a zero byte
     default: return true;
     }
 }
@@ -25,7 +26,7 @@ inline bool is_short_text(const result_state& from, int32_t column, int32_t stat
     return status == TRN_OK && (from.type(column) == TRN_TYPE_TEXT || is_whole_text(from, column, length));
 }
 
-// All other values, after what a room for short texts has told of them.
+// All other values, given what the read into the short buffer returned.
 template <class Room>
 bool get_long_text(result_state& from, int32_t column, int32_t status, int32_t length, Room room) {
     if (status == TRN_NULL_VALUE) return false;
@@ -39,8 +40,7 @@ bool get_long_text(result_state& from, int32_t column, int32_t status, int32_t l
     }
     if (type == TRN_TYPE_NUMERIC || type == TRN_TYPE_OPAQUE) return get_stored(from, column, room);
     if (status != TRN_TRUNCATED) fail_value(from, column, "has no text");
-    const size_t size =
-        column_slot::short_size - 1 + static_cast<size_t>(length); // what was kept and what was left out
+    const size_t size = column_slot::short_size - 1 + static_cast<size_t>(length); // delivered and left out
     from.get(column, TRN_TYPE_NUMERIC, room(size), static_cast<int32_t>(size));
     return true;
 }
@@ -74,7 +74,7 @@ inline bool get_string_view(result_state& from, int32_t column, std::string_view
     });
 }
 
-// What is bytes by nature; the bytes of numbers and dates mean nothing to a program.
+// Types that are bytes by nature; the stored bytes of numbers and dates mean nothing to a program.
 inline bool check_bytes(result_state& from, int32_t column) {
     switch (from.type(column)) {
     case TRN_TYPE_TEXT:

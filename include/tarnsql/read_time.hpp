@@ -1,4 +1,4 @@
-// Dates, times and intervals, as they are stored: no text is made of them. Nothing here is for programs.
+// Dates, times and intervals, read in binary form, not through text. Internal.
 #pragma once
 
 #include <chrono>
@@ -9,12 +9,12 @@
 
 namespace tarnsql::detail {
 
-// A value of a type of this size, as it is stored.
+// The stored form of a value of this size.
 template <class T> bool get_fixed(result_state& from, int32_t column, T& value) {
     return from.get(column, TRN_TYPE_NUMERIC, &value, sizeof value) == TRN_OK || !from.is_null(column);
 }
 
-// Bytes in the order of the wire.
+// A big-endian number.
 template <class T> T big_endian(const unsigned char* bytes) noexcept {
     std::make_unsigned_t<T> value = 0;
     for (size_t i = 0; i < sizeof(T); ++i)
@@ -22,12 +22,12 @@ template <class T> T big_endian(const unsigned char* bytes) noexcept {
     return static_cast<T>(value);
 }
 
-// A count in UTC and a zone in minutes.
+// A count in UTC and a zone offset in minutes.
 template <class T>
 bool get_with_zone(result_state& from, int32_t column, T& count, std::chrono::minutes& zone) {
     constexpr int32_t size = sizeof(T) + 2;
     unsigned char bytes[size];
-    int32_t end = size; // a piece behind the last byte is there, and empty
+    int32_t end = size; // a piecewise read at the end succeeds with 0 bytes
     if (from.get(column, TRN_TYPE_BYTES_PIECEWISE, bytes, size, &end) != TRN_OK)
         return refuse(from, column, "has no zone");
     from.get(column, TRN_TYPE_NUMERIC, bytes, size);
@@ -66,7 +66,8 @@ inline bool get_year_to_month(result_state& from, int32_t column, int32_t& count
     return get_fixed(from, column, count);
 }
 
-// Of the other intervals those that end in seconds are told by their size; what the rest counts the library does not tell.
+// Of the other intervals, those that end in seconds are recognised by their size; the library does not report
+// the unit of the rest.
 inline bool get_microseconds(result_state& from, int32_t column, int64_t& count) {
     switch (from.type(column)) {
     case TRN_TYPE_TIME: {

@@ -1,4 +1,4 @@
-// What all reading of values shares: how a value is refused, how many bytes it has. Nothing here is for programs.
+// Shared by all reads: conversion failures and the size of a value. Internal.
 #pragma once
 
 #include <string>
@@ -20,13 +20,13 @@ namespace tarnsql::detail {
                                               " does not fit the type wanted");
 }
 
-// Where the fast way of a type has not led to a value: false for a null, else an exception.
+// After the fast path of a type gave no value: false for a null, else throws.
 inline bool refuse(result_state& from, int32_t column, const char* wanted) {
     if (from.is_null(column)) return false;
     fail_value(from, column, wanted);
 }
 
-// False for a null. The status is of a call that has no other reason to fail here than that there is no such conversion.
+// False for a null. The call can fail here for one reason only: there is no such conversion.
 inline bool taken(result_state& from, int32_t column, int32_t status, const char* wanted) {
     return status == TRN_OK || refuse(from, column, wanted);
 }
@@ -35,8 +35,8 @@ constexpr bool in_range(int32_t type, int32_t lowest, int32_t highest) noexcept 
     return static_cast<uint32_t>(type - lowest) <= static_cast<uint32_t>(highest - lowest);
 }
 
-// The bytes that are stored. Byte runs tell their size; of the others, whose text may be cut, it is where piecewise offsets stop
-// being refused as too large.
+// The stored size. Byte runs report theirs; for the others, whose text may be cut, it is the largest offset
+// that a piecewise read accepts.
 inline size_t stored_size(result_state& from, int32_t column) {
     char nothing;
     int32_t length = 0;
@@ -55,13 +55,13 @@ inline size_t stored_size(result_state& from, int32_t column) {
     return static_cast<size_t>(within);
 }
 
-// Puts the stored bytes where the function given finds room for them.
+// Copies the stored bytes to where the given function makes room.
 template <class Room> bool get_stored(result_state& from, int32_t column, Room room) {
     if (from.is_null(column)) return false;
     const size_t size = stored_size(from, column);
     char* to = room(size);
     if (size > 0)
-        from.get(column, TRN_TYPE_NUMERIC, to, static_cast<int32_t>(size)); // nothing behind it is cleared
+        from.get(column, TRN_TYPE_NUMERIC, to, static_cast<int32_t>(size)); // clears nothing after it
     return true;
 }
 

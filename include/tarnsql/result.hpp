@@ -1,4 +1,4 @@
-// Results: a range of rows, read by name and number or as tuples of types chosen beforehand.
+// Results: a range of rows, read by name and number, or as tuples of given types.
 #pragma once
 
 #include <iterator>
@@ -13,19 +13,20 @@
 
 namespace tarnsql {
 
-/// One value of the current row. Valid until the next row; any number of reads, into any types.
+/// One value of the current row. Valid until the next row; may be read any number of times, as any type.
 class field {
   public:
-    /// The value as a T (the guide's page on C++ lists them): as<int>(), as<std::optional<std::string>>(). Throws null_error
-    /// for a null when T is no std::optional, range_error for a value that does not fit, value_error when there is no such
-    /// conversion. A std::string_view or bytes_view is valid until the next row or the next read of the same column.
+    /// The value as a T (the guide's page on C++ lists them): as<int>(), as<std::optional<std::string>>().
+    /// Throws null_error for a null when T is no std::optional, range_error for a value that does not fit,
+    /// value_error when there is no such conversion. A std::string_view or bytes_view is valid until the next
+    /// row or the next read of the same column.
     template <class T> T as() const { return detail::read<T>(*from_, column_); }
-    /// The value as a T, or another one for a null.
+    /// The value as a T, or the given one for a null.
     template <class T> T value_or(T otherwise) const {
         T value{};
         return detail::get(*from_, column_, value) ? value : otherwise;
     }
-    /// Whether it is null. An empty text and empty bytes arrive as nulls: the protocol has one length for both.
+    /// Whether it is null. Empty texts and empty bytes arrive as nulls: the protocol has one length for both.
     bool is_null() const { return from_->is_null(column_); }
     /// The column's label, or its name when it has none.
     const std::string& name() const { return from_->name(column_); }
@@ -40,7 +41,8 @@ class field {
     int32_t column_;
 };
 
-/// The current row of a result. Valid until the next row is read or the result ends; copies show the same row.
+/// The current row of a result. Valid until the next row is read or the result ends; copies refer to the same
+/// row.
 class row {
   public:
     /// The value of a column, counted from 0. Throws usage_error when there is no such column.
@@ -49,7 +51,8 @@ class row {
         if (static_cast<size_t>(index) >= size()) detail::misuse("no such column");
         return {*from_, static_cast<int32_t>(index) + 1};
     }
-    /// The value of the first column of this label or name, letter case aside. Throws usage_error when there is none.
+    /// The value of the first column with this label or name, ignoring case. Throws usage_error when there is
+    /// none.
     field operator[](std::string_view name) const {
         const int32_t column = from_->find(name);
         if (column == 0) throw usage_error(TRN_ERR_COLUMN, "no column is called " + std::string(name));
@@ -57,7 +60,8 @@ class row {
     }
     /// The number of columns.
     size_t size() const noexcept { return static_cast<size_t>(from_->column_count()); }
-    /// All values as a tuple, one type for each column. Throws as field::as does, and usage_error for another number.
+    /// All values as a tuple, one type for each column. Throws as field::as does, and usage_error for the
+    /// wrong number of types.
     template <class... Ts> std::tuple<Ts...> as() const {
         if (sizeof...(Ts) != size()) detail::misuse("another number of columns than types");
         from_->direct = false;
@@ -71,22 +75,21 @@ class row {
     detail::result_state* from_;
 };
 
-/// A step through rows, forward and once: an input iterator. What it shows is made new by every *, a row or a tuple of
-/// values. Source is what has the rows, of which there is nothing for programs.
+/// A single-pass input iterator over rows; each dereference makes a new row or tuple. Source is internal.
 template <class Source, class Value> class row_iterator {
   public:
-    using iterator_category = std::input_iterator_tag; ///< forward and once
+    using iterator_category = std::input_iterator_tag; ///< single pass
     using value_type = Value;                          ///< a row or a tuple
-    using difference_type = std::ptrdiff_t;            ///< of no use here
+    using difference_type = std::ptrdiff_t;            ///< required by the category
     using pointer = void;                              ///< there is none
-    using reference = Value;                           ///< made new by every *
+    using reference = Value;                           ///< made by each dereference
 
-    /// Behind the last row.
+    /// Past the last row.
     row_iterator() noexcept = default;
-    /// At the next row that a source has.
+    /// At the next row of a source.
     explicit row_iterator(Source& source) : source_(&source) { ++*this; }
 
-    /// The current row. Throws as field::as does when it is a tuple.
+    /// The current row. A tuple throws as field::as does.
     Value operator*() const {
         if constexpr (std::is_same_v<Value, row>)
             return row(source_->current());
@@ -94,19 +97,19 @@ template <class Source, class Value> class row_iterator {
             return detail::read_all<Value>(source_->current(),
                                            std::make_index_sequence<std::tuple_size_v<Value>>());
     }
-    /// The next row. Throws server_error behind the last one when the server ended the rows with an error or a warning; a
-    /// cursor throws connection_error too.
+    /// Moves to the next row. After the last one it throws server_error if the server ended the rows with an
+    /// error or a warning; a cursor may throw connection_error too.
     row_iterator& operator++() {
         if (!source_->next()) source_ = nullptr;
         return *this;
     }
-    /// The next row; gives nothing.
+    /// Moves to the next row; returns nothing.
     void operator++(int) { ++*this; }
-    /// Whether both are behind the last row, or both are not.
+    /// Equal when both are at the end, or neither is.
     friend bool operator==(const row_iterator& a, const row_iterator& b) noexcept {
         return a.source_ == b.source_;
     }
-    /// Whether only one is behind the last row.
+    /// The opposite.
     friend bool operator!=(const row_iterator& a, const row_iterator& b) noexcept {
         return a.source_ != b.source_;
     }
@@ -117,7 +120,7 @@ template <class Source, class Value> class row_iterator {
 
 /// What an item of a reply is.
 enum class item_kind {
-    none = 0,                 ///< the reply held nothing
+    none = 0,                 ///< the reply was empty
     insert = TRN_ITEM_INSERT, ///< rows were inserted
     update = TRN_ITEM_UPDATE, ///< rows were updated
     remove = TRN_ITEM_DELETE, ///< rows were deleted
@@ -127,21 +130,22 @@ enum class item_kind {
 /// A column as the server describes it.
 struct column_info {
     std::string name;  ///< its name in the table, or what the server calls the expression
-    std::string label; ///< the name given by AS; empty when there is none
-    std::string table; ///< its table, when the server tells it
+    std::string label; ///< from AS; empty when there is none
+    std::string table; ///< its table, if the server sent it
     int32_t type;      ///< TRN_TYPE_*
-    int32_t modifier;  ///< of a NUMERIC precision * 65536 + scale, of others mostly the length
+    int32_t modifier;  ///< NUMERIC: precision * 65536 + scale; others: mostly the length
     int32_t flags;     ///< as the server sent them
 };
 
-/// What a statement, or several in one text, returned: items, of which the current one is shown. A query's rows are received
-/// whole, stay valid when the connection is closed, and are read forward once. Moving it leaves rows and iterators valid; a
-/// moved-from result throws usage_error.
+/// What one statement, or several in one text, returned: a list of items, one of them current. A query's rows
+/// are received whole, stay valid when the connection is closed, and are read forward, once. Rows and
+/// iterators survive a move of the result; a moved-from result throws usage_error.
 ///
-/// An error of the server behind rows is thrown when the rows have been read: at the end of the range or by next_result().
+/// When the server ends rows with an error, it is thrown after the rows: at the end of the range or by
+/// next_result().
 class result {
   public:
-    /// A step through the rows.
+    /// Iterates over the rows.
     using iterator = row_iterator<detail::result_state, row>;
 
     /// An empty result.
@@ -151,9 +155,9 @@ class result {
     /// Takes the rows over.
     result& operator=(result&& other) noexcept = default;
 
-    /// At the next row, mostly the first. Throws as row_iterator does.
+    /// At the next unread row. Throws as row_iterator does.
     iterator begin() { return iterator(state()); }
-    /// Behind the last row.
+    /// Past the last row.
     iterator end() noexcept { return {}; }
 
     /// What the current item is.
@@ -164,7 +168,7 @@ class result {
     column_info column(size_t index) const;
     /// The number of rows of a query, read or not.
     int64_t row_count() const { return attribute<int64_t>(62); }
-    /// The rows that an update or delete has changed, as the server counts them.
+    /// The rows affected by an update or delete, as the server counts them.
     int64_t affected() const { return attribute<int32_t>(63); }
     /// The identifier of the row that an insert made, as the server writes it.
     std::string inserted_id() const {
@@ -172,11 +176,11 @@ class result {
         TRN_getResultRet(&state().handle, nullptr, nullptr, nullptr, nullptr, identifier);
         return identifier; // at most 31 bytes
     }
-    /// What the server said between the rows or right behind them, which is thrown at their end.
+    /// A server text that came between the rows or right after them; it is thrown at their end.
     std::string message() const { return detail::text_of(&state().handle); }
 
-    /// Goes to the next item of the reply and releases the current one with its rows. False when there is none. Throws
-    /// server_error when the reply ended with an error.
+    /// Moves to the next item of the reply and releases the current one and its rows. False when there is
+    /// none. Throws server_error when the reply ended with an error.
     bool next_result() { return state().next_item(); }
 
     /// The handle variable, for calls of tarnsql.h.
@@ -215,20 +219,20 @@ inline column_info result::column(size_t index) const {
     return info;
 }
 
-/// The rows of a query as tuples, for (auto [id, name] : connection.query<int64_t, std::string>(...)): a range that is read
-/// once. Each column has its type; std::string_view and bytes_view are valid until the next row and cost no memory.
-/// Moving it leaves iterators valid.
+/// The rows of a query as tuples, for (auto [id, name] : connection.query<int64_t, std::string>(...)): a
+/// single-pass range, with a type for each column; std::string_view and bytes_view are valid until the next
+/// row and allocate nothing. Iterators survive a move.
 template <class... Ts> class rows {
   public:
-    /// A step through the rows.
+    /// Iterates over the rows.
     using iterator = row_iterator<detail::result_state, std::tuple<Ts...>>;
 
-    /// Reads a result's rows so. Throws usage_error when it has another number of columns.
+    /// Reads a result's rows as tuples. Throws usage_error for the wrong number of columns.
     explicit rows(result&& from) : result_(std::move(from)) { detail::check_columns<Ts...>(result_.state()); }
 
-    /// At the next row, mostly the first. Throws as row_iterator does.
+    /// At the next unread row. Throws as row_iterator does.
     iterator begin() { return iterator(result_.state()); }
-    /// Behind the last row.
+    /// Past the last row.
     iterator end() noexcept { return {}; }
     /// The number of rows, read or not.
     int64_t row_count() const { return result_.row_count(); }
@@ -239,7 +243,7 @@ template <class... Ts> class rows {
 
 namespace detail {
 
-// What a query returns, by the types it is given: none, or one for each column.
+// The return type of a query: by no types, or one for each column.
 template <class... Ts> struct query_reader {
     using type = rows<Ts...>;
     static type read(result&& from) { return type(std::move(from)); }
@@ -255,7 +259,7 @@ inline constexpr bool is_view =
     std::is_same_v<T, std::string_view> || std::is_same_v<T, bytes_view> ||
     std::is_same_v<T, std::optional<std::string_view>> || std::is_same_v<T, std::optional<bytes_view>>;
 
-// The first row, if there is one; the step behind it tells an error that ended the reply.
+// The first row, if any; the step past it throws an error that ended the reply.
 template <class... Ts> std::optional<std::tuple<Ts...>> first_row(rows<Ts...> all) {
     static_assert(!(is_view<Ts> || ...),
                   "a view would outlive its row: read std::string or std::vector<std::byte>");

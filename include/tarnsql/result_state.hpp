@@ -1,5 +1,5 @@
-// A result as its rows and fields see it: the item of the reply that is being read, what its columns are, room for texts and
-// bytes that are only looked at. Nothing here is for programs.
+// The state that a result shares with its rows and fields: the item being read, its columns, and buffers for
+// string and byte views. Internal.
 #pragma once
 
 #include <memory>
@@ -11,7 +11,7 @@
 
 namespace tarnsql::detail {
 
-// Asked of TRN_GetData it only tells whether there is a value.
+// As a target of TRN_GetData it only reports whether there is a value.
 inline constexpr int32_t probe = TRN_TYPE_INTERVAL;
 
 inline const char* name_of_type(int32_t type) noexcept {
@@ -41,8 +41,8 @@ inline const char* name_of_type(int32_t type) noexcept {
     }
 }
 
-// What is known of a column, and room for its values that are only looked at: short ones lie in it, a longer one in a block that
-// grows. A short room is cheap to read into, because the library clears what a text leaves of it.
+// A column and the buffer for views of its values: short ones are kept in the slot, longer ones in a block
+// that grows. The short buffer is cheap to read into, because the library clears what a text leaves of it.
 struct column_slot {
     static constexpr int32_t short_size = 64;
 
@@ -67,7 +67,7 @@ class result_state {
     result_state(const result_state&) = delete;
     result_state& operator=(const result_state&) = delete;
 
-    // Only an item that the handle has left is released by itself: all of them have to be walked.
+    // Releasing the handle releases only its current item, so walk through all of them.
     void release() noexcept {
         if (!handle) return;
         while (TRN_NextResult(&handle) == TRN_OK) {
@@ -75,7 +75,7 @@ class result_state {
         TRN_FreeRowset(&handle);
     }
 
-    // After a call has filled the handle. An error behind rows is kept until they have been read.
+    // Called when a call has filled the handle. An error after rows is kept until they have been read.
     void take(session& of, int32_t status) {
         lobs_marked = of.lobs_marked;
         text_told_ = false;
@@ -89,7 +89,7 @@ class result_state {
         }
     }
 
-    // Learns what the handle's item is.
+    // Reads the kind and columns of the current item.
     void describe() {
         kind = 0;
         count_ = 0;
@@ -130,7 +130,7 @@ class result_state {
         throw server_error(*told);
     }
 
-    // The columns' numbers begin at 1, as the library has them.
+    // Columns are numbered from 1, as in the library.
     column_slot& slot(int32_t column) const noexcept { return columns_[static_cast<size_t>(column) - 1]; }
     int32_t type(int32_t column) const noexcept { return slot(column).type; }
 
@@ -146,8 +146,8 @@ class result_state {
 
     const std::string& name(int32_t column) { return known_names().names[static_cast<size_t>(column) - 1]; }
 
-    // The first column of a name, letter case aside; 0 when there is none. Names are mostly asked for in the order of their
-    // columns, again for every row.
+    // The first column with a name, ignoring case; 0 when there is none. Most programs ask for names in
+    // column order, for every row.
     int32_t find(std::string_view name) {
         column_names& known = known_names();
         const size_t count = known.names.size();
@@ -163,7 +163,7 @@ class result_state {
     TRN_HANDLE handle = nullptr;
     int32_t kind = 0;         // TRN_ITEM_*
     bool lobs_marked = false; // CLOB and BLOB values begin with a marker
-    bool direct = false;      // every column has the type that its place in a tuple is read from at once
+    bool direct = false;      // the fast path applies to every column of the tuple
 
   private:
     struct column_names {
@@ -195,8 +195,8 @@ class result_state {
         return *names_;
     }
 
-    // Behind the last row: what the server said between or behind the rows, which changed no status, and then the error that
-    // ended the reply, if this was its last item.
+    // After the last row: throws the server text that came between or after the rows without changing a
+    // status, then the error that ended the reply, if this was its last item.
     void end() {
         if (!handle) return throw_error_behind();
         if (!text_told_ && TRN_GetErrorLen(&handle) > 0) {
@@ -211,9 +211,9 @@ class result_state {
 
     static constexpr int32_t few = 8;
     int32_t count_ = 0;  // of the columns
-    int32_t room_ = few; // slots that there are
+    int32_t room_ = few; // slots allocated
     column_slot* columns_ = few_columns_;
-    column_slot few_columns_[few]; // of most queries: no memory of their own
+    column_slot few_columns_[few]; // enough for most queries, without an allocation
     std::unique_ptr<column_slot[]> many_columns_;
     std::unique_ptr<column_names> names_; // null until asked for
     std::unique_ptr<server_error> error_behind_;

@@ -1,4 +1,5 @@
-// What the objects of one connection share: its handle, and how its failures become exceptions. Nothing here is for programs.
+// Shared by the objects of one connection: its handle, and the translation of failures into exceptions.
+// Nothing here is for programs.
 #pragma once
 
 #include <atomic>
@@ -9,7 +10,7 @@
 
 namespace tarnsql::detail {
 
-// The handle variable stays where it is for as long as anyone refers to it, so that a cancel may come beside anything.
+// The handle variable keeps its address while anyone refers to it, so that a cancel may come at any time.
 struct session {
     session() = default;
     ~session() { TRN_CloseConn(&handle); }
@@ -17,7 +18,7 @@ struct session {
     session& operator=(const session&) = delete;
 
     TRN_HANDLE handle = nullptr;        // null: closed
-    std::atomic<bool> cancelled{false}; // a cancel has hit a call that has not told it yet
+    std::atomic<bool> cancelled{false}; // a cancel hit a call that has not reported it yet
     unsigned logins = 0;                // prepared statements and cursors end with their login
     unsigned cursors = 0;               // opened so far, for their names
     bool lobs_marked = false;           // lob_ret: large objects come marked or as descriptors
@@ -37,7 +38,7 @@ inline std::string text_of(TRN_HANDLE* handle) {
     throw usage_error(TRN_ERR_ARGUMENT, what);
 }
 
-// A text stays on the handle until the next one: only statuses that always come with a text of their own are told by it.
+// An error text stays on the handle until the next one, so it is used only for statuses that always set one.
 [[noreturn]] inline void fail_with(int32_t status, const std::string& text, session& of) {
     switch (status) {
     case TRN_ERR_NETWORK:
@@ -64,7 +65,7 @@ inline int32_t check(session& of, int32_t status) {
     return status;
 }
 
-// The session behind an object, which a moved-from one has none of.
+// The session of an object; throws for a moved-from one.
 inline session& required(const session_pointer& of) {
     if (!of) misuse("the object was moved from");
     return *of;

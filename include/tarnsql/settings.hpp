@@ -14,13 +14,13 @@
 
 namespace tarnsql {
 
-/// What a connection string says, key by key, for values that come from outside: a value cannot smuggle in another key.
-/// Members that are left empty are left out.
+/// A connection string, key by key, for values from outside: a value cannot smuggle in another key. Empty
+/// members are left out.
 struct connection_settings {
     std::string server = "127.0.0.1"; ///< dotted IPv4 address; names are not resolved
     int port = 5139;                  ///< 1 to 65535
     std::string database;             ///< at most 127 bytes; the others at most 63
-    std::string user;                 ///< who logs in
+    std::string user;                 ///< the user name
     std::string password;             ///< the user's
     bool encrypted = false;           ///< use_ssl: see the guide on what it is worth
     bool auto_commit = true;          ///< off: the server begins transactions by itself
@@ -28,8 +28,8 @@ struct connection_settings {
     std::vector<std::pair<std::string, std::string>>
         other; ///< further keys of the connection string, with their values
 
-    /// The connection string. Throws usage_error for a value that a string cannot hold: one with ";" or a zero byte, or with a
-    /// blank at an end, which would be dropped. What else is wrong the opening tells.
+    /// The connection string. Throws usage_error for a value that it cannot hold: one with ";" or a zero
+    /// byte, or with a blank at either end, which would be dropped. Other mistakes are reported by the open.
     std::string to_string() const {
         std::string text;
         add(text, "server", server);
@@ -55,15 +55,15 @@ struct connection_settings {
     }
 };
 
-/// How long to wait, and how to look after a silent server. A zero leaves each as it is without.
+/// Time-outs and keep-alive. Zero keeps the default of each.
 struct connect_options {
     std::chrono::milliseconds
         connect_timeout{}; ///< for the connection, each address by itself, and each wait of the login
-    std::chrono::milliseconds receive_timeout{}; ///< for the next bytes of a reply; then the link is given up
+    std::chrono::milliseconds receive_timeout{}; ///< for the next bytes of a reply; then the link is closed
     std::chrono::seconds keepalive_idle{};       ///< silence before the system's first probe
     std::chrono::seconds keepalive_interval{};   ///< between two probes
     int keepalive_count = 0;                     ///< unanswered probes that end the connection
-    bool ignore_unknown_keys = false; ///< pass over keys of the connection string that nobody knows
+    bool ignore_unknown_keys = false;            ///< ignore unknown keys of the connection string
 };
 
 namespace detail {

@@ -10,16 +10,17 @@
 
 namespace tarnsql {
 
-/// A statement prepared on the server, to be executed again and again: connection::prepare makes one. It ends on the server
-/// when the object does (a round trip, as long as the connection lives), or with the session: after a reconnect or when the
-/// connection is closed every use throws. A moved-from statement throws usage_error. One thread at a time, as its connection.
+/// A statement prepared on the server, to be executed many times. Made by connection::prepare. The destructor
+/// ends it on the server (a round trip, if the connection still lives); it also ends with the session: after
+/// a reconnect or a close every use throws. A moved-from statement throws usage_error. One thread at a time,
+/// like its connection.
 class statement {
   public:
     /// Takes the statement over.
     statement(statement&& other) noexcept
         : session_(std::move(other.session_)), name_(std::move(other.name_)), login_(other.login_),
           gives_rows_(other.gives_rows_), values_(std::exchange(other.values_, nullptr)) {}
-    /// Takes the statement over; the one before ends with the other object.
+    /// Takes the statement over; the other object ends the previous one.
     statement& operator=(statement&& other) noexcept {
         std::swap(session_, other.session_);
         std::swap(name_, other.name_);
@@ -33,19 +34,19 @@ class statement {
         if (session_ && session_->logins == login_) TRN_UnPrepare(&session_->handle, name_.c_str());
     }
 
-    /// Binds a value at a position, counted from 1 as in the statement, for the next execution without values of its own.
-    /// The value is copied; a large_object has to live until the execution. Throws value_error or usage_error.
+    /// Binds a value at a position, from 1, for the next execution that is given no values. The value is
+    /// copied; a large_object must live until the execution. Throws value_error or usage_error.
     template <class T> statement& bind(int32_t position, const T& value) {
         return checked_bind(detail::bind_value(detail::place{values(), position, nullptr}, value), position);
     }
-    /// Binds a value for the parameter of a name, written without the sign before it. Bind by position or by name, not both.
+    /// Binds a value by parameter name, without its prefix. Bind by position or by name, not both.
     template <class T> statement& bind(const char* name, const T& value) {
         return checked_bind(detail::bind_value(detail::place{values(), 0, name}, value), 1);
     }
 
-    /// Runs the statement with these values (or named() ones), or without any with those that were bound, which are then
-    /// forgotten. Returns the rows that the last update or delete changed, or the number of inserts reported. Throws
-    /// server_error, connection_error.
+    /// Runs the statement with these values (or named() ones); without any, with those that were bound, which
+    /// are then cleared. Returns the rows that the last update or delete changed, or the number of inserts
+    /// reported. Throws server_error, connection_error.
     template <class... Args> int64_t execute(const Args&... values) {
         detail::result_state state;
         run(state, values...);
@@ -60,7 +61,7 @@ class statement {
         return count;
     }
 
-    /// Runs it like execute and returns its rows: rows<Ts...> with a type for each column, or without types a result.
+    /// Like execute, but returns the rows: rows<Ts...> when given a type for each column, else a result.
     template <class... Ts, class... Args>
     typename detail::query_reader<Ts...>::type query(const Args&... values) {
         result all;
@@ -68,9 +69,9 @@ class statement {
         return detail::query_reader<Ts...>::read(std::move(all));
     }
 
-    /// Whether it gives rows.
+    /// Whether it returns rows.
     bool gives_rows() const noexcept { return gives_rows_; }
-    /// The name that it has on the server.
+    /// Its name on the server.
     const std::string& name() const noexcept { return name_; }
 
   private:
@@ -79,8 +80,7 @@ class statement {
     statement(const detail::session_pointer& of, const char* sql) : session_(of), login_(of->logins) {
         char name[32] = "";
         gives_rows_ = detail::check(*of, TRN_Prepare2(&of->handle, sql, name)) == TRN_PREPARED_QUERY;
-        TRN_ResetParams(
-            &of->handle); // a description of the parameters would go with whatever is executed next
+        TRN_ResetParams(&of->handle); // else the described set would be sent with whatever is executed next
         name_ = name;
     }
 
@@ -91,7 +91,7 @@ class statement {
         return of;
     }
 
-    // Values bound one by one lie in a set of the statement's own: other statements run meanwhile.
+    // Values bound one by one are kept in the statement's own set: other statements may run meanwhile.
     TRN_HANDLE* values() {
         live();
         if (!values_ && TRN_CreateParams(&values_) != TRN_OK) throw error(TRN_ERR_MEMORY, "out of memory");
@@ -116,7 +116,7 @@ class statement {
         into.take(of, status);
     }
 
-    // The library puts the command around the server's text, and cuts both at 199 bytes.
+    // The library wraps the server's text in the command and cuts the whole at 199 bytes.
     std::string own_words(std::string text) const {
         const std::string head = "sql:? " + name_ + "  errinfo: ";
         if (text.compare(0, head.size(), head) != 0) return text;

@@ -1,4 +1,4 @@
-// Dates, times and intervals: std::chrono types, and texts of them as servers read them.
+// Dates, times and intervals: std::chrono types, and their text forms for the server.
 #pragma once
 
 #include <chrono>
@@ -12,20 +12,21 @@
 
 namespace tarnsql {
 
-/// Days, as std::chrono::days of C++20 has them.
+/// Days, like std::chrono::days of C++20.
 using days = std::chrono::duration<int64_t, std::ratio<86400>>;
-/// Months, as std::chrono::months of C++20 has them: an INTERVAL YEAR TO MONTH. Durations of months and of years are bound
-/// and read as such, all other durations as INTERVAL DAY TO SECOND.
+/// Months, like std::chrono::months of C++20: an INTERVAL YEAR TO MONTH. Durations of months and years are
+/// bound and read as INTERVAL YEAR TO MONTH, all others as INTERVAL DAY TO SECOND.
 using months = std::chrono::duration<int32_t, std::ratio<2629746>>;
-/// Years, as std::chrono::years of C++20 has them.
+/// Years, like std::chrono::years of C++20.
 using years = std::chrono::duration<int32_t, std::ratio<31556952>>;
-/// A DATE: the day that begins then, in the proleptic Gregorian calendar. std::chrono::sys_days of C++20 is as good.
+/// A DATE: the day that begins then, in the proleptic Gregorian calendar. std::chrono::sys_days of C++20
+/// works too.
 using date = std::chrono::time_point<std::chrono::system_clock, days>;
-/// A DATETIME, which keeps milliseconds and no zone. Every other time point of the system's clock is as good; finer ones are
-/// rounded down to milliseconds when they are bound.
+/// A DATETIME, which has milliseconds and no zone. Any other time point of the system clock works too; finer
+/// ones are rounded down to milliseconds when bound.
 using moment = std::chrono::time_point<std::chrono::system_clock, std::chrono::milliseconds>;
 
-/// A TIME: what has passed since midnight, from 0 to less than 24 hours.
+/// A TIME: the time since midnight, from 0 to less than 24 hours.
 struct time_of_day {
     std::chrono::milliseconds since_midnight{}; ///< milliseconds since 00:00:00
     /// Equal times.
@@ -38,19 +39,19 @@ struct time_of_day {
 
 /// A TIME WITH TIME ZONE.
 struct zoned_time {
-    std::chrono::milliseconds utc{}; ///< since midnight of UTC; may lie beyond a day's ends
+    std::chrono::milliseconds utc{}; ///< since midnight UTC; may be negative or 24 hours and more
     std::chrono::minutes zone{};     ///< east of UTC
 };
 
 /// A DATETIME WITH TIME ZONE.
 struct zoned_moment {
     std::chrono::time_point<std::chrono::system_clock, std::chrono::microseconds> utc{}; ///< the moment
-    std::chrono::minutes zone{}; ///< east of UTC: where it was written
+    std::chrono::minutes zone{}; ///< the offset it was written with, east of UTC
 };
 
 namespace detail {
 
-// A text that is made here and bound at once.
+// A short text, built in place.
 class short_text {
   public:
     const char* data() const noexcept { return area_; }
@@ -61,7 +62,7 @@ class short_text {
         area_[size_++] = c;
         return *this;
     }
-    // With zeros in front up to a width.
+    // Zero-padded to a width.
     short_text& put(int64_t number, int width) noexcept {
         char digits[20];
         int count = 0;
@@ -90,7 +91,7 @@ inline constexpr bool counts_months =
     throw range_error(TRN_ERR_CONVERSION, what);
 }
 
-// Days to a date by the era of 400 years that begins on the first of March.
+// Converts days to a date, by 400-year eras that begin on 1 March.
 inline void put_date(short_text& text, int64_t day) {
     constexpr int64_t first = -719528, last = 2932896; // 0000-01-01 and 9999-12-31
     if (day < first || day > last) out_of_range("a date outside of the years 0 to 9999");
@@ -104,7 +105,7 @@ inline void put_date(short_text& text, int64_t day) {
     text.put(year, 4).put('-').put(month, 2).put('-').put(of_year - (153 * shifted_month + 2) / 5 + 1, 2);
 }
 
-// Microseconds of a day, or of as many hours as there are; with so many decimals.
+// Microseconds as hours, minutes and seconds, with the given number of decimals; hours are not limited to 23.
 inline void put_time(short_text& text, int64_t microseconds, bool with_microseconds) {
     const int64_t seconds = microseconds / 1000000, rest = microseconds % 1000000;
     text.put(seconds / 3600, 2).put(':').put(seconds / 60 % 60, 2).put(':').put(seconds % 60, 2).put('.');
@@ -159,7 +160,7 @@ inline short_text text_of(const zoned_moment& moment) {
     return text;
 }
 
-// "2 03:04:05.000006", with one sign in front of all.
+// "2 03:04:05.000006", with one leading sign.
 inline short_text text_of_day_to_second(std::chrono::microseconds interval) {
     constexpr int64_t day = 86400000000;
     const int64_t count = interval.count();
@@ -179,7 +180,7 @@ inline short_text text_of_year_to_month(int64_t count) {
     return text;
 }
 
-// A duration in another unit, rounded down; throws where the count has no room.
+// A duration in another unit, rounded down; throws when the count does not fit.
 template <class To, class Rep, class Period> To converted(std::chrono::duration<Rep, Period> from) {
     using ratio = std::ratio_divide<Period, typename To::period>;
     if constexpr (std::is_floating_point_v<Rep> || std::is_floating_point_v<typename To::rep>) {

@@ -7,12 +7,13 @@
 
 namespace tarnsql {
 
-/// A transaction: begins when it is made and is rolled back when it ends, unless commit() was called. With auto_commit=off the server
-/// begins by itself, so nothing is sent at the beginning. It must not outlive its use: a connection that was closed or
-/// reconnected meanwhile has given it up, and commit() throws usage_error. A moved-from transaction does nothing at its end.
+/// A transaction: the constructor begins it and the destructor rolls it back unless commit() was called. With
+/// auto_commit=off the server begins by itself, so nothing is sent. If the connection was closed or
+/// reconnected meanwhile the transaction is lost, and commit() throws usage_error. A moved-from transaction
+/// does nothing when destroyed.
 class transaction {
   public:
-    /// Begins one. Throws server_error when the server refuses, connection_error.
+    /// Begins a transaction. Throws server_error, connection_error.
     explicit transaction(connection& on) : session_(on.session_) {
         detail::session& of = on.live();
         login_ = of.logins;
@@ -25,10 +26,10 @@ class transaction {
         if (is_live()) TRN_Execute_no_query(&session_->handle, "ROLLBACK");
     }
 
-    /// Keeps what was done. Throws server_error when the server refuses: it is then rolled back at the end; connection_error:
-    /// nobody knows whether it was committed.
+    /// Commits. Throws server_error when the server refuses (the destructor then rolls back), and
+    /// connection_error, after which it is unknown whether the commit took effect.
     void commit() { finish("COMMIT"); }
-    /// Undoes what was done, now. Throws server_error, connection_error.
+    /// Rolls back now. Throws server_error, connection_error.
     void rollback() { finish("ROLLBACK"); }
 
   private:

@@ -1,4 +1,5 @@
-// Loads and stores of numbers in memory that need not be aligned: in host order, or big-endian as on the wire.
+// Loads and stores of numbers in memory that need not be aligned: in host order, or big-endian as on the
+// wire.
 #pragma once
 
 #include <bit>
@@ -44,8 +45,8 @@ template <class T> void store_wire(void* to, T value) noexcept {
     store(to, wire_order(std::bit_cast<typename UnsignedOf<sizeof(T)>::type>(value)));
 }
 
-// A shorter run may be copied as short_run bytes, without a call or a branch on its size, where the excess bytes belong to both
-// areas and do not matter.
+// A shorter run may be copied as short_run bytes, without a call or a branch on its size, where both areas
+// extend that far and the excess bytes do not matter.
 inline constexpr size_t short_run = 64;
 
 inline void copy_short_run(uint8_t* to, const uint8_t* from) noexcept {

@@ -1,4 +1,4 @@
-// Heap memory of the library: every record and buffer comes from here and goes back through release.
+// The library's heap: every record and buffer is allocated here and freed by release.
 // A failed allocation yields null; nothing here throws.
 #pragma once
 
@@ -10,10 +10,11 @@ namespace tarn {
 
 void* allocate_zeroed(size_t size) noexcept;
 
-// For buffers whose every byte is written before it is read.
+// Not zeroed: for buffers that are written before they are read.
 void* allocate_raw(size_t size) noexcept;
 
-// Resizes a block, keeping its content up to the smaller size; bytes beyond old_size are zero. On failure the block stays.
+// Resizes a block, keeping its content up to the smaller size; bytes beyond old_size are zero. On failure the
+// block is unchanged.
 void* resize_zeroed(void* block, size_t old_size, size_t new_size) noexcept;
 
 void release(void* block) noexcept;
@@ -25,7 +26,7 @@ struct Releaser {
 // Owner of one heap block (a text, an array, a record without members to release).
 template <class T> using Owned = std::unique_ptr<T, Releaser>;
 
-// Resizes an owned block, or makes one. False when memory is short: the block stays.
+// Resizes an owned block, or makes one. False when memory is short: the block is unchanged.
 bool resize(Owned<char>& block, size_t size) noexcept;
 
 template <class T> T* allocate_record() noexcept {

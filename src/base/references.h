@@ -10,7 +10,7 @@ inline void add_reference(int32_t& references) noexcept {
     std::atomic_ref(references).fetch_add(1, std::memory_order_relaxed);
 }
 
-// True when that was the last one: the record is then the caller's to release.
+// True when that was the last one: the caller must then release the record.
 inline bool remove_reference(int32_t& references) noexcept {
     return std::atomic_ref(references).fetch_sub(1, std::memory_order_acq_rel) == 1;
 }

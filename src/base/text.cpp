@@ -42,7 +42,7 @@ static std::string_view number_start(std::string_view text) noexcept {
     return text;
 }
 
-// Digits beyond 64 bits give the nearest end of the 64-bit range.
+// Saturates at 64 bits.
 static int64_t leading_int64(std::string_view text) noexcept {
     text = number_start(text);
     int64_t value = 0;
@@ -60,7 +60,7 @@ int32_t nearest_int32(std::string_view text) noexcept {
     return static_cast<int32_t>(std::clamp<int64_t>(leading_int64(text), range.min(), range.max()));
 }
 
-// The number behind an "e", far enough from 0 for every text where it has too many digits.
+// The number after an "e"; one with too many digits saturates far beyond any exponent that matters.
 static int64_t exponent_of(std::string_view digits) noexcept {
     if (digits[0] == '+') digits.remove_prefix(1);
     constexpr int64_t far_away = int64_t{1} << 60;
@@ -69,8 +69,8 @@ static int64_t exponent_of(std::string_view digits) noexcept {
     return exponent;
 }
 
-// Whether the magnitude of a number, written with digits, perhaps a point and an exponent, is 1 or more: its first significant
-// digit stands in front of the point once the exponent has moved that.
+// Whether a number, written with digits, perhaps a point and an exponent, has a magnitude of 1 or more: its
+// first significant digit is before the point after the exponent has moved it.
 static bool is_whole(std::string_view number) noexcept {
     const size_t e = number.find_first_of("eE");
     const std::string_view digits = number.substr(0, e);
@@ -86,7 +86,7 @@ double leading_double(std::string_view text) noexcept {
     double value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc::result_out_of_range) return value;
-    // Too large for a double, or too small: nothing near 1 is either.
+    // Overflow or underflow; comparing with 1 tells which.
     const std::string_view number(text.data(), static_cast<size_t>(end - text.data()));
     const double magnitude = is_whole(number) ? std::numeric_limits<double>::infinity() : 0.0;
     return text[0] == '-' ? -magnitude : magnitude;

@@ -17,24 +17,25 @@
 
 namespace tarn {
 
-// Formats into a zeroed block of size bytes; a longer text is cut to size - 1 characters. Null when memory is short.
+// Formats into a zeroed block of size bytes; a longer text is cut to size - 1 characters. Null when memory is
+// short.
 Owned<char> format_text(size_t size, const char* format, ...) noexcept TARN_PRINTF(2, 3);
 
 // Copies text into a field of size bytes, cut to size - 1 characters, always terminated.
 void copy_to_field(char* field, size_t size, std::string_view text) noexcept;
 
-// Folds A to Z onto a to z and nothing else.
+// Maps A to Z to a to z, and nothing else.
 bool equal_ignoring_case(std::string_view a, std::string_view b) noexcept;
 
-// The whole number that a text begins with: leading white space, a sign, digits; anything else ends it, no digits give 0.
-// Gives the low 32 bits; digits beyond 64 bits saturate first.
+// The integer that a text begins with: leading white space, a sign, digits; anything else ends it, no digits
+// give 0. Returns the low 32 bits, after saturating at 64 bits.
 int32_t leading_int32(std::string_view text) noexcept;
 
-// The same, but a number outside the 32-bit range gives the nearest end of the range.
+// The same, but saturates at 32 bits.
 int32_t nearest_int32(std::string_view text) noexcept;
 
-// The decimal number that a text begins with, as strtod reads it in the C locale; 0 when there is none. A number too large for a
-// double is infinite, one too small is 0.
+// The decimal number that a text begins with, as strtod reads it in the C locale; 0 when there is none. A
+// number too large for a double is infinite, one too small is 0.
 double leading_double(std::string_view text) noexcept;
 
 } // namespace tarn

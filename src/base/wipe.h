@@ -1,4 +1,4 @@
-// Wiping of secrets: the zeros are written even when nobody reads the memory again.
+// Wiping secrets: the compiler cannot drop the stores, even if the memory is never read again.
 #pragma once
 
 #include <cstddef>
@@ -8,13 +8,13 @@
 namespace tarn {
 
 inline void wipe(void* memory, size_t size) noexcept {
-    __asm__("" : "+r"(size)); // a size the compiler knows becomes a slow string instruction
+    __asm__("" : "+r"(size)); // with a constant size the compiler would emit a slow string instruction
     std::memset(memory, 0, size);
     // The compiler must assume that this statement reads the memory, and so cannot drop the zeros before it.
     __asm__ __volatile__("" : : "r"(memory) : "memory");
 }
 
-// Wipes an object or array of the caller on every way out of the block in which it stands.
+// Wipes an object or array of the caller on every exit from the enclosing block.
 class WipeOnExit {
   public:
     WipeOnExit(void* memory, size_t size) noexcept : memory_(memory), size_(size) {}

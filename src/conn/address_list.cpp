@@ -57,7 +57,7 @@ OwnedAddressList copy_address_list(const IpsAttrs& list) noexcept {
     return copy;
 }
 
-// The counter sets choices of the same second apart.
+// The counter makes choices in the same second differ.
 void choose_any(IpsAttrs& list) noexcept {
     static std::atomic<uint32_t> choices;
     std::minstd_rand generator(static_cast<uint32_t>(std::time(nullptr)) + ++choices);

@@ -11,8 +11,8 @@ namespace tarn {
 struct IpsAttrs {
     int32_t count;
     int32_t current;   // index of the address being tried
-    int32_t remaining; // addresses not yet found dead: the first ones of addresses
-    char** addresses;  // owned texts, in the order written until one is set aside
+    int32_t remaining; // addresses not known to be dead: the first ones in addresses
+    char** addresses;  // owned texts, in the written order until one is found dead
 };
 
 void release_address_list(IpsAttrs* list) noexcept;
@@ -22,20 +22,20 @@ struct AddressListReleaser {
 };
 using OwnedAddressList = std::unique_ptr<IpsAttrs, AddressListReleaser>;
 
-// The pieces between commas as written, blanks included. The hundredth comma ends the list with 99 addresses. Null when
-// memory is short.
+// The pieces between commas, unchanged, blanks included. The hundredth comma ends the list with 99 addresses.
+// Null when memory is short.
 OwnedAddressList parse_address_list(std::string_view text) noexcept;
 
 // A copy for a search, with all addresses alive; null when memory is short.
 OwnedAddressList copy_address_list(const IpsAttrs& list) noexcept;
 
-// Makes one of all addresses the current one, by chance.
+// Makes a random address the current one.
 void choose_any(IpsAttrs& list) noexcept;
 
-// Makes an address still alive the current one: number modulo their count.
+// Makes the address at number, modulo those still alive, the current one.
 void choose_by_number(IpsAttrs& list, int64_t number) noexcept;
 
-// Counts the current address among the dead ones; the last one alive takes its place. Two must be left.
+// Marks the current address as dead; the last one alive takes its place. At least two must be left.
 void set_current_aside(IpsAttrs& list) noexcept;
 
 } // namespace tarn

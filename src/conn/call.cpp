@@ -17,7 +17,7 @@ static constexpr size_t most_kept = 1024 * 1024;
 
 struct SaidLine {
     SaidLine* next;
-    char text[1]; // and the rest of it
+    char text[1]; // continues after the record
 };
 
 static Conn* conn_for_text(const TRN_HANDLE* handle, const char* text) noexcept {

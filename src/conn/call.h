@@ -1,8 +1,9 @@
-// One call of the application's on a connection.
+// One call of the application on a connection.
 //
-// Every exported call that looks at what another thread's call may change reaches its connection through a RunningCall, which holds
-// the lock for the whole request and reply. While it lives the call can be cancelled (wire/cancel.h), and the lines that it has to
-// print are kept: they are printed after the lock is released, before the call returns.
+// Every exported call that reads state which another thread's call may change gets its connection through a
+// RunningCall, which holds the lock for the whole request and reply. During its lifetime the call can be
+// cancelled (wire/cancel.h), and the lines to print are collected: they are printed after the lock is
+// released, before the call returns.
 #pragma once
 
 #include "base/text.h"
@@ -12,17 +13,18 @@ namespace tarn {
 
 class RunningCall {
   public:
-    // The connection behind a handle variable; no call where there is none.
+    // The connection behind a handle variable; no call if there is none.
     explicit RunningCall(const TRN_HANDLE* handle) noexcept
         : RunningCall(unlocked_conn_of(handle), Locking::taken) {}
 
-    // The same with a text that is to be sent; none either when the text is missing or does not fit a command frame, whose
-    // length field is a signed 32-bit count.
+    // The same with a text to be sent; also no call when the text is null or too long for a command frame,
+    // whose length field is a signed 32-bit count.
     RunningCall(const TRN_HANDLE* handle, const char* text) noexcept;
 
     explicit RunningCall(Conn& conn) noexcept : RunningCall(&conn, Locking::taken) {}
 
-    // For the calls that must not run beside another one: opening, connecting again, the attribute that asks the server.
+    // Without the lock, for calls that must not run at the same time as another one: opening, reconnecting,
+    // the attribute that asks the server.
     static RunningCall without_lock(Conn* conn) noexcept { return RunningCall(conn, Locking::left_alone); }
 
     ~RunningCall();
@@ -44,7 +46,7 @@ class RunningCall {
     platform::Lock* lock_; // null: not taken, or not made yet by an open that failed early
 };
 
-// Prints a line when the call is over.
+// Prints a line at the end of the call.
 void say(Conn& conn, const char* format, ...) noexcept TARN_PRINTF(2, 3);
 
 } // namespace tarn

@@ -1,5 +1,5 @@
-// The connection record, one per open connection, reached through the application's handle variable. Each group of fields is
-// written by the room named with it.
+// The connection record, one per open connection, reached through the application's handle variable. Each
+// group of fields is written by the directory named with it.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@ namespace tarn {
 
 struct ParamSet;
 
-// What the connection string says, for every login of the connection.
+// The settings of the connection string, for every login of the connection.
 struct Settings {
     char database[128];
     char server[32]; // dotted IPv4 address
@@ -34,9 +34,9 @@ struct Settings {
 // What an earlier call left unread of its reply (reply/unread.h).
 enum class UnreadReply : int32_t {
     none,
-    messages,         // whole messages up to and with the end of reply
+    messages,         // whole messages up to and including the end of reply
     message_then_end, // the message whose type was pushed back, then as below
-    end,              // an end of reply, if the server sends one: any other byte belongs to the next reply
+    end,              // an optional end of reply: any other byte belongs to the next reply
 };
 
 // What the running call will print (conn/call.h).
@@ -49,15 +49,16 @@ struct SaidLines {
 };
 
 struct Conn {
-    Handle head; // TRN_KIND_CONNECTION; its error text is replaced by every room that fails
+    Handle head; // TRN_KIND_CONNECTION; any directory may replace its error text
 
-    // Results stay usable after their connection was closed: the record lives until the last of them is released.
+    // Results stay usable after their connection is closed: the record lives until the last of them is
+    // released.
     int32_t references;
 
     // conn
     Settings settings;         // attribute calls change some of them
     IpsAttrs* ips_attrs;       // owned; the address list of the connection string, null without one
-    char protocol_version[64]; // "301" or "201", as the last login left it
+    char protocol_version[64]; // "301" or "201", from the last login
     ChannelOptions options;
     platform::Lock* lock; // null: the open failed before it was made
     SaidLines said;
@@ -74,17 +75,17 @@ struct Conn {
     int32_t default_prepared;  // 1 while the default statement exists on the server
     char default_statement[20];
     ParamSet* bound_params;  // a reference; the next execution takes it
-    int32_t fun_return_type; // the server's type code of the last function result; below 1: none
+    int32_t fun_return_type; // wire type of the last function result; below 1: none
 };
 
-// The connection behind a handle variable, whether or not another thread's call runs on it; null when there is none or it is of
-// another kind. For what takes no lock on purpose: binding, accessors, attributes, closing. All else goes through RunningCall
-// (conn/call.h).
+// The connection behind a handle variable, even if another thread's call is running on it; null when there is
+// none or it is of another kind. For calls that take no lock on purpose: binding, accessors, attributes,
+// closing. All others use RunningCall (conn/call.h).
 inline Conn* unlocked_conn_of(const TRN_HANDLE* handle) noexcept {
     return kind_of(handle) == TRN_KIND_CONNECTION ? static_cast<Conn*>(*handle) : nullptr;
 }
 
-// One more holder of the record, and one less: the last one releases it.
+// Adds and removes a holder of the record; removing the last one releases it.
 Conn* retain(Conn& conn) noexcept;
 void drop_reference(Conn* conn) noexcept;
 

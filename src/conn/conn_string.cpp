@@ -131,10 +131,10 @@ bool parse_conn_string(const char* text, Conn& conn) noexcept {
     if (!segments.several()) return false;
 
     std::string_view segment;
-    std::string_view work; // the last segment that fitted the work area: a longer one repeats it
+    std::string_view work; // the last segment that fitted; a longer one repeats it
     while (segments.next(segment)) {
         if (holds_address_list(segment)) {
-            // The list begins behind the segment's fourth byte, wherever "IPS=" stands in it.
+            // The list begins after the segment's fourth byte, wherever "IPS=" is in it.
             if (!keep_address_list(conn, segment.substr(4))) return false;
             continue;
         }

@@ -15,7 +15,7 @@ enum class Setting {
     port,       // the same in 16 bits
     on_flag,    // 1 for "on", "yes" and "true"
     off_flag,   // 1 for "off" and "false"
-    always_one, // 1 whatever the value
+    always_one, // 1 for any value
     not_kept,   // accepted without effect
 };
 
@@ -26,10 +26,10 @@ struct Key {
     size_t size;   // of a text field
 };
 
-// The key of a name, letter case aside; null when no connection string has it.
+// The key with a name, ignoring case; null for an unknown one.
 const Key* find_key(std::string_view name) noexcept;
 
-// The segments of a string: separated by ";", or by "," where it holds no ";".
+// The segments of a string: separated by ";", or by "," if it holds no ";".
 class Segments {
   public:
     explicit Segments(std::string_view text) noexcept
@@ -49,11 +49,11 @@ inline constexpr size_t segment_limit = 128;
 
 bool holds_address_list(std::string_view segment) noexcept;
 
-// Blanks only: a tab belongs to the text.
+// Blanks only: a tab is part of the text.
 std::string_view without_blanks(std::string_view text) noexcept;
 
-// Reads a connection string into a connection's settings and address list. False when the string was rejected as a whole (fewer
-// than 5 bytes, no separator) or memory is short.
+// Reads a connection string into a connection's settings and address list. False when the string was rejected
+// as a whole (fewer than 5 bytes, no separator) or memory is short.
 bool parse_conn_string(const char* text, Conn& conn) noexcept;
 
 } // namespace tarn

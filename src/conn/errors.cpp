@@ -1,4 +1,4 @@
-// The error calls: the text as it stands, its length, and the text split into code and message.
+// The error calls: the whole text, its length, and the text split into code and message.
 
 #include <cstring>
 #include <string_view>
@@ -32,7 +32,8 @@ static int32_t text_length(std::string_view text) noexcept {
 
 namespace {
 
-// An error text split in two. A text that is too long for the application's message area (255 bytes) leaves a stand-in.
+// An error text split in two. A text too long for the application's message area (255 bytes) is replaced by a
+// placeholder.
 struct ErrorInfo {
     char code[6];
     std::string_view prefix;
@@ -52,13 +53,14 @@ static ErrorInfo split(std::string_view text) noexcept {
         if (!info.too_long) info.message = text;
         return info;
     }
-    // "[EC011]..." has a five-character code, "[EC0195]..." one of six. A text shorter than its code gives zeros.
+    // "[EC011]..." has a five-character code, "[EC0195]..." a six-character one. A text shorter than its code
+    // is padded with zeros.
     const size_t code_length = text.size() > 6 && text[6] == ']' ? 5 : 6;
     if (text.size() <= code_length) return info;
     std::memcpy(info.code, text.data() + 1, code_length);
     info.too_long = text.size() >= code_length + 257;
-    // A long text is answered without any message, though the record would have room for its beginning: applications
-    // tell the case by the status alone.
+    // For a long text no message is written, although there is room for its beginning: applications tell this
+    // case by the status alone.
     const size_t message_start = code_length + 2;
     if (!info.too_long && text.size() > message_start) info.message = text.substr(message_start);
     return info;

@@ -1,4 +1,5 @@
-// What every record behind a handle begins with, and its error text: one owned text a handle, always the latest failure.
+// The head of every record behind a handle, with its error text: one owned text per handle, from the latest
+// failure.
 #pragma once
 
 #include <cstdint>
@@ -18,10 +19,10 @@ inline int32_t kind_of(const TRN_HANDLE* handle) noexcept {
     return handle && *handle ? static_cast<const Handle*>(*handle)->kind : 0;
 }
 
-// Replaces the error text with a text that the handle takes over; null clears it.
+// Replaces the error text; the handle takes ownership. Null clears it.
 void set_error_text(Handle& handle, Owned<char> text) noexcept;
 
-// The same with a copy of one of the library's own messages. Keeps the old text when memory is short.
+// The same with a copy of one of the library's messages. Keeps the old text when memory is short.
 void set_error_message(Handle& handle, const char* text) noexcept;
 
 } // namespace tarn

@@ -1,5 +1,5 @@
-// Connecting and logging in. The login is one text of clauses, sent without frame or terminator, or inside the encrypted blocks
-// of the key agreement, and answered by one status byte.
+// Connecting and logging in. The login is one text of clauses, sent without frame or terminator, or inside
+// the encrypted blocks of the key agreement, and answered by one status byte.
 #include "conn/login.h"
 
 #include <cstdio>
@@ -28,8 +28,8 @@ static bool refuse(Conn& conn, const char* error) noexcept {
     return false;
 }
 
-// "K" is the older protocol; "N", four bytes that mean nothing here and "K" the newer one. Anything else is a refusal,
-// followed by the server's reason.
+// "K" is the older protocol; "N", four bytes without meaning here and "K" the newer one. Anything else is a
+// refusal, followed by the server's reason.
 static bool judge_answer(Conn& conn, MessageType answer, Owned<char>& reason) noexcept {
     if (answer == MessageType::accepted_201) {
         std::strcpy(conn.protocol_version, "201");
@@ -56,7 +56,8 @@ static bool login_plain(Conn& conn, Owned<char>& reason) noexcept {
     return judge_answer(conn, answer, reason);
 }
 
-// One of the server's public numbers, which travel in the clear: past the buffer, because what follows them does not.
+// One of the server's public numbers, which are sent in the clear: not through the buffer, because what
+// follows is encrypted.
 static bool receive_number(platform::Socket sock, uint8_t (&number)[32]) noexcept {
     for (size_t filled = 0; filled < sizeof number;) {
         const ptrdiff_t received = platform::receive_some(sock, number + filled, sizeof number - filled);
@@ -66,8 +67,8 @@ static bool receive_number(platform::Socket sock, uint8_t (&number)[32]) noexcep
     return true;
 }
 
-// The session key and the login text travel in one run of blocks, encrypted with the server's public numbers; from the
-// answer's first byte on everything is encrypted with the keystream of that key.
+// The session key and the login text are sent in one run of blocks, encrypted with the server's public key;
+// from the first byte of the answer everything is encrypted with the keystream of that session key.
 static bool login_encrypted(Conn& conn, Owned<char>& reason) noexcept {
     uint8_t area[login_area_size] = {};
     uint8_t key[session_key_size];
@@ -88,7 +89,7 @@ static bool login_encrypted(Conn& conn, Owned<char>& reason) noexcept {
     rsa_encrypt_blocks(srv_exponent, srv_modulus, area, session_key_size + length + 1);
     platform::send_some(sock, area, login_bytes_to_send(length));
     if (!encrypt_channel(conn.channel, key)) return refuse(conn, message::login_refused);
-    // An answer that cannot be read is a refusal.
+    // An unreadable answer counts as a refusal.
     MessageType answer = MessageType::none;
     read_type(conn.channel, answer);
     return judge_answer(conn, answer, reason);

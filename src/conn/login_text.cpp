@@ -8,7 +8,7 @@ namespace tarn {
 
 namespace {
 
-// A text in a fixed area; a piece that does not fit marks it as overflown.
+// A text in a fixed area; a piece that does not fit marks it as overflowed.
 class ClauseText {
   public:
     ClauseText(char* area, size_t limit) noexcept : area_(area), limit_(limit) { *area_ = 0; }
@@ -43,8 +43,9 @@ class ClauseText {
 
 } // namespace
 
-// The two channels' texts differ, and servers know both forms: the encrypted one has its character set and isolation clauses
-// even when they are empty, drops a lock time-out below 0, and writes the large-object clause without blanks.
+// The texts of the two channels differ, and servers expect both forms: the encrypted one has its character
+// set and isolation clauses even when empty, omits a lock time-out below 0, and writes the large-object
+// clause without blanks.
 bool build_login_text(const Conn& conn, char* area, size_t limit) noexcept {
     const Settings& settings = conn.settings;
     const bool encrypted = settings.use_ssl != 0;

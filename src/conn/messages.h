@@ -1,5 +1,5 @@
-// The catalogue of the library's own texts. Spelling and blanks, the doubled and trailing ones too, are what
-// applications match on: they never change.
+// The catalogue of the library's texts. Applications match on their spelling and blanks, even doubled and
+// trailing ones: they never change.
 #pragma once
 
 namespace tarn::message {
@@ -55,7 +55,7 @@ inline constexpr char values_unbound[] =
     "or bindparams-bypos  \n";
 inline constexpr char statement_failed[] = "sql:%s errinfo: %s \n";
 
-// Error texts of what the library adds to the protocol's own interface, and the words that fill them.
+// Error texts of the calls of tarnsql_ext.h, and the words that fill them.
 inline constexpr char call_cancelled[] = "[EX001]the call was cancelled";
 inline constexpr char cannot_connect[] = "[EX002]cannot connect to %s port %d: %s";
 inline constexpr char no_connection_in_time[] = "no connection within %d ms";
@@ -93,7 +93,7 @@ inline constexpr char fetch_ref_cursor[] = "FETCH %d  FROM %s ";
 inline constexpr char close_cursor[] = "CLOSE %s ";
 inline constexpr char show_version[] = "show version";
 
-// Lines for the standard output, with the text or step that they are about.
+// Lines for standard output, with the text or step that they report.
 inline constexpr char print_server_error[] = "Server Error %s \n";
 inline constexpr char print_server_warning[] = "Server Warning %s \n";
 inline constexpr char print_server_message[] = "Server Message %s \n";

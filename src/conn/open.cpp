@@ -1,4 +1,4 @@
-// Opening connections, reconnecting, and the record's life: it ends with its last holder.
+// Opening connections, reconnecting, and the lifetime of the record, which ends with its last holder.
 #include <atomic>
 #include <cstring>
 
@@ -49,12 +49,13 @@ static int32_t fail(Conn& conn, const char* error, int32_t status) noexcept {
 static int32_t open_connection(Conn& conn) noexcept {
     if (!provide_lock(conn) || !connect_server(conn))
         return fail(conn, message::connect_failed, TRN_ERR_CONNECT);
-    Owned<char> reason; // dropped: the texts of this call are fixed
+    Owned<char> reason; // unused: the texts of this call are fixed
     return login(conn, reason) ? TRN_OPENED : fail(conn, message::login_failed, TRN_ERR_LOGIN);
 }
 
-// The record in which a search goes on, or a fresh one, which the application's variable then holds. An earlier record is
-// released on request only: the application may know it under another variable. Null when memory is short.
+// The record in which a search continues, or a fresh one, stored in the application's variable. An earlier
+// record is released on request only: the application may hold it in another variable. Null when memory is
+// short.
 static IpsAttrs* begin_search(const IpsAttrs& addresses, int32_t number, void** state) noexcept {
     if (number > 1 && *state) {
         IpsAttrs* list = static_cast<IpsAttrs*>(*state);
@@ -70,7 +71,7 @@ static IpsAttrs* begin_search(const IpsAttrs& addresses, int32_t number, void** 
     return list;
 }
 
-// All clients of a server group spread over it this way: grow by 3, modulo the addresses left.
+// Adding 3, modulo the addresses left, spreads the clients over a server group.
 bool connect_one(Conn& conn, IpsAttrs& list, int64_t number) noexcept {
     for (;;) {
         copy_to_field(conn.settings.server, sizeof conn.settings.server, list.addresses[list.current]);
@@ -149,7 +150,7 @@ int32_t TRN_ReconnectConn(TRN_HANDLE* handle) {
     return login(*conn, reason) ? TRN_RECONNECTED : fail(*conn, message::relogin_failed, TRN_ERR_LOGIN);
 }
 
-// One function under four names: takes any arguments and has no effect.
+// One function under four names, which ignores its arguments and does nothing.
 int32_t GetConnStr(...) {
     return 0;
 }

@@ -85,7 +85,7 @@ void rsa_encrypt_blocks(const uint8_t exponent[rsa_block_size], const uint8_t mo
     Digit plain[rsa_digits];
     Digit encrypted[rsa_digits];
     const WipeOnExit wiped_plain(plain);
-    const WipeOnExit wiped_encrypted(encrypted); // passes through powers of the plain block
+    const WipeOnExit wiped_encrypted(encrypted); // holds powers of the plain block on the way
     to_digits(e, exponent);
     to_digits(m, modulus);
     const size_t rest = length % rsa_block_size;

@@ -102,12 +102,12 @@ struct FiveWords {
 
 } // namespace
 
-// One step of the register: from its 17 words at reg follows the word behind them.
+// One step of the register: computes the word that follows the 17 words at reg.
 static void step(uint32_t* reg) noexcept {
     reg[register_words] = reg[15] ^ reg[4] ^ reg[0] << 8 ^ turing_multab[byte_of(reg[0], 0)];
 }
 
-// Instead of moving words down, the register moves up a strip that is long enough for a whole block.
+// Instead of shifting words down, the register slides along a strip long enough for a whole block.
 int32_t turing_generate(TuringState& state, uint8_t* out) noexcept {
     uint32_t strip[register_words + rounds * steps_per_round];
     const WipeOnExit wiped(strip);

@@ -51,7 +51,7 @@ static const char* fault_of_text(const Key& key, std::string_view value) noexcep
     return nullptr;
 }
 
-// Null for a value that does what it says.
+// What is wrong with a value; null if nothing is.
 static const char* fault_of_value(const Key& key, std::string_view value) noexcept {
     switch (key.setting) {
     case Setting::text: return fault_of_text(key, value);
@@ -111,7 +111,7 @@ static Verdict check(const char* text) noexcept {
 }
 
 StringFault check_conn_string(const char* text, Owned<char>& words) noexcept {
-    constexpr size_t longest_name = 60; // a value never shows: it may be a password
+    constexpr size_t longest_name = 60; // a value is never shown: it may be a password
     const Verdict verdict = check(text);
     if (verdict.fault == StringFault::none) return verdict.fault;
     const int shown = static_cast<int>(std::min(verdict.what.size(), longest_name));

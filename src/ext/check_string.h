@@ -1,4 +1,4 @@
-// What a connection string must not hold where mistakes are reported instead of ignored.
+// Checks a connection string, where mistakes are reported instead of ignored.
 #pragma once
 
 #include "base/memory.h"
@@ -11,7 +11,8 @@ enum class StringFault {
     refused
 };
 
-// The first fault of a connection string, in words: refused ones before unknown keys. A memory shortage leaves no words.
+// A text for the first mistake in a connection string; refused ones come before unknown keys. No text when
+// memory is short.
 StringFault check_conn_string(const char* text, Owned<char>& words) noexcept;
 
 } // namespace tarn

@@ -15,8 +15,8 @@
 
 namespace tarn {
 
-// Records of later versions are longer: what follows the fields known here must be 0. False when the record asks for something
-// that this version cannot do.
+// Records of later versions are longer: bytes after the fields known here must be 0. False when the record
+// asks for something that this version cannot do.
 static bool take_options(const TRNX_OPTIONS* given, TRNX_OPTIONS& options) noexcept {
     options = {};
     if (!given) return true;
@@ -110,7 +110,7 @@ int32_t TRNX_SetReceiveTimeout(TRN_HANDLE* handle, int32_t timeout_ms) {
 
 int32_t TRNX_Cancel(TRN_HANDLE* handle) {
     if (!handle) return TRN_ERR_ARGUMENT;
-    const Canceller canceller; // before the first look at the variable, which a close clears
+    const Canceller canceller; // before the first read of the variable, which a close clears
     const TRN_HANDLE record = std::atomic_ref(*handle).load();
     Conn* conn = unlocked_conn_of(&record);
     if (!conn) return TRN_ERR_ARGUMENT;

@@ -13,7 +13,8 @@
 
 namespace tarn {
 
-// A descriptor is a name of 13 characters, the marker included, one character between, and the length in decimal.
+// A descriptor is a name of 13 characters, including the marker, then one character, then the length in
+// decimal.
 static constexpr int name_length = 13;
 static constexpr size_t length_position = 14;
 
@@ -74,7 +75,7 @@ static int32_t receive_content(Conn& conn, Lob& lob) noexcept {
         return TRN_OK;
     }
     const int32_t status = receive_pieces(conn.channel, lob);
-    // What the server sends behind the last piece is left to the next request: an end of reply, if anything.
+    // What follows the last piece is left to the next request: an end of reply, or nothing.
     if (status == TRN_OK) leave_reply_before_end(conn);
     return status;
 }

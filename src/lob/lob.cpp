@@ -17,7 +17,7 @@ static bool add_chunk(Lob& lob) noexcept {
     if (!chunk) return false;
     chunk->data = static_cast<uint8_t*>(allocate_raw(lob_chunk_size));
     if (!chunk->data) return false;
-    // A second chunk means a large object: the chunks will be filled.
+    // With a second chunk the object is large: prefault, since chunks will be filled.
     if (lob.head_chunk) platform::prefault_pages(chunk->data, lob_chunk_size);
     ++lob.chunk_count;
     (lob.tail_chunk ? lob.tail_chunk->next : lob.head_chunk) = chunk.get();
@@ -81,7 +81,7 @@ void drop_reference(Lob* lob) noexcept {
     release(lob);
 }
 
-// Copies from the read position on; the caller has checked that there are this many bytes.
+// Copies from the read position; the caller has checked that there are this many bytes.
 static void copy_content(const Lob& lob, uint8_t* to, size_t size) noexcept {
     if (size == 0) return;
     const LobChunk* chunk = lob.head_chunk;
@@ -156,7 +156,7 @@ int32_t TRN_Distroy_Lob(TRN_HANDLE* handle) {
     if (!handle || !*handle) return TRN_OK;
     Lob* lob = lob_of(handle);
     if (!lob) return TRN_ERR_ARGUMENT;
-    // For parameters that still hold it: it is empty now.
+    // Parameters may still hold it; it is empty now.
     reset_lob(*lob);
     lob->state = LobState::empty;
     drop_reference(lob);

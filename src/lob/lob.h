@@ -1,4 +1,5 @@
-// The large-object record: content in a chain of chunks of 1 MiB, all full but the last, so that appending never moves bytes.
+// The large-object record: content in a chain of chunks of 1 MiB, all full but the last, so that appending
+// never moves bytes.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +19,7 @@ struct LobChunk {
 enum class LobState : int32_t {
     empty,
     growing,  // written to; more may follow
-    complete, // closed by the application, or filled from a result: only a complete one is sent with a request
+    complete, // closed by the application, or filled from a result; only these are sent
 };
 
 struct Lob {
@@ -30,7 +31,7 @@ struct Lob {
     int64_t read_pos; // 0..total_len
     LobChunk* tail_chunk;
     LobChunk* head_chunk;
-    char* descriptor; // owned; the server's descriptor when the content came by one
+    char* descriptor; // owned; the server's descriptor, if the content was fetched by one
 };
 
 // The large object behind a handle variable; null when there is none or it is of another kind.
@@ -38,8 +39,8 @@ inline Lob* lob_of(const TRN_HANDLE* handle) noexcept {
     return kind_of(handle) == TRN_KIND_LOB ? static_cast<Lob*>(*handle) : nullptr;
 }
 
-// Where the next bytes of the content go: room bytes from the returned address, at least one, making a chunk when the
-// last is full. Null when memory is short. The caller fills some of them and adds their number to total_len.
+// Where to append: room bytes (at least one) at the returned address, in a new chunk when the last is full.
+// Null when memory is short. The caller fills some of them and adds their number to total_len.
 uint8_t* lob_tail(Lob& lob, size_t& room) noexcept;
 
 // Appends bytes. False when memory is short: what was appended so far stays.
@@ -48,10 +49,10 @@ bool append_to_lob(Lob& lob, const uint8_t* bytes, size_t size) noexcept;
 // Replaces the content. False when memory is short: the object is not complete then, and is not sent.
 bool fill_lob(Lob& lob, const uint8_t* bytes, size_t size) noexcept;
 
-// Releases the content, the descriptor and the error text; the state stays as it is.
+// Releases the content, the descriptor and the error text; the state does not change.
 void reset_lob(Lob& lob) noexcept;
 
-// One more holder of the record, and one less; null is accepted.
+// Adds and removes a holder of the record; null is accepted.
 Lob* retain(Lob* lob) noexcept;
 void drop_reference(Lob* lob) noexcept;
 

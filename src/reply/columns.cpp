@@ -7,7 +7,7 @@
 
 namespace tarn {
 
-// The wire name is "table.name%label": the label begins behind the first "%", the name behind the first "." before it.
+// The wire name is "table.name%label": the label follows the first "%", the name the first "." before it.
 static void cut_name(ColumnDesc& column, char* wire_name) noexcept {
     column.name = wire_name;
     if (char* percent = std::strchr(wire_name, '%')) {

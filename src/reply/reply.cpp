@@ -40,8 +40,8 @@ bool next_message(Reply& reply) noexcept {
     return read;
 }
 
-// An output value ends the reading of results, as every message does that does not belong to them: what came is handed out, the
-// rest stays unread, message by message.
+// An output value ends the reading of results, like every message that does not belong to them: the results
+// so far are returned, the other messages stay unread.
 static bool opens_message(MessageType type) noexcept {
     switch (type) {
     case MessageType::query:
@@ -108,7 +108,8 @@ bool next_of_statement(Reply& reply) noexcept {
     return false;
 }
 
-// The byte behind an item is the next message's type if it can be one. Otherwise it is a separator, and the type is behind it.
+// The byte after an item is the next message's type if it can be one. Otherwise it is a separator, and the
+// type follows it.
 static bool skip_separator(Reply& reply) noexcept {
     const bool first = !reply.begun;
     if (!next_message(reply)) return false;
@@ -129,7 +130,7 @@ int32_t take_verdict(Conn& conn) noexcept {
     if (type == MessageType::end_of_reply) return TRN_OK;
     const int32_t status = keep_server_text(conn);
     if (status != TRN_OK) return status;
-    if (read_type(conn.channel, type)) leave_reply(conn, type); // the end, as a rule
+    if (read_type(conn.channel, type)) leave_reply(conn, type); // usually the end
     return TRN_ERR_SERVER;
 }
 

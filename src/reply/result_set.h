@@ -1,4 +1,5 @@
-// One result item of a reply: its columns, its rows as they came, the row being read. Items of one reply form a chain.
+// One result item of a reply: its columns, its rows in wire form, the current row. Items of one reply form a
+// chain.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +12,7 @@
 namespace tarn {
 
 struct ColumnDesc {
-    char* table; // null: the name carries none
+    char* table; // null: not part of the name
     char* name;  // table and name are cut out of one owned block, which begins at the first of them
     char* label; // null: none; in the same block
     int32_t api_type;
@@ -19,7 +20,7 @@ struct ColumnDesc {
     int32_t flags;    // as sent
 };
 
-// What receiving and reading need of a column for every value, kept small and apart.
+// The part of a column that receiving and reading need for every value, kept small and separate.
 struct Column {
     const uint8_t* value; // in the current row, its length field first; see ResultSet::last_located
     int32_t wire_type;
@@ -31,11 +32,11 @@ struct ResultSet {
     int32_t kind; // TRN_ITEM_*
     int32_t column_count;
     ColumnDesc* descriptions;
-    Column* columns; // of the same columns, and one more, whose value is the row's end
+    Column* columns; // of the same columns, and one more for the end of the row
     int64_t row_count;
     RowStore rows;
-    RowCursor upcoming;     // the rows that were not read yet
-    Column* last_located;   // up to here columns have their value; null: there is no current row
+    RowCursor upcoming;     // the rows not read yet
+    Column* last_located;   // columns up to this one have their value; null: no current row
     int32_t affected;       // rows of an update or delete
     Conn* conn;             // the connection that received it; a reference
     ResultSet* next;        // the next item of the same reply
@@ -46,17 +47,17 @@ struct ResultSet {
 // A zeroed item; null when memory is short.
 ResultSet* create_result(Conn& conn, int32_t kind) noexcept;
 
-// Releases one item with everything it holds, not the rest of its chain; null is accepted.
+// Releases one item, not the rest of its chain; null is accepted.
 void release_result(ResultSet* result) noexcept;
 
-// Releases the column descriptions, or the rows, and leaves the item without them.
+// Releases the column descriptions, or the rows, of an item.
 void drop_columns(ResultSet& result) noexcept;
 void drop_rows(ResultSet& result) noexcept;
 
 // Releases an item and all that follow it; null is accepted.
 void release_chain(ResultSet* head) noexcept;
 
-// Hands a chain, which may be null, to the application's variable, or releases it when there is no variable.
+// Stores a chain, which may be null, in the application's variable, or releases it when there is no variable.
 void hand_out(ResultSet* head, TRN_HANDLE* out) noexcept;
 
 struct ResultReleaser {
@@ -78,10 +79,10 @@ inline const ColumnDesc* column_of(const ResultSet& result, int32_t column) noex
     return has_column(result, column) ? &result.descriptions[column - 1] : nullptr;
 }
 
-// Makes the next row the current one. False behind the last, when there is no current row any more.
+// Makes the next row the current one. False after the last, when there is no longer a current row.
 inline bool go_to_next_row(ResultSet& result) noexcept {
-    // Forward only: what has been read is released block by block, so that an application that copies a large result does not hold
-    // it twice.
+    // Rows are read forward only, and released block by block once read, so that an application that copies a
+    // large result does not hold it twice.
     if (result.upcoming.next == result.upcoming.end) [[unlikely]]
         release_rows_before(result.rows, result.upcoming.block);
     const uint8_t* row = next_row(result.upcoming);

@@ -9,7 +9,7 @@ namespace tarn {
 
 namespace {
 
-// A chain under construction; whatever is not handed out is released.
+// A chain under construction; it is released unless handed out.
 class Chain {
   public:
     ~Chain() { release_chain(head_); }
@@ -84,7 +84,7 @@ int32_t receive_results(Conn& conn, ResultSet*& head, ServerText* worst_text) no
     return reply.status;
 }
 
-// The whole rowset is one batch. A second one in the same reply takes the place of the first.
+// The whole rowset is one batch. A second one in the same reply replaces the first.
 static void receive_fetched_rows(Reply& reply, OwnedResult& rowset) noexcept {
     if (!rowset) rowset.reset(create_result(reply.conn, TRN_ITEM_QUERY));
     if (!rowset) return end_out_of_memory(reply);
@@ -97,7 +97,7 @@ int32_t receive_rowset(Conn& conn, OwnedResult& rowset) noexcept {
     while (next_item(reply)) {
         switch (reply.type) {
         case MessageType::query: receive_fetched_rows(reply, rowset); break;
-        default: end_before(reply, reply.status); // a cursor gives rows and nothing else
+        default: end_before(reply, reply.status); // a cursor returns rows and nothing else
         }
     }
     if (rowset && !hands_out(reply)) {

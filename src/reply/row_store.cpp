@@ -9,8 +9,8 @@
 
 namespace tarn {
 
-// The first block has the size of what has arrived when it is made, so that a small result takes little memory; each later one
-// doubles up to this.
+// The first block has the size of what has arrived so far, so that a small result takes little memory; each
+// later one is doubled, up to this.
 static constexpr size_t largest_block = 1024 * 1024;
 
 // Pages are prefaulted in steps of this size, which are still in the cache when the rows are copied there.
@@ -47,7 +47,7 @@ static void prepare(RowStore& store, const RowBlock& block, size_t size) noexcep
     store.prepared += step;
 }
 
-// The place of the next size bytes, for which there is room.
+// The next size bytes of the block, which has room for them.
 static uint8_t* append(RowStore& store, size_t size) noexcept {
     RowBlock& block = **store.last;
     prepare(store, block, size);
@@ -57,7 +57,7 @@ static uint8_t* append(RowStore& store, size_t size) noexcept {
     return place;
 }
 
-// How many bytes of whole rows begin a run of short ones, room at most.
+// How many bytes of a run of short rows are whole rows, at most room.
 static size_t whole_rows(const uint8_t* rows, size_t room) noexcept {
     size_t size = 0;
     while (size < room && size + rows[size] <= room)
@@ -77,7 +77,7 @@ bool store_short_rows(RowStore& store, const uint8_t* rows, size_t size) noexcep
     return true;
 }
 
-// Writes the head of a row of size bytes, head included, and returns where its columns go.
+// Writes the head of a row of size bytes, including the head, and returns where its columns go.
 static uint8_t* put_long_head(uint8_t* row, uint32_t size) noexcept {
     *row = long_row_mark;
     store(row + 1, size);
@@ -85,7 +85,7 @@ static uint8_t* put_long_head(uint8_t* row, uint32_t size) noexcept {
     return row + long_row_head;
 }
 
-// Notes the place of this row in the one stored rows_ahead before it.
+// Records the address of this row in the one stored rows_ahead before it.
 static void link_long_row(RowStore& store, uint8_t* row) noexcept {
     uint8_t*& earlier = store.recent[store.long_rows++ % rows_ahead];
     if (earlier) tarn::store(earlier + 5, static_cast<uint32_t>(row - earlier));

@@ -1,12 +1,13 @@
-// The rows of one result as they came: whole rows back to back in blocks of memory.
+// The rows of one result in wire form: whole rows back to back in blocks of memory.
 //
-// A stored row is its columns as they travelled, behind a head that tells where the next row begins. The head of a short row is
-// one byte, the size of head and columns, in the place of the message type; that of a longer row is the byte 255, the same size in
-// 32 bits, in host order, and in 32 more the distance to the row rows_ahead further on in its block, 0 if there is none. A row
-// that is larger than the receive buffer has a block to itself and 0 for its size.
+// A stored row is a head, from which the start of the next row follows, and its columns in wire form. The
+// head of a short row is one byte, the size of head and columns, in place of the message type. The head of a
+// longer row is the byte 255, the same size in 32 bits, in host order, and in 32 more bits the distance to
+// the row rows_ahead further on in its block, 0 if there is none. A row larger than the receive buffer has
+// its own block and the size 0.
 //
-// Short rows are so close together that the processor has fetched them already. Where few columns of long rows are read, each head
-// would be a cache miss if it were not prefetched some rows ahead.
+// Short rows are so close together that the hardware prefetches them. When only few columns of long rows are
+// read, each head would be a cache miss if it were not prefetched some rows ahead.
 #pragma once
 
 #include <cstddef>
@@ -34,26 +35,26 @@ struct RowBlock {
 // All zero: no rows.
 struct RowStore {
     RowBlock* first;
-    RowBlock** last;             // the link to the block that is being filled; null without one
+    RowBlock** last;             // the link to the block being filled; null: none
     size_t room;                 // left in it
     size_t last_capacity;        // of it
-    size_t prepared;             // bytes from its start whose pages are there
+    size_t prepared;             // bytes from its start that are prefaulted
     uint8_t* recent[rows_ahead]; // the last long rows in it
     size_t long_rows;
 };
 
-// Stores whole short rows that have their heads already. False when memory is short.
+// Stores whole short rows that already have their heads. False when memory is short.
 bool store_short_rows(RowStore& store, const uint8_t* rows, size_t size) noexcept;
 
 // Stores the columns of one row that is no larger than the receive buffer. False when memory is short.
 bool store_row(RowStore& store, const uint8_t* columns, size_t size) noexcept;
 
-// Returns the unused memory of the last block; for when no more rows come.
+// Returns the unused memory of the last block, when no more rows will come.
 void trim_rows(RowStore& store) noexcept;
 
 void release_rows(RowStore& store) noexcept;
 
-// Releases the blocks in front of one, or all when it is null. No rows can be stored afterwards.
+// Releases the blocks before one, or all when it is null. No rows can be stored afterwards.
 void release_rows_before(RowStore& store, const RowBlock* kept) noexcept;
 
 struct BlockReleaser {
@@ -63,14 +64,15 @@ struct BlockReleaser {
 // A row that is larger than the receive buffer, growing as its bytes arrive.
 class LargeRow {
   public:
-    // Begins with the columns that have arrived so far. False when memory is short.
+    // Starts with the columns that have arrived so far. False when memory is short.
     bool begin(const uint8_t* columns, size_t size) noexcept;
 
     size_t size() const noexcept { return block_->size - long_row_head; }
     const uint8_t* columns() const noexcept { return block_->rows() + long_row_head; }
 
-    // Room for the next bytes, of which wanted are still to come: room says how many fit, at least one and at most wanted. Memory
-    // grows in proportion to what has arrived, whatever is wanted. Null when memory is short.
+    // Space for the next bytes, of which wanted are still to come: room is set to how many fit, at least one
+    // and at most wanted. Memory grows in proportion to what has arrived, not to wanted. Null when memory is
+    // short.
     uint8_t* extend(size_t wanted, size_t& room) noexcept;
     void filled(size_t size) noexcept { block_->size += size; }
 
@@ -92,7 +94,7 @@ struct RowCursor {
 
 RowCursor first_row(const RowStore& store) noexcept;
 
-// The columns of the next row; null behind the last.
+// The columns of the next row; null after the last.
 inline const uint8_t* next_row(RowCursor& cursor) noexcept {
     if (cursor.next == cursor.end) {
         if (!cursor.block) return nullptr;

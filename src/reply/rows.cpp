@@ -1,5 +1,5 @@
-// Receiving rows, the heart of the library: a walk over the lengths in the receive buffer finds where rows end, and whole runs of
-// rows are copied into the result. No value is looked at.
+// Receiving rows, the hot path of the library: a walk over the lengths in the receive buffer finds where rows
+// end, and whole runs of rows are copied into the result. Values are not decoded.
 #include "reply/rows.h"
 
 #include <algorithm>
@@ -23,12 +23,12 @@ enum class RowOutcome {
     limit,
 };
 
-// A walk over the columns of a row in bytes that may not have arrived to its end: it goes on where it stopped.
+// A walk over the columns of a row that may not have arrived completely: it can be resumed.
 struct RowWalk {
     const Column* column; // the next one
     size_t offset;        // of the next column, or of the row's end
 
-    // True when the row has arrived to its end.
+    // True when the row has arrived completely.
     bool go_on(const Column* end, const uint8_t* bytes, size_t arrived) noexcept {
         const ptrdiff_t last_length = static_cast<ptrdiff_t>(arrived) - static_cast<ptrdiff_t>(length_size);
         for (; column != end; ++column) {
@@ -48,10 +48,10 @@ static bool store_run(ResultSet& result, const uint8_t* first, const uint8_t* en
     return first == end || store_short_rows(result.rows, first, static_cast<size_t>(end - first));
 }
 
-// Stores the rows that are complete in the receive buffer, up to limit. The head of a short row takes the place of its message
-// type; runs of short rows are copied in one piece.
+// Stores the rows that are complete in the receive buffer, up to limit. The head of a short row replaces its
+// message type; runs of short rows are copied in one piece.
 static int32_t store_rows_at_hand(Channel& channel, ResultSet& result, int64_t limit, bool& stored) noexcept {
-    constexpr size_t longest_run = 4096; // still in the first cache when it is copied
+    constexpr size_t longest_run = 4096; // still in the L1 cache when it is copied
     uint8_t* const bytes = unread(channel);
     const size_t arrived = unread_size(channel);
     const Column *const columns = result.columns, *const columns_end = columns + result.column_count;
@@ -79,8 +79,8 @@ static int32_t store_rows_at_hand(Channel& channel, ResultSet& result, int64_t l
     return count;
 }
 
-// Joins a text that arrived between rows to the earlier ones. The joined text is cut to twice the new text's length: the
-// earlier text comes first, and what room is left takes the beginning of the new one.
+// Appends a text that arrived between rows to the earlier ones. The result is cut to twice the length of the
+// new text: first the earlier text, then as much of the new one as fits.
 static bool join_text(ResultSet& result, Owned<char> text) noexcept {
     const size_t added = std::strlen(text.get());
     if (added == 0) return true;
@@ -107,14 +107,14 @@ static RowOutcome read_text_between_rows(Channel& channel, ResultSet& result) no
                                                                   : RowOutcome::out_of_memory;
 }
 
-// Nothing asks for the identifier of a row.
+// The row identifier is not used.
 static RowOutcome skip_identifier(Channel& channel) noexcept {
     int32_t length;
     if (!read_i32(channel, length)) return RowOutcome::network_failure;
     if (length >= 0)
         return skip_bytes(channel, static_cast<size_t>(length)) ? RowOutcome::row
                                                                 : RowOutcome::network_failure;
-    close_channel(channel); // the row behind it cannot be found
+    close_channel(channel); // the row after it cannot be found
     return RowOutcome::network_failure;
 }
 
@@ -193,7 +193,7 @@ static int32_t status_of(RowOutcome outcome) noexcept {
     }
 }
 
-// Complete rows are taken together; what ends their run, and a row that has not arrived completely, is read by itself.
+// Complete rows are stored together; whatever ends their run, and an incomplete row, is read individually.
 static RowBatch read_batch(Channel& channel, ResultSet& result, int32_t limit) noexcept {
     RowBatch batch{};
     for (int32_t count; batch.stored < limit; batch.stored += count, result.row_count += count) {
@@ -216,7 +216,7 @@ RowBatch read_rows(Channel& channel, ResultSet& result, int32_t limit) noexcept 
         say(*result.conn, "%s\n", message::result_too_large);
         set_error_message(result.head, message::result_too_large);
     }
-    // The rest of the row, or the rows beyond the limit, cannot be told from the messages that follow.
+    // The rest of the row, or the rows beyond the limit, cannot be told apart from the messages that follow.
     if (batch.status == TRN_ERR_MEMORY || batch.status == TRN_ERR_SERVER) close_channel(channel);
     return batch;
 }

@@ -1,4 +1,5 @@
-// The one table of data types: for every wire code, how wide its values are in a row and what it is reported as.
+// The only table of data types: for every wire code, the width of its values in a row and the API code it is
+// reported as.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +10,7 @@ namespace tarn {
 
 struct WireType {
     int32_t code;     // TRN_WIRE_*
-    uint32_t width;   // of its values; 0: as long as their length says
+    uint32_t width;   // of its values; 0: variable, see their length
     int32_t api_code; // TRN_TYPE_*
 };
 
@@ -48,11 +49,11 @@ inline constexpr WireType wire_types[] = {
     {TRN_WIRE_BLOB, 0, TRN_TYPE_BLOB},
 };
 
-// A code without a name of its own: it is converted as OPAQUE is.
+// A code without a name, converted like OPAQUE.
 inline constexpr int32_t wire_opaque_too = 45;
 
-// The type of a wire code; one that is not in the table has values of any length and is reported as text, so that it never stops
-// a row.
+// The type of a wire code. One that is not in the table has variable length and is reported as text, so that
+// an unknown code never breaks a row.
 constexpr WireType wire_type(int32_t code) noexcept {
     for (const WireType& type : wire_types)
         if (type.code == code) return type;

@@ -32,7 +32,7 @@ bool skip_counted(Conn& conn) noexcept {
     return read_count(conn, count) && skip_bytes(conn.channel, count);
 }
 
-// Rows are read as usual, because their widths follow the columns, and dropped batch by batch.
+// Rows must be parsed, because their widths depend on the columns; they are dropped batch by batch.
 bool skip_rows(Channel& channel, ResultSet& layout) noexcept {
     constexpr int32_t batch_size = 200;
     for (;;) {
@@ -78,7 +78,7 @@ static bool skip_messages(Conn& conn) noexcept {
     return true;
 }
 
-// Looks for the end of reply; a byte that is none begins the next reply.
+// Reads an end of reply; any other byte begins the next reply.
 static bool skip_end(Conn& conn) noexcept {
     MessageType type;
     if (!read_type(conn.channel, type)) return false;
@@ -103,7 +103,7 @@ bool begin_reply(Conn& conn, MessageType& type) noexcept {
 }
 
 bool finish_last_reply(Conn& conn, size_t request_size) noexcept {
-    constexpr size_t surely_taken = 8192; // what any socket takes while nobody reads
+    constexpr size_t surely_taken = 8192; // what any socket buffers without a reader
     return request_size <= surely_taken || conn.unread_reply != UnreadReply::messages || skip_unread(conn);
 }
 

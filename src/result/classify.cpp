@@ -8,13 +8,13 @@ namespace tarn {
 
 static constexpr size_t word_length = 6;
 
-// Only blanks and line ends are skipped; tabs, comments and parentheses are looked at as the beginning of the word.
+// Only blanks and line ends are skipped; tabs, comments and parentheses count as the beginning of the word.
 static std::string_view first_word(std::string_view text) noexcept {
     const size_t start = text.find_first_not_of(" \r\n");
     return start == std::string_view::npos ? std::string_view() : text.substr(start, word_length);
 }
 
-// A semicolon anywhere, followed by at least five more bytes, makes several statements of the text.
+// A semicolon anywhere, followed by at least five more bytes, means several statements.
 static bool carries_further_statements(std::string_view text) noexcept {
     const size_t semicolon = text.find(';');
     return semicolon != std::string_view::npos && text.size() - semicolon >= word_length;
@@ -25,7 +25,7 @@ struct Keyword {
     int32_t code;
 };
 
-// Keywords of five letters end in their blank: MERGE or ALTER before a line break or a tab is not recognised.
+// Five-letter keywords include their blank: MERGE or ALTER before a line break or a tab is not recognised.
 static constexpr Keyword keywords[] = {
     {"INSERT", TRN_SQL_INSERT}, {"MERGE ", TRN_SQL_INSERT},  {"REPLAC", TRN_SQL_INSERT},
     {"UPDATE", TRN_SQL_UPDATE}, {"DELETE", TRN_SQL_DELETE},  {"CREATE", TRN_SQL_CREATE},

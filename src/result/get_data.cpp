@@ -1,7 +1,8 @@
 // TRN_GetData: one value of the current row, converted to the application's type.
 //
-// Each target has one conversion, found in a table. Most values are read as their own type: a load, a change of byte order and a
-// store. Other sources of a target are in a function of their own, so that only they pay for its stack frame.
+// Each target has one conversion, found in a table. Most values are read as their own type: a load, a change
+// of byte order and a store. Other sources of a target are in a function of their own, so that only they pay
+// for its stack frame.
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -13,8 +14,8 @@
 
 namespace tarn {
 
-// Writes the value into the application's buffer. Its size counts for texts and byte runs only; one of 0 or less asks how long
-// they are. length, which may be null, receives the value's length.
+// Writes the value into the application's buffer, whose size matters for texts and byte runs only; 0 or less
+// asks for their length. length, which may be null, receives the value's length.
 using Conversion = int32_t (*)(StoredValue from, const ResultSet& result, void* to, int32_t room,
                                int32_t* length) noexcept;
 
@@ -56,7 +57,7 @@ static bool is_integer(StoredValue from, int32_t narrowest, int32_t widest) noex
     return from.wire_type() >= narrowest && from.wire_type() <= widest;
 }
 
-// A value read as its own type; any other takes the target's own way.
+// A value read as its own type; others go through the target's conversion.
 template <class T, int32_t own_type, Conversion otherwise>
 static int32_t to_fixed(StoredValue from, const ResultSet& result, void* to, int32_t room,
                         int32_t* length) noexcept {
@@ -71,7 +72,7 @@ static int32_t from_integer(StoredValue from, const ResultSet&, void* to, int32_
     return deliver(to, length, static_cast<T>(integer_of(from)));
 }
 
-// NUMERIC passes through 32 bits even for the 64-bit target: a longer number is not preserved, as it never was.
+// NUMERIC goes through 32 bits even for the 64-bit target: larger numbers are not preserved, and never were.
 template <class T, int32_t widest>
 [[gnu::noinline]] static int32_t from_integer_or_numeric(StoredValue from, const ResultSet& result, void* to,
                                                          int32_t room, int32_t* length) noexcept {
@@ -79,7 +80,7 @@ template <class T, int32_t widest>
     return deliver(to, length, T{nearest_int32(from.value().text())});
 }
 
-// Every source gives its first byte, a number that in host order.
+// Any source: its first byte, for a number in host order.
 static int32_t to_byte(StoredValue from, const ResultSet&, void* to, int32_t, int32_t* length) noexcept {
     const Value value = from.value();
     const size_t width = from.column->width;
@@ -104,7 +105,8 @@ template <class T> static bool floating_of(StoredValue from, T& number) noexcept
     return floating_of(from, number) ? deliver(to, length, number) : refuse(length);
 }
 
-// A source that does not convert is no failure here, unlike everywhere else: nothing is written and the call succeeds.
+// Unlike everywhere else, a source that does not convert is not a failure here: the call succeeds and writes
+// nothing.
 static int32_t to_float(StoredValue from, const ResultSet&, void* to, int32_t, int32_t* length) noexcept {
     float number;
     return floating_of(from, number) ? deliver(to, length, number) : TRN_OK;
@@ -134,22 +136,23 @@ static int32_t from_count(StoredValue from, const ResultSet&, void* to, int32_t,
     return deliver(to, length, integer_of(from));
 }
 
-// Tells whether the value is such an interval; writes nothing.
+// Only checks that the value is such an interval; writes nothing.
 static int32_t check_interval(StoredValue from, const ResultSet&, void*, int32_t, int32_t*) noexcept {
     const bool is_interval = from.wire_type() == TRN_WIRE_INTERVAL_YEAR_TO_MONTH ||
                              from.wire_type() == TRN_WIRE_INTERVAL_DAY_TO_SECOND;
     return is_interval ? TRN_OK : TRN_ERR_CONVERSION;
 }
 
-// How bytes that do not fit are cut. A text made from a value needs room for its terminator; bytes that are a text already
-// may fill the buffer to the last byte, and lose one more when they are cut. These limits differ by one and always have.
+// How to cut bytes that do not fit. A text made from a value needs room for its terminator; bytes that
+// already are a text may fill the buffer to the last byte, and lose one more when cut. These limits differ by
+// one and always have.
 struct Cut {
-    size_t fitting; // both in bytes less than the buffer has: the longest value that fits
+    size_t fitting; // both in bytes less than the buffer size: the longest value that fits
     size_t kept;    // of a longer one
 };
 static constexpr Cut made_text{1, 1}, text_bytes{0, 1}, raw_bytes{0, 0};
 
-// Copies the bytes, cut to what is kept, and clears the rest of the buffer.
+// Copies the bytes, cut if necessary, and clears the rest of the buffer.
 template <Cut cut>
 [[gnu::noinline]] static int32_t deliver_bytes(void* to, int32_t room, int32_t* length, const uint8_t* bytes,
                                                size_t size) noexcept {
@@ -163,12 +166,12 @@ template <Cut cut>
     const size_t copied = fits ? size : capacity - cut.kept;
     std::memcpy(out, bytes, copied);
     std::memset(out + copied, 0, capacity - copied);
-    // Last: the length variable may be part of the buffer, behind the text.
+    // Last, because the length variable may be part of the buffer, after the text.
     report(length, fits ? size : size - copied);
     return fits ? TRN_OK : TRN_TRUNCATED;
 }
 
-// The same; short buffers are common enough to be filled without a call.
+// The same; short buffers are common enough to be filled inline.
 template <Cut cut>
 static int32_t deliver_run(void* to, int32_t room, int32_t* length, const uint8_t* bytes,
                            size_t size) noexcept {
@@ -232,8 +235,8 @@ static int32_t report_filled(int32_t* length, const Lob& lob, int32_t status) no
     return status;
 }
 
-// The destination is the application's handle variable of a large object, whose content is replaced. When the session
-// asked for descriptors, the value's first byte tells whether the data follow or a descriptor does.
+// The destination is the application's handle variable of a large object, whose content is replaced. When the
+// session asked for descriptors, the value's first byte tells whether the data follow or a descriptor does.
 template <uint8_t inline_data, uint8_t descriptor>
 static int32_t to_lob(StoredValue from, const ResultSet& result, void* to, int32_t,
                       int32_t* length) noexcept {
@@ -293,13 +296,13 @@ using namespace tarn;
     return kind_of(handle) == TRN_KIND_RESERVED ? TRN_OK : TRN_ERR_ARGUMENT;
 }
 
-// Locates the column after the last located one, whose value takes size bytes in the row.
+// Locates the column after the last located one, whose value has size bytes in the row.
 static inline void locate_next(ResultSet& result, Column* last, size_t size) noexcept {
     result.last_located = last + 1;
     last[1].value = last->value + size;
 }
 
-// Columns are located from the first on, as far as asked for. This one is not located yet, or there is no current row.
+// Columns are located in order, as far as needed. This one is not located yet, or there is no current row.
 [[gnu::noinline]] static int32_t get_unlocated(ResultSet& result, int32_t number, int32_t target,
                                                void* destination, int32_t destination_length,
                                                int32_t* length) noexcept {
@@ -322,7 +325,7 @@ int32_t TRN_GetData(TRN_HANDLE* handle, int32_t number, int32_t target, void* de
         return get_unlocated(*result, number, target, destination, destination_length, length);
     const uint8_t* field = column->value;
     const int32_t size = value_length(field);
-    // Values are read in the order of their columns, mostly: each locates the next one.
+    // Values are mostly read in column order, so each read locates the next column.
     if (column == result->last_located) locate_next(*result, column, size_in_row(*column, field));
     if (size < 1) return null_value(length);
     const uint32_t index = static_cast<uint32_t>(target);

@@ -1,5 +1,5 @@
-// Column metadata. The calls' statuses for a column out of range differ (-1 and -15); applications tell them apart, so they
-// stay as they are.
+// Column metadata. For a column out of range some calls return -1 and some -15; applications tell them apart,
+// so it must stay that way.
 #include <cstring>
 
 #include "base/text.h"

@@ -34,7 +34,7 @@ int32_t TRN_FreePtr(void** pointer) {
     return TRN_OK;
 }
 
-// The reserved kind is accepted and has no content.
+// The reserved kind is accepted, without content.
 static int32_t refusal(const TRN_HANDLE* handle) noexcept {
     return kind_of(handle) == TRN_KIND_RESERVED ? TRN_OK : TRN_ERR_ARGUMENT;
 }

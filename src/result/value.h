@@ -11,7 +11,7 @@
 
 namespace tarn {
 
-// As it travels.
+// As on the wire.
 struct Value {
     int32_t wire_type;
     uint32_t length;
@@ -67,8 +67,8 @@ enum class TextStyle {
     of_outputs,
 };
 
-// Writes the value's text; leaves the text empty for a type that has none in the style given (CHAR, CLOB, BINARY, BLOB and
-// unknown codes have none in any style).
+// Writes the value's text; the text is empty for a type that has none in this style (CHAR, CLOB, BINARY, BLOB
+// and unknown codes have none in any style).
 void add_value_text(const Value& value, TextStyle style, WorkingText& text) noexcept;
 
 } // namespace tarn

@@ -22,7 +22,7 @@ static void add_time_of_day(int32_t milliseconds, TextStyle style, WorkingText& 
     text.add_padded(time.millisecond, 3);
 }
 
-// The sign stands in the year part only.
+// Only the year part has the sign.
 static void add_year_month(int32_t months, WorkingText& text) noexcept {
     text.add_integer(months / 12);
     text.add('-');
@@ -53,7 +53,8 @@ static void add_hour_second(int64_t seconds, WorkingText& text) noexcept {
     text.add_padded(seconds % 60, 2);
 }
 
-// Zoned values are kept as they travel: a big-endian count, then a big-endian zone in minutes, which is added to the count.
+// Zoned values are stored in wire form: a big-endian count, then a big-endian zone in minutes, which is added
+// to the count.
 static int16_t zone_minutes(const Value& value, size_t offset) noexcept {
     return static_cast<int16_t>(load_wire<uint16_t>(value.bytes + offset));
 }

@@ -32,13 +32,14 @@ void WorkingText::add_number(double value, std::chars_format format, int precisi
         length_ = static_cast<size_t>(end - area_);
         return;
     }
-    // Longer than the working text: the largest double has 309 digits before its point.
+    // Longer than the working text: the largest double has 309 digits before the point.
     char whole[400];
     add({whole, static_cast<size_t>(std::to_chars(whole, whole + sizeof whole, value, format, precision).ptr -
                                     whole)});
 }
 
-// The digits of "%.0f", the sign not counted. Only 1 to 15 matter: any other count may come out as any number beyond.
+// The number of digits of "%.0f", without the sign. Only 1 to 15 matter: for more, any number above 15 will
+// do.
 static int whole_digits(double value) noexcept {
     const double magnitude = std::fabs(value);
     if (!(magnitude < 1e15)) return std::isfinite(value) ? 16 : 3; // "inf" and "nan" have three characters
@@ -56,7 +57,7 @@ void WorkingText::add_double(double value) noexcept {
     add_fixed(value, digits <= 15 ? 16 - digits : 6);
 }
 
-// Real dates and times have fixed widths; those made up by a hostile server may be wider.
+// Real dates and times have fixed widths; those of a hostile server may be wider.
 void WorkingText::add_date(const Date& date) noexcept {
     const unsigned year = static_cast<unsigned>(date.year);
     if (char* to = year < 10000 ? add_room(10) : nullptr) {

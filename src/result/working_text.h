@@ -1,4 +1,5 @@
-// The text of a value on its way to the application: at most 63 characters, the rest is cut. Numbers are written as printf writes them in the "C" locale, without looking at the process's locale.
+// The text of a value for the application: at most 63 characters, the rest is cut. Numbers are formatted as
+// by printf in the "C" locale, whatever the process's locale.
 #pragma once
 
 #include <algorithm>
@@ -54,8 +55,8 @@ class WorkingText {
         add_number(value, std::chars_format::general, digits);
     }
 
-    // About sixteen significant digits, trailing zeros kept: a value whose rounded whole part has d digits, 1 to 15, gets
-    // 16 - d decimals; any other value six.
+    // About sixteen significant digits, trailing zeros kept: a value whose rounded whole part has d digits, 1
+    // to 15, gets 16 - d decimals; any other value six.
     void add_double(double value) noexcept;
 
     void add_date(const Date& date) noexcept;          // "%04d-%02d-%02d"
@@ -65,7 +66,7 @@ class WorkingText {
   private:
     static constexpr size_t capacity = 63;
 
-    // Adds size characters, which the caller writes; null when they do not fit.
+    // Adds size characters for the caller to write; null when they do not fit.
     char* add_room(size_t size) noexcept {
         if (size > capacity - length_) return nullptr;
         length_ += size;

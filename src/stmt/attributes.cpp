@@ -1,5 +1,5 @@
-// Numbered attributes of connections and results, the last insert identifier, the last function's return type. Only the server's
-// version takes a round trip.
+// Numbered attributes of connections and results, the last insert identifier, the last function's return
+// type. Only the server's version takes a round trip.
 #include <algorithm>
 #include <cstring>
 #include <string_view>
@@ -18,7 +18,7 @@ namespace tarn {
 
 namespace {
 
-// Where an answer goes; type and length may be missing.
+// Where an answer goes; type and length may be null.
 struct Answer {
     void* value;
     int32_t* type;
@@ -65,7 +65,7 @@ static int32_t give_addresses(const Conn& conn, const Answer& answer) noexcept {
     return TRN_OK;
 }
 
-// The server chooses this text: the only answer that is cut to the application's room.
+// The server chooses this text: the only answer that is cut to the application's buffer.
 static int32_t ask_version(Conn& conn, const Answer& answer, int32_t capacity) noexcept {
     char area[value_area_size] = {};
     uint32_t type_word = 0;
@@ -123,7 +123,7 @@ int32_t TRN_GetAttr(TRN_HANDLE* handle, int32_t id, void* out_value, int32_t cap
     return TRN_ERR_ARGUMENT;
 }
 
-// Recorded only: auto-commit takes effect at the next login.
+// Only stored: auto-commit takes effect at the next login.
 int32_t TRN_SetAttr(TRN_HANDLE* handle, int32_t id, void* value) {
     if (!handle || !*handle) return TRN_ERR_ARGUMENT;
     Conn* conn = unlocked_conn_of(handle);
@@ -132,7 +132,7 @@ int32_t TRN_SetAttr(TRN_HANDLE* handle, int32_t id, void* value) {
     case 11: {
         if (!value) return TRN_ERR_ARGUMENT;
         const char* text = static_cast<const char*>(value);
-        // "ON" turns auto-commit off: the opposite of the connection string's key, which applications rely on.
+        // "ON" turns auto-commit off, the opposite of the connection string's key; applications rely on it.
         conn->settings.auto_commit_off = equal_ignoring_case(text, "ON") || equal_ignoring_case(text, "TRUE");
         return TRN_OK;
     }

@@ -1,4 +1,4 @@
-// TRN_ExecBatch: one statement for every row of an array-bound set, in as few requests as the row count allows.
+// TRN_ExecBatch: one statement for every row of an array-bound set, in as few requests as possible.
 #include <algorithm>
 #include <cstring>
 
@@ -24,7 +24,7 @@ struct Outcome {
     int32_t status;
     ServerText worst_text;
 
-    // A warning gives a negative status too, but the server took the rows.
+    // A warning gives a negative status too, but the server accepted the rows.
     bool taken() const noexcept {
         const bool warned = status == TRN_ERR_SERVER && worst_text == ServerText::warning;
         return worst_text != ServerText::error && (status >= 0 || warned);
@@ -42,7 +42,7 @@ static Outcome execute_rows(Conn& conn, const char* sql, const ParamSet& set, Ba
     ResultSet* result;
     Outcome outcome;
     outcome.status = receive_results(conn, result, &outcome.worst_text);
-    // The status is not changed: a query has run, and its rows are dropped.
+    // The status does not change: a query has run, and its rows are dropped.
     if (result && result->kind == TRN_ITEM_QUERY) set_error_message(conn.head, message::batch_of_query);
     release_chain(result);
     return outcome;
@@ -58,7 +58,7 @@ static int32_t execute_batch(Conn& conn, const char* sql, const ParamSet& set) n
         const Outcome outcome = execute_rows(conn, sql, set, encoder, rows);
         left -= rows;
         if (outcome.status < 0 || status >= 0) status = outcome.status;
-        // Rows that were not sent are no success, whatever followed the error.
+        // Rows not sent are no success, whatever followed the error.
         if (!outcome.taken()) return left > 0 ? std::min(status, TRN_ERR_SERVER) : status;
     }
     return status;

@@ -1,4 +1,5 @@
-// The rows of a batch: the first as entries straight into the send buffer, the others staged and sent in blocks of whole rows.
+// The rows of a batch: the first as entries straight into the send buffer, the others staged and sent in
+// blocks of whole rows.
 #include <algorithm>
 #include <cstring>
 
@@ -12,11 +13,11 @@
 namespace tarn {
 
 static constexpr size_t staging_size = 512000;
-static constexpr size_t staging_reserve = 64000; // a row that reaches into it ends its block
+static constexpr size_t staging_reserve = 64000; // a row that reaches it ends its block
 static constexpr size_t value_head_size = 5;     // wire type and length
 
-// Whether every row has an element that ends with a value of the row's length. The bind has seen that all of them can be read; of
-// types with an element size less may have been copied.
+// Whether every row has an element that ends with a value of the row's length. The bind has checked that all
+// of them can be read; for types with an element size fewer bytes may have been copied.
 static bool is_whole(const ArrayColumn& column, int32_t rows) noexcept {
     const bool ends_with_value = (column.step == Step::length && column.skip == 0) ||
                                  (column.step == Step::length_and_4 && column.skip == 4);
@@ -38,7 +39,7 @@ BatchEncoder::BatchEncoder(Conn& conn, const ParamSet& set) noexcept
     }
 }
 
-// The current element, with a length that may lie; the next one becomes the current one.
+// Returns the current element, whose length may be wrong, and moves to the next.
 static inline BoundValue take_element(ArrayColumn& column, int32_t length) noexcept {
     const uint8_t* bytes = column.element + column.skip;
     const int64_t readable = std::max<int64_t>(column.end - bytes, 0);
@@ -70,8 +71,8 @@ void BatchEncoder::send_complete_rows() noexcept {
     complete_ = 0;
 }
 
-// Sends the complete rows, and adds room when the row in progress does not fit even so. Where that row goes on; null when memory
-// is short.
+// Sends the complete rows, and grows the buffer if the row in progress still does not fit. Returns where that
+// row continues; null when memory is short.
 uint8_t* BatchEncoder::make_room(const uint8_t* to, size_t size) noexcept {
     const uint8_t* row = staged_.get() + complete_;
     const size_t begun = static_cast<size_t>(to - row);
@@ -88,7 +89,8 @@ uint8_t* BatchEncoder::make_room(const uint8_t* to, size_t size) noexcept {
     return staged_.get() + begun;
 }
 
-// Makes sure that a value of so many bytes fits, with its head. False when memory is short, as with all that stage.
+// Makes room for a value of that size and its head. False when memory is short, like all functions that
+// stage.
 inline bool BatchEncoder::reserve(Staging& at, size_t size) noexcept {
     if (value_head_size + size <= static_cast<size_t>(at.end - at.to)) [[likely]]
         return true;
@@ -97,7 +99,7 @@ inline bool BatchEncoder::reserve(Staging& at, size_t size) noexcept {
     return at.to != nullptr;
 }
 
-// What every value begins with, in room that is there.
+// The head of a value; there is room for it.
 inline void Staging::put_type(const ArrayColumn& column) noexcept {
     *to = static_cast<uint8_t>(column.wire_type);
     to += type_size;
@@ -115,7 +117,7 @@ inline bool BatchEncoder::stage_empty(Staging& at, const ArrayColumn& column) no
     return true;
 }
 
-// Arrays of numbers have elements of their numbers' size, and the bind has seen that all are there.
+// Arrays of numbers have elements of the number's size, and the bind has checked that all are there.
 template <class T>
 inline bool BatchEncoder::stage_number(Staging& at, ArrayColumn& column, int32_t length) noexcept {
     const uint8_t* element = column.element;
@@ -129,7 +131,7 @@ inline bool BatchEncoder::stage_number(Staging& at, ArrayColumn& column, int32_t
     return true;
 }
 
-// Short runs are copied with what lies behind them.
+// Short runs are copied together with the bytes after them.
 inline bool BatchEncoder::stage_run(Staging& at, const ArrayColumn& column, const uint8_t* bytes,
                                     size_t size) noexcept {
     if (!reserve(at, size)) return false;
@@ -171,8 +173,8 @@ inline bool BatchEncoder::stage_value(Staging& at, ArrayColumn& column, int32_t 
     }
 }
 
-// Where values are staged is a variable of this function, which stays in registers as long as all that stage are inlined: the
-// compiler must assume that staged bytes change the members.
+// The staging position is a local variable, which stays in registers if all staging functions are inlined:
+// the compiler must assume that staged bytes alias the members.
 bool BatchEncoder::stage_rows(int32_t end) noexcept {
     Staging at{staged_.get(), room_end_, type_size_};
     ArrayColumn* const columns_end = columns_.get() + set_.count;

@@ -22,8 +22,8 @@ struct Binding {
 
 } // namespace
 
-// An input's length: as given, cut to the buffer where the application tells its size, else to the type's own size; nothing is
-// read from a null value.
+// An input's length: as given, limited to the buffer if the application gave its size, else to the type's
+// size; nothing is read from a null value.
 static int32_t input_length(const Binding& binding) noexcept {
     if (!binding.value) return 0;
     if (!binding.length) return binding.buffer_length;
@@ -56,12 +56,13 @@ static int32_t fill_input(ParamSlot& slot, const Binding& binding) noexcept {
     slot.owns_length = true;
     *slot.length = length;
     if (!is_lob(slot)) return copy_input(slot, binding, length) ? TRN_OK : TRN_ERR_MEMORY;
-    // The content of a large object is not copied, but held: what it is at the execution travels.
+    // The content of a large object is referenced, not copied: what it is at the execution is sent.
     slot.lob = retain(lob_of_value(binding.value).lob);
     return slot.lob || !binding.value ? TRN_OK : TRN_ERR_ARGUMENT;
 }
 
-// The application's buffer and length, looked at during the execution: a handle of a large object may still be null here.
+// The application's buffer and length, read during the execution: a handle of a large object may still be
+// null here.
 static int32_t fill_reference(ParamSlot& slot, const Binding& binding) noexcept {
     if (is_lob(slot) && lob_of_value(binding.value).wrong) return TRN_ERR_ARGUMENT;
     slot.value = binding.value;
@@ -70,7 +71,7 @@ static int32_t fill_reference(ParamSlot& slot, const Binding& binding) noexcept 
     return TRN_OK;
 }
 
-// Builds the slot's new content beside the old, so that a bind that fails leaves the slot as it was.
+// Builds the slot's new content before releasing the old, so that a failed bind leaves the slot unchanged.
 static int32_t fill_slot(ParamSlot& slot, const Binding& binding) noexcept {
     ParamSlot filled{};
     filled.data_type = static_cast<uint32_t>(binding.data_type);

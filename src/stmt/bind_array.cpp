@@ -1,5 +1,5 @@
-// Binding arrays, one parameter of all rows of a batch. Elements are walked once at the bind, so that later readers may trust
-// that they lie inside the buffer.
+// Binding arrays: one parameter for all rows of a batch. The bind checks that every element is inside the
+// buffer, so later readers need not.
 #include <algorithm>
 #include <cstring>
 
@@ -34,8 +34,8 @@ static int32_t first_capacity(const ArrayBinding& binding) noexcept {
     return binding.parameter_count > 0 ? std::min(binding.parameter_count, param_limit) : param_growth;
 }
 
-// The first array bind lays the set out: with a parameter count for so many slots of array_size rows, without one for single
-// rows.
+// The first array bind lays the set out: with a parameter count, for that many slots of array_size rows;
+// without one, for single rows.
 static bool lay_out(ParamSet& set, const ArrayBinding& binding) noexcept {
     const int32_t capacity = first_capacity(binding);
     if (set.capacity == 0 && !reserve_slots(set, capacity, capacity)) return false;
@@ -55,7 +55,7 @@ static int32_t bytes_to_copy(const ParamType& type, const ArrayBinding& binding)
     return static_cast<int32_t>(std::min<int64_t>(rows, binding.values_size));
 }
 
-// The slot's new content; TRN_ERR_ARRAY_TYPE when the elements do not lie inside the buffer or have no arrays.
+// The slot's new content; TRN_ERR_ARRAY_TYPE when elements are outside the buffer or the type has no arrays.
 static int32_t make_slot(const ArrayBinding& binding, ParamSlot& slot) noexcept {
     const ParamType type = param_type(binding.data_type);
     slot.data_type = binding.data_type;
@@ -82,10 +82,10 @@ static int32_t make_slot(const ArrayBinding& binding, ParamSlot& slot) noexcept 
     return TRN_OK;
 }
 
-// Makes the slot first and lays the set out last, so that a bind that fails leaves the set as it was.
+// Makes the slot first and lays the set out last, so that a failed bind leaves the set unchanged.
 static int32_t store_array(ParamSet& set, int32_t index, const ArrayBinding& binding) noexcept {
     ParamSlot made{};
-    // An array of another size than the set's has no element for some rows.
+    // An array of a different size than the set's has no element for some rows.
     const bool same_rows = set.array_size == 0 || set.array_size == binding.array_size;
     int32_t status = same_rows ? make_slot(binding, made) : TRN_ERR_ARRAY_TYPE;
     if (status == TRN_OK && binding.name && set.mode != ParamMode::described) {
@@ -109,8 +109,8 @@ static int32_t store_array(ParamSet& set, int32_t index, const ArrayBinding& bin
     return TRN_OK;
 }
 
-// Arrays carry input values only. By position other directions have no effect at all, by name they lay the set out; neither
-// looks at the values.
+// Arrays are input only. Other directions have no effect by position and only lay the set out by name;
+// neither reads the values.
 static bool is_input(const ArrayBinding& binding) noexcept {
     return binding.direction == TRN_DIRECTION_IN;
 }

@@ -18,8 +18,8 @@ int32_t open_cursor(Conn& conn, const char* name) noexcept {
     return sent == TRN_OK ? take_verdict(conn) : sent;
 }
 
-// The status tells of the sending alone: a refused declaration leaves no columns, and then the server refuses to open the cursor,
-// too.
+// The status is that of the sending only: a refused declaration leaves no columns, and the server then
+// refuses to open the cursor, too.
 static int32_t declare_cursor(Conn& conn, const char* command, ResultSet*& columns) noexcept {
     columns = nullptr;
     const int32_t sent = submit(conn, command, conn.bound_params);
@@ -28,13 +28,13 @@ static int32_t declare_cursor(Conn& conn, const char* command, ResultSet*& colum
     return sent;
 }
 
-// Receives into the record given, if there is one. Needs the lock.
+// Receives into the given record, if any. Needs the lock.
 static int32_t fetch_rowset(Conn& conn, const char* command, OwnedResult& rowset) noexcept {
     const int32_t sent = submit(conn, command);
     return sent == TRN_OK ? receive_rowset(conn, rowset) : sent;
 }
 
-// Makes the record one of this connection, and drops what it held.
+// Gives the record to this connection, and drops its contents.
 static void reuse_result(ResultSet& result, Conn& conn) noexcept {
     drop_rows(result);
     drop_columns(result);
@@ -110,7 +110,7 @@ int32_t TRN_FetchServerCursorRowset_V2(TRN_HANDLE* handle, const char* fetch_tex
         (void)borrowed.release();
         return status;
     }
-    OwnedResult unclaimed; // there is no variable to give it to
+    OwnedResult unclaimed; // there is no variable for it
     return fetch_rowset(*conn, fetch_text, unclaimed);
 }
 
@@ -125,7 +125,7 @@ int32_t TRN_FetchRefCursorHead(TRN_HANDLE* handle, const char* cursor_name, TRN_
     if (result && column_count) *column_count = result->column_count;
     if (result && row_count) *row_count = result->row_count;
     hand_out(result, result_out);
-    // The status does not tell what came, on purpose: applications look at the result and the error text.
+    // The status is 0 whatever came, on purpose: applications check the result and the error text.
     return TRN_OK;
 }
 

@@ -1,4 +1,4 @@
-// TRN_ExecwithDataReader: any statement, its whole reply handed over.
+// TRN_ExecwithDataReader: runs any statement and returns its whole reply.
 #include "conn/call.h"
 #include "reply/reply.h"
 #include "stmt/submit.h"

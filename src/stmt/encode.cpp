@@ -25,7 +25,7 @@ static bool head_fits(const ParamSlot& slot) noexcept {
     return !is_sent(slot) || !slot.name || std::strlen(slot.name) <= UINT16_MAX;
 }
 
-// The object that a slot sends; null when it sends none or an incomplete one.
+// The object that a slot sends; null if none, or if it is incomplete.
 static const Lob* sent_lob(const ParamSlot& slot) noexcept {
     const Lob* lob = slot.lob ? slot.lob : lob_of_value(slot.value).lob;
     return lob && lob->state == LobState::complete ? lob : nullptr;
@@ -42,14 +42,14 @@ static bool heads_fit(const ParamSet& set) noexcept {
 }
 
 int32_t check_entries(const ParamSet& set) noexcept {
-    // Of arrays only the count travels.
+    // Of arrays only the count is sent.
     const bool fits = set.array_size > 0
                           ? entry_count(set) <= UINT16_MAX
                           : heads_fit(set) && std::all_of(set.slots, set.slots + set.count, lob_fits);
     return fits ? TRN_OK : TRN_ERR_ARGUMENT;
 }
 
-// What a row's element takes behind its head in a block, at most.
+// The largest size of a row's element in a block, without its head.
 static int64_t staged_size(const ArrayColumn& column, int32_t row) noexcept {
     if (row >= column.rows) return 0;
     return column.form == ValueForm::bytes
@@ -59,9 +59,9 @@ static int64_t staged_size(const ArrayColumn& column, int32_t row) noexcept {
 
 int32_t check_rows(const ParamSet& set) noexcept {
     if (!heads_fit(set)) return TRN_ERR_ARGUMENT;
-    constexpr int64_t value_head = 5, rows_in_front = 512000; // of the row, in the same block
+    constexpr int64_t value_head = 5, rows_in_front = 512000; // before the row, in the same block
     constexpr int64_t limit = UINT32_MAX - rows_in_front;
-    int64_t most = 0; // of any row: less than all elements of all arrays
+    int64_t most = 0; // of any row: no more than all elements of all arrays
     for (int32_t i = 0; i < set.count; ++i)
         most += value_head + int64_t{sizeof(uint64_t)} + readable_bytes(set.slots[i]);
     if (most <= limit) return TRN_OK;
@@ -106,7 +106,7 @@ static bool put_chunks(Channel& channel, const Lob& lob, bool checked) noexcept 
     return true;
 }
 
-// The content in one piece; false when memory is short.
+// Sends the content in one piece; false when memory is short.
 static bool put_gathered(Channel& channel, const Lob& lob) noexcept {
     const size_t size = static_cast<size_t>(lob.total_len);
     const Owned<uint8_t> whole(static_cast<uint8_t*>(allocate_raw(size + 1)));
@@ -121,7 +121,8 @@ static bool put_gathered(Channel& channel, const Lob& lob) noexcept {
     return true;
 }
 
-// Binary contents above this size leave in one piece; character contents never do, nor are their sends looked at.
+// Binary contents above this size are sent in one piece; character contents never are, nor are their sends
+// checked.
 static constexpr int64_t largest_in_chunks = 534773760;
 
 static bool put_lob(Channel& channel, const ParamSlot& slot) noexcept {

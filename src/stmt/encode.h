@@ -1,7 +1,7 @@
 // Parameters on the wire: the entries that follow a command frame, and the blocks of a batch.
 //
-// An entry is a 16-bit name length, the name, a 16-bit direction, a 16-bit wire type, a 32-bit value length and the value.
-// Return-value slots are not sent. A block is a 32-bit length and the values of whole rows.
+// An entry is a 16-bit name length, the name, a 16-bit direction, a 16-bit wire type, a 32-bit value length
+// and the value. Return-value slots are not sent. A block is a 32-bit length and the values of whole rows.
 #pragma once
 
 #include "conn/conn.h"
@@ -13,15 +13,16 @@ namespace tarn {
 // The number of entries that a set sends.
 uint32_t entry_count(const ParamSet& set) noexcept;
 
-// Whether everything that the set sends as single values fits its field on the wire: 16 bits tell the number of entries and the
-// length of a name, 32 bits that of a large object. TRN_OK or TRN_ERR_ARGUMENT.
+// Checks that the set fits its fields on the wire when sent as single values: the number of entries and name
+// lengths have 16 bits, the length of a large object 32. TRN_OK or TRN_ERR_ARGUMENT.
 int32_t check_entries(const ParamSet& set) noexcept;
 
-// The same for the rows of a batch: 32 bits tell the length of a block, and each row is in one block. Also TRN_ERR_MEMORY.
+// The same for the rows of a batch: the length of a block has 32 bits, and each row is in one block. Also
+// TRN_ERR_MEMORY.
 int32_t check_rows(const ParamSet& set) noexcept;
 
-// Writes the entries of single values. An array-bound set writes none: arrays travel in batches only. -1 when a binary large
-// object could not be sent: what follows it was not written.
+// Writes the entries of single values. An array-bound set writes none: arrays travel in batches only. -1 when
+// a binary large object could not be sent: the entries after it were not written.
 int32_t encode_params(Channel& channel, const ParamSet& set) noexcept;
 
 // Where the rows of a batch are staged.
@@ -33,15 +34,15 @@ struct Staging {
     void put_length(uint32_t length) noexcept;
 };
 
-// Encodes the rows of an array-bound set. Made before the command is written, so that a lack of memory shows itself while
-// nothing has been sent.
+// Encodes the rows of an array-bound set. Made before the command is written, so that a lack of memory is
+// noticed before anything is sent.
 class BatchEncoder {
   public:
     BatchEncoder(Conn& conn, const ParamSet& set) noexcept;
     bool ready() const noexcept { return columns_ && staged_; }
 
-    // Writes the next rows, the first of them as entries and the others in blocks. A lack of memory on the way breaks the
-    // link.
+    // Writes the next rows, the first as entries and the others in blocks. If memory runs out on the way the
+    // link is closed.
     void encode(int32_t rows) noexcept;
 
   private:
@@ -60,11 +61,11 @@ class BatchEncoder {
 
     Conn& conn_;
     const ParamSet& set_;
-    size_t type_size_;             // of the wire type in front of a staged value: 1, or 0 for older servers
-    Owned<ArrayColumn[]> columns_; // at the row's elements, a slot each
-    Owned<uint8_t> staged_;        // short_run bytes more than its room
+    size_t type_size_;             // of the wire type before a staged value: 1, or 0 for older servers
+    Owned<ArrayColumn[]> columns_; // positioned at the row's elements, one per slot
+    Owned<uint8_t> staged_;        // short_run bytes larger than its room
     uint8_t* room_end_;
-    size_t complete_ = 0; // the part of it that holds whole rows
+    size_t complete_ = 0; // the part that holds whole rows
     int32_t row_ = 0;     // the next one
 };
 

@@ -11,10 +11,10 @@
 
 namespace tarn {
 
-// A server's text about a failed statement is kept together with the command.
+// The server's text about a failed statement is stored together with the command.
 static void wrap_error(Conn& conn, const char* command, int32_t status) noexcept {
     constexpr size_t area = 200;
-    if (!conn.head.error_text || status == TRN_ERR_ARGUMENT) return; // the text is of another call
+    if (!conn.head.error_text || status == TRN_ERR_ARGUMENT) return; // the text is from another call
     if (Owned<char> text = format_text(area, message::statement_failed, command, conn.head.error_text))
         set_error_text(conn.head, std::move(text));
 }
@@ -24,12 +24,12 @@ static bool values_bound(const ParamSet& set) noexcept {
                        [](const ParamSlot& slot) { return slot.direction != 0; });
 }
 
-// A described set on which nothing was bound: the statement needs values.
+// A described set without bound values: the statement needs some.
 static bool needs_values(const ParamSet* set) noexcept {
     return set && set->mode == ParamMode::described && set->count > 0 && !values_bound(*set);
 }
 
-// Sends a command with the bound set and receives its result, under the lock. A negative status hands out no result.
+// Sends a command with the bound set and receives its result, under the lock. No result on a negative status.
 static int32_t execute(Conn& conn, const char* command, ResultSet*& result) noexcept {
     const BoundParams params(conn);
     result = nullptr;
@@ -73,7 +73,7 @@ static int32_t execute_through_cursor(Conn& conn, const char* name, char* cursor
     if (own_cursor.status() != TRN_OK) return own_cursor.status();
     const CommandText command(message::declare_for_statement, own_cursor.get(), name);
     if (command.status() != TRN_OK) return command.status();
-    std::strcpy(cursor, own_cursor.get()); // the last look at the name: the buffer may be the same
+    std::strcpy(cursor, own_cursor.get()); // the name is not read after this: it may be the same buffer
     ResultSet* result;
     const int32_t status = execute(conn, command.get(), result);
     if (status < 0) {
@@ -83,8 +83,8 @@ static int32_t execute_through_cursor(Conn& conn, const char* name, char* cursor
     const int32_t opened = open_cursor(conn, cursor);
     const bool answered = opened == TRN_OK || opened == TRN_ERR_SERVER;
     hand_out(result, answered ? result_out : nullptr);
-    // A server that refuses to open the cursor leaves its text; the status does not tell, on purpose: applications look at
-    // the error text.
+    // If the server refuses to open the cursor its text is kept, but the status is 0, on purpose:
+    // applications check the error text.
     return answered ? TRN_OK : opened;
 }
 

@@ -1,4 +1,4 @@
-// Releasing and clearing handles of every kind: the one place that knows all records.
+// Releasing and clearing handles of every kind: the only place that knows all records.
 #include <atomic>
 #include <cstddef>
 
@@ -12,8 +12,8 @@
 
 namespace tarn {
 
-// Leaves a record in which results that outlive the connection find it closed: no socket, no lock. A canceller may still hold the
-// record: the variable it came from is cleared first, and then there is none any more.
+// Leaves a record that results outliving the connection see as closed: no socket, no lock. A canceller may
+// still hold the record, so the variable it came from is cleared first, and then no canceller is left.
 static void close_connection(Conn* conn, TRN_HANDLE* handle) noexcept {
     if (conn->default_prepared && is_open(conn->channel)) deallocate_default(*conn);
     std::atomic_ref(*handle).store(nullptr);
@@ -24,7 +24,7 @@ static void close_connection(Conn* conn, TRN_HANDLE* handle) noexcept {
     release_address_list(conn->ips_attrs);
     detach_params(*conn);
     conn->head.kind = 0;
-    // The password, and what the buffers still hold: everything behind the head and the count of references.
+    // The password, and what is left in the buffers: everything after the head and the reference count.
     wipe(&conn->settings, sizeof *conn - offsetof(Conn, settings));
     drop_reference(conn);
 }

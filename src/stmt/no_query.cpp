@@ -23,7 +23,7 @@ static void take_count(Reply& reply) noexcept {
         end_inside(reply, message::print_count_unread, message::count_unread);
 }
 
-// The number of identifiers becomes the status only where the last one ends the reply.
+// The number of identifiers becomes the status only if the last one ends the reply.
 static void take_insert(Reply& reply, int32_t& inserts) noexcept {
     char id[32];
     if (!read_insert_id(reply.conn, id))
@@ -32,7 +32,7 @@ static void take_insert(Reply& reply, int32_t& inserts) noexcept {
     if (ends_here(reply)) reply.status = inserts;
 }
 
-// An output value without a parameter to take it: an "O" has one number in front of its bytes, a "P" two.
+// An output value without a parameter for it: an "O" has one number before its bytes, a "P" two.
 static void drop_output(Reply& reply, size_t numbers) noexcept {
     if (!skip_bytes(reply.conn.channel, 4 * numbers) || !skip_counted(reply.conn)) return end_broken(reply);
     set_error_message(reply.conn.head, message::outputs_unbound);
@@ -50,7 +50,8 @@ int32_t read_no_query_reply(Conn& conn) noexcept {
         case MessageType::return_value: drop_output(reply, 1); break;
         case MessageType::output_value: drop_output(reply, 2); break;
         default:
-            end_before(reply, reply.status); // the end, or something this call does not read, such as rows
+            end_before(reply,
+                       reply.status); // the end, or a message that this call does not read, such as rows
         }
     }
     return reply.status;

@@ -11,8 +11,8 @@
 
 namespace tarn {
 
-// The types that arrive in network order and have a text: the fixed ones from TINYINT to DATETIME. NUMERIC and TIME_TZ between
-// them are byte runs, and so is a value whose length is not its type's.
+// The types that arrive in network order and have a text: the fixed ones from TINYINT to DATETIME. NUMERIC
+// and TIME_TZ between them are byte runs, and so is a value whose length is not its type's.
 static bool is_convertible(int32_t type, size_t length) noexcept {
     const size_t width = wire_type(type).width;
     return type >= TRN_WIRE_TINYINT && type <= TRN_WIRE_DATETIME && width != 0 && width == length;
@@ -45,7 +45,7 @@ static int32_t copy_fields_out(const ParamSlot& slot, const Value& value) noexce
     return copy_out(slot, fields, sizeof fields);
 }
 
-// The buffer of such a slot is a handle, and no room for bytes.
+// The buffer of such a slot is a handle, not room for bytes.
 static int32_t fill_object(const ParamSlot& slot, const uint8_t* bytes, size_t length) noexcept {
     Lob* lob = lob_of_value(slot.value).lob;
     if (!lob) return TRN_OK;

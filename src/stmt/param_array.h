@@ -1,4 +1,4 @@
-// What lies at a bound value, and walking the elements of an array, row after row.
+// The memory of bound values, and walking the elements of an array, row by row.
 #pragma once
 
 #include <algorithm>
@@ -10,23 +10,23 @@
 
 namespace tarn {
 
-// A slot's array: what slot and type say is looked up once, before the first row.
+// A slot's array, with the facts of slot and type looked up once, before the first row.
 struct ArrayColumn {
     const uint8_t* element;  // of the current row
-    const uint8_t* end;      // of what is readable at element
-    const uint8_t* last_run; // the last place that short_run bytes can be read at; null: there is none
-    const int32_t* lengths;  // a row each
+    const uint8_t* end;      // of the readable bytes at element
+    const uint8_t* last_run; // the last address where short_run bytes can be read; null: none
+    const int32_t* lengths;  // one per row
     int32_t rows;
     uint16_t wire_type;
     ValueForm form; // in batches
     Step step;
     uint8_t skip;
     uint8_t element_size;
-    bool whole; // for every row there is an element of skip bytes and its length of bytes
+    bool whole; // every row has an element of skip bytes followed by its length of bytes
 };
 
-// What may be read at a slot's value. An in-out bound without a buffer length has its type's own size, or what its length
-// variable says now.
+// How many bytes may be read at a slot's value. An in-out bound without a buffer length has its type's size,
+// or the current value of its length variable.
 inline int32_t readable_bytes(const ParamSlot& slot) noexcept {
     if (slot.direction != TRN_DIRECTION_INOUT || slot.value_bytes > 0 || !slot.length)
         return slot.value_bytes;
@@ -50,8 +50,8 @@ inline ArrayColumn array_column(const ParamSlot& slot) noexcept {
             false};
 }
 
-// How far the current element, of that length, lies from the next; -1 when the type has no arrays or the element has no readable
-// length.
+// The distance from the current element, of that length, to the next; -1 when the type has no arrays or the
+// element has no readable length.
 inline int64_t element_step(const ArrayColumn& column, int32_t length) noexcept {
     switch (column.step) {
     case Step::fixed: return column.element_size;
@@ -67,7 +67,7 @@ inline int64_t element_step(const ArrayColumn& column, int32_t length) noexcept 
     return -1;
 }
 
-// The size of all elements of an array whose lengths tell it.
+// The total size of the elements of an array whose lengths determine it.
 inline int64_t size_by_lengths(const ArrayColumn& column) noexcept {
     int64_t size = column.step == Step::length_and_4 ? int64_t{4} * column.rows : 0;
     for (int32_t row = 0; row < column.rows; ++row)
@@ -75,7 +75,7 @@ inline int64_t size_by_lengths(const ArrayColumn& column) noexcept {
     return size;
 }
 
-// Whether all elements lie inside the slot's buffer.
+// Whether all elements are inside the slot's buffer.
 inline bool array_fits(const ParamSlot& slot) noexcept {
     ArrayColumn column = array_column(slot);
     if (column.step == Step::fixed) return int64_t{column.element_size} * column.rows <= slot.value_bytes;

@@ -44,7 +44,7 @@ void release_used_values(ParamSet* set) noexcept {
     if (set && set->mode != ParamMode::explicit_) release_params_content(*set);
 }
 
-// A described set on which nothing was bound has no directions, and holds no outputs.
+// A described set without bound values has no directions, so no outputs.
 static bool holds_inputs_only(const ParamSet& set) noexcept {
     const auto all_have = [&](int32_t direction) {
         return std::all_of(set.slots, set.slots + set.count,
@@ -91,8 +91,8 @@ BoundParams::~BoundParams() {
     drop_params_reference(set_);
 }
 
-// A record begins with its kind, a small number in front of four zero bytes; a handle variable holds null or an address, and no
-// record lies below the first page.
+// A record begins with its kind, a small number followed by four zero bytes; a handle variable holds null or
+// an address, and no record is in the first page.
 LobValue lob_of_value(void* value) noexcept {
     if (!value) return {};
     constexpr uint32_t first_page = 4096;

@@ -1,9 +1,9 @@
-// The one table of parameter types: for every API type code that differs from plain bytes, how its values travel and how its
-// arrays are walked.
+// The only table of parameter types: for every API type code that differs from plain bytes, how its values
+// are sent and how its arrays are walked.
 //
-// What differs on purpose, beside the columns themselves:
-//   - one value an execution: the length field of code 5 is 4 or 0 whatever the bound length;
-//   - the first row of a batch: the bound length travels for code 5 too;
+// What differs on purpose, besides the columns themselves:
+// - single values: the length field of code 5 is 4 or 0 whatever the bound length;
+// - the first row of a batch: the bound length is sent for code 5 too;
 //   - later rows of a batch: the length field of codes 5 and 7 is 4.
 #pragma once
 
@@ -14,7 +14,7 @@
 
 namespace tarn {
 
-// How a value travels behind its length field.
+// The form of a value after its length field.
 enum class ValueForm : uint8_t {
     none,
     bytes,
@@ -22,7 +22,7 @@ enum class ValueForm : uint8_t {
     u32,
     u64,
     lob,     // the content of a large object
-    unknown, // batches only: the entry breaks off before its wire type, a later row has its type byte alone
+    unknown, // batches only: the entry breaks off before its wire type, a later row has only its type byte
 };
 
 // The distance from one element of a bound array to the next.
@@ -34,7 +34,7 @@ enum class Step : uint8_t {
     length_and_4 // the row's length and 4 bytes
 };
 
-// Whether a bound array is copied, so that the application may reuse its own at once.
+// Whether a bound array is copied, so that the application may reuse its memory at once.
 enum class Keep : uint8_t {
     copy,
     reference,
@@ -46,8 +46,8 @@ struct ParamType {
     uint16_t wire_type;
     ValueForm single;
     ValueForm batch;
-    uint8_t batch_skip;   // bytes in front of the value inside an array element
-    uint8_t element_size; // of a fixed-size type; copied arrays have this many bytes a row
+    uint8_t batch_skip;   // bytes before the value inside an array element
+    uint8_t element_size; // of a fixed-size type; copied arrays have this many bytes per row
     Step by_name;
     Step by_position;
     Keep keep;
@@ -82,13 +82,13 @@ inline constexpr ParamType param_types[] = {
     {63, 30, ValueForm::bytes, ValueForm::bytes, 0, 1, Step::fixed, Step::fixed, Keep::copy},
 };
 
-// Every other code travels as text and has no arrays.
+// Every other code is sent as text and has no arrays.
 constexpr ParamType unlisted_param_type(uint32_t api_code) noexcept {
     return {api_code,       30, ValueForm::bytes, ValueForm::unknown, 0, 0, Step::refused, Step::refused,
             Keep::reference};
 }
 
-// The table by code: batches ask it for every value.
+// The table indexed by code, for batches, which use it for every value.
 inline constexpr auto param_types_by_code = [] {
     std::array<ParamType, 64> types{};
     for (uint32_t code = 0; code < types.size(); ++code)

@@ -16,7 +16,7 @@
 
 namespace tarn {
 
-// The status of a prepare whose statement yields rows.
+// The status of a prepare whose statement returns rows.
 static constexpr int32_t yields_rows = TRN_PREPARED_QUERY;
 
 static int32_t take_param(Conn& conn, ParamSlot& slot) noexcept {
@@ -25,7 +25,7 @@ static int32_t take_param(Conn& conn, ParamSlot& slot) noexcept {
     if (status == TRN_ERR_MEMORY) close_channel(conn.channel);
     if (status != TRN_OK) return status;
     slot.name = name.release();
-    int32_t position; // not needed: entries travel in slot order
+    int32_t position; // not needed: entries are sent in slot order
     uint32_t data_type;
     if (!read_i32(conn.channel, position) || !read_u32(conn.channel, data_type) ||
         !read_i32(conn.channel, slot.buffer_length))
@@ -82,7 +82,8 @@ static int32_t read_prepare_reply(Conn& conn) noexcept {
     return reply.status;
 }
 
-// Names are unique for the life of a connection; the application's buffer and the default name have 20 bytes.
+// Names are unique for the lifetime of a connection; the application's buffer and the default name have 20
+// bytes.
 static void next_statement_name(Conn& conn, char* name) noexcept {
     std::snprintf(name, sizeof conn.default_statement, "STC%d", conn.statement_counter++);
 }
@@ -108,7 +109,7 @@ int32_t deallocate_default(Conn& conn) noexcept {
     return deallocate(conn, conn.default_statement);
 }
 
-// A named prepare never changes the default statement.
+// A named prepare does not affect the default statement.
 static int32_t prepare_named(Conn& conn, char* name_out, const char* sql) noexcept {
     const int32_t default_prepared = conn.default_prepared;
     next_statement_name(conn, name_out);
@@ -126,7 +127,7 @@ static int32_t prepare_default(Conn& conn, const char* sql) noexcept {
     return prepare(conn, conn.default_statement, sql);
 }
 
-// Ending a named statement leaves the default statement as it is.
+// Ending a named statement does not affect the default statement.
 static int32_t unprepare(Conn& conn, const char* name) noexcept {
     const int32_t default_prepared = conn.default_prepared;
     if (!name && !default_prepared) {

@@ -1,4 +1,4 @@
-// TRN_Execute_procesure: a procedure or function call whose output values go into the bound slots.
+// TRN_Execute_procesure: calls a procedure or function and delivers its output values into the bound slots.
 #include "conn/call.h"
 #include "conn/messages.h"
 #include "reply/reply.h"
@@ -48,7 +48,7 @@ static void refuse_output(Reply& reply, const char* error) noexcept {
     reply.status = TRN_ERR_UNBOUND;
 }
 
-// The return value belongs to the last slot, if that is one for return values.
+// The return value goes to the last slot, if that is one for return values.
 static void take_return_value(Reply& reply, const ParamSet& set) noexcept {
     Output output;
     if (!read_output(reply, output)) return;
@@ -64,7 +64,7 @@ static const ParamSlot* output_slot(const ParamSet& set, int32_t index) noexcept
     return slot.direction == TRN_DIRECTION_OUT || slot.direction == TRN_DIRECTION_INOUT ? &slot : nullptr;
 }
 
-// An empty value is not refused where nothing is bound.
+// An empty value is accepted even if nothing is bound.
 static void take_output(Reply& reply, const ParamSet& set) noexcept {
     int32_t index;
     Output output;
@@ -74,8 +74,8 @@ static void take_output(Reply& reply, const ParamSet& set) noexcept {
     if (const ParamSlot* slot = output_slot(set, index)) deliver(reply, *slot, output);
 }
 
-// Rows behind the second chunk end the call. They are skipped here, where their columns are known; where that fails the channel is
-// closed, and the next call shows it.
+// Rows after the second chunk end the call. They are skipped here, while their columns are known; if that
+// fails the channel is closed, and the next call reports it.
 static void end_before_rows(Reply& reply, ResultSet* rows) noexcept {
     if (rows) {
         push_back(reply.conn.channel, reply.type);
@@ -87,7 +87,7 @@ static void end_before_rows(Reply& reply, ResultSet* rows) noexcept {
 
 static int32_t read_procedure_reply(Conn& conn, const ParamSet& set) noexcept {
     Reply reply{conn, procedure_step};
-    OwnedResult rows; // the last result: received and dropped
+    OwnedResult rows; // the last result, to be dropped
     while (next_of_statement(reply)) {
         switch (reply.type) {
         case MessageType::query:

@@ -1,4 +1,4 @@
-// Pieces of the encoding that single entries and batches share.
+// Encoding shared by single entries and batches.
 #pragma once
 
 #include <algorithm>
@@ -12,13 +12,13 @@
 
 namespace tarn {
 
-// A value as the application gave it. Its length need not agree with what may be read.
+// A value as given by the application. Its length need not match what may be read.
 struct BoundValue {
     const uint8_t* bytes;
     int32_t readable;
     int32_t length;
 
-    // A number in host order; bytes that are not there count as zero.
+    // A number in host order; missing bytes are zero.
     template <class T> T as() const noexcept {
         if (readable >= static_cast<int32_t>(sizeof(T))) [[likely]]
             return load<T>(bytes);
@@ -28,10 +28,10 @@ struct BoundValue {
     }
 };
 
-// The name and direction that an entry begins with.
+// The name and direction at the start of an entry.
 void put_entry_head(Channel& channel, const ParamSlot& slot) noexcept;
 
-// What follows the length field: nothing for a length below 1.
+// The part after the length field: nothing for a length below 1.
 void put_value(Channel& channel, ValueForm form, const BoundValue& value) noexcept;
 
 } // namespace tarn

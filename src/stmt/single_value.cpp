@@ -36,7 +36,7 @@ static int32_t format_value(const Value& value, const SingleValue& out) noexcept
         std::memcpy(out.area, value.bytes, value.length);
         return TRN_OK;
     }
-    if (!may_stay && !is_byte_run(value.wire_type)) return TRN_OK; // no text: the area stays as it is
+    if (!may_stay && !is_byte_run(value.wire_type)) return TRN_OK; // no text: the area is unchanged
     if (!hand_over(value, out.area)) return TRN_ERR_MEMORY;
     *out.type_word += TRN_HANDED_OVER;
     return TRN_OK;
@@ -67,14 +67,15 @@ static void take_result(Reply& reply, const SingleValue& out) noexcept {
     if (reply.ended && reply.status >= 0) reply.status = give_value(*result, out);
 }
 
-// The kind of the item is the status here, not its count.
+// Here the status is the kind of the item, not its count.
 static void take_count(Reply& reply) noexcept {
     if (!skip_bytes(reply.conn.channel, 4)) return end_broken(reply);
     reply.status = reply.type == MessageType::update_count ? TRN_ITEM_UPDATE : TRN_ITEM_DELETE;
     ends_here(reply);
 }
 
-// The identifier becomes the connection's last only through the other calls, and the status only at the end of the reply.
+// Only the other calls make the identifier the connection's last; the status is set only at the end of the
+// reply.
 static void drop_insert(Reply& reply) noexcept {
     if (!skip_counted(reply.conn)) return end_broken(reply);
     if (ends_here(reply)) reply.status = TRN_ITEM_INSERT;
@@ -89,7 +90,7 @@ int32_t read_single_value_reply(Conn& conn, const SingleValue& out) noexcept {
         case MessageType::delete_count: take_count(reply); break;
         case MessageType::insert_id: drop_insert(reply); break;
         case MessageType::end_of_reply: end(reply, reply.status); break;
-        default: end_before(reply, TRN_OK); // something this call does not read, such as an output value
+        default: end_before(reply, TRN_OK); // a message that this call does not read, such as an output value
         }
     }
     return reply.status;

@@ -17,7 +17,7 @@ struct SingleValue {
     uint32_t* type_word;
 };
 
-// Reads the whole reply and gives the status of TRN_Execute_query_with_one.
+// Reads the whole reply and returns the status of TRN_Execute_query_with_one.
 int32_t read_single_value_reply(Conn& conn, const SingleValue& out) noexcept;
 
 } // namespace tarn

@@ -19,7 +19,7 @@ int32_t submit(Conn& conn, const char* sql, const ParamSet* params, const char* 
         return TRN_ERR_NETWORK;
     }
     put_command(conn.channel, sql, length, params ? entry_count(*params) : 0);
-    // A large object that cannot be sent ends the entries; the reply tells what the server made of it.
+    // A large object that cannot be sent ends the entries; the reply shows how the server took it.
     if (params && encode_params(conn.channel, *params) == -1) say(conn, "%s", message::print_lob_unsent);
     flush_send(conn.channel);
     return TRN_OK;

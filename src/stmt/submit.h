@@ -11,14 +11,14 @@
 
 namespace tarn {
 
-// A command text with names of any length in it.
+// A command text that contains names of any length.
 class CommandText {
   public:
     template <class... Names> explicit CommandText(const char* form, const Names*... names) noexcept {
         const size_t size = std::strlen(form) + (std::strlen(names) + ... + 0);
         if (fits(size)) keep(format_text(size, form, names...));
     }
-    // With a number of rows in front of one name.
+    // With a number of rows before one name.
     CommandText(const char* form, int32_t rows, const char* name) noexcept {
         constexpr size_t longest_number = 11;
         const size_t size = std::strlen(form) + longest_number + std::strlen(name);
@@ -40,10 +40,10 @@ class CommandText {
     int32_t status_ = TRN_ERR_ARGUMENT;
 };
 
-// Sends a statement with the parameters of a set, if there is one, as one flushed command. TRN_OK; TRN_ERR_ARGUMENT, with nothing
-// sent, when something of the set does not fit its field on the wire; TRN_ERR_NETWORK when the rest of an earlier reply could
-// not be skipped, which prints the line of a broken stream with the step, if there is one. A failed send shows itself when the
-// reply cannot be read.
+// Sends a statement with the parameters of a set, if there is one, as one flushed command. TRN_OK;
+// TRN_ERR_ARGUMENT, with nothing sent, when the set does not fit its fields on the wire; TRN_ERR_NETWORK when
+// the rest of an earlier reply could not be skipped, which prints the line of a broken stream with the step,
+// if any. A failed send is noticed when the reply cannot be read.
 int32_t submit(Conn& conn, const char* sql, const ParamSet* params = nullptr,
                const char* step = nullptr) noexcept;
 

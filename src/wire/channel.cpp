@@ -10,7 +10,7 @@
 
 namespace tarn {
 
-// Waits in short steps: a connect cannot be woken, but a cancelled one ends with its step.
+// Waits in short steps: a connect cannot be woken, so a cancel takes effect at the end of a step.
 static bool finish_connect(Channel& channel, int32_t timeout_ms) noexcept {
     constexpr int32_t longest_step_ms = 50;
     const int64_t deadline = platform::monotonic_ms() + timeout_ms;
@@ -54,7 +54,7 @@ void set_waits(Channel& channel, const ChannelOptions& options) noexcept {
     if (is_open(channel)) platform::set_receive_timeout(channel.sock, options.receive_timeout_ms);
 }
 
-// One key and one keystream for both directions, each with a position of its own.
+// The same key and keystream for both directions, each with its own position.
 bool encrypt_channel(Channel& channel, const uint8_t (&key)[turing_key_size]) noexcept {
     assert(channel.recv_pos == channel.recv_fill && channel.send_fill == 0);
     channel.recv_cipher = allocate_record<TuringState>();

@@ -1,9 +1,10 @@
-// A channel to the server: the socket, the two ciphers of an encrypted one, the two buffers and the message type pushed back.
-// receive.h and send.h read and write through it. The connection that it belongs to has the lock; nothing here locks.
+// A channel to the server: the socket, the two ciphers of an encrypted one, the two buffers and a pushed-back
+// message type. receive.h and send.h read and write through it. The lock is the connection's; nothing here
+// locks.
 //
-// What was received and not read yet lies in recv_buf from recv_pos to recv_fill, decrypted. A receive that fails closes the
-// channel on the spot: nothing above it meets the middle of a message, or the late answer to another request, afterwards.
-// Reads and writes on a closed channel fail.
+// Bytes received and not yet read are in recv_buf from recv_pos to recv_fill, decrypted. A receive that fails
+// closes the channel at once, so that no later read can land in the middle of a message or in the late answer
+// to another request. Reads and writes on a closed channel fail.
 #pragma once
 
 #include <cstddef>
@@ -20,9 +21,9 @@ inline constexpr size_t send_buffer_size = 8192;
 
 // How a channel is opened and how long it waits.
 struct ChannelOptions {
-    int32_t connect_timeout_ms; // for the connection, and for every answer of the login; 0: without limit
+    int32_t connect_timeout_ms; // for the connection, and for every answer of the login; 0: no limit
     int32_t receive_timeout_ms;
-    bool one_wait; // a receive that times out is not tried again
+    bool one_wait; // a receive that times out is not repeated
     platform::KeepAlive keep_alive;
 };
 
@@ -40,11 +41,10 @@ struct Channel {
     int32_t error;            // the system's number for a failed open; 0: it took too long, or was cancelled
     TuringState* recv_cipher; // owned; null on a plain channel, like the next
     TuringState* send_cipher;
-    MessageType
-        pushed_back; // a message type that was read and belongs to the next reader; none when there is none
-    MessageType traced; // the protocol trace: the message being read, and where in the stream it began
+    MessageType pushed_back; // a message type left to the next reader; or none
+    MessageType traced;      // the protocol trace: the message being read, and where in the stream it began
     uint64_t traced_from;
-    uint64_t received; // bytes, since the record was made
+    uint64_t received; // bytes, over the life of the record
     uint32_t recv_pos;
     uint32_t recv_fill;
     uint32_t send_fill;
@@ -52,17 +52,17 @@ struct Channel {
     uint8_t recv_buf[recv_buffer_size];
 };
 
-// Connects, with empty buffers; an open channel is closed first. False leaves it closed. Until the login is through, a receive
-// waits no longer than the connect may.
+// Connects, with empty buffers; an open channel is closed first. False leaves it closed. Until the login is
+// complete, the connect time-out applies to receives too.
 bool open_channel(Channel& channel, uint32_t address, uint16_t port, const ChannelOptions& options) noexcept;
 
-// How long the next receives wait.
+// Sets how long further receives wait.
 void set_waits(Channel& channel, const ChannelOptions& options) noexcept;
 
-// Encrypts both directions from here on. False when memory is short.
+// Encrypts both directions from now on. False when memory is short.
 bool encrypt_channel(Channel& channel, const uint8_t (&key)[turing_key_size]) noexcept;
 
-// Closes the socket and forgets what was buffered. Closing a closed channel does nothing.
+// Closes the socket and discards the buffers. Closing a closed channel does nothing.
 void close_channel(Channel& channel) noexcept;
 
 inline bool is_open(const Channel& channel) noexcept {

@@ -19,7 +19,7 @@ struct Sink {
 
 } // namespace
 
-// Held shared while a line is written, alone while the function changes.
+// Held shared while a line is written, exclusively while the function changes.
 static constinit std::shared_mutex sink_lock;
 static constinit Sink sink{};
 
@@ -28,7 +28,8 @@ void set_line_sink(LineSink function, void* user) noexcept {
     sink = {function, user};
 }
 
-// What TARNSQL_TRACE names, once for the process; null for "none". A file that cannot be opened is as if nothing were named.
+// The output that TARNSQL_TRACE names, looked up once per process; null for "none". A file that cannot be
+// opened counts as not named.
 static std::FILE* named_file() noexcept {
     const char* name = platform::environment("TARNSQL_TRACE");
     if (!name || equal_ignoring_case(name, "stdout")) return stdout;

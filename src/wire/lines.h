@@ -1,5 +1,5 @@
-// Where the library's printed lines go: standard output, unless TRNX_SetTrace or the environment variable TARNSQL_TRACE names
-// another place. Any thread may print; nothing here needs a connection's lock.
+// Where the library's printed lines go: standard output, unless TRNX_SetTrace or the environment variable
+// TARNSQL_TRACE names another place. Any thread may print; nothing here needs a connection's lock.
 #pragma once
 
 #include <cstdarg>
@@ -17,10 +17,11 @@ enum class LineKind : int32_t {
 
 using LineSink = void (*)(void* user, int32_t kind, const char* line);
 
-// Sends all lines to a function of the application's; null ends that. On return no thread is inside the function set before.
+// Sends all lines to the application's function; null ends that. On return no thread is inside the previous
+// function.
 void set_line_sink(LineSink sink, void* user) noexcept;
 
-// Writes a line out. The text has its line end, where it has one: a function gets it without.
+// Writes a line out. The text includes its line end, if any; a function gets it without.
 void write_line(LineKind kind, const char* text) noexcept;
 
 // Formats a line of any length; null when memory is short.

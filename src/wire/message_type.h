@@ -14,7 +14,7 @@ enum class MessageType : uint8_t {
     more_rows = '.', // alone, without a body
 
     // answers to a login
-    accepted_301 = 'N', // four bytes that mean nothing here and "K" follow
+    accepted_301 = 'N', // followed by four bytes without meaning here, and "K"
     accepted_201 = 'K',
 
     // replies
@@ -36,7 +36,7 @@ enum class MessageType : uint8_t {
     row_with_id = '*',
 };
 
-// What the server says in words, among other messages: an error, a warning or a notice.
+// A text of the server, which may come among other messages: an error, a warning or a notice.
 inline bool is_text(MessageType type) noexcept {
     return type == MessageType::error || type == MessageType::fatal_error || type == MessageType::warning ||
            type == MessageType::notice;

@@ -50,7 +50,8 @@ static void tell(const Channel& channel, const char* text) noexcept {
     if (line) write_line(LineKind::protocol, line.get());
 }
 
-// Bytes as text on one line: what is neither printable ASCII nor part of a longer character appears as its number.
+// Bytes as text on one line: bytes that are neither printable ASCII nor part of a multi-byte character are
+// shown as numbers.
 static Owned<char> readable(const void* bytes, size_t length) noexcept {
     const size_t shown = std::min(length, static_cast<size_t>(text_limit.load()));
     Owned<char> text(static_cast<char*>(allocate_raw(4 * shown + 4)));
@@ -117,7 +118,7 @@ static const char* name_of(MessageType type) noexcept {
     }
 }
 
-// Where in the stream the next byte to be read stands.
+// The stream position of the next byte to be read.
 static uint64_t position(const Channel& channel) noexcept {
     return channel.received - unread_size(channel);
 }

@@ -1,8 +1,8 @@
-// The protocol trace: one line a message, to see what client and server say to each other. Off unless
-// TRNX_SetProtocolTrace or the environment variable TARNSQL_TRACE_PROTOCOL turns it on; off, it costs one load a message.
+// The protocol trace: one line for each message, in both directions. Off unless TRNX_SetProtocolTrace or the
+// environment variable TARNSQL_TRACE_PROTOCOL turns it on; when off it costs one load per message.
 //
-// A received message is reported when the next one begins: only then is its length known. Lines are written while the call runs,
-// with its connection's lock held.
+// A received message is reported when the next one begins: only then is its length known. Lines are written
+// while the call runs, with its connection's lock held.
 #pragma once
 
 #include <atomic>
@@ -28,10 +28,10 @@ inline bool tracing(TraceLevel level = TraceLevel::messages) noexcept {
 // Statements and values are cut to this many bytes.
 void set_trace(TraceLevel level, int32_t text_limit) noexcept;
 
-// Sets what the environment asks for, once for the process.
+// Applies the environment variable, once per process.
 void start_trace() noexcept;
 
-// One for each of these is called when tracing(), and only then.
+// Called only when tracing().
 void trace_event(const Channel& channel, const char* event) noexcept;
 void trace_command(const Channel& channel, const char* text, size_t length, uint32_t parameter_word) noexcept;
 void trace_value(const Channel& channel, uint16_t wire_type, const void* value, size_t length) noexcept;

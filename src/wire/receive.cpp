@@ -9,8 +9,8 @@
 
 namespace tarn {
 
-// One receive that brought bytes, decrypted. The server may be slow to answer: a silent receive is tried again, on an encrypted
-// channel it is not. This is the one place where a channel is found broken.
+// Receives at least one byte, and decrypts. The server may be slow: a receive that times out is repeated, but
+// not on an encrypted channel. This is the only place that detects a broken channel.
 static size_t receive_into(Channel& channel, uint8_t* to, size_t size) noexcept {
     const int32_t tries = channel.recv_cipher ? 1 : channel.recv_tries;
     for (int32_t i = 0; i < tries && !is_cancelled(channel); ++i) {
@@ -42,7 +42,8 @@ static size_t take_buffered(Channel& channel, uint8_t* to, size_t most) noexcept
     return size;
 }
 
-// What is larger than the buffer goes straight to its place, in steps that are decrypted while the caches still hold them.
+// Anything larger than the buffer goes straight to its destination, in steps that are decrypted while still
+// in the cache.
 static size_t receive_directly(Channel& channel, uint8_t* to, size_t size) noexcept {
     constexpr size_t decrypted_at_once = 64 * 1024;
     return receive_into(channel, to, channel.recv_cipher ? std::min(size, decrypted_at_once) : size);

@@ -1,7 +1,9 @@
-// Receiving: message types, integers, runs of bytes and texts out of a channel. Integers are big-endian on the wire.
+// Receiving: message types, integers, runs of bytes and texts out of a channel. Integers are big-endian on
+// the wire.
 //
-// A read fails when the stream ends, breaks, or stays silent: three receives in a row without a byte on a plain channel, one on
-// an encrypted one. The channel is closed then; nothing is printed and no error text is set.
+// A read fails when the stream ends, breaks, or stays silent: three receives in a row without a byte on a
+// plain channel, one on an encrypted one. The channel is then closed; nothing is printed and no error text is
+// set.
 #pragma once
 
 #include <cassert>
@@ -23,10 +25,11 @@ bool skip_bytes(Channel& channel, size_t size) noexcept;
 // Reads the message type that was pushed back, or else the next byte.
 bool read_type(Channel& channel, MessageType& type) noexcept;
 
-// Leaves a message type to the next read_type. A byte of 0 cannot be pushed back and is lost.
+// Pushes a message type back for the next read_type. A byte of 0 cannot be pushed back and is lost.
 //
-// A server counts a byte that is pushed back and then read together with others twice in its keystream. That cannot happen here:
-// only single message types are pushed back and read again, and every other read asserts that none is waiting.
+// A server counts a byte that is pushed back, and then read together with others, twice in its keystream.
+// That cannot happen here: only single message types are pushed back and read again, and every other read
+// asserts that none is waiting.
 inline void push_back(Channel& channel, MessageType type) noexcept {
     channel.pushed_back = type;
 }
@@ -52,15 +55,15 @@ inline bool read_i32(Channel& channel, int32_t& value) noexcept {
 // Largest allocation made on a length field alone; a larger block grows as its bytes arrive.
 inline constexpr size_t trusted_size = 1024 * 1024;
 
-// Reads size bytes into a fresh block of size + 1 bytes, zero-terminated. TRN_OK, TRN_ERR_NETWORK, or TRN_ERR_MEMORY with the
-// bytes skipped.
+// Reads size bytes into a fresh block of size + 1 bytes, zero-terminated. TRN_OK, TRN_ERR_NETWORK, or
+// TRN_ERR_MEMORY with the bytes skipped.
 int32_t read_block(Channel& channel, size_t size, Owned<char>& block) noexcept;
 
-// Reads a wire string: a 32-bit length and its bytes. TRN_OK, TRN_ERR_NETWORK, or TRN_ERR_MEMORY when memory is short or the
-// length is negative; the stream is still in step then.
+// Reads a wire string: a 32-bit length and its bytes. TRN_OK, TRN_ERR_NETWORK, or TRN_ERR_MEMORY when memory
+// is short or the length is negative; the stream is still in step then.
 int32_t read_string(Channel& channel, Owned<char>& text) noexcept;
 
-// What is received and not read yet, for readers that look ahead.
+// The bytes received and not yet read, for readers that look ahead.
 inline uint8_t* unread(Channel& channel) noexcept {
     assert(channel.pushed_back == MessageType::none);
     return channel.recv_buf + channel.recv_pos;
@@ -73,7 +76,8 @@ inline void take(Channel& channel, size_t size) noexcept {
     channel.recv_pos += static_cast<uint32_t>(size);
 }
 
-// Receives more behind what is unread, which moves to the buffer's front for that; the buffer must not be full of it.
+// Receives more after the unread bytes, which are first moved to the front of the buffer; they must not fill
+// it.
 bool receive_more(Channel& channel) noexcept;
 
 } // namespace tarn

@@ -12,7 +12,7 @@
 
 namespace tarn {
 
-// Larger writes do not pass through the buffer.
+// Larger writes bypass the buffer.
 static constexpr size_t largest_buffered_write = 2048;
 
 static ptrdiff_t send_buffered(Channel& channel) noexcept {
@@ -21,8 +21,8 @@ static ptrdiff_t send_buffered(Channel& channel) noexcept {
     return platform::send_some(channel.sock, channel.send_buf, fill);
 }
 
-// The buffer never holds more than 8,191 bytes: a write that would fill it sends what is there first. Bytes are encrypted as they
-// enter the buffer, never at the flush; an encrypted channel does not report that send.
+// The buffer never holds more than 8,191 bytes: a write that would fill it sends what is there first. Bytes
+// are encrypted as they enter the buffer, never at the flush; an encrypted channel does not report that send.
 static ptrdiff_t put_buffered(Channel& channel, const void* data, size_t size) noexcept {
     ptrdiff_t outcome = 0;
     if (channel.send_fill + size >= sizeof channel.send_buf) outcome = send_buffered(channel);
@@ -34,7 +34,8 @@ static ptrdiff_t put_buffered(Channel& channel, const void* data, size_t size) n
     return 0;
 }
 
-// The caller's bytes stay as they are: a copy is encrypted. Where memory is short they go through the buffer in pieces.
+// The caller's bytes are not changed: a copy is encrypted. When memory is short they go through the buffer in
+// pieces.
 static ptrdiff_t send_encrypted(Channel& channel, const uint8_t* data, size_t size) noexcept {
     const Owned<uint8_t> copy(static_cast<uint8_t*>(allocate_zeroed(size)));
     if (!copy) {

@@ -1,9 +1,9 @@
-// Sending: small writes gather in the channel's send buffer, writes of more than 2,048 bytes go out by themselves, and a request
-// ends with a flush. Each send is one call of the platform: what it could not send is not sent again. On an encrypted channel
-// what is sent is encrypted first, in the order of the stream.
+// Sending: small writes are collected in the channel's send buffer, writes of more than 2,048 bytes are sent
+// on their own, and a request ends with a flush. Each send is one platform call and is not retried. On an
+// encrypted channel everything is encrypted first, in stream order.
 //
-// The results of writes are those of the underlying send; a lost connection shows itself when the reply cannot be read, so most
-// callers do not look at them.
+// Writes return the result of the underlying send; most callers ignore it, because a lost connection is
+// noticed when the reply cannot be read.
 #pragma once
 
 #include <cstddef>
@@ -22,9 +22,9 @@ ptrdiff_t put_u64(Channel& channel, uint64_t value) noexcept;
 // 0, or -1 when the send failed; the buffer is empty afterwards in any case.
 int32_t flush_send(Channel& channel) noexcept;
 
-// The command frame: "?", the text's length, the text with its NUL, the parameter word. Not flushed: parameter entries may
-// follow. The word's low 16 bits count the entries, its high 16 bits the rows of a batch; 0 for a plain command.
-// length is below 2^31.
+// The command frame: "?", the text's length, the text with its NUL, the parameter word. Not flushed:
+// parameter entries may follow. The word's low 16 bits count the entries, its high 16 bits the rows of a
+// batch; 0 for a plain command. length is below 2^31.
 void put_command(Channel& channel, const char* text, size_t length, uint32_t parameter_word) noexcept;
 
 // Asks for more rows of a query that sends them in chunks.

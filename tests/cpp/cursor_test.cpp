@@ -59,7 +59,7 @@ TEST_F(cpp_cursors, a_failing_row_throws_behind_those_before_it) {
                        db_.stream<int, tarnsql::date>("SELECT id, due FROM t"))
                       ++rows;
               }),
-              "column due: 'soon' cannot be given as DATE");
+              "column due: 'soon' cannot be converted to DATE");
     EXPECT_EQ(rows, 2);
 }
 

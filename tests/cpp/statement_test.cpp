@@ -32,7 +32,7 @@ TEST_F(cpp_statements, results_of_several_statements_are_walked) {
 TEST_F(cpp_statements, an_error_behind_rows_is_thrown_where_they_end) {
     db_.execute("CREATE TABLE t (id INTEGER, due DATE)");
     db_.execute("INSERT INTO t VALUES (1, '2024-02-29'), (2, 'soon')");
-    const std::string refusal = "column due: 'soon' cannot be given as DATE";
+    const std::string refusal = "column due: 'soon' cannot be converted to DATE";
     int rows = 0;
     EXPECT_EQ(thrown<tarnsql::server_error>([&] {
                   for ([[maybe_unused]] const auto& row :

@@ -189,7 +189,7 @@ TEST(live_types, a_value_that_its_column_cannot_hold_ends_the_rows_with_an_error
         Reader reader(connection, "select id, due from t order by id");
         EXPECT_EQ(reader.status, TRN_ERR_SERVER);
         EXPECT_EQ(reader.rows, 1);
-        EXPECT_EQ(error_text(connection.handle), "column due: 'soon' cannot be given as DATE");
+        EXPECT_EQ(error_text(connection.handle), "column due: 'soon' cannot be converted to DATE");
         ASSERT_TRUE(reader.next());
         EXPECT_EQ(reader.text(2), "2024-02-29");
         EXPECT_FALSE(reader.next());

@@ -113,11 +113,11 @@ TEST_F(tarnlite_calls, cursors_in_the_wrong_state_are_refused) {
          "E a cursor needs a query that does not write"},
         {"DECLARE c CURSOR FOR select a from t where a > ?", "E parameter 1 has no value"},
         {"DECLARE c CURSOR FOR select a from t", "A 3"},
-        {"DECLARE C CURSOR FOR select 1", "E there is a cursor 'C' already"},
+        {"DECLARE C CURSOR FOR select 1", "E the cursor 'C' already exists"},
         {"FETCH 1  FROM c ", "E the cursor 'C' is not open"},
         {"OPEN c ;", ""},
-        {"OPEN c ;", "E the cursor 'C' is open already"},
-        {"FETCH 9  FROM c ", "A 3 [1]; E column a: 300 cannot be given as TINYINT"},
+        {"OPEN c ;", "E the cursor 'C' is already open"},
+        {"FETCH 9  FROM c ", "A 3 [1]; E column a: 300 cannot be converted to TINYINT"},
         {"FETCH 9  FROM c ", "E the cursor 'C' is not open"},
         {"CLOSE c ", ""},
     };
@@ -125,7 +125,7 @@ TEST_F(tarnlite_calls, cursors_in_the_wrong_state_are_refused) {
         EXPECT_EQ(run(c.text), c.reply) << c.text;
     for (std::size_t i = 0; i < tarnlite::Cursors::most_cursors; ++i)
         ASSERT_EQ(run(fmt::format("DECLARE c{} CURSOR FOR select 1", i)), "A 30");
-    EXPECT_EQ(run("DECLARE c CURSOR FOR select 1"), "E there are 256 cursors already");
+    EXPECT_EQ(run("DECLARE c CURSOR FOR select 1"), "E there are already 256 cursors");
 }
 
 TEST_F(tarnlite_calls, a_cursor_keeps_other_sessions_from_writing_until_its_last_row) {
@@ -174,10 +174,10 @@ TEST_F(tarnlite_calls, calls_without_parameters_get_every_output) {
         {"exec typed('numeric(5,1)', '2.25')", "O 7:2.3"},
         {"exec typed('interval year to month', '1-02')", "O 16:\0\0\0\x0E"s},
         {"exec typed('date', null)", "O 10:"},
-        {"exec typed('smallint', '70000')", "E argument value: 70000 cannot be given as SMALLINT"},
-        {"exec add('x', 1, 0)", "E argument a: 'x' cannot be given as BIGINT"},
+        {"exec typed('smallint', '70000')", "E argument value: 70000 cannot be converted to SMALLINT"},
+        {"exec add('x', 1, 0)", "E argument a: 'x' cannot be converted to BIGINT"},
         {"exec add(9223372036854775807, 1, 0)",
-         "E argument sum: 9.22337203685478e+18 cannot be given as BIGINT"},
+         "E argument sum: 9.22337203685478e+18 cannot be converted to BIGINT"},
         {"exec add(1, 2)", "E ADD takes 3 arguments, not 2"},
         {"exec add(1, ? + 1, 0)", "E '? + 1': a parameter must be an argument of its own"},
         {"exec add(1, ?, 0)", "E parameter 1 has no value"},

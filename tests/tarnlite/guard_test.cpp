@@ -42,26 +42,26 @@ struct Refused {
 };
 
 constexpr Refused with_file[] = {
-    {"attach '@' as s", "the file '@' is not opened: the server runs without --allow-files", false},
-    {"attach 'file:@?vfs=unix' as s", "the file 'file:@?vfs=unix' is not opened"},
-    {"attach 'file:@?vfs=unix&mode=memory&mode=ro' as s", "is not opened"},
-    {"attach 'file:@?mode=memory&mod%65=ro' as s", "is not opened"},
-    {"attach 'file:@?mode=ro#?vfs=memdb' as s", "is not opened"},
+    {"attach '@' as s", "the file '@' cannot be opened: the server runs without --allow-files", false},
+    {"attach 'file:@?vfs=unix' as s", "the file 'file:@?vfs=unix' cannot be opened"},
+    {"attach 'file:@?vfs=unix&mode=memory&mode=ro' as s", "cannot be opened"},
+    {"attach 'file:@?mode=memory&mod%65=ro' as s", "cannot be opened"},
+    {"attach 'file:@?mode=ro#?vfs=memdb' as s", "cannot be opened"},
     {"attach '' || '@' as s", "ATTACH takes only a name in quotes"},
-    {"select 1; attach \"@\" as s", "is not opened", false},
-    {"attach 'file:@?mode=ro' as s", "is not opened"},
-    {"vacuum into '#'", "the file '#' is not opened", false},
-    {"vacuum into 'file:#?vfs=unix'", "is not opened"},
-    {"vacuum into 'file:' || '#?vfs=unix'", "is not opened"},
-    {"prepare s as attach 'file:@?vfs=unix' as s", "is not opened"},
+    {"select 1; attach \"@\" as s", "cannot be opened", false},
+    {"attach 'file:@?mode=ro' as s", "cannot be opened"},
+    {"vacuum into '#'", "the file '#' cannot be opened", false},
+    {"vacuum into 'file:#?vfs=unix'", "cannot be opened"},
+    {"vacuum into 'file:' || '#?vfs=unix'", "cannot be opened"},
+    {"prepare s as attach 'file:@?vfs=unix' as s", "cannot be opened"},
     {"pragma temp_store_directory = '/tmp'", "PRAGMA temp_store_directory is not changed"},
 };
 
 constexpr Refused always[] = {
-    {"select load_extension('@')", "the function load_extension is switched off"},
-    {"select fts3_tokenizer('simple')", "the function fts3_tokenizer is switched off"},
-    {"pragma s.journal_mode = 'OFF'", "this journal_mode is not taken"},
-    {"pragma journal_mode(mem)", "this journal_mode is not taken"},
+    {"select load_extension('@')", "the function load_extension is disabled"},
+    {"select fts3_tokenizer('simple')", "the function fts3_tokenizer is disabled"},
+    {"pragma s.journal_mode = 'OFF'", "this journal_mode is refused"},
+    {"pragma journal_mode(mem)", "this journal_mode is refused"},
     {"pragma writable_schema = on; update sqlite_schema set sql = ''", "may not be modified"},
 };
 

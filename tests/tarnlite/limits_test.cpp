@@ -69,7 +69,7 @@ TEST_F(tarnlite_limits, one_client_too_many_is_refused_with_a_reason) {
         encrypted ? third.open_encrypted(login) : third.send(login);
         EXPECT_EQ(third.receive(1), "E");
         EXPECT_EQ(third.receive_text(),
-                  "the server has 2 connections already, its limit (--max-connections)");
+                  "the server already has 2 connections, its limit (--max-connections)");
         EXPECT_TRUE(third.ended_in_order());
     }
     second.reset();
@@ -91,9 +91,9 @@ TEST_F(tarnlite_limits, a_request_that_stops_midway_is_answered_and_undone) {
         std::string bytes;
         std::string error;
     } cases[] = {
-        {command("insert into t values(?)", 1), "parameters that the command announced: 1, that came: 0"},
+        {command("insert into t values(?)", 1), "parameters announced by the command: 1, received: 0"},
         {command("insert into t values(?)", 3) + entry(5, "\0\0\0\1"s) + "\0\0\0"s,
-         "parameters that the command announced: 3, that came: 1"},
+         "parameters announced by the command: 3, received: 1"},
         {command("insert into t values(7)").substr(0, 20), generic},
         {batch, generic},
         {batch + block(row_value(5, "\0\0\0\2"s)), generic},

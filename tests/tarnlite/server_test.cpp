@@ -147,13 +147,13 @@ TEST_F(tarnlite_server, bytes_that_are_no_command_end_the_connection) {
     } cases[] = {
         {"?\0\0\0\x01xy\0\0\0\0"s, "command text without its terminator"},
         {"?\xFF\xFF\xFF\xFFx"s, "command text of 4294967295 bytes is longer than 67108864"},
-        {command("select ?", 1) + std::string(1'000'000, 'e'), "a parameter of direction 25957"},
-        {command("select ?", 1) + entry(7, "1"), "a parameter of the unknown type 7"},
+        {command("select ?", 1) + std::string(1'000'000, 'e'), "invalid parameter direction 25957"},
+        {command("select ?", 1) + entry(7, "1"), "unknown parameter type 7"},
         {command("select ?", 1) + "\0\0\0\1\0\x1E\x7F\xFF\xFF\xFF"s,
          "parameters of more than 1073741824 bytes"},
         {batch + block(""), "a row runs past its block"},
         {batch + block(row_value(30, "b").substr(0, 5)), "a row runs past its block"},
-        {batch + block(row_value(30, "b") + "x"), "a block goes on behind the last row"},
+        {batch + block(row_value(30, "b") + "x"), "a block continues after the last row"},
     };
     for (const auto& c : cases) {
         RawClient client(server_.port());

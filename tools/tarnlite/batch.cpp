@@ -8,7 +8,7 @@ bool BatchRows::next() {
     if (left_ <= 1) return false;
     --left_;
     if (!row_.empty()) read_row();
-    if (left_ == 1 && block_left_ > 0) throw ProtocolError("a block goes on behind the last row");
+    if (left_ == 1 && block_left_ > 0) throw ProtocolError("a block continues after the last row");
     return true;
 }
 

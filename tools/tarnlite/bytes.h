@@ -26,7 +26,7 @@ inline void put_double(std::string& out, double value) {
     put_integer(out, std::bit_cast<std::uint64_t>(value));
 }
 
-// Of as many bytes as the integer has.
+// With as many bytes as the integer has.
 template <std::integral Integer> Integer integer_of(std::string_view bytes) {
     std::make_unsigned_t<Integer> bits = 0;
     for (const char byte : bytes.substr(0, sizeof(Integer)))

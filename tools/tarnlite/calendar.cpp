@@ -29,12 +29,12 @@ int days_before_month(std::int64_t year, int month) {
     return common.at(static_cast<std::size_t>(month - 1)) + (month > 2 && is_leap(year) ? 1 : 0);
 }
 
-// The day number of 1 January, counted from 0000-01-01: one day more for each leap year passed.
+// The day number of 1 January, counted from 0000-01-01: one extra day for each leap year before it.
 std::int64_t first_day_of_year(std::int64_t year) {
     return 365 * year + floor_div(year + 3, 4) - floor_div(year + 99, 100) + floor_div(year + 399, 400);
 }
 
-// Reads a text from its front; every reader says whether it found what it wants, and moves on only then.
+// Reads a text from its front; every reader reports whether it found a match, and advances only then.
 class Reader {
   public:
     explicit Reader(std::string_view text) : rest_(text) {}

@@ -1,7 +1,7 @@
-// Dates and times as readable ISO text and as counts from 1970-01-01, in the proleptic Gregorian calendar, for
-// years before 0 and after 9999 too. No zone of this machine is ever applied.
-// Texts: [+-]YYYY-MM-DD, HH:MM[:SS[.fraction]], both joined by a blank or "T", and a zone: "Z", +HH, +HHMM or +HH:MM.
-// A fraction is cut to the unit of the count.
+// Dates and times as readable ISO text and as counts from 1970-01-01, in the proleptic Gregorian calendar,
+// including years before 0 and after 9999. The machine's time zone is never used.
+// Texts: [+-]YYYY-MM-DD, HH:MM[:SS[.fraction]], both joined by a blank or "T", and a zone: "Z", +HH, +HHMM or
+// +HH:MM. A fraction is truncated to the unit of the count.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace tarnlite {
 
-// The count is UTC: adding the zone gives the time that the text showed, so it may lie outside of one day.
+// The count is UTC: adding the zone gives the time in the text, so it may be outside 0 to 24 hours.
 struct ZonedTime {
     std::int32_t milliseconds;
     std::int16_t zone_minutes;

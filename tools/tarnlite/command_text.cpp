@@ -50,7 +50,7 @@ bool read_prepare(Scanner& scanner, CommandText& command) {
     return true;
 }
 
-// No query is a single word.
+// A query is never a single word.
 bool read_declare(Scanner& scanner, CommandText& command) {
     if (!next_name(scanner, command.name) || !next_words_are(scanner, {"CURSOR", "FOR"})) return false;
     command.sql = scanner.rest();
@@ -63,7 +63,8 @@ bool read_fetch(Scanner& scanner, CommandText& command) {
            next_name(scanner, command.name) && ends(scanner);
 }
 
-// The arguments up to and with the closing bracket; commas inside of further brackets belong to their argument.
+// The arguments up to and including the closing parenthesis; commas in nested parentheses belong to their
+// argument.
 bool read_arguments(Scanner& scanner, std::string_view text, CommandText& command) {
     Token token;
     std::size_t start = 0; // of the first token of an argument; 0 before it

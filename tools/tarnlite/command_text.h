@@ -1,6 +1,5 @@
-// What a command's text asks of the server: SQL, or one of the control texts around prepared statements, cursors,
-// procedures and large objects. Letter case, blanks and comments do not matter in control texts, and a semicolon may
-// end them.
+// Parses a command's text: SQL, or one of the control commands for prepared statements, cursors, procedures
+// and large objects. In control commands case, blanks and comments do not matter, and a semicolon may follow.
 #pragma once
 
 #include <cstdint>
@@ -21,20 +20,20 @@ struct CommandText {
         open,       // OPEN name
         fetch,      // FETCH limit FROM name
         close,      // CLOSE name
-        call,       // EXEC name(argument, ...), or EXECUTE; without arguments the brackets may be left out
+        call,       // EXEC name(argument, ...), or EXECUTE; without arguments the parentheses may be omitted
         get_lob,    // GET LOB 'name' OFFSET offset LIMIT limit
     };
 
     Kind kind = Kind::sql;
-    std::string name;                        // in upper case, but a large object's as it was written
+    std::string name;                        // in upper case, except that of a large object
     std::string_view sql;                    // of sql, prepare and declare
     std::string prepared;                    // of declare: the statement's name, in upper case; empty for sql
-    std::vector<std::string_view> arguments; // of call, as they were written
+    std::vector<std::string_view> arguments; // of call, unchanged
     std::uint64_t offset = 0;
     std::uint64_t limit = 0;
 };
 
-// A text that is no control text through and through is SQL.
+// A text that is not entirely a control command is SQL.
 CommandText read_command_text(std::string_view text);
 
 } // namespace tarnlite

@@ -15,7 +15,7 @@ void Cursors::declare(const std::string& name, Statement statement, Parameters p
 
 void Cursors::open(const std::string& name) {
     Cursor& cursor = find(name);
-    if (cursor.rows) throw SqlError(fmt::format("the cursor {} is open already", shown_text(name)));
+    if (cursor.rows) throw SqlError(fmt::format("the cursor {} is already open", shown_text(name)));
     start(cursor);
 }
 
@@ -61,13 +61,13 @@ Cursors::Cursor& Cursors::add(const std::string& name, Statement statement, Para
         throw SqlError("a cursor needs a query that does not write");
     }
     if (cursors_.size() >= most_cursors) {
-        throw SqlError(fmt::format("there are {} cursors already", most_cursors));
+        throw SqlError(fmt::format("there are already {} cursors", most_cursors));
     }
     Cursor cursor{std::move(statement), std::move(parameters), std::nullopt};
     ParameterPlaces(cursor.statement.get(), cursor.parameters)
         .bind(database_, cursor.statement.get(), cursor.parameters);
     const auto [place, added] = cursors_.try_emplace(name, std::move(cursor));
-    if (!added) throw SqlError(fmt::format("there is a cursor {} already", shown_text(name)));
+    if (!added) throw SqlError(fmt::format("the cursor {} already exists", shown_text(name)));
     return place->second;
 }
 

@@ -1,6 +1,6 @@
-// The server cursors of one session, by name. A cursor is a statement of its own, which runs only as far as its rows
-// are fetched; from its opening to its last row it holds SQLite's read lock. Letter case of names does not matter: they
-// come in upper case.
+// The server cursors of one session, by name. A cursor has its own statement, which runs only as far as its
+// rows are fetched; from its opening to its last row it holds SQLite's read lock. Names are case-insensitive:
+// they are passed in upper case.
 #pragma once
 
 #include "database.h"
@@ -19,27 +19,27 @@ class Cursors {
   public:
     static constexpr std::size_t most_cursors = 256;
 
-    // With a store, large objects go by marker and descriptor. Both must outlive the cursors.
+    // With a store, large objects are sent with marker and descriptor. Both must outlive the cursors.
     Cursors(sqlite3* database, LobStore* lobs) : database_(database), lobs_(lobs) {}
 
-    // All throw SqlError, too when there is no such cursor.
+    // All throw SqlError, also when there is no such cursor.
 
-    // Replies the columns of the query that the cursor is for. Its parameters take their values here.
+    // Replies the columns of the cursor's query, whose parameters get their values here.
     void declare(const std::string& name, Statement statement, Parameters parameters, Reply& reply);
-    // Begins with the first row; a cursor that has failed can be opened again.
+    // Starts at the first row; a cursor that has failed can be opened again.
     void open(const std::string& name);
     // Replies the columns and the next rows, which may be fewer than `count`.
     void fetch(const std::string& name, std::uint64_t count, Reply& reply);
     void close(const std::string& name);
-    // No cursor is open afterwards; all can be opened again.
+    // Closes all cursors; they can be opened again.
     void stop_all();
-    // An open cursor under a name that no other has.
+    // Opens a cursor under a unique name.
     std::string open_unnamed(Statement statement, Parameters parameters);
 
   private:
     struct Cursor {
         Statement statement;
-        Parameters parameters;          // the statement reads their contents in place
+        Parameters parameters;          // the statement refers to their contents
         std::optional<ResultRows> rows; // when it is open
     };
 

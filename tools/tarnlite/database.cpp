@@ -28,7 +28,7 @@ Statement prepare_only_statement(sqlite3* database, const std::string& sql) {
     const char* rest = sql.c_str();
     Statement statement = take_statement(database, rest);
     if (!statement) throw SqlError("there is no statement");
-    if (take_statement(database, rest)) throw SqlError("only one statement can stand here");
+    if (take_statement(database, rest)) throw SqlError("only one statement is allowed here");
     return statement;
 }
 

@@ -23,12 +23,12 @@ struct StatementCloser {
 };
 using Statement = std::unique_ptr<sqlite3_stmt, StatementCloser>;
 
-// All that follows throws SqlError.
+// All of these throw SqlError.
 
 // A file name, or an SQLite URI.
 Database open_database(const std::string& name);
 
-// The statement at the front of a text of SQL, which is taken off it; null when only blanks and comments are left.
+// Takes the first statement off a text of SQL; null when only blanks and comments are left.
 Statement take_statement(sqlite3* database, const char*& sql);
 
 // The only statement of a text.

@@ -25,7 +25,7 @@ std::string take_digits(std::string_view& text) {
     return digits;
 }
 
-// The exponent that stands at the text's front, 0 for an empty text.
+// The exponent at the front of the text, 0 for an empty text.
 std::optional<int> whole_exponent(std::string_view text) {
     if (text.empty()) return 0;
     if (text.front() != 'e' && text.front() != 'E') return std::nullopt;

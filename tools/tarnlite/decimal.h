@@ -1,4 +1,4 @@
-// Decimal numbers as text, exactly: no value passes through binary floating point here.
+// Exact decimal numbers as text, without binary floating point.
 #pragma once
 
 #include <optional>
@@ -7,9 +7,9 @@
 
 namespace tarnlite {
 
-// The number written plainly (sign, digits, point, digits) with exactly `scale` decimals, rounded half away from
-// zero; without a scale the decimals stay as they are. An exponent is resolved. Nothing when the text is no number
-// or its exponent goes beyond 400 either way.
+// The number written plainly (sign, digits, point, digits) with exactly `scale` decimals, rounded half away
+// from zero; without a scale the decimals are not changed. An exponent is resolved. Nothing when the text is
+// not a number or its exponent is beyond ±400.
 std::optional<std::string> plain_decimal(std::string_view number, std::optional<int> scale);
 
 } // namespace tarnlite

@@ -1,11 +1,11 @@
-// The server's side of an encrypted login. The numbers of an RSA key made for this login go out in the clear, exponent
-// first; the client's blocks come back encrypted under it:
+// The server's side of an encrypted login. The public numbers of an RSA key made for this login are sent in
+// the clear, exponent first; the client answers with blocks encrypted under it:
 //
 //   block 0      the session key
-//   blocks 1..   30 characters of the login text and the bytes 0x07 0x07 each; the last one has fewer characters
-//                and a NUL behind them
+//   blocks 1..   30 characters of the login text and the bytes 0x07 0x07 each; the last one has fewer
+//                characters, and a NUL after them
 //
-// Nothing tells the number of blocks but the NUL.
+// Only the NUL marks the last block.
 #pragma once
 
 #include "login.h"
@@ -15,8 +15,8 @@
 
 namespace tarnlite {
 
-// After success every byte behind the blocks is encrypted in both directions. Nothing when the blocks do not come in
-// time or hold no login: whatever key they seem to hold is then no key under which the client could be answered.
+// After success every byte after the blocks is encrypted in both directions. Nothing when the blocks do not
+// arrive in time or hold no login: there is then no session key with which to answer the client.
 std::optional<Login> receive_encrypted_login(Transport& transport, Transport::Clock::time_point deadline);
 
 } // namespace tarnlite

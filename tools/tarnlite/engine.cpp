@@ -16,7 +16,7 @@ namespace tarnlite {
 namespace {
 
 constexpr std::chrono::milliseconds longest_busy_pause{20};
-constexpr std::uint32_t text_api_type = 2; // of every parameter: SQLite knows no better
+constexpr std::uint32_t text_api_type = 2; // of every parameter: SQLite does not know their types
 
 std::string text_of(WatchedSession::Reason reason, const EngineSettings& settings) {
     using Reason = WatchedSession::Reason;
@@ -34,7 +34,7 @@ void reply_version(Reply& reply) {
     reply.row(row);
 }
 
-// Leaves the statement ready for its next run, and without the values of this one.
+// Resets the statement for its next run, without the values of this one.
 class StatementUse {
   public:
     explicit StatementUse(sqlite3_stmt* statement) : statement_(statement) {}
@@ -49,7 +49,7 @@ class StatementUse {
     sqlite3_stmt* statement_;
 };
 
-// Undoes what was done since, unless it is kept. Outside of a transaction it is one of its own.
+// A savepoint: undoes what was done since, unless kept. Outside a transaction it is a transaction itself.
 class Savepoint {
   public:
     explicit Savepoint(sqlite3* database) : database_(database) {
@@ -93,7 +93,7 @@ Engine::Engine(const EngineSettings& settings, Watcher& watcher, const Socket& c
     sqlite3_busy_handler(database_.get(), on_busy, this);
 }
 
-// SQLite asks here, while another connection holds the lock it wants, whether to try again.
+// SQLite asks here whether to retry while another connection holds the lock.
 int Engine::on_busy(void* engine, int attempts) {
     auto& self = *static_cast<Engine*>(engine);
     const auto now = std::chrono::steady_clock::now();
@@ -130,7 +130,7 @@ void Engine::run_watched(const std::function<void()>& command) {
     }
 }
 
-// An interrupt would go on to meet the session's next statements as long as a cursor is open.
+// While a cursor is open, an interrupt would also hit the session's next statements.
 void Engine::end_watch() {
     watched_.end_command();
     if (watched_.reason() != WatchedSession::Reason::none) cursors_.stop_all();
@@ -156,7 +156,7 @@ void Engine::run_command(std::string_view text, const Parameters& parameters, Re
         return call_procedure(find_procedure(command.name), command.arguments, parameters,
                               {database_.get(), cursors_}, reply);
     case Kind::get_lob:
-        if (!lobs_) throw SqlError("the login asked for no large objects by descriptor");
+        if (!lobs_) throw SqlError("the login did not ask for large objects by descriptor");
         return lobs_->reply_content(command.name, command.offset, command.limit, reply);
     case Kind::sql: break;
     }
@@ -178,7 +178,7 @@ void Engine::prepare(const std::string& name, std::string_view sql, Reply& reply
     if (!parameters.empty()) reply.parameters(parameters);
 }
 
-// A prepared statement stays free for its own runs: the cursor has one of the same text.
+// The prepared statement stays free for its own runs: the cursor prepares the same text again.
 void Engine::declare(const CommandText& command, const Parameters& parameters, Reply& reply) {
     const std::string sql = command.prepared.empty() ? accept_interval_types(command.sql)
                                                      : sqlite3_sql(prepared_.find(command.prepared));
@@ -232,7 +232,7 @@ void Engine::run_whole_batch(std::string_view text, BatchRows& rows, Reply& repl
     }
     const std::string verb = statement_verb(sqlite3_sql(statement));
     if (sqlite3_column_count(statement) > 0 || !(inserts(verb) || verb == "UPDATE" || verb == "DELETE")) {
-        throw SqlError("a batch runs INSERT, REPLACE, UPDATE and DELETE without rows only");
+        throw SqlError("a batch can only run an INSERT, REPLACE, UPDATE or DELETE without result rows");
     }
     if (!settings_.auto_commit) settle_transaction(statement, verb);
     Savepoint savepoint(database_.get());
@@ -241,7 +241,7 @@ void Engine::run_whole_batch(std::string_view text, BatchRows& rows, Reply& repl
         changed = run_rows(statement, rows);
         savepoint.keep();
     } catch (...) {
-        end_watch(); // no interrupt meets the way back
+        end_watch(); // no interrupt may hit the rollback
         throw;
     }
     reply_change(verb, changed, reply);

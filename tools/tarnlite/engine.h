@@ -1,6 +1,6 @@
-// SQLite behind one connection: runs what a command asks for and replies its results.
-// With auto-commit off, a transaction begins before the first statement that writes and stays open until the client
-// ends it; closing the database rolls it back.
+// SQLite for one connection: runs commands and replies their results.
+// With auto-commit off, a transaction begins before the first statement that writes and stays open until the
+// client ends it; closing the database rolls it back.
 #pragma once
 
 #include "batch.h"
@@ -26,7 +26,7 @@ struct EngineSettings {
     std::chrono::seconds lock_timeout{5};
     bool auto_commit = true;
     bool lobs_by_descriptor = false;
-    bool allow_files = false;                            // beyond the database
+    bool allow_files = false;                            // other than the database
     std::optional<std::chrono::milliseconds> time_limit; // of a command
 };
 
@@ -34,22 +34,22 @@ struct CommandText;
 
 class Engine {
   public:
-    // The watcher makes a running or waiting command fail when there is no one left to run it for. Both must outlive
-    // the engine.
+    // The watcher makes a running or waiting command fail when its client is gone. Both must outlive the
+    // engine.
     Engine(const EngineSettings& settings, Watcher& watcher, const Socket& client);
 
-    Engine(const Engine&) = delete; // SQLite holds its address
+    Engine(const Engine&) = delete; // SQLite keeps its address
     Engine& operator=(const Engine&) = delete;
 
-    // A control text, or statements, of which only one may stand where there are parameters. Throws SqlError at the
-    // first statement that fails; the items before it have been replied.
+    // Runs a control command, or statements; with parameters only one. Throws SqlError at the first statement
+    // that fails; the items before it have been replied.
     void run(std::string_view text, const Parameters& parameters, Reply& reply);
-    // One statement, or a prepared one, once for each row, and all of it or nothing: one item with the last row id or
-    // the count of all rows. Throws SqlError, perhaps with rows left.
+    // Runs one statement, or a prepared one, once for each row, all or nothing. Replies one item with the
+    // last row id or the count of all rows. Throws SqlError, perhaps with rows left unread.
     void run_batch(std::string_view text, BatchRows& rows, Reply& reply);
 
   private:
-    // Runs a command under the watcher's eyes, and tells why it was ended or refused.
+    // Runs a command under the watcher, and reports why it was ended or refused.
     void run_watched(const std::function<void()>& command);
     void end_watch();
     void fail_when_ended() const;

@@ -40,7 +40,7 @@ void add_fault(Faults& faults, std::string_view text) {
         faults.error = has_value ? value : "every command is answered with an error";
     } else {
         throw std::runtime_error(fmt::format(
-            "no fault '{}': there are refuse-login, drop-after=N, delay=MS and error[=TEXT]", text));
+            "unknown fault '{}': use refuse-login, drop-after=N, delay=MS or error[=TEXT]", text));
     }
 }
 

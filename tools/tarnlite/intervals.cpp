@@ -19,8 +19,8 @@ enum Field : std::size_t {
 };
 
 struct FieldRule {
-    std::int64_t per_larger; // how many make one of the next larger field
-    char before;             // what stands between the next larger field and this one
+    std::int64_t per_larger; // how many make up one of the next larger field
+    char before;             // the separator between the next larger field and this one
 };
 
 constexpr std::array<FieldRule, 6> field_rules{
@@ -54,7 +54,7 @@ const IntervalKind* kind_of(WireType type) {
 }
 
 constexpr std::int64_t second_us = 1'000'000;
-// Keeps every product below inside 64 bits; the counts that fit the wire lie below it.
+// Keeps every product within 64 bits; counts that fit the wire are smaller.
 constexpr std::int64_t largest_number = 9'000'000'000'000;
 
 std::optional<std::int64_t> take_number(std::string_view& text) {
@@ -69,7 +69,7 @@ std::optional<std::int64_t> take_number(std::string_view& text) {
     return value;
 }
 
-// A point and digits at the text's front, as microseconds; 0 when none stands there.
+// A point and digits at the front of the text, as microseconds; 0 when there are none.
 std::optional<std::int64_t> take_fraction_us(std::string_view& text) {
     if (text.empty() || text.front() != '.') return 0;
     text.remove_prefix(1);
@@ -85,7 +85,7 @@ std::optional<std::int64_t> take_fraction_us(std::string_view& text) {
     return value;
 }
 
-// The fields after the leading number, gathered into a count of the last field.
+// The fields after the leading number, combined into a count of the last field.
 std::optional<std::int64_t> take_fields(std::string_view& text, const IntervalKind& kind,
                                         std::int64_t leading) {
     std::int64_t count = leading;

@@ -47,7 +47,7 @@ const LobStore::Lob& LobStore::find(const std::string& name) const {
     if (!name.empty()) std::from_chars(name.data() + 1, name.data() + name.size(), number);
     const auto found = lobs_.find(number);
     if (found == lobs_.end() || name_of(found->second.type, number) != name)
-        throw SqlError(fmt::format("the large object {} is not kept", shown_text(name)));
+        throw SqlError(fmt::format("the large object {} is no longer available", shown_text(name)));
     return found->second;
 }
 

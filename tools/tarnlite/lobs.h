@@ -1,11 +1,11 @@
-// Large-object values of a session that asked for descriptors: a marker and the content, or a descriptor under which
-// the content is kept for a later request.
+// Large-object values of a session that asked for descriptors: a marker and the content, or a descriptor
+// under which the content is kept for a later request.
 //
 //   c content, b content        CLOB and BLOB of up to 64 KiB
 //   Cnnnnnnnnnnnn:length        a larger CLOB: the name of 13 characters, one more, the length in decimal
 //   Bnnnnnnnnnnnn:length        a larger BLOB
 //
-// Kept contents take a bounded amount of memory: the oldest are forgotten first.
+// The memory for kept contents is limited: the oldest are dropped first.
 #pragma once
 
 #include "protocol.h"
@@ -35,7 +35,7 @@ class LobStore {
     };
     // Throws SqlError for a name that is not kept.
     const Lob& find(const std::string& name) const;
-    // Replies the part of a kept content that lies there.
+    // Replies a part of a kept content.
     void reply_content(const std::string& name, std::uint64_t offset, std::uint64_t limit,
                        Reply& reply) const;
 

@@ -16,8 +16,8 @@ struct Clause {
     std::string value;
 };
 
-// Takes one clause, name [blanks] = [blanks] value, off the text's front. A text that ends before the clause
-// does is incomplete.
+// Takes one clause, name [blanks] = [blanks] value, off the front of the text. A text that ends inside the
+// clause is incomplete.
 LoginState take_clause(std::string_view& text, Clause& clause) {
     std::size_t at = 0;
     const auto skip_blanks = [&] {
@@ -39,7 +39,7 @@ LoginState take_clause(std::string_view& text, Clause& clause) {
     const std::size_t value = quoted ? ++at : at;
     if (quoted) {
         at = text.find('\'', at);
-        // The quote that ends the version ends the text, whatever follows it.
+        // The closing quote of the version ends the text, whatever follows.
         while (clause.name != "version" && at < text.size() - 1 && text[at + 1] != ' ')
             at = text.find('\'', at + 1);
     } else {
@@ -51,7 +51,7 @@ LoginState take_clause(std::string_view& text, Clause& clause) {
     return LoginState::complete;
 }
 
-// Clauses of other names are passed over.
+// Clauses with other names are skipped.
 bool keep_clause(const Clause& clause, Login& login) {
     const auto& [name, value] = clause;
     if (name == "user") login.user = value;

@@ -1,5 +1,5 @@
-// The login text: "login database = D user='U' password='P' ... version = 'V'". It has no frame; its last clause,
-// version, ends it.
+// The login text: "login database = D user='U' password='P' ... version = 'V'". It has no frame; its last
+// clause, version, ends it.
 #pragma once
 
 #include <cstddef>
@@ -31,8 +31,8 @@ enum class LoginState {
     malformed,
 };
 
-// Reads a text that may have arrived in part. Values in quotes are not escaped by the client: such a value ends at
-// the first quote that a blank or the end of the text follows.
+// Reads a text that may have arrived only in part. The client does not escape quoted values: such a value
+// ends at the first quote followed by a blank or the end of the text.
 LoginState parse_login(std::string_view text, Login& login);
 
 } // namespace tarnlite

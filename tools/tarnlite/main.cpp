@@ -24,42 +24,38 @@
 namespace {
 
 constexpr const char* footer =
-    "SQL is SQLite's. Prepared statements, parameters, batches, server cursors, large objects by descriptor "
-    "and\n"
-    "a few built-in procedures are served. Of the login, user, password, lock_timeout, auto_commit and "
-    "lob_ret\n"
-    "are honoured; database, char_set, iso_level, current_schema, keyword_filter, return_cursor_id and "
-    "version\n"
-    "are read and have no effect.\n"
+    "SQL is SQLite's, with prepared statements, parameters, batches, server cursors, large objects by\n"
+    "descriptor and a few built-in procedures. Of the login, user, password, lock_timeout, auto_commit and\n"
+    "lob_ret take effect; database, char_set, iso_level, current_schema, keyword_filter, return_cursor_id\n"
+    "and version are ignored.\n"
     "Faults: refuse-login, drop-after=N (bytes sent), delay=MS (before every reply), error[=TEXT] (to every\n"
     "command).\n"
     "SIGTERM or SIGINT ends the server within 2 seconds, on Windows Ctrl+C.\n"
-    "A development server, not one for production: without --user and --password whoever reaches the port "
-    "may\n"
-    "read and change the database, and whoever is logged in may take all memory and processor time.";
+    "A development server, not for production: without --user and --password anyone who can reach the port\n"
+    "may read and change the database, and whoever is logged in may use up memory and processor time.";
 
 constexpr std::chrono::milliseconds longest_stop{1500};
 
 void parse(CLI::App& app, std::vector<std::string> arguments) {
     app.name(arguments.front());
     arguments.erase(arguments.begin());
-    std::ranges::reverse(arguments); // as the parser takes a list
+    std::ranges::reverse(arguments); // the order that the parser expects
     app.parse(std::move(arguments));
 }
 
-// Whoever waits for the file never sees it without its content.
+// Renamed into place, so that the file never appears without its content.
 void write_port_file(const std::string& name, std::uint16_t port) {
     const std::filesystem::path path(std::u8string(name.begin(), name.end()));
     std::filesystem::path unfinished = path;
     unfinished += ".new";
-    std::ofstream out(unfinished, std::ios::binary | std::ios::trunc); // a line ends as everywhere
+    std::ofstream out(unfinished, std::ios::binary | std::ios::trunc); // LF line ends on every system
     out << port << '\n';
     out.close();
     if (!out) throw std::runtime_error(fmt::format("cannot write {}.new", name));
     std::filesystem::rename(unfinished, path);
 }
 
-// Passed as seconds, with a fraction if need be.
+// An option in seconds, perhaps with a fraction.
 CLI::Option* add_seconds(CLI::App& app, const std::string& name, const std::string& description,
                          const std::function<void(std::chrono::milliseconds)>& set) {
     const auto set_seconds = [set](double seconds) {
@@ -80,12 +76,12 @@ void warn_when_open(const tarnlite::Settings& settings) {
         settings.allow_files ? ", and with --allow-files every file that this user may" : "");
 }
 
-// A single call of an SQL function cannot be interrupted. What the process leaves unfinished SQLite undoes when the
+// A single call of an SQL function cannot be interrupted. SQLite rolls back what was unfinished when the
 // database is next opened.
 void end_process_after(std::chrono::milliseconds time) {
     std::thread([time] {
         std::this_thread::sleep_for(time);
-        fmt::print(stderr, "tarnlite: ended while a statement ran that could not be interrupted\n");
+        fmt::print(stderr, "tarnlite: exited while running a statement that could not be interrupted\n");
         std::_Exit(0);
     }).detach();
 }
@@ -119,7 +115,7 @@ int main(int argc, char** argv) {
     app.add_option("--database", settings.database_file, "database file; without it the data is in memory")
         ->type_name("FILE");
     auto* const user =
-        app.add_option("--user", credentials.user, "the only user to admit; without it anyone is");
+        app.add_option("--user", credentials.user, "the only user who may log in; without it anyone may");
     auto* const password = app.add_option("--password", credentials.password, "that user's password");
     user->needs(password);
     password->needs(user);
@@ -136,14 +132,14 @@ int main(int argc, char** argv) {
     add_seconds(app, "--request-timeout", "longest silence in the middle of a request", [&](auto time) {
         settings.request_timeout = time;
     })->default_str("5");
-    add_seconds(app, "--statement-timeout", "end commands that run longer with an error; without it none",
+    add_seconds(app, "--statement-timeout", "end commands that run longer with an error; default: no limit",
                 [&](auto time) { settings.statement_timeout = time; });
     app.add_option("--port-file", port_file, "file to write the port number to once listening")
         ->type_name("FILE");
-    app.add_option("--protocol", settings.protocol, "form of the login answer")
+    app.add_option("--protocol", settings.protocol, "version of the login answer")
         ->check(CLI::IsMember({201, 301}))
         ->capture_default_str();
-    app.add_option("--fault", faults, "something to go wrong on purpose; may be given again")
+    app.add_option("--fault", faults, "a deliberate failure; may be repeated")
         ->type_name("FAULT")
         ->allow_extra_args(false);
     try {

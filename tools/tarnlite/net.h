@@ -1,4 +1,5 @@
-// Stream sockets: one contract, net_posix.cpp and net_win32.cpp. Everything that knows a socket call stands there.
+// Stream sockets: one contract, implemented in net_posix.cpp and net_win32.cpp, the only sources with socket
+// calls.
 #pragma once
 
 #include <chrono>
@@ -30,13 +31,13 @@ class Socket {
     ~Socket() { close(); }
 
     bool is_open() const { return descriptor_ != none; }
-    // The number of bytes received; 0 when the peer has ended or the connection failed.
+    // The number of bytes received; 0 when the peer has closed or the connection failed.
     std::size_t receive(char* into, std::size_t capacity);
     bool send_all(std::string_view bytes);
     // False when nothing (not even the end of the stream) arrived within the time.
     bool wait_readable(std::chrono::milliseconds time);
-    // The peer has ended its side or the connection failed; true although bytes from before may be left to receive.
-    // May be called from another thread.
+    // True when the peer has closed its side or the connection failed, even if earlier bytes are left to
+    // receive. May be called from another thread.
     bool peer_has_gone() const;
     void shut_sending();
     // Wakes a thread that waits in receive or send on this socket; may be called from another thread.
@@ -54,7 +55,7 @@ class Listener {
     Listener(const std::string& address, std::uint16_t port);
 
     std::uint16_t port() const { return port_; }
-    // A new connection with TCP_NODELAY and SO_KEEPALIVE set; a closed Socket when none could be had this time.
+    // A new connection with TCP_NODELAY and SO_KEEPALIVE set; a closed Socket when accepting one failed.
     Socket accept();
     // Makes a waiting accept return; may be called from another thread.
     void interrupt();

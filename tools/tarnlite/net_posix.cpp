@@ -1,4 +1,4 @@
-// Sockets of POSIX systems. No call raises SIGPIPE, and an interrupted one is taken up again.
+// Sockets of POSIX systems. No call raises SIGPIPE, and interrupted calls are repeated.
 #include "net.h"
 
 #include <fmt/format.h>
@@ -65,7 +65,7 @@ bool Socket::wait_readable(std::chrono::milliseconds time) {
 }
 
 bool Socket::peer_has_gone() const {
-    pollfd entry{descriptor_, POLLRDHUP, 0}; // failures are reported unasked
+    pollfd entry{descriptor_, POLLRDHUP, 0}; // failures are always reported
     return ::poll(&entry, 1, 0) > 0;
 }
 

@@ -1,5 +1,5 @@
 // Sockets of Windows.
-// winsock2.h has to come before windows.h, which standard headers may include.
+// winsock2.h must come before windows.h, which standard headers may include.
 #include <winsock2.h>
 
 #include <ws2tcpip.h>
@@ -76,7 +76,7 @@ void Socket::shut_sending() {
     if (is_open()) ::shutdown(descriptor_, SD_SEND);
 }
 
-// shutdown makes later calls fail and lets those that wait go on waiting; CancelIoEx ends these.
+// shutdown makes later calls fail but does not wake waiting ones; CancelIoEx does.
 void Socket::shut_both() {
     if (!is_open()) return;
     ::shutdown(descriptor_, SD_BOTH);
@@ -116,7 +116,7 @@ Socket Listener::accept() {
     return Socket(accepted);
 }
 
-// Only closing the socket wakes accept. Nothing else takes its number meanwhile: accept alone makes sockets.
+// Only closing the socket wakes accept. Its number is not reused meanwhile: only accept creates sockets.
 void Listener::interrupt() {
     socket_.close();
 }

@@ -20,7 +20,7 @@ namespace {
 
 using Kind = Value::Kind;
 
-// The types in which a client sends values; they are those of columns but for the first and the last.
+// The types in which a client sends values: those of columns except the first and the last.
 enum class ParameterType : std::uint16_t {
     null = 1,
     raw_integer = 3,
@@ -37,7 +37,7 @@ enum class ParameterType : std::uint16_t {
     cursor = 1008,
 };
 
-// 0 for the types whose length counts; nothing for an unknown type.
+// 0 for types of variable length; nothing for an unknown type.
 std::optional<std::size_t> fixed_width(ParameterType type) {
     switch (type) {
     case ParameterType::smallint: return 2;
@@ -92,7 +92,7 @@ Parameter read_parameter(Transport& transport, std::uint64_t& allowance) {
     parameter.name = transport.read_bytes(name_length);
     parameter.direction = transport.read_u16();
     if (parameter.direction < input_direction || parameter.direction > both_directions) {
-        throw ProtocolError(fmt::format("a parameter of direction {}", parameter.direction));
+        throw ProtocolError(fmt::format("invalid parameter direction {}", parameter.direction));
     }
     parameter.wire_type = transport.read_u16();
     const auto length = static_cast<std::int32_t>(transport.read_u32());
@@ -132,7 +132,7 @@ int bind_value(sqlite3_stmt* statement, int index, const Parameter& parameter) {
 
 std::size_t value_size(std::uint16_t wire_type, std::int32_t length, std::uint64_t& allowance) {
     const auto width = fixed_width(static_cast<ParameterType>(wire_type));
-    if (!width) throw ProtocolError(fmt::format("a parameter of the unknown type {}", wire_type));
+    if (!width) throw ProtocolError(fmt::format("unknown parameter type {}", wire_type));
     if (length <= 0) return 0;
     const std::size_t size = *width > 0 ? *width : static_cast<std::size_t>(length);
     spend(allowance, size);
@@ -172,8 +172,8 @@ Parameters read_parameters(Transport& transport, std::size_t count) {
         while (parameters.size() < count)
             parameters.push_back(read_parameter(transport, allowance));
     } catch (const PeerSilent&) {
-        throw ProtocolError(fmt::format("parameters that the command announced: {}, that came: {}", count,
-                                        parameters.size()));
+        throw ProtocolError(
+            fmt::format("parameters announced by the command: {}, received: {}", count, parameters.size()));
     }
     return parameters;
 }

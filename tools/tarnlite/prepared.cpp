@@ -18,10 +18,10 @@ namespace {
 
 sqlite3_stmt* PreparedStatements::add(const std::string& name, Statement statement) {
     if (statements_.size() >= most_statements) {
-        throw SqlError(fmt::format("there are {} prepared statements already", most_statements));
+        throw SqlError(fmt::format("there are already {} prepared statements", most_statements));
     }
     const auto [place, added] = statements_.try_emplace(name, std::move(statement));
-    if (!added) throw SqlError(fmt::format("there is a prepared statement {} already", shown_text(name)));
+    if (!added) throw SqlError(fmt::format("the prepared statement {} already exists", shown_text(name)));
     return place->second.get();
 }
 

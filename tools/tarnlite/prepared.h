@@ -1,4 +1,4 @@
-// The prepared statements of one session, by name. Letter case of names does not matter: they come in upper case.
+// The prepared statements of one session, by name. Names are case-insensitive: they are passed in upper case.
 #pragma once
 
 #include "database.h"
@@ -10,7 +10,8 @@ namespace tarnlite {
 
 class PreparedStatements {
   public:
-    // All throw SqlError: for a name that exists already or one too many, or for a name that does not exist.
+    // All throw SqlError: for a name that already exists, for one too many, or for a name that does not
+    // exist.
     sqlite3_stmt* add(const std::string& name, Statement statement);
     sqlite3_stmt* find(const std::string& name) const;
     void remove(const std::string& name);

@@ -26,7 +26,7 @@ bool is_number(WireType type) {
     return type >= WireType::tinyint && type <= WireType::double_ && type != WireType::numeric;
 }
 
-// A number that came as text.
+// A number that was sent as text.
 void take_number(Parameter& parameter) {
     const char* const begin = parameter.content.data();
     const char* const end = begin + parameter.content.size();
@@ -44,8 +44,8 @@ void take_number(Parameter& parameter) {
 }
 
 [[noreturn]] void throw_unfit(std::string_view name, const Value& value, const ColumnType& type) {
-    throw SqlError(
-        fmt::format("argument {}: {} cannot be given as {}", name, shown_value(value), type_name(type.wire)));
+    throw SqlError(fmt::format("argument {}: {} cannot be converted to {}", name, shown_value(value),
+                               type_name(type.wire)));
 }
 
 void take_type(Parameter& input, const ColumnType& type) {
@@ -54,7 +54,7 @@ void take_type(Parameter& input, const ColumnType& type) {
     if (!append_value(unused, type, whole_value(input))) throw_unfit(input.name, whole_value(input), type);
 }
 
-// The parameter that an argument is: its name, empty for "?". Nothing for an expression.
+// The name of the parameter that an argument is, empty for "?". Nothing for an expression.
 std::optional<std::string> parameter_in(std::string_view argument) {
     Scanner scanner(argument);
     Token sign;
@@ -66,8 +66,8 @@ std::optional<std::string> parameter_in(std::string_view argument) {
     return std::nullopt;
 }
 
-// The place of every argument among the parameters of the call, whose names are collected; none for an expression. A
-// name that stands twice is one parameter.
+// The index of every argument among the parameters of the call, whose names are collected; none for an
+// expression. A name used twice is one parameter.
 std::vector<std::optional<std::size_t>> places_of(const std::vector<std::string_view>& arguments,
                                                   std::vector<std::string>& names) {
     std::vector<std::optional<std::size_t>> places;
@@ -152,7 +152,7 @@ void Call::answer_as(const char* sql, std::optional<ColumnType> returns) {
     Parameters used;
     const Statement statement = run(sql, used);
     step(site_.database, statement.get());
-    std::vector<std::string> values; // all of them before the first goes out
+    std::vector<std::string> values; // all of them before the first is sent
     for (const auto& [name, direction, type] : procedure_.arguments) {
         if (direction == Direction::in) continue;
         values.push_back(output(statement.get(), static_cast<int>(values.size()), name, type));

@@ -1,5 +1,4 @@
-// A call of a procedure or function: its arguments on their way in, what its body answers with, and the outputs on
-// their way back.
+// A call of a procedure or function: its input arguments, what its body replies, and its outputs.
 #pragma once
 
 #include "cursors.h"
@@ -41,8 +40,8 @@ struct CallSite {
     Cursors& cursors;
 };
 
-// The inputs of a running procedure, and what its body can answer with. In the SQL of a body, ":name" is the input of
-// that argument.
+// The inputs of a running procedure, and what its body can reply. In the SQL of a body, ":name" is the input
+// of that argument.
 class Call {
   public:
     Call(const Procedure& procedure, Parameters inputs, std::vector<std::optional<std::size_t>> slots,
@@ -56,10 +55,10 @@ class Call {
     std::string open_cursor(const char* sql);
     void warn(std::string_view text) { reply_.warning(text); }
     void notify(std::string_view text) { reply_.notice(text); }
-    // Replies the outputs and the returned value: the columns of the one row of a query, in their order.
+    // Replies the outputs and the return value: the columns of the only row of a query, in order.
     void answer(const char* sql) { answer_as(sql, procedure_.returns); }
     void answer_as(const char* sql, std::optional<ColumnType> returns);
-    // Gives an input another value, or the type in which it is meant.
+    // Gives an input another value, or its intended type.
     void set_text(std::string_view argument, std::string text);
     void set_type(std::string_view argument, const ColumnType& type);
 
@@ -70,16 +69,16 @@ class Call {
     std::string output(sqlite3_stmt* statement, int column, std::string_view name, const ColumnType& type);
 
     const Procedure& procedure_;
-    Parameters inputs_; // one for each argument, under its name
+    Parameters inputs_; // one for each argument, by name
     std::vector<std::optional<std::size_t>> slots_;
     CallSite site_;
     Reply& reply_;
 };
 
-// An argument is "?" or ":name" (also with "@" or "$"), which take their values as the parameters of a statement do, or
-// an SQL expression without parameters. After what the body replies by itself comes an output for each argument of the
-// procedure's directions out and both whose entry the client sent as one of these, by the entry's index; then a
-// function's value. A call without any entries gets all outputs, by the argument's own index. Throws SqlError.
+// An argument is "?" or ":name" (also with "@" or "$"), which get their values like the parameters of a
+// statement, or an SQL expression without parameters. After the body's own reply comes an output, with the
+// entry's index, for each out or in-out argument whose entry the client sent as one of these; then a
+// function's value. A call without entries gets all outputs, with the argument's index. Throws SqlError.
 void call_procedure(const Procedure& procedure, const std::vector<std::string_view>& arguments,
                     const Parameters& entries, const CallSite& site, Reply& reply);
 

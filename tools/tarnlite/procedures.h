@@ -1,5 +1,5 @@
-// The procedures and functions that every session can call. They are fixed, and there to try calls with: together they
-// have arguments of every direction, outputs of many types, rows, a cursor, texts and a failure.
+// The built-in procedures and functions, for trying calls: together they have arguments of every direction,
+// outputs of many types, rows, a cursor, texts and a failure.
 #pragma once
 
 #include "procedure_call.h"

@@ -13,8 +13,8 @@ namespace {
 
 HANDLE stopped = nullptr;
 
-// Runs on a thread of its own. Windows ends the process when it returns from the end of the console or the session, so
-// it stays until the main thread has brought the server to its end.
+// Runs on its own thread. When it returns for the end of the console or the session, Windows ends the
+// process, so it waits until the main thread has stopped the server.
 BOOL WINAPI stop(DWORD) {
     SetEvent(stopped);
     Sleep(INFINITE);

@@ -66,7 +66,7 @@ void Reply::parameters(const std::vector<ParameterDescription>& parameters) {
     in_rows_ = false;
 }
 
-// A word before every piece tells that it comes; 0 ends them.
+// A nonzero word precedes every piece; 0 ends them.
 void Reply::pieces(std::string_view content) {
     transport_.write("R");
     std::string word;
@@ -92,13 +92,13 @@ void Reply::count(char letter, std::int64_t rows) {
     transport_.write(message);
 }
 
-// A text right behind rows belongs to those rows: the separator makes it an item of its own.
+// A text right after rows belongs to those rows; a separator makes it a separate item.
 void Reply::server_text(char letter, std::string_view content) {
     if (in_rows_) transport_.write(";");
     text(letter, content);
 }
 
-// Right behind rows, too: the client's calls for procedures know no separator.
+// No separator even after rows: the client's procedure calls do not know it.
 void Reply::output(std::size_t slot, WireType type, std::string_view value) {
     in_rows_ = false;
     std::string message(1, 'P');

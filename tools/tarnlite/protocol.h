@@ -1,5 +1,4 @@
-// The messages: commands as they come in, and replies as they go out. A reply is a row of result items without
-// anything between them, ended by "K".
+// The messages: incoming commands and outgoing replies. A reply is a sequence of result items, ended by "K".
 #pragma once
 
 #include "transport.h"
@@ -15,7 +14,7 @@
 
 namespace tarnlite {
 
-// The client's bytes leave no way to stay in step: the text is the last answer, then the connection ends.
+// The client's bytes cannot be parsed further: the text is the last answer, then the connection ends.
 class ProtocolError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -27,12 +26,12 @@ struct Command {
     std::size_t batch_rows = 0;      // of which the entries are the first; 0: no batch
 };
 
-// Waits for the next command, however long; a lone "." before it is passed over. Nothing when the byte there opens no command.
-// Throws ProtocolError for a frame that cannot be accepted.
+// Waits for the next command without limit; a lone "." before it is skipped. Nothing when the next byte does
+// not begin a command. Throws ProtocolError for a frame that cannot be accepted.
 std::optional<Command> read_command(Transport& transport);
 
 struct ParameterDescription {
-    std::string name; // without its sign; empty when it has none
+    std::string name; // without its prefix; empty when it has none
     std::uint32_t position = 0;
     std::uint32_t api_type = 0;
     std::uint32_t size = 0;
@@ -53,7 +52,7 @@ class Reply {
     explicit Reply(Transport& transport) : transport_(transport) {}
 
     void columns(const std::vector<ColumnDescription>& columns);
-    // The wire forms of all the row's values, one behind the other.
+    // The wire forms of all the row's values, one after another.
     void row(std::string_view values);
     void updated(std::int64_t rows) { count('U', rows); }
     void deleted(std::int64_t rows) { count('D', rows); }
@@ -65,7 +64,7 @@ class Reply {
     void output(std::size_t slot, WireType type, std::string_view value);
     void returned(WireType type, std::string_view value);
     void parameters(const std::vector<ParameterDescription>& parameters);
-    // A row whose only value comes in pieces.
+    // A row whose only value is sent in pieces.
     void pieces(std::string_view content);
     // Ends the reply and sends what the buffer holds.
     void end();

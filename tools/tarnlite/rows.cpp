@@ -29,8 +29,7 @@ void cut_to_wire(std::string& name) {
     name.resize(length);
 }
 
-// A table or column name that holds one of the wire name's own separators cannot stand in it; the label then
-// stands alone.
+// A table or column name that contains a separator of the wire name cannot be sent; then only the label is.
 std::string wire_name(std::string_view table, std::string_view column, std::string_view label) {
     const bool spellable = !table.empty() && table.find_first_of(".%") == std::string_view::npos &&
                            column.find('%') == std::string_view::npos &&
@@ -62,7 +61,7 @@ ResultColumn describe(sqlite3* database, sqlite3_stmt* statement, int index) {
     return column;
 }
 
-// The type that holds what the column held so far and this value too; null changes nothing.
+// The type that fits this value and those so far; null changes nothing.
 std::optional<WireType> widened(std::optional<WireType> type, const Value& value) {
     WireType own = WireType::character;
     switch (value.kind) {
@@ -118,8 +117,8 @@ Value column_value(sqlite3_stmt* statement, int index) {
 
 ResultRows::ResultRows(sqlite3* database, sqlite3_stmt* statement, LobStore* lobs)
     : database_(database), statement_(statement), lobs_(lobs), at_row_(step(database, statement)) {
-    // The columns are asked for after the first step: it prepares the statement anew, perhaps with other columns,
-    // when another connection has changed the table meanwhile.
+    // Columns are read after the first step, which may prepare the statement again, perhaps with other
+    // columns, if another connection has changed the table.
     std::vector<bool> typed_by_values;
     for (int i = 0; i < sqlite3_column_count(statement); ++i) {
         ResultColumn column = describe(database, statement, i);
@@ -134,7 +133,7 @@ ResultRows::ResultRows(sqlite3* database, sqlite3_stmt* statement, LobStore* lob
     decide_types(typed_by_values);
 }
 
-// Copies the current row and returns the bytes that its texts take.
+// Copies the current row and returns the size of its texts.
 std::size_t ResultRows::hold_row() {
     HeldRow& row = held_.emplace_back();
     std::size_t bytes = 0;
@@ -164,8 +163,8 @@ void ResultRows::append(std::size_t column, const Value& value) {
     }
     if (append_value(row_, type, value)) return;
     const std::string_view label = std::string_view(name).substr(name.find('%') + 1);
-    throw SqlError(
-        fmt::format("column {}: {} cannot be given as {}", label, shown_value(value), type_name(type.wire)));
+    throw SqlError(fmt::format("column {}: {} cannot be converted to {}", label, shown_value(value),
+                               type_name(type.wire)));
 }
 
 bool ResultRows::reply_next(Reply& reply) {

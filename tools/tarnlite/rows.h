@@ -1,7 +1,7 @@
-// The rows of one statement: what its columns are, and their way from SQLite into the reply.
-// A column of a table has its declared type. An expression, or a column whose declared name is no type of the server,
-// takes its type from the values in the first rows, which are held back until that is decided; after them rows go out
-// one by one and are never collected.
+// The rows of one statement: its columns, and the transfer from SQLite into the reply.
+// A column of a table has its declared type. The type of an expression, or of a column whose declared type is
+// not a type of the server, follows from the values in the first rows, which are held back until it is
+// decided; after that rows are sent one by one.
 #pragma once
 
 #include "database.h"
@@ -17,14 +17,14 @@ namespace tarnlite {
 
 class ResultRows {
   public:
-    // Runs the statement, which has columns and values for its parameters, up to where their types are decided. With a
-    // store, large objects go by marker and descriptor. All but the statement must outlive the rows; resetting the
-    // statement ends them. Throws SqlError.
+    // Runs the statement, which has columns and bound parameters, until the column types are decided. With a
+    // store, large objects are sent with marker and descriptor. All but the statement must outlive the rows;
+    // resetting the statement ends them. Throws SqlError.
     ResultRows(sqlite3* database, sqlite3_stmt* statement, LobStore* lobs);
 
     const std::vector<ColumnDescription>& columns() const { return columns_; }
-    // Replies the next row; false when there is none. Throws SqlError when SQLite fails or a value cannot be made into
-    // its column's type.
+    // Replies the next row; false when there is none. Throws SqlError when SQLite fails or a value cannot be
+    // converted to its column's type.
     bool reply_next(Reply& reply);
 
   private:
@@ -43,20 +43,20 @@ class ResultRows {
     LobStore* lobs_;
     std::vector<ColumnDescription> columns_;
     std::deque<HeldRow> held_;
-    bool at_row_;     // the statement stands on a row that is not held
-    std::string row_; // the one that is made
+    bool at_row_;     // the statement is at a row that is not held
+    std::string row_; // the row being built
 };
 
-// Replies the columns and all rows of a statement. Rows before one that fails have then been replied.
+// Replies the columns and all rows of a statement. On failure the rows before it have been replied.
 void reply_rows(sqlite3* database, sqlite3_stmt* statement, LobStore* lobs, Reply& reply);
 
-// The columns of a statement that has not run: those without a declared type pass as CHAR.
+// The columns of a statement that has not run: those without a declared type are CHAR.
 std::vector<ColumnDescription> describe_columns(sqlite3* database, sqlite3_stmt* statement);
 
-// True when the statement stands on a row. Throws SqlError.
+// True when the statement is at a row. Throws SqlError.
 bool step(sqlite3* database, sqlite3_stmt* statement);
 
-// A value of the row on which the statement stands, until its next step.
+// A value of the statement's current row, valid until its next step.
 Value column_value(sqlite3_stmt* statement, int index);
 
 } // namespace tarnlite

@@ -17,7 +17,7 @@ void check(bool done) {
     if (!done) throw std::runtime_error("the RSA arithmetic failed");
 }
 
-// What the library has to say, but for its remarks: on Windows it makes one about disk statistics.
+// Logs the library's messages except informational ones: on Windows there is one about disk statistics.
 void report(void*, int level, const char* format, std::va_list values) {
     if (level != GCRY_LOG_INFO) std::vfprintf(stderr, format, values);
 }
@@ -31,7 +31,7 @@ bool set_up_library() {
 
 } // namespace
 
-// Secret ones: the arithmetic with them takes its time whatever their value, and they are wiped when they go.
+// Secret numbers: their arithmetic takes constant time, and they are wiped when released.
 RsaKey::Number RsaKey::make_number() {
     return Number(gcry_mpi_snew(modulus_bits));
 }
@@ -59,7 +59,8 @@ RsaKey::RsaKey() {
     private_exponent_ = make_number();
     gcry_mpi_set_ui(public_exponent_.get(), usual_exponent);
     const Number group_order = make_number();
-    // The product of the primes can be a bit short, and the exponent has no inverse when it divides the order.
+    // The product of the primes may be one bit short, and the exponent has no inverse if it divides the
+    // order.
     do {
         const Number p = prime();
         const Number q = prime();

@@ -1,5 +1,5 @@
-// The RSA key of one encrypted login: a 256-bit modulus whose top bit is set, plain exponentiation of 32-byte blocks.
-// A block is a number in little-endian order. The private numbers are wiped with the key.
+// The RSA key of one encrypted login: a 256-bit modulus whose top bit is set, plain exponentiation of 32-byte
+// blocks. A block is a number in little-endian order. The private numbers are wiped with the key.
 #pragma once
 
 #include <array>
@@ -15,12 +15,12 @@ using RsaBlock = std::array<std::uint8_t, rsa_block_size>;
 
 class RsaKey {
   public:
-    // A fresh random key. Throws std::runtime_error when the library cannot make one.
+    // A new random key. Throws std::runtime_error when the library cannot generate one.
     RsaKey();
 
     RsaBlock exponent() const { return block_of(public_exponent_); }
     RsaBlock modulus() const { return block_of(modulus_); }
-    // Decrypts a block in place; false, with the block as it was, for one that is not below the modulus.
+    // Decrypts a block in place; false, with the block unchanged, if it is not below the modulus.
     bool decrypt(RsaBlock& block) const;
 
   private:

@@ -53,7 +53,7 @@ void Scanner::skip_blanks_and_comments() {
     }
 }
 
-// A doubled quote inside reads as two quoted pieces in a row, which is all the same here.
+// A doubled quote reads as two quoted pieces in a row, which makes no difference here.
 void Scanner::skip_quoted_or_symbol() {
     const char c = sql_[at_];
     if (c == '\'' || c == '"' || c == '`') {

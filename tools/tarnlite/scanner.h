@@ -1,5 +1,5 @@
-// The words of an SQL text, one by one. Comments are passed over, and so are the contents of strings and quoted names;
-// nothing here judges the SQL.
+// The words of an SQL text, one by one. Comments, and the contents of strings and quoted names, are skipped;
+// the SQL is not validated.
 #pragma once
 
 #include <cstddef>
@@ -9,9 +9,9 @@
 namespace tarnlite {
 
 struct Token {
-    std::string word; // in upper case; a single character for anything that is no word
+    std::string word; // in upper case; a single character for anything that is not a word
     std::size_t start = 0;
-    std::size_t length = 0; // in the text, quotes included
+    std::size_t length = 0; // in the text, including quotes
 
     bool is_word() const;
 };
@@ -22,7 +22,7 @@ class Scanner {
 
     // False at the end, with an empty word. Strings and quoted names come as a token of their opening quote.
     bool next(Token& token);
-    // What stands behind the last token, blanks and comments included.
+    // The rest after the last token, including blanks and comments.
     std::string_view rest() const { return sql_.substr(at_); }
 
   private:

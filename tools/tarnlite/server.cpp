@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t most_logging_in = 100;
 
-// Every server of a process has an in-memory database of its own.
+// Every server in a process has its own in-memory database.
 std::string memory_database_name() {
     static std::atomic<unsigned> servers{0};
     return fmt::format("file:/tarnlite{}?vfs=memdb", servers++);
@@ -61,12 +61,12 @@ void Server::start_session(Socket socket) {
         connection.socket = std::move(socket);
         connection.thread = Thread([this, &connection] { run_session(connection); });
     } catch (const std::system_error& error) {
-        fmt::print(stderr, "tarnlite: a connection was turned away: {}\n", error.what());
+        fmt::print(stderr, "tarnlite: could not serve a connection: {}\n", error.what());
         connections_.pop_back();
     }
 }
 
-// Those that were refused and have not gone yet count too.
+// Connections that were refused and are not gone yet count too.
 void Server::make_room_for_login() {
     if (count(Stage::logging_in) < most_logging_in) return;
     Connection& oldest = *std::ranges::find(connections_, Stage::logging_in, &Connection::stage);

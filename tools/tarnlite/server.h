@@ -1,7 +1,7 @@
-// The listener and its connections, a thread for each. Connections that have not logged in are bounded too: one more of
-// them takes the place of the one that has been at it for the longest time, so that those that only connect and stay
-// silent keep nobody out. stop() ends them all: it wakes every thread that waits on its
-// socket, makes running statements fail, and returns when the last thread has ended.
+// The listener and its connections, a thread for each. The number of connections that have not logged in is
+// limited: one more replaces the one that has waited longest, so that silent connections cannot lock clients
+// out. stop() ends them all: it wakes every thread that waits on its socket, makes running statements fail,
+// and returns when the last thread has ended.
 #pragma once
 
 #include "engine.h"
@@ -21,7 +21,7 @@ namespace tarnlite {
 
 class Server {
   public:
-    // Listens when it returns. Throws std::runtime_error when the address or the database cannot be had.
+    // Listening when it returns. Throws std::runtime_error when the address or the database is not available.
     explicit Server(const Settings& settings);
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
@@ -38,7 +38,7 @@ class Server {
         ended,
     };
     struct Connection {
-        Socket socket; // closed under mutex_ only, so that stop() never wakes a descriptor of someone else
+        Socket socket; // closed under mutex_ only, so that stop() never hits a reused descriptor
         Stage stage = Stage::logging_in;
         Thread thread;
     };
@@ -53,7 +53,7 @@ class Server {
 
     Settings settings_;
     std::string database_name_;
-    Database keeper_; // an in-memory database lives as long as one connection to it is open
+    Database keeper_; // keeps an in-memory database alive
     Listener listener_;
     Watcher watcher_;
     std::atomic<bool> stopping_{false};

@@ -35,7 +35,7 @@ EngineSettings engine_settings(const Login& login, const SharedState& shared) {
 }
 
 std::string no_room(const Settings& settings) {
-    return fmt::format("the server has {} connections already, its limit (--max-connections)",
+    return fmt::format("the server already has {} connections, its limit (--max-connections)",
                        settings.most_connections);
 }
 
@@ -59,7 +59,7 @@ void Session::run() {
     }
 }
 
-// Where the next command would begin is not known any more.
+// The start of the next command is no longer known.
 void Session::take_last_leave(std::string_view reason) {
     try {
         Reply reply(transport_);
@@ -77,7 +77,7 @@ std::optional<Login> Session::read_login() {
     for (;;) {
         const std::string_view text = transport_.arrived();
         if (text.starts_with(encrypted_opening)) return read_encrypted_login(deadline);
-        // The encrypted opening in part is no plain login's beginning, and not wrong either.
+        // A partial encrypted opening is neither the beginning of a plain login nor wrong.
         const bool undecided = encrypted_opening.starts_with(text);
         const LoginState state = undecided ? LoginState::incomplete : parse_login(text, login);
         if (state == LoginState::complete) {
@@ -85,7 +85,7 @@ std::optional<Login> Session::read_login() {
             return login;
         }
         if (state == LoginState::malformed || text.size() > longest_login) {
-            refuse("this is no login");
+            refuse("this is not a login");
             return std::nullopt;
         }
         if (!transport_.wait_for_more(deadline)) return std::nullopt;
@@ -95,7 +95,7 @@ std::optional<Login> Session::read_login() {
 std::optional<Login> Session::read_encrypted_login(Transport::Clock::time_point deadline) {
     transport_.consume(encrypted_opening.size());
     if (settings_.refuse_ssl) {
-        refuse("encrypted logins are not admitted");
+        refuse("encrypted logins are not accepted");
         return std::nullopt;
     }
     return receive_encrypted_login(transport_, deadline);
@@ -165,7 +165,7 @@ void Session::answer(const Command& command, Engine& engine) {
         }
     } catch (const SqlError& error) {
         while (rows.next()) {
-            // What is left of the command must be read all the same.
+            // The rest of the command must still be read.
         }
         reply.error(error.what());
     }

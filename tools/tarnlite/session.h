@@ -1,4 +1,4 @@
-// One connection from its login to its end, on the thread that serves it.
+// One connection from login to end, on its own thread.
 #pragma once
 
 #include "login.h"
@@ -16,29 +16,29 @@
 
 namespace tarnlite {
 
-// What the sessions of a server share; it outlives them.
+// Shared by the sessions of a server; outlives them.
 struct SharedState {
     const Settings& settings;
-    const std::string& database; // its SQLite name
+    const std::string& database; // the name for SQLite
     const std::atomic<bool>& stopping;
     Watcher& watcher;
 };
 
 class Session {
   public:
-    // `admit` is asked when the login is right, and says whether there is room for one more.
+    // `admit` is called when the login is correct, and returns whether there is room for one more.
     Session(Socket& socket, const SharedState& shared, std::function<bool()> admit)
         : socket_(socket), transport_(socket), settings_(shared.settings), shared_(shared),
           admit_(std::move(admit)) {}
 
-    // Returns when the client has gone, was refused, or broke the protocol, and when the server stops.
+    // Returns when the client is gone, was refused, or broke the protocol, or when the server stops.
     void run();
 
   private:
     std::optional<Login> read_login();
     std::optional<Login> read_encrypted_login(Transport::Clock::time_point deadline);
     std::optional<std::string> reason_to_refuse(const Login& login) const;
-    // Waits as long as replies are to be delayed, but not beyond the server's end, nor when the client has gone.
+    // Delays a reply, unless the server stops or the client is gone.
     void delay_reply() const;
     void accept();
     void refuse(std::string_view reason);

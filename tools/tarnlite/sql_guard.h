@@ -1,6 +1,6 @@
-// Keeps SQL inside the database: away from the files that the server's user may read and write, and from the functions
-// that reach into the process; and keeps the database whole when the process is killed. Allowing files lifts the first
-// of these only.
+// Confines SQL to the database: keeps it from the files that the server's user may read and write, and from
+// functions that reach into the process; and keeps the database intact when the process is killed. Allowing
+// files lifts only the first of these.
 #pragma once
 
 #include <sqlite3.h>
@@ -9,8 +9,8 @@
 
 namespace tarnlite {
 
-// Whether ATTACH of this name opens no file: a temporary database, or one in memory, perhaps with a name. A connection
-// to a database of the memory VFS looks for all names there that do not tell another one.
+// Whether ATTACH of this name opens no file: a temporary database, or one in memory, perhaps with a name. A
+// connection to a database of the memory VFS uses that VFS for all names that do not specify another.
 bool names_memory(std::string_view name, bool memory_vfs);
 
 class SqlGuard {
@@ -19,11 +19,12 @@ class SqlGuard {
     SqlGuard(const SqlGuard&) = delete; // SQLite holds its address
     SqlGuard& operator=(const SqlGuard&) = delete;
 
-    // From here on statements of the database are judged as SQLite compiles them. The guard outlives the database.
+    // From now on statements of the database are checked as SQLite compiles them. The guard must outlive the
+    // database.
     void watch(sqlite3* database);
 
-    // Why a statement was refused since the last call of forget; empty when none was. SQLite's own text says
-    // "not authorized" only.
+    // Why a statement was refused since the last call of forget; empty when none was. SQLite's own text is
+    // only "not authorized".
     const std::string& refusal() const { return refusal_; }
     void forget() { refusal_.clear(); }
 

@@ -39,7 +39,7 @@ std::string statement_verb(std::string_view sql) {
                                                                 "REPLACE", "UPDATE", "DELETE"};
     Scanner scanner(sql);
     Token token{};
-    // Empty statements may stand in front.
+    // Empty statements may precede it.
     do
         if (!scanner.next(token)) return {};
     while (token.word == ";");

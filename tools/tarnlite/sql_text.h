@@ -1,5 +1,5 @@
-// What the server must know of a statement's text before SQLite sees it. Strings, quoted names and comments are
-// passed over; nothing here judges the SQL.
+// What the server needs to know about a statement's text before SQLite sees it. Strings, quoted names and
+// comments are skipped; the SQL is not validated.
 #pragma once
 
 #include <string>
@@ -7,8 +7,8 @@
 
 namespace tarnlite {
 
-// SQLite reads a column type as a run of names, and TO is none. Writes INTERVAL YEAR TO MONTH and its like as
-// INTERVAL YEAR "TO" MONTH; every other text stays as it is.
+// SQLite parses a column type as a sequence of names, and TO is a keyword. Rewrites INTERVAL YEAR TO MONTH
+// and the like as INTERVAL YEAR "TO" MONTH; other text is unchanged.
 std::string accept_interval_types(std::string_view sql);
 
 // The word that says what a statement does, in upper case: its first one, or for WITH the one after the

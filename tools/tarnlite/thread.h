@@ -1,4 +1,4 @@
-// A thread with a stack of known size, whatever the system gives threads otherwise: one contract, thread_posix.cpp and
+// A thread with a stack of known size, whatever the system's default: implemented in thread_posix.cpp and
 // thread_win32.cpp.
 #pragma once
 
@@ -9,14 +9,14 @@
 
 namespace tarnlite {
 
-// Address space: memory is taken as the stack grows. SQLite's deepest recursion is LIKE with 25,000 wildcards, the most
-// that a pattern holds, and takes 3.4 MiB.
+// Address space: memory is committed as the stack grows. SQLite's deepest recursion, LIKE with 25,000
+// wildcards (the longest pattern), takes 3.4 MiB.
 constexpr std::size_t thread_stack_size = 8 * 1024 * 1024;
 
 class Thread {
   public:
     Thread() = default;
-    // Throws std::system_error when there cannot be one more.
+    // Throws std::system_error when no thread can be created.
     explicit Thread(std::function<void()> body);
     Thread(Thread&& other) noexcept : handle_(std::exchange(other.handle_, 0)) {}
     Thread& operator=(Thread&& other) noexcept {
@@ -27,7 +27,7 @@ class Thread {
     Thread& operator=(const Thread&) = delete;
     ~Thread() { join(); }
 
-    // Waits for its end, if it has been started.
+    // Waits for its end, if it was started.
     void join();
 
   private:

@@ -16,7 +16,7 @@ static DWORD WINAPI run(void* body) {
 
 Thread::Thread(std::function<void()> body) {
     auto owned = std::make_unique<std::function<void()>>(std::move(body));
-    // Without the flag the size is what the stack takes of memory at once.
+    // Without the flag the size would be committed at once.
     const HANDLE started = CreateThread(nullptr, thread_stack_size, run, owned.get(),
                                         STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
     if (!started) {

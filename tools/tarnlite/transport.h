@@ -1,6 +1,6 @@
-// The byte stream of one connection: buffered reading and writing over its socket, with the keystreams of an encrypted
-// channel between these buffers and the socket. A connection that ends or fails is told by the exception
-// ConnectionLost, which ends the session.
+// The byte stream of one connection: buffered reading and writing over its socket, with the keystreams of an
+// encrypted channel between these buffers and the socket. When the connection ends or fails ConnectionLost is
+// thrown, which ends the session.
 #pragma once
 
 #include "base/wipe.h"
@@ -23,7 +23,7 @@ class ConnectionLost : public std::exception {
     const char* what() const noexcept override { return "the connection was lost"; }
 };
 
-// The peer fell silent where it owes more.
+// The peer fell silent in the middle of a message.
 class PeerSilent : public std::exception {
   public:
     const char* what() const noexcept override { return "the rest of the request did not come in time"; }
@@ -37,34 +37,35 @@ class Transport {
 
     explicit Transport(Socket& socket) : socket_(socket) {}
 
-    // What has arrived and was not consumed yet; valid until the next reading call.
+    // Bytes that have arrived and are not consumed; valid until the next reading call.
     std::string_view arrived() const { return std::string_view(input_).substr(consumed_); }
     // Waits for more bytes and adds them to arrived(); false at the deadline.
     bool wait_for_more(Clock::time_point deadline);
     void consume(std::size_t count) { consumed_ += count; }
 
-    // From here on the calls that follow throw PeerSilent when nothing arrives for so long; before, they wait on.
+    // From now on the calls below throw PeerSilent when nothing arrives for that long; before, they wait
+    // without limit.
     void limit_silence(std::chrono::milliseconds longest) { longest_silence_ = longest; }
     char read_byte();
     std::uint16_t read_u16();
     std::uint32_t read_u32();
-    // Memory grows with the bytes that really arrive, never with the length that was announced.
+    // Memory grows with the bytes that arrive, not with the announced length.
     std::string read_bytes(std::size_t count);
 
-    // As read_byte, but waits as long as it takes.
+    // Like read_byte, but waits without limit.
     char await_byte();
 
-    // Goes into a bounded buffer, which is sent whenever it is full.
+    // Goes into a fixed-size buffer, which is sent whenever it is full.
     void write(std::string_view bytes);
     void flush();
-    // Sends what is left and lets the peer read it before the connection goes: closing at once while unread
-    // input is waiting would reset the connection and destroy the answer on its way.
+    // Sends the rest and lets the peer read it before closing: closing at once with unread input would reset
+    // the connection and destroy the answer in transit.
     void finish();
-    // From here on no more than that many bytes are sent; then the connection is finished and counts as lost.
+    // From now on at most that many bytes are sent; then the connection is ended and counts as lost.
     void drop_after(std::uint64_t bytes) { left_to_send_ = bytes; }
 
-    // From here on every byte passes through the keystreams of the key, those too that have arrived and were not
-    // consumed yet; what was written before still goes out in the clear.
+    // From now on every byte is encrypted with the key, including those that have arrived and are not
+    // consumed; what was written before is still sent in the clear.
     void encrypt(const SessionKey& key);
     bool is_encrypted() const { return keystreams_.has_value(); }
 
@@ -91,7 +92,7 @@ class Transport {
     std::size_t consumed_ = 0;
     std::string output_;
     std::optional<std::chrono::milliseconds> longest_silence_;
-    std::optional<std::uint64_t> left_to_send_; // without it there is no limit
+    std::optional<std::uint64_t> left_to_send_; // none: no limit
     std::optional<Keystreams> keystreams_;
 };
 

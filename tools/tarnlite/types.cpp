@@ -17,7 +17,7 @@ struct DeclaredName {
     WireType wire;
 };
 
-// The first name of a type is the one that texts show.
+// The first name of a type is used in messages.
 constexpr std::array declared_names{
     DeclaredName{"BOOLEAN", WireType::boolean},
     DeclaredName{"BOOL", WireType::boolean},
@@ -84,7 +84,7 @@ std::string normal_form(std::string_view text) {
     return result;
 }
 
-// A non-negative whole number at the text's front after blanks; 0 for anything else.
+// A non-negative integer at the front of the text, after blanks; 0 for anything else.
 std::uint32_t argument(std::string_view text) {
     text.remove_prefix(std::min(text.find_first_not_of(" +"), text.size()));
     std::uint32_t value = 0;

@@ -1,5 +1,5 @@
 // The column types: their codes on the wire, the names by which CREATE TABLE declares them, and the modifier.
-// types.cpp holds the one table of declared names.
+// types.cpp has the only table of declared names.
 #pragma once
 
 #include <cstdint>
@@ -44,15 +44,16 @@ enum class WireType : std::uint32_t {
 
 struct ColumnType {
     WireType wire = WireType::character;
-    // NUMERIC(p,s): p in the upper 16 bits, s in the lower; any other type: its first argument. 0: none declared.
+    // NUMERIC(p,s): p in the upper 16 bits, s in the lower; any other type: its first argument. 0: none
+    // declared.
     std::uint32_t modifier = 0;
 };
 
-// The type that a declared name ("varchar(20)", "Interval Year to Month") means; nothing for a name of no type here.
-// Letter case, runs of blanks and quotes around words do not matter.
+// The type of a declared name ("varchar(20)", "Interval Year to Month"); nothing for an unknown one. Case,
+// runs of blanks and quotes around words do not matter.
 std::optional<ColumnType> declared_type(std::string_view declaration);
 
-// The name by which error texts call a type.
+// The name of a type in error texts.
 std::string_view type_name(WireType type);
 
 } // namespace tarnlite

@@ -25,7 +25,7 @@ template <typename Integer> void put_fixed(std::string& row, Integer value) {
     put_integer(row, value);
 }
 
-// A real number keeps a point, as the database itself shows it.
+// A real number keeps its point, as in SQLite's own output.
 std::string real_text(double value) {
     std::string text = fmt::format("{:.15g}", value);
     if (std::isfinite(value) && text.find_first_of(".e") == std::string::npos) text += ".0";
@@ -122,7 +122,7 @@ bool append_datetime_tz(std::string& row, std::string_view text) {
 
 bool append_interval(std::string& row, WireType type, const Value& value) {
     if (value.kind == Kind::bytes) return false;
-    // The text of a number may carry an exponent, which no interval has.
+    // The text of a number may have an exponent, an interval's has none.
     const std::optional<std::string> text =
         value.kind == Kind::text ? std::string(value.bytes) : plain_decimal(text_of(value), std::nullopt);
     if (!text) return false;

@@ -1,6 +1,6 @@
-// Ends commands before their own end: because the server stops, their client has gone, or their time is over. One
-// thread looks after the running commands of all sessions and interrupts SQLite in those that are to end, again and
-// again, since an interrupt between two statements is lost.
+// Ends commands early: when the server stops, their client is gone, or they exceed their time limit. One
+// thread watches the running commands of all sessions and interrupts SQLite in those that must end,
+// repeatedly, since an interrupt between two statements is lost.
 #pragma once
 
 #include "net.h"
@@ -25,7 +25,7 @@ class Watcher {
     Watcher& operator=(const Watcher&) = delete;
     ~Watcher();
 
-    // From here on every command is ended.
+    // From now on every command is ended.
     void stop_server();
 
   private:
@@ -53,7 +53,7 @@ class WatchedSession {
     };
     using Clock = std::chrono::steady_clock;
 
-    // All must outlive it. Without a limit a command takes what time it needs.
+    // All must outlive it. Without a limit a command may take any time.
     WatchedSession(Watcher& watcher, const Socket& client, sqlite3* database,
                    std::optional<std::chrono::milliseconds> time_limit);
     WatchedSession(const WatchedSession&) = delete;
@@ -61,10 +61,10 @@ class WatchedSession {
     ~WatchedSession();
 
     void begin_command();
-    // After it SQLite is not interrupted any more; but where statements are under way still, those of cursors, SQLite
-    // keeps an interrupt until the last of them ends.
+    // After this SQLite is no longer interrupted; but while other statements (of cursors) are running, SQLite
+    // keeps a pending interrupt until the last of them ends.
     void end_command();
-    // Why the command, or the last one, is to end. For the waits and loops between statements.
+    // Why the command, or the last one, must end. For the waits and loops between statements.
     Reason reason() const { return reason_; }
 
   private:

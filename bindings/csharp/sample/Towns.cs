@@ -8,7 +8,8 @@ internal static class Towns
 {
     private static int Main(string[] arguments)
     {
-        string settings = arguments.Length > 0 ? arguments[0] : "server=127.0.0.1;port=5139;db=demo;user=me;password=secret";
+        string settings = arguments.Length > 0 ? arguments[0]
+                                               : "server=127.0.0.1;port=5139;db=demo;user=me;password=secret";
         try
         {
             using (var connection = new TarnConnection(settings))
@@ -28,12 +29,14 @@ internal static class Towns
 
     private static void Fill(TarnConnection connection)
     {
-        // Disposing of a transaction that was not committed rolls it back.
+        // Dispose rolls back a transaction that was not committed.
         using (TarnTransaction transaction = connection.BeginTransaction())
         {
-            using (var create = new TarnCommand("CREATE TABLE towns (name VARCHAR(40), people BIGINT, founded DATE)", connection))
+            using (var create = new TarnCommand(
+                       "CREATE TABLE towns (name VARCHAR(40), people BIGINT, founded DATE)", connection))
                 create.ExecuteNonQuery();
-            using (var insert = new TarnCommand("INSERT INTO towns VALUES (:name, :people, :founded)", connection))
+            using (var insert =
+                       new TarnCommand("INSERT INTO towns VALUES (:name, :people, :founded)", connection))
             {
                 insert.Parameters.AddWithValue("name", null);
                 insert.Parameters.AddWithValue("people", null);
@@ -56,12 +59,15 @@ internal static class Towns
 
     private static void Print(TarnConnection connection)
     {
-        using (var query = new TarnCommand("SELECT name, people, founded FROM towns ORDER BY name", connection))
-        using (TarnDataReader reader = query.ExecuteReader())
+        using (var query = new TarnCommand("SELECT name, people, founded FROM towns ORDER BY name",
+                                           connection)) using (TarnDataReader reader = query.ExecuteReader())
         {
             while (reader.Read())
             {
-                string founded = reader.IsDBNull(2) ? "?" : reader.GetDateTime(2).ToString("yyyy-MM-dd", CultureInfo.InvariantCulture);
+                string founded =
+                    reader.IsDBNull(2)
+                        ? "?"
+                        : reader.GetDateTime(2).ToString("yyyy-MM-dd", CultureInfo.InvariantCulture);
                 object[] row = { reader.GetString(0), reader.GetInt64(1), founded };
                 Console.WriteLine(string.Format(CultureInfo.InvariantCulture, "{0,-10} {1,10:N0}  {2}", row));
             }

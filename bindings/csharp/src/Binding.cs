@@ -1,5 +1,5 @@
-// What is bound to a connection for one execution. The caller holds the session's Gate until that is done, and disposes of the
-// binding then, also behind a failure.
+// The bindings on a connection for one execution. The caller holds the session's Gate until the execution is
+// done and then disposes the binding, even after a failure.
 using System;
 using System.Collections.Generic;
 using System.Data;
@@ -17,7 +17,8 @@ namespace Tarnsql
             this.session = session;
         }
 
-        /// <summary>Whether parameters are sent in the order of the collection; fails when some have names and some have not.</summary>
+        /// <summary>Whether parameters are sent in the order of the collection; throws when only some have
+        /// names.</summary>
         internal static bool ByPosition(TarnParameterCollection parameters)
         {
             int named = 0;
@@ -33,7 +34,7 @@ namespace Tarnsql
             for (int i = 0; i < parameters.Count; ++i) BindInput(parameters[i], byPosition ? i + 1 : 0);
         }
 
-        /// <summary>Binds the arguments of a procedure by position, and a returned value behind them.</summary>
+        /// <summary>Binds the arguments of a procedure by position, then a return value.</summary>
         internal void BindCall(TarnParameterCollection parameters)
         {
             int position = 0;
@@ -50,7 +51,7 @@ namespace Tarnsql
             if (returned != null) BindOutput(returned, ++position);
         }
 
-        /// <summary>Gives the parameters the outputs that have arrived.</summary>
+        /// <summary>Sets the parameters to the outputs that have arrived.</summary>
         internal void Deliver()
         {
             foreach (Output output in outputs) output.Deliver(session.Encoding);
@@ -63,35 +64,42 @@ namespace Tarnsql
             foreach (Output output in outputs) output.Dispose();
         }
 
-        // By name for position 0.
+        // By name if position is 0.
         private void BindInput(TarnParameter parameter, int position)
         {
             Encoded value = Encoded.Of(parameter, session.Encoding);
             if (value.Lob != null) lobs.Add(value.Lob);
             byte[] name = position > 0 ? null : session.Text(parameter.PlainName, "a parameter's name");
-            session.Check(value.Lob != null ? Bind(name, position, value.Type, value.Lob) : Bind(name, position, value.Type, value.Bytes));
+            session.Check(value.Lob != null ? Bind(name, position, value.Type, value.Lob)
+                                            : Bind(name, position, value.Type, value.Bytes));
         }
 
-        private int Bind(byte[] name, int position, int type, LobHandle lob) // which knows its size
+        private int Bind(byte[] name, int position, int type, LobHandle lob) // a large object knows its size
         {
             const int direction = Native.TRN_DIRECTION_IN;
-            if (name == null) return Native.TRN_BindParamByPos(session.Handle, position, direction, type, lob, 0, IntPtr.Zero);
-            return Native.TRN_BindParamByName(session.Handle, name, direction, type, lob, 0, IntPtr.Zero, IntPtr.Zero);
+            if (name == null)
+                return Native.TRN_BindParamByPos(session.Handle, position, direction, type, lob, 0,
+                                                 IntPtr.Zero);
+            return Native.TRN_BindParamByName(session.Handle, name, direction, type, lob, 0, IntPtr.Zero,
+                                              IntPtr.Zero);
         }
 
         private int Bind(byte[] name, int position, int type, byte[] bytes)
         {
             const int direction = Native.TRN_DIRECTION_IN;
-            if (name == null) return Native.TRN_BindParamByPos(session.Handle, position, direction, type, bytes, bytes.Length, IntPtr.Zero);
-            return Native.TRN_BindParamByName(session.Handle, name, direction, type, bytes, bytes.Length, IntPtr.Zero, IntPtr.Zero);
+            if (name == null)
+                return Native.TRN_BindParamByPos(session.Handle, position, direction, type, bytes,
+                                                 bytes.Length, IntPtr.Zero);
+            return Native.TRN_BindParamByName(session.Handle, name, direction, type, bytes, bytes.Length,
+                                              IntPtr.Zero, IntPtr.Zero);
         }
 
         private void BindOutput(TarnParameter parameter, int position)
         {
             var output = new Output(parameter, session.Encoding);
             outputs.Add(output);
-            session.Check(Native.TRN_BindParamByPos(session.Handle, position, output.Direction, output.Type, output.Buffer, output.Room,
-                                                    output.Length));
+            session.Check(Native.TRN_BindParamByPos(session.Handle, position, output.Direction, output.Type,
+                                                    output.Buffer, output.Room, output.Length));
         }
     }
 }

@@ -8,14 +8,16 @@ namespace Tarnsql
     {
         internal static readonly Encoding Utf8 = new UTF8Encoding(false, true);
 
-        /// <summary>The encoding of a character set, UTF-8 when none is named. It fails for what it cannot carry.</summary>
+        /// <summary>The encoding of a character set, UTF-8 when none is named. It throws for characters that
+        /// it cannot encode.</summary>
         internal static Encoding Named(string name)
         {
             if (string.IsNullOrEmpty(name) || Is(name, "UTF8") || Is(name, "UTF-8")) return Utf8;
             Encoding found;
             try
             {
-                found = Encoding.GetEncoding(name, EncoderFallback.ExceptionFallback, DecoderFallback.ExceptionFallback);
+                found = Encoding.GetEncoding(name, EncoderFallback.ExceptionFallback,
+                                             DecoderFallback.ExceptionFallback);
             }
             catch (Exception error) when (error is ArgumentException || error is NotSupportedException)
             {
@@ -23,11 +25,12 @@ namespace Tarnsql
                                             " (register one with Encoding.RegisterProvider)", error);
             }
             // A zero byte ends a statement.
-            if (found.GetByteCount("a") != 1) throw new ArgumentException("texts in " + name + " hold zero bytes");
+            if (found.GetByteCount("a") != 1)
+                throw new ArgumentException("texts in " + name + " hold zero bytes");
             return found;
         }
 
-        /// <summary>A text as the library takes it, with a zero behind it.</summary>
+        /// <summary>A text for the library, NUL-terminated.</summary>
         internal static byte[] Terminated(Encoding encoding, string text, string what)
         {
             if (text.IndexOf('\0') >= 0) throw new ArgumentException(what + " holds a zero character");
@@ -36,7 +39,8 @@ namespace Tarnsql
             return bytes;
         }
 
-        /// <summary>A name or an error text as it can be read: what is no text in the encoding becomes question marks.</summary>
+        /// <summary>Decodes a name or an error text; bytes that are not valid in the encoding become question
+        /// marks.</summary>
         internal static string Readable(Encoding encoding, byte[] bytes, int count)
         {
             if (encoding == Utf8) return Encoding.UTF8.GetString(bytes, 0, count);

@@ -1,4 +1,4 @@
-// What a result tells of its columns, and the schema table that programs know it as.
+// The columns of a result, and their schema table.
 using System;
 using System.Data;
 using System.Data.Common;
@@ -25,11 +25,14 @@ namespace Tarnsql
             return columns;
         }
 
-        private static Column Of(ResultHandle result, int number, Encoding encoding, byte[] table, byte[] name, byte[] label)
+        private static Column Of(ResultHandle result, int number, Encoding encoding, byte[] table,
+                                 byte[] name, byte[] label)
         {
-            foreach (byte[] text in new[] { table, name, label }) Array.Clear(text, 0, nameSize); // they come without terminators
+            foreach (byte[] text in new[] { table, name, label })
+                Array.Clear(text, 0, nameSize); // they have no terminators
             int type, modifier, flags;
-            Native.TRN_getResultColInfo(result, number, table, name, label, out type, out modifier, out flags);
+            Native.TRN_getResultColInfo(result, number, table, name, label, out type, out modifier,
+                                        out flags);
             string baseName = Charset.Readable(encoding, name, Charset.Length(name));
             return new Column
             {
@@ -52,7 +55,7 @@ namespace Tarnsql
             get { return Type == TarnType.Clob || Type == TarnType.Blob; }
         }
 
-        /// <summary>The class that values of the column come as.</summary>
+        /// <summary>The class of the column's values.</summary>
         internal Type Class
         {
             get
@@ -96,15 +99,19 @@ namespace Tarnsql
 
         internal static DataTable SchemaTable(Column[] columns)
         {
-            var table = new DataTable("SchemaTable") { Locale = System.Globalization.CultureInfo.InvariantCulture };
+            var table =
+                new DataTable("SchemaTable") { Locale = System.Globalization.CultureInfo.InvariantCulture };
             AddColumns(table, typeof(string), SchemaTableColumn.ColumnName, SchemaTableColumn.BaseTableName,
-                       SchemaTableColumn.BaseColumnName, SchemaTableColumn.BaseSchemaName, SchemaTableOptionalColumn.BaseCatalogName,
+                       SchemaTableColumn.BaseColumnName, SchemaTableColumn.BaseSchemaName,
+                       SchemaTableOptionalColumn.BaseCatalogName,
                        "DataTypeName");
-            AddColumns(table, typeof(int), SchemaTableColumn.ColumnOrdinal, SchemaTableColumn.ColumnSize, SchemaTableColumn.ProviderType);
-            AddColumns(table, typeof(short), SchemaTableColumn.NumericPrecision, SchemaTableColumn.NumericScale);
-            AddColumns(table, typeof(bool), SchemaTableColumn.IsLong, SchemaTableColumn.AllowDBNull, SchemaTableColumn.IsUnique,
-                       SchemaTableColumn.IsKey, SchemaTableColumn.IsAliased, SchemaTableColumn.IsExpression,
-                       SchemaTableOptionalColumn.IsReadOnly);
+            AddColumns(table, typeof(int), SchemaTableColumn.ColumnOrdinal, SchemaTableColumn.ColumnSize,
+                       SchemaTableColumn.ProviderType);
+            AddColumns(table, typeof(short), SchemaTableColumn.NumericPrecision,
+                       SchemaTableColumn.NumericScale);
+            AddColumns(table, typeof(bool), SchemaTableColumn.IsLong, SchemaTableColumn.AllowDBNull,
+                       SchemaTableColumn.IsUnique, SchemaTableColumn.IsKey, SchemaTableColumn.IsAliased,
+                       SchemaTableColumn.IsExpression, SchemaTableOptionalColumn.IsReadOnly);
             AddColumns(table, typeof(Type), SchemaTableColumn.DataType);
             for (int i = 0; i < columns.Length; ++i) columns[i].Describe(table, i);
             return table;
@@ -125,7 +132,7 @@ namespace Tarnsql
             row["DataTypeName"] = TypeName;
             row[SchemaTableColumn.BaseColumnName] = BaseName;
             if (Table.Length > 0) row[SchemaTableColumn.BaseTableName] = Table;
-            // Of a number the modifier is precision and scale, of a text its size.
+            // The modifier is precision and scale of a number, the size of a text.
             bool isNumeric = Type == TarnType.Numeric;
             row[SchemaTableColumn.ColumnSize] = Modifier > 0 && !isNumeric ? Modifier : -1;
             if (isNumeric && Modifier > 0)
@@ -137,7 +144,7 @@ namespace Tarnsql
             row[SchemaTableColumn.IsLong] = IsLob;
             row[SchemaTableColumn.AllowDBNull] = !isKey && (Flags & flagNotNull) == 0;
             row[SchemaTableColumn.IsKey] = isKey;
-            row[SchemaTableColumn.IsUnique] = false; // a column of a key of several need not be
+            row[SchemaTableColumn.IsUnique] = false; // one column of a composite key need not be unique
             row[SchemaTableColumn.IsAliased] = Name != BaseName;
             row[SchemaTableColumn.IsExpression] = Table.Length == 0;
             row[SchemaTableOptionalColumn.IsReadOnly] = Table.Length == 0;

@@ -1,4 +1,4 @@
-// A value on its way to the server: the code of its type and its bytes as they lie in memory, or a large object.
+// A value to be sent: its type code and its bytes in memory order, or a large object.
 using System;
 using System.Data;
 using System.Globalization;
@@ -9,7 +9,7 @@ namespace Tarnsql
 {
     internal struct Encoded
     {
-        private const int longest = 65535; // longer texts and bytes travel as large objects
+        private const int longest = 65535; // longer texts and bytes are sent as large objects
         private const int chunk = 1 << 20;
         private static readonly DateTime epoch = new DateTime(1970, 1, 1);
 
@@ -30,21 +30,26 @@ namespace Tarnsql
             if (value == null || value is DBNull) return new Encoded(0, new byte[0]);
             try
             {
-                return OfText(parameter, value, encoding) ?? OfNumber(value, encoding) ?? OfObject(parameter, value, encoding);
+                return OfText(parameter, value, encoding) ?? OfNumber(value, encoding) ??
+                       OfObject(parameter, value, encoding);
             }
             catch (EncoderFallbackException error)
             {
-                throw new ArgumentException("a parameter has no form in the session's character set: " + error.Message, error);
+                throw new ArgumentException(
+                    "a parameter has no form in the session's character set: " + error.Message, error);
             }
         }
 
         private static Encoded? OfText(TarnParameter parameter, object value, Encoding encoding)
         {
-            if (value is string || value is char) return Text(value.ToString(), encoding, parameter.TarnType == TarnType.Clob);
-            if (value is char[]) return Text(new string((char[])value), encoding, parameter.TarnType == TarnType.Clob);
+            if (value is string || value is char)
+                return Text(value.ToString(), encoding, parameter.TarnType == TarnType.Clob);
+            if (value is char[])
+                return Text(new string((char[])value), encoding, parameter.TarnType == TarnType.Clob);
             if (value is DateTime) return OfDateTime(parameter, (DateTime)value, encoding);
             if (value is TimeSpan) return Text(TextOf(parameter, (TimeSpan)value), encoding);
-            if (value is DateTimeOffset) return Text(Invariant("{0:yyyy-MM-dd HH:mm:ss.ffffffzzz}", value), encoding);
+            if (value is DateTimeOffset)
+                return Text(Invariant("{0:yyyy-MM-dd HH:mm:ss.ffffffzzz}", value), encoding);
             if (value is TarnYearToMonth) return Text(value.ToString(), encoding);
             if (value is Guid && !parameter.Is(DbType.Binary)) return Text(value.ToString(), encoding);
             return null;
@@ -55,7 +60,8 @@ namespace Tarnsql
             CultureInfo plain = CultureInfo.InvariantCulture;
             switch (System.Type.GetTypeCode(value.GetType()))
             {
-                case TypeCode.Boolean: return new Encoded(Native.TRN_TYPE_BOOLEAN, new[] { (byte)((bool)value ? 1 : 0) });
+                case TypeCode.Boolean:
+                    return new Encoded(Native.TRN_TYPE_BOOLEAN, new[] { (byte)((bool)value ? 1 : 0) });
                 case TypeCode.SByte:
                 case TypeCode.Byte:
                 case TypeCode.Int16:
@@ -63,12 +69,14 @@ namespace Tarnsql
                 case TypeCode.Int32:
                 case TypeCode.UInt32:
                 case TypeCode.Int64:
-                    return new Encoded(Native.TRN_TYPE_BIGINT, BitConverter.GetBytes(Convert.ToInt64(value, plain)));
+                    return new Encoded(Native.TRN_TYPE_BIGINT,
+                                       BitConverter.GetBytes(Convert.ToInt64(value, plain)));
                 case TypeCode.UInt64:
                 case TypeCode.Decimal: return Text(Invariant("{0}", value), encoding);
                 case TypeCode.Single:
                 case TypeCode.Double:
-                    return new Encoded(Native.TRN_TYPE_DOUBLE, BitConverter.GetBytes(Convert.ToDouble(value, plain)));
+                    return new Encoded(Native.TRN_TYPE_DOUBLE,
+                                       BitConverter.GetBytes(Convert.ToDouble(value, plain)));
                 default: return null;
             }
         }
@@ -80,7 +88,8 @@ namespace Tarnsql
             var stream = value as Stream;
             if (stream != null) return new Encoded(Native.TRN_TYPE_BLOB, null, FilledFrom(stream.Read));
             var reader = value as TextReader;
-            if (reader != null) return new Encoded(Native.TRN_TYPE_CLOB, null, FilledFrom(Bytewise(reader, encoding)));
+            if (reader != null)
+                return new Encoded(Native.TRN_TYPE_CLOB, null, FilledFrom(Bytewise(reader, encoding)));
             throw new ArgumentException("a parameter cannot be of type " + value.GetType());
         }
 
@@ -101,23 +110,28 @@ namespace Tarnsql
         {
             if (parameter.Is(DbType.Date) || parameter.TarnType == TarnType.Date)
                 return Text(Invariant("{0:yyyy-MM-dd}", value), encoding);
-            if (parameter.Is(DbType.Time) || parameter.TarnType == TarnType.Time) return Text(TimeOf(value.TimeOfDay), encoding);
-            // Whole milliseconds, towards the past: the rest is cut.
-            long milliseconds = value.Ticks / TimeSpan.TicksPerMillisecond - epoch.Ticks / TimeSpan.TicksPerMillisecond;
+            if (parameter.Is(DbType.Time) || parameter.TarnType == TarnType.Time)
+                return Text(TimeOf(value.TimeOfDay), encoding);
+            // Whole milliseconds, rounded towards the past.
+            long milliseconds =
+                value.Ticks / TimeSpan.TicksPerMillisecond - epoch.Ticks / TimeSpan.TicksPerMillisecond;
             return new Encoded(Native.TRN_TYPE_DATETIME_RAW, BitConverter.GetBytes(milliseconds));
         }
 
         private static string TextOf(TarnParameter parameter, TimeSpan value)
         {
-            if (parameter.TarnType != TarnType.DayToSecond && parameter.TarnType != TarnType.Interval) return TimeOf(value);
+            if (parameter.TarnType != TarnType.DayToSecond && parameter.TarnType != TarnType.Interval)
+                return TimeOf(value);
             string sign = value < TimeSpan.Zero ? "-" : "";
-            return sign + Invariant("{0:%d\\ hh\\:mm\\:ss\\.ffffff}", value); // the format leaves the sign out
+            return sign +
+                   Invariant("{0:%d\\ hh\\:mm\\:ss\\.ffffff}", value); // the format omits the sign
         }
 
         private static string TimeOf(TimeSpan value)
         {
             if (value < TimeSpan.Zero || value.Days > 0)
-                throw new ArgumentException("a TimeSpan of " + value + " is no time of day; TarnType.DayToSecond makes it an interval");
+                throw new ArgumentException("a TimeSpan of " + value +
+                                            " is no time of day; TarnType.DayToSecond makes it an interval");
             return Invariant("{0:hh\\:mm\\:ss\\.fff}", value);
         }
 
@@ -126,7 +140,7 @@ namespace Tarnsql
             return string.Format(CultureInfo.InvariantCulture, format, value);
         }
 
-        // Characters as they are asked for in bytes.
+        // Encodes characters as bytes on demand.
         private static Func<byte[], int, int, int> Bytewise(TextReader reader, Encoding encoding)
         {
             Encoder encoder = encoding.GetEncoder();

@@ -1,12 +1,13 @@
-// Handle variables that the library is given the address of. Each stands in unmanaged memory, at one address from its making to
-// its end, so that a call may be cancelled by the address of the very variable it runs with. A call keeps the variable alive;
-// what is forgotten is released by the finalizer, from any thread, without a word to the server.
+// Handle variables, whose addresses are passed to the library. Each is in unmanaged memory, at a fixed
+// address, so that a call may be cancelled by the address of the variable it runs with. A call keeps the
+// variable alive; what is not closed is released by the finalizer, on any thread, without contacting the
+// server.
 using System;
 using System.Runtime.InteropServices;
 
 namespace Tarnsql
 {
-    /// <summary>A handle variable of the library, with what is behind it.</summary>
+    /// <summary>A handle variable of the library, and the object behind it.</summary>
     public abstract class HandleVariable : SafeHandle
     {
         /// <summary>Makes a variable that holds null.</summary>
@@ -40,13 +41,13 @@ namespace Tarnsql
             }
         }
 
-        /// <summary>Releases what is behind the variable at this address.</summary>
+        /// <summary>Releases the object behind the variable at this address.</summary>
         protected abstract void ReleaseContent(IntPtr variable);
 
-        /// <summary>Releases what is behind the variable, and the variable.</summary>
+        /// <summary>Releases the object behind the variable, and the variable.</summary>
         protected sealed override bool ReleaseHandle()
         {
-            // Nothing behind it: the library, which may be missing, is left alone.
+            // No object: do not call the library, which may be missing.
             if (Marshal.ReadIntPtr(handle) != IntPtr.Zero) ReleaseContent(handle);
             Marshal.FreeHGlobal(handle);
             return true;
@@ -56,7 +57,7 @@ namespace Tarnsql
     /// <summary>A connection.</summary>
     public sealed class ConnectionHandle : HandleVariable
     {
-        /// <summary>Closes it. The provider makes no default statement, so this waits for no answer.</summary>
+        /// <summary>Closes it. The provider makes no default statement, so there is no round trip.</summary>
         protected override void ReleaseContent(IntPtr variable)
         {
             Native.TRN_CloseConn(variable);
@@ -69,7 +70,8 @@ namespace Tarnsql
         /// <summary>Walks to the last item, which releases those before it, and releases that.</summary>
         protected override void ReleaseContent(IntPtr variable)
         {
-            while (Native.TRN_NextResult(variable) == Native.TRN_OK && Marshal.ReadIntPtr(variable) != IntPtr.Zero)
+            while (Native.TRN_NextResult(variable) == Native.TRN_OK &&
+                   Marshal.ReadIntPtr(variable) != IntPtr.Zero)
             {
             }
             Native.TRN_FreeRowset(variable);

@@ -1,10 +1,10 @@
-// The calls of tarnsql.h and tarnsql_ext.h as they are; the headers document them.
+// Declarations of the calls of tarnsql.h and tarnsql_ext.h; the headers document them.
 //
-// - Where a call takes the address of a handle variable it takes one of the classes in Handles.cs here, which keep the variable
-//   at one address as long as a call uses it.
-// - Texts are bytes with a zero behind them, in the character set of the session.
-// - ref byte is the first byte of a buffer. It is pinned during the call only: what the library writes to later (outputs of
-//   procedures) is bound as an address of unmanaged memory.
+// - The address of a handle variable is one of the classes in Handles.cs, which keep the variable at a fixed
+//   address while a call uses it.
+// - Texts are NUL-terminated bytes in the character set of the session.
+// - ref byte is the first byte of a buffer. It is pinned only during the call: buffers written later (outputs
+//   of procedures) are bound as addresses of unmanaged memory.
 using System;
 using System.Runtime.InteropServices;
 
@@ -12,7 +12,7 @@ using System.Runtime.InteropServices;
 
 namespace Tarnsql
 {
-    /// <summary>Takes a line of the library: TRNX_TRACE.</summary>
+    /// <summary>Receives a line of the library: TRNX_TRACE.</summary>
     [UnmanagedFunctionPointer(CallingConvention.Cdecl)]
     public delegate void TraceCallback(IntPtr user, int kind, IntPtr line);
 
@@ -34,7 +34,7 @@ namespace Tarnsql
         }
     }
 
-    /// <summary>The exported calls under their own names, and the numbers of the headers.</summary>
+    /// <summary>The exported calls and the constants of the headers, under their own names.</summary>
     public static partial class Native
     {
         private const string Library = "tarnsql"; // tarnsql.dll, libtarnsql.so
@@ -46,7 +46,8 @@ namespace Tarnsql
         public static extern int TRN_OpenConn(byte[] connString, ConnectionHandle outHandle);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_OpenConn_Ips(byte[] connString, int tryNumber, ref IntPtr ipsState, ConnectionHandle outHandle);
+        public static extern int TRN_OpenConn_Ips(byte[] connString, int tryNumber, ref IntPtr ipsState,
+                                                  ConnectionHandle outHandle);
 
         [DllImport(Library, CallingConvention = Convention)]
         public static extern int Release_IpsAttrs(ref IntPtr ipsState);
@@ -87,11 +88,12 @@ namespace Tarnsql
         public static extern int TRN_GetErrorLen(HandleVariable handle);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_GetErrorInfo(HandleVariable handle, [Out] byte[] outCode, [Out] byte[] outMessage);
+        public static extern int TRN_GetErrorInfo(HandleVariable handle, [Out] byte[] outCode,
+                                                  [Out] byte[] outMessage);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_GetAttr(HandleVariable handle, int id, [Out] byte[] outValue, int capacity, out int outType,
-                                             out int outLen);
+        public static extern int TRN_GetAttr(HandleVariable handle, int id, [Out] byte[] outValue,
+                                             int capacity, out int outType, out int outLen);
 
         [DllImport(Library, CallingConvention = Convention)]
         public static extern int TRN_SetAttr(ConnectionHandle handle, int id, byte[] value);
@@ -105,12 +107,13 @@ namespace Tarnsql
         public static extern int TRN_Execute_no_query(ConnectionHandle handle, byte[] sql);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_Execute_query_with_one(ConnectionHandle handle, byte[] sql, [In, Out] byte[] valueArea,
-                                                            ref uint typeWord);
+        public static extern int TRN_Execute_query_with_one(ConnectionHandle handle, byte[] sql,
+                                                            [In, Out] byte[] valueArea, ref uint typeWord);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_ExecwithDataReader(ConnectionHandle handle, byte[] sql, ResultHandle resultOut,
-                                                        out int columnCount, out long rowCount, out int affectedCount);
+        public static extern int TRN_ExecwithDataReader(ConnectionHandle handle, byte[] sql,
+                                                        ResultHandle resultOut, out int columnCount,
+                                                        out long rowCount, out int affectedCount);
 
         // ---- parameters
 
@@ -118,36 +121,46 @@ namespace Tarnsql
         public static extern int TRN_CreateParams(ParametersHandle outHandle);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_BindParamByName(HandleVariable handle, byte[] name, int direction, int dataType, byte[] value,
-                                                     int bufferLength, IntPtr reserved, IntPtr length);
+        public static extern int TRN_BindParamByName(HandleVariable handle, byte[] name, int direction,
+                                                     int dataType, byte[] value, int bufferLength,
+                                                     IntPtr reserved, IntPtr length);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_BindParamByName(HandleVariable handle, byte[] name, int direction, int dataType, IntPtr value,
-                                                     int bufferLength, IntPtr reserved, IntPtr length);
+        public static extern int TRN_BindParamByName(HandleVariable handle, byte[] name, int direction,
+                                                     int dataType, IntPtr value, int bufferLength,
+                                                     IntPtr reserved, IntPtr length);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_BindParamByName(HandleVariable handle, byte[] name, int direction, int dataType, LobHandle value,
-                                                     int bufferLength, IntPtr reserved, IntPtr length);
+        public static extern int TRN_BindParamByName(HandleVariable handle, byte[] name, int direction,
+                                                     int dataType, LobHandle value, int bufferLength,
+                                                     IntPtr reserved, IntPtr length);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_BindParamByPos(HandleVariable handle, int position, int direction, int dataType, byte[] value,
-                                                    int bufferLength, IntPtr length);
+        public static extern int TRN_BindParamByPos(HandleVariable handle, int position, int direction,
+                                                    int dataType, byte[] value, int bufferLength,
+                                                    IntPtr length);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_BindParamByPos(HandleVariable handle, int position, int direction, int dataType, IntPtr value,
-                                                    int bufferLength, IntPtr length);
+        public static extern int TRN_BindParamByPos(HandleVariable handle, int position, int direction,
+                                                    int dataType, IntPtr value, int bufferLength,
+                                                    IntPtr length);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_BindParamByPos(HandleVariable handle, int position, int direction, int dataType, LobHandle value,
-                                                    int bufferLength, IntPtr length);
+        public static extern int TRN_BindParamByPos(HandleVariable handle, int position, int direction,
+                                                    int dataType, LobHandle value, int bufferLength,
+                                                    IntPtr length);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_BindParamArrayByName(HandleVariable handle, byte[] name, int parameterCount, int direction,
-                                                          int dataType, int arraySize, IntPtr values, int valuesSize, int[] lengths);
+        public static extern int TRN_BindParamArrayByName(HandleVariable handle, byte[] name,
+                                                          int parameterCount, int direction, int dataType,
+                                                          int arraySize, IntPtr values, int valuesSize,
+                                                          int[] lengths);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_BindParamArrayByPos(HandleVariable handle, int position, int parameterCount, int direction,
-                                                         int dataType, int arraySize, IntPtr values, int valuesSize, int[] lengths);
+        public static extern int TRN_BindParamArrayByPos(HandleVariable handle, int position,
+                                                         int parameterCount, int direction, int dataType,
+                                                         int arraySize, IntPtr values, int valuesSize,
+                                                         int[] lengths);
 
         [DllImport(Library, CallingConvention = Convention)]
         public static extern int TRN_BindParams2Conn(ConnectionHandle connHandle, ParametersHandle setHandle);
@@ -164,8 +177,8 @@ namespace Tarnsql
         public static extern int TRN_UnPrepare(ConnectionHandle handle, byte[] name);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_Execute2(ConnectionHandle handle, byte[] statementName, [Out] byte[] cursorNameOut,
-                                              ResultHandle resultOut);
+        public static extern int TRN_Execute2(ConnectionHandle handle, byte[] statementName,
+                                              [Out] byte[] cursorNameOut, ResultHandle resultOut);
 
         [DllImport(Library, CallingConvention = Convention)]
         public static extern int TRN_ExecBatch(ConnectionHandle handle, byte[] sql, int arrayCount);
@@ -176,18 +189,22 @@ namespace Tarnsql
         // ---- cursors
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_ExecwithServerCursorReader(ConnectionHandle handle, byte[] sql, byte[] cursorName,
-                                                                ResultHandle resultOut, out int columnCount);
+        public static extern int TRN_ExecwithServerCursorReader(ConnectionHandle handle, byte[] sql,
+                                                                byte[] cursorName, ResultHandle resultOut,
+                                                                out int columnCount);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_FetchServerCursorRowset(ConnectionHandle handle, byte[] cursorName, ResultHandle rowsetOut);
+        public static extern int TRN_FetchServerCursorRowset(ConnectionHandle handle, byte[] cursorName,
+                                                             ResultHandle rowsetOut);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_FetchServerCursorRowset_V2(ConnectionHandle handle, byte[] fetchText, ResultHandle rowset);
+        public static extern int TRN_FetchServerCursorRowset_V2(ConnectionHandle handle, byte[] fetchText,
+                                                                ResultHandle rowset);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_FetchRefCursorHead(ConnectionHandle handle, byte[] cursorName, ResultHandle resultOut,
-                                                        out int columnCount, out long rowCount, ref int fetchCount);
+        public static extern int TRN_FetchRefCursorHead(ConnectionHandle handle, byte[] cursorName,
+                                                        ResultHandle resultOut, out int columnCount,
+                                                        out long rowCount, ref int fetchCount);
 
         [DllImport(Library, CallingConvention = Convention)]
         public static extern int TRN_CloseCursor(ConnectionHandle handle, byte[] cursorName);
@@ -239,12 +256,14 @@ namespace Tarnsql
         public static extern int TRN_getResultRecordnum(ResultHandle result, out int count);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_getResultRet(ResultHandle result, out int kind, out int columnCount, out int rowCount,
-                                                  out int affectedCount, [Out] byte[] identifier);
+        public static extern int TRN_getResultRet(ResultHandle result, out int kind, out int columnCount,
+                                                  out int rowCount, out int affectedCount,
+                                                  [Out] byte[] identifier);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_getResultColInfo(ResultHandle result, int column, [Out] byte[] table, [Out] byte[] name,
-                                                      [Out] byte[] label, out int type, out int modifier, out int flags);
+        public static extern int TRN_getResultColInfo(ResultHandle result, int column, [Out] byte[] table,
+                                                      [Out] byte[] name, [Out] byte[] label, out int type,
+                                                      out int modifier, out int flags);
 
         [DllImport(Library, CallingConvention = Convention)]
         public static extern int TRN_getResultcolType(ResultHandle result, int column, out int type);
@@ -259,12 +278,12 @@ namespace Tarnsql
         public static extern int TRN_getResultcolseq(ResultHandle result, byte[] name);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_GetData(ResultHandle result, int column, int target, ref byte destination, int destinationLength,
-                                             ref int length);
+        public static extern int TRN_GetData(ResultHandle result, int column, int target,
+                                             ref byte destination, int destinationLength, ref int length);
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRN_GetData(ResultHandle result, int column, int target, LobHandle destination,
-                                             int destinationLength, ref int length);
+        public static extern int TRN_GetData(ResultHandle result, int column, int target,
+                                             LobHandle destination, int destinationLength, ref int length);
 
         [DllImport(Library, CallingConvention = Convention)]
         public static extern int dt2dtm_Api(long milliseconds, [Out] byte[] text);
@@ -275,7 +294,8 @@ namespace Tarnsql
         // ---- tarnsql_ext.h
 
         [DllImport(Library, CallingConvention = Convention)]
-        public static extern int TRNX_OpenConn(byte[] connString, ref OpenOptions options, ConnectionHandle outHandle);
+        public static extern int TRNX_OpenConn(byte[] connString, ref OpenOptions options,
+                                               ConnectionHandle outHandle);
 
         [DllImport(Library, CallingConvention = Convention)]
         public static extern int TRNX_SetReceiveTimeout(ConnectionHandle handle, int timeoutMs);

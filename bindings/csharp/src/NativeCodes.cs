@@ -1,4 +1,4 @@
-// The numbers of tarnsql.h and tarnsql_ext.h under their own names; the headers tell what they mean.
+// The constants of tarnsql.h and tarnsql_ext.h under their own names; the headers document them.
 #pragma warning disable 1591
 
 namespace Tarnsql

@@ -1,4 +1,5 @@
-// The room for an output of a procedure. The library writes to it while the call runs, so it stands in unmanaged memory.
+// The buffer for an output of a procedure, in unmanaged memory because the library writes to it during the
+// call.
 using System;
 using System.Data;
 using System.Globalization;
@@ -15,7 +16,7 @@ namespace Tarnsql
         internal readonly int Room;
         private readonly TarnParameter parameter;
         private readonly DbType wanted;
-        private IntPtr memory; // the length, and behind it the room
+        private IntPtr memory; // the length, then the buffer
 
         internal Output(TarnParameter parameter, Encoding encoding)
         {
@@ -54,13 +55,14 @@ namespace Tarnsql
             }
         }
 
-        /// <summary>Gives the parameter the value that has arrived.</summary>
+        /// <summary>Sets the parameter to the value that has arrived.</summary>
         internal void Deliver(Encoding encoding)
         {
             int length = Marshal.ReadInt32(memory);
             if (length > Room)
             {
-                string text = "an output of " + length + " bytes does not fit into " + Room + ": set its Size";
+                string text =
+                    "an output of " + length + " bytes does not fit into " + Room + ": set its Size";
                 throw new TarnException(Native.TRN_TRUNCATED, text);
             }
             byte[] content = new byte[Math.Max(0, length)];
@@ -69,7 +71,8 @@ namespace Tarnsql
             {
                 parameter.Value = length <= 0 ? DBNull.Value : ValueOf(content, encoding);
             }
-            catch (Exception error) when (error is FormatException || error is OverflowException || error is ArgumentException)
+            catch (Exception error)
+                when (error is FormatException || error is OverflowException || error is ArgumentException)
             {
                 throw new TarnException(0, "an output is no " + wanted + ": " + error.Message, error);
             }
@@ -81,8 +84,8 @@ namespace Tarnsql
             memory = IntPtr.Zero;
         }
 
-        // Integers and decimals come as texts: a NUMERIC would be taken for the bytes of an integer. One that goes in as an integer
-        // comes out as one.
+        // Integers and decimals are received as texts: the bytes of a NUMERIC would be mistaken for an
+        // integer. An in-out integer is received as an integer.
         private static int TypeFor(DbType wanted, bool goesIn, out int room)
         {
             room = 0;
@@ -106,8 +109,9 @@ namespace Tarnsql
 
         private static bool IsInteger(DbType type)
         {
-            return type == DbType.Byte || type == DbType.SByte || type == DbType.Int16 || type == DbType.UInt16 ||
-                   type == DbType.Int32 || type == DbType.UInt32 || type == DbType.Int64;
+            return type == DbType.Byte || type == DbType.SByte || type == DbType.Int16 ||
+                   type == DbType.UInt16 || type == DbType.Int32 || type == DbType.UInt32 ||
+                   type == DbType.Int64;
         }
 
         private byte[] Input(Encoding encoding)
@@ -115,9 +119,11 @@ namespace Tarnsql
             Encoded input = Encoded.Of(parameter, encoding);
             bool isTime = Type == Native.TRN_TYPE_DATE || Type == Native.TRN_TYPE_TIME;
             bool textOfTime = isTime && input.Type == Native.TRN_TYPE_TEXT;
-            if (input.Bytes != null && (input.Bytes.Length == 0 || input.Type == Type || textOfTime)) return input.Bytes;
+            if (input.Bytes != null && (input.Bytes.Length == 0 || input.Type == Type || textOfTime))
+                return input.Bytes;
             if (input.Lob != null) input.Lob.Dispose();
-            throw new ArgumentException("a procedure cannot change a " + parameter.Value.GetType().Name + " into a " + wanted);
+            throw new ArgumentException("a procedure cannot change a " + parameter.Value.GetType().Name +
+                                        " into a " + wanted);
         }
 
         private object ValueOf(byte[] content, Encoding encoding)
@@ -128,7 +134,8 @@ namespace Tarnsql
                 case Native.TRN_TYPE_BOOLEAN: return RowValues.IsTrue(content[0]);
                 case Native.TRN_TYPE_DOUBLE:
                     bool isFloat = content.Length == sizeof(float);
-                    double number = isFloat ? BitConverter.ToSingle(content, 0) : BitConverter.ToDouble(content, 0);
+                    double number =
+                        isFloat ? BitConverter.ToSingle(content, 0) : BitConverter.ToDouble(content, 0);
                     return wanted == DbType.Single ? (object)(float)number : number;
                 case Native.TRN_TYPE_DATE:
                     return new DateTime(Field(content, 0), Field(content, 1), Field(content, 2));
@@ -139,7 +146,9 @@ namespace Tarnsql
                 case Native.TRN_TYPE_BIGINT:
                     byte[] wide = new byte[sizeof(long)];
                     for (int i = 0; i < wide.Length; ++i)
-                        wide[i] = i < content.Length ? content[i] : (byte)((sbyte)content[content.Length - 1] < 0 ? 255 : 0);
+                        wide[i] = i < content.Length
+                                      ? content[i]
+                                      : (byte)((sbyte)content[content.Length - 1] < 0 ? 255 : 0);
                     return InClass(BitConverter.ToInt64(wide, 0));
                 default: return InClass(encoding.GetString(content));
             }
@@ -148,7 +157,8 @@ namespace Tarnsql
         private static object TimeOf(byte[] content)
         {
             if (content.Length == 6) return RowValues.TimeWithZone(content);
-            return new TimeSpan(0, Field(content, 0), Field(content, 1), Field(content, 2), Field(content, 3));
+            return new TimeSpan(0, Field(content, 0), Field(content, 1), Field(content, 2),
+                                Field(content, 3));
         }
 
         private static int Field(byte[] content, int index)

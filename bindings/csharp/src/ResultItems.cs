@@ -20,13 +20,14 @@ namespace Tarnsql
             this.insertsOneRow = insertsOneRow;
         }
 
-        /// <summary>The rows changed by the items so far; -1 when none changed any, or the server does not tell of how many.</summary>
+        /// <summary>The rows changed by the items so far; -1 when none changes rows, or the server does not
+        /// report how many.</summary>
         internal int Affected
         {
             get { return affectedUnknown ? -1 : (int)Math.Min(affected, int.MaxValue); }
         }
 
-        /// <summary>Whether the item at hand is a query.</summary>
+        /// <summary>Whether the current item is a query.</summary>
         internal bool IsQuery
         {
             get
@@ -37,7 +38,7 @@ namespace Tarnsql
             }
         }
 
-        /// <summary>The rows of the item at hand.</summary>
+        /// <summary>The rows of the current item.</summary>
         internal long Rows
         {
             get
@@ -49,7 +50,8 @@ namespace Tarnsql
             }
         }
 
-        /// <summary>Goes on from the item at hand to the first query, and counts what it passes over; false when there is none.</summary>
+        /// <summary>Moves from the current item to the first query, and counts the items it skips; false when
+        /// there is none.</summary>
         internal bool ToQuery()
         {
             while (!ended && !Result.IsEmpty)
@@ -61,7 +63,7 @@ namespace Tarnsql
             return false;
         }
 
-        /// <summary>Goes to the next item; false when there is none.</summary>
+        /// <summary>Moves to the next item; false when there is none.</summary>
         internal bool ToNext()
         {
             textTold = false;
@@ -69,7 +71,8 @@ namespace Tarnsql
             return !ended;
         }
 
-        /// <summary>Fails when the server left a text behind the rows of the item at hand: it ended them. Once.</summary>
+        /// <summary>Throws, once, when a server text follows the rows of the current item: it ended
+        /// them.</summary>
         internal void CheckText()
         {
             if (textTold || Result.IsEmpty) return;
@@ -78,7 +81,7 @@ namespace Tarnsql
             if (text.Length > 0) throw new TarnException(Native.TRN_ERR_SERVER, text);
         }
 
-        /// <summary>Counts all that is left, and releases it.</summary>
+        /// <summary>Counts and releases the remaining items.</summary>
         public void Dispose()
         {
             if (Result.IsClosed) return;
@@ -93,7 +96,7 @@ namespace Tarnsql
             int kind, columns, rows, changed;
             Describe(out kind, out columns, out rows, out changed);
             if (kind == Native.TRN_ITEM_INSERT && !insertsOneRow)
-                affectedUnknown = true; // the server tells of an insert, and not of how many rows
+                affectedUnknown = true; // the server reports an insert, but not how many rows
             else
                 affected = Math.Max(affected, 0) + (kind == Native.TRN_ITEM_INSERT ? 1 : changed);
         }

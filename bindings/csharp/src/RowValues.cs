@@ -1,4 +1,4 @@
-// The values of a result's current row, each asked of the library in the form that suits its column.
+// The values of a result's current row, each read from the library in the form that suits its column.
 using System;
 using System.Globalization;
 using System.Text;
@@ -7,8 +7,8 @@ namespace Tarnsql
 {
     internal sealed class RowValues
     {
-        private const int commonSize = 1024; // of what byte runs are first read into
-        private const int longestText = 63;  // what the library makes of a number is cut here
+        private const int commonSize = 1024; // of the buffer into which byte runs are first read
+        private const int longestText = 63;  // the library cuts the text of a number here
         private static readonly DateTime epoch = new DateTime(1970, 1, 1);
 
         internal readonly ResultHandle Result;
@@ -33,7 +33,8 @@ namespace Tarnsql
         internal bool IsNull(int ordinal)
         {
             int length = 0;
-            return Native.TRN_GetData(Result, ordinal + 1, Native.TRN_TYPE_BYTE, ref buffer[0], 1, ref length) == Native.TRN_NULL_VALUE;
+            return Native.TRN_GetData(Result, ordinal + 1, Native.TRN_TYPE_BYTE, ref buffer[0], 1,
+                                      ref length) == Native.TRN_NULL_VALUE;
         }
 
         /// <summary>The value in its own class; null for a null.</summary>
@@ -44,13 +45,22 @@ namespace Tarnsql
             {
                 switch (column.Type)
                 {
-                    case TarnType.Boolean: return Take(ordinal, Native.TRN_TYPE_INTEGER) ? (object)IsTrue(buffer[0]) : null;
-                    case TarnType.TinyInt: return Take(ordinal, Native.TRN_TYPE_INTEGER) ? (object)(sbyte)Int32 : null;
-                    case TarnType.SmallInt: return Take(ordinal, Native.TRN_TYPE_INTEGER) ? (object)(short)Int32 : null;
-                    case TarnType.Integer: return Take(ordinal, Native.TRN_TYPE_INTEGER) ? (object)Int32 : null;
+                    case TarnType.Boolean:
+                        return Take(ordinal, Native.TRN_TYPE_INTEGER) ? (object)IsTrue(buffer[0]) : null;
+                    case TarnType.TinyInt:
+                        return Take(ordinal, Native.TRN_TYPE_INTEGER) ? (object)(sbyte)Int32 : null;
+                    case TarnType.SmallInt:
+                        return Take(ordinal, Native.TRN_TYPE_INTEGER) ? (object)(short)Int32 : null;
+                    case TarnType.Integer:
+                        return Take(ordinal, Native.TRN_TYPE_INTEGER) ? (object)Int32 : null;
                     case TarnType.BigInt: return Take(ordinal, Native.TRN_TYPE_BIGINT) ? (object)Int64 : null;
-                    case TarnType.Float: return Take(ordinal, Native.TRN_TYPE_FLOAT) ? (object)BitConverter.ToSingle(buffer, 0) : null;
-                    case TarnType.Double: return Take(ordinal, Native.TRN_TYPE_DOUBLE) ? (object)BitConverter.ToDouble(buffer, 0) : null;
+                    case TarnType.Float:
+                        return Take(ordinal, Native.TRN_TYPE_FLOAT) ? (object)BitConverter.ToSingle(buffer, 0)
+                                                                    : null;
+                    case TarnType.Double:
+                        return Take(ordinal, Native.TRN_TYPE_DOUBLE)
+                                   ? (object)BitConverter.ToDouble(buffer, 0)
+                                   : null;
                     case TarnType.Numeric: return Decimal(ordinal);
                     case TarnType.Binary: case TarnType.Blob: return Bytes(ordinal);
                     case TarnType.Opaque: return Stored(ordinal);
@@ -59,7 +69,8 @@ namespace Tarnsql
                     default: return GetTime(column, ordinal);
                 }
             }
-            catch (Exception error) when (error is OverflowException || error is ArgumentException || error is FormatException)
+            catch (Exception error)
+                when (error is OverflowException || error is ArgumentException || error is FormatException)
             {
                 throw TarnException.NoForm(column.Name, error);
             }
@@ -70,16 +81,27 @@ namespace Tarnsql
             switch (column.Type)
             {
                 // As stored: days since 1970, milliseconds of the day; no text is made.
-                case TarnType.Date: return Take(ordinal, Native.TRN_TYPE_NUMERIC) ? (object)epoch.AddDays(Int32) : null;
+                case TarnType.Date:
+                    return Take(ordinal, Native.TRN_TYPE_NUMERIC) ? (object)epoch.AddDays(Int32) : null;
                 case TarnType.Time:
-                    return Take(ordinal, Native.TRN_TYPE_NUMERIC) ? (object)new TimeSpan(Int32 * TimeSpan.TicksPerMillisecond) : null;
-                case TarnType.DateTime: return Take(ordinal, Native.TRN_TYPE_DATETIME_RAW) ? (object)FromMilliseconds(Int64) : null;
+                    return Take(ordinal, Native.TRN_TYPE_NUMERIC)
+                               ? (object)new TimeSpan(Int32 * TimeSpan.TicksPerMillisecond)
+                               : null;
+                case TarnType.DateTime:
+                    return Take(ordinal, Native.TRN_TYPE_DATETIME_RAW) ? (object)FromMilliseconds(Int64)
+                                                                       : null;
                 case TarnType.DayToSecond:
-                    return Take(ordinal, Native.TRN_TYPE_INTERVAL_DAY_TO_SECOND) ? (object)new TimeSpan(checked(Int64 * 10)) : null;
+                    return Take(ordinal, Native.TRN_TYPE_INTERVAL_DAY_TO_SECOND)
+                               ? (object)new TimeSpan(checked(Int64 * 10))
+                               : null;
                 case TarnType.YearToMonth:
-                    return Take(ordinal, Native.TRN_TYPE_INTERVAL_YEAR_TO_MONTH) ? (object)new TarnYearToMonth(Int32) : null;
-                case TarnType.TimeWithZone: return TakeZoned(ordinal, 6) ? (object)TimeWithZone(buffer) : null;
-                case TarnType.DateTimeWithZone: return TakeZoned(ordinal, 10) ? (object)DateTimeWithZone(buffer) : null;
+                    return Take(ordinal, Native.TRN_TYPE_INTERVAL_YEAR_TO_MONTH)
+                               ? (object)new TarnYearToMonth(Int32)
+                               : null;
+                case TarnType.TimeWithZone:
+                    return TakeZoned(ordinal, 6) ? (object)TimeWithZone(buffer) : null;
+                case TarnType.DateTimeWithZone:
+                    return TakeZoned(ordinal, 10) ? (object)DateTimeWithZone(buffer) : null;
                 default: return Text(ordinal); // a type of later servers
             }
         }
@@ -94,7 +116,8 @@ namespace Tarnsql
             get { return BitConverter.ToInt64(buffer, 0); }
         }
 
-        /// <summary>A value as a text: that of a character column, else what the library makes of it. Null for a null.</summary>
+        /// <summary>A value as text: that of a character column, else the library's conversion. Null for a
+        /// null.</summary>
         internal string Text(int ordinal)
         {
             Column column = Columns[ordinal];
@@ -123,7 +146,7 @@ namespace Tarnsql
             return copy;
         }
 
-        /// <summary>A number that has room in a long; false for a null.</summary>
+        /// <summary>A number that fits a long; false for a null.</summary>
         internal bool Integer(int ordinal, out long number)
         {
             number = 0;
@@ -152,15 +175,16 @@ namespace Tarnsql
             if (IsNull(ordinal)) return null;
             if (column.IsLob && session.Descriptors) return Fetch(ordinal);
             int length = 0;
-            // Without room the library tells the length.
-            int status = Native.TRN_GetData(Result, ordinal + 1, Native.TRN_TYPE_BYTES, ref buffer[0], 0, ref length);
+            // With no room the library returns the length.
+            int status =
+                Native.TRN_GetData(Result, ordinal + 1, Native.TRN_TYPE_BYTES, ref buffer[0], 0, ref length);
             if (status == Native.TRN_ERR_CONVERSION)
                 throw new InvalidCastException("column " + column.Name + " is not of characters or bytes");
             if (status != Native.TRN_TRUNCATED) Check(status);
             return new RowStream(Result, ordinal + 1, length, stillCurrent);
         }
 
-        // A large object's content, from the server when the row has its descriptor only.
+        // A large object's content, fetched from the server when the row has only its descriptor.
         private ValueStream Fetch(int ordinal)
         {
             var lob = new LobHandle();
@@ -174,7 +198,8 @@ namespace Tarnsql
                     lock (session.Gate)
                     {
                         session.RequireOpen();
-                        status = session.Call(owner, () => Native.TRN_GetData(Result, ordinal + 1, target, lob, 0, ref length));
+                        status = session.Call(
+                            owner, () => Native.TRN_GetData(Result, ordinal + 1, target, lob, 0, ref length));
                         if (status == Native.TRN_ERR_NETWORK) throw session.Failure(status);
                     }
                 }
@@ -188,7 +213,8 @@ namespace Tarnsql
             }
         }
 
-        // The bytes of a character or binary value, in the common buffer or in one of their own; false for a null.
+        // The bytes of a character or binary value, in the common buffer or in a separate one; false for a
+        // null.
         private bool Run(int ordinal, out byte[] bytes, out int length)
         {
             bytes = buffer;
@@ -201,11 +227,13 @@ namespace Tarnsql
                 return true;
             }
             const int target = Native.TRN_TYPE_BYTES;
-            int status = Native.TRN_GetData(Result, ordinal + 1, target, ref buffer[0], buffer.Length, ref length);
+            int status =
+                Native.TRN_GetData(Result, ordinal + 1, target, ref buffer[0], buffer.Length, ref length);
             if (status == Native.TRN_TRUNCATED)
             {
                 bytes = new byte[buffer.Length + length];
-                status = Native.TRN_GetData(Result, ordinal + 1, target, ref bytes[0], bytes.Length, ref length);
+                status =
+                    Native.TRN_GetData(Result, ordinal + 1, target, ref bytes[0], bytes.Length, ref length);
             }
             return status != Native.TRN_NULL_VALUE && Check(status);
         }
@@ -218,7 +246,7 @@ namespace Tarnsql
             return status != Native.TRN_NULL_VALUE && Check(status);
         }
 
-        // Stored bytes are copied without regard to the room: first their number is made sure of.
+        // The library copies stored bytes without checking the buffer size, so find their number first.
         private bool TakeZoned(int ordinal, int size)
         {
             if (IsNull(ordinal)) return false;
@@ -226,19 +254,21 @@ namespace Tarnsql
             return Take(ordinal, Native.TRN_TYPE_NUMERIC);
         }
 
-        // 0 when the value ends at the offset, ERR_OFFSET when before it, ERR_CONVERSION when behind it: the library reads pieces of
-        // characters and bytes only, but every value's end is one.
+        // 0 when the value ends at the offset, ERR_OFFSET when before it, ERR_CONVERSION when after it: the
+        // library reads pieces only of characters and bytes, but accepts the end of any value.
         private int PieceAt(int ordinal, int offset)
         {
-            return Native.TRN_GetData(Result, ordinal + 1, Native.TRN_TYPE_BYTES_PIECEWISE, ref buffer[0], 1, ref offset);
+            return Native.TRN_GetData(Result, ordinal + 1, Native.TRN_TYPE_BYTES_PIECEWISE, ref buffer[0], 1,
+                                      ref offset);
         }
 
-        // The bytes of a value as they are stored, whose number the library does not tell. Null for a null.
+        // The stored bytes of a value, whose number the library does not report. Null for a null.
         private byte[] Stored(int ordinal)
         {
             if (IsNull(ordinal)) return null;
             int low = 0, high = 64, status;
-            for (; (status = PieceAt(ordinal, high)) == Native.TRN_ERR_CONVERSION; high = checked(high * 2)) low = high;
+            for (; (status = PieceAt(ordinal, high)) == Native.TRN_ERR_CONVERSION; high = checked(high * 2))
+                low = high;
             while (status != Native.TRN_OK)
             {
                 int middle = low + (high - low) / 2;
@@ -250,7 +280,8 @@ namespace Tarnsql
             }
             byte[] bytes = new byte[high];
             int length = 0;
-            Check(Native.TRN_GetData(Result, ordinal + 1, Native.TRN_TYPE_NUMERIC, ref bytes[0], bytes.Length, ref length));
+            Check(Native.TRN_GetData(Result, ordinal + 1, Native.TRN_TYPE_NUMERIC, ref bytes[0], bytes.Length,
+                                     ref length));
             return bytes;
         }
 
@@ -258,7 +289,8 @@ namespace Tarnsql
         {
             int length = 0;
             const int target = Native.TRN_TYPE_TEXT;
-            int status = Native.TRN_GetData(Result, ordinal + 1, target, ref buffer[0], longestText + 1, ref length);
+            int status =
+                Native.TRN_GetData(Result, ordinal + 1, target, ref buffer[0], longestText + 1, ref length);
             if (status == Native.TRN_NULL_VALUE) return null;
             Check(status);
             return Encoding.ASCII.GetString(buffer, 0, Charset.Length(buffer));
@@ -267,20 +299,24 @@ namespace Tarnsql
         private string Digits(int ordinal)
         {
             string digits = MadeText(ordinal);
-            return digits != null && digits.Length == longestText ? Encoding.ASCII.GetString(Stored(ordinal)) : digits;
+            return digits != null && digits.Length == longestText ? Encoding.ASCII.GetString(Stored(ordinal))
+                                                                  : digits;
         }
 
         private object Decimal(int ordinal)
         {
             string digits = Digits(ordinal);
-            return digits == null ? null : (object)decimal.Parse(digits, NumberStyles.Float, CultureInfo.InvariantCulture);
+            return digits == null
+                       ? null
+                       : (object)decimal.Parse(digits, NumberStyles.Float, CultureInfo.InvariantCulture);
         }
 
         private bool Check(int status)
         {
             if (status == Native.TRN_OK) return true;
             string text = session.ErrorText(Result);
-            throw new TarnException(status, text.Length > 0 ? text : "a value cannot be read: status " + status);
+            throw new TarnException(status,
+                                    text.Length > 0 ? text : "a value cannot be read: status " + status);
         }
 
         /// <summary>Whether this is the stored form of true.</summary>
@@ -297,7 +333,8 @@ namespace Tarnsql
         // Milliseconds in UTC and the zone's minutes, in network order.
         internal static DateTimeOffset TimeWithZone(byte[] stored)
         {
-            return Zoned(NetworkOrder(stored, 0, 4) * TimeSpan.TicksPerMillisecond, NetworkOrder(stored, 4, 2), true);
+            return Zoned(NetworkOrder(stored, 0, 4) * TimeSpan.TicksPerMillisecond,
+                         NetworkOrder(stored, 4, 2), true);
         }
 
         // Microseconds in UTC and the zone's minutes, in network order.
@@ -310,7 +347,8 @@ namespace Tarnsql
         {
             TimeSpan zone = TimeSpan.FromMinutes(minutes);
             long local = checked(ticks + zone.Ticks);
-            if (timeOnly) local = (local % TimeSpan.TicksPerDay + TimeSpan.TicksPerDay) % TimeSpan.TicksPerDay;
+            if (timeOnly)
+                local = (local % TimeSpan.TicksPerDay + TimeSpan.TicksPerDay) % TimeSpan.TicksPerDay;
             return new DateTimeOffset(checked(epoch.Ticks + local), zone);
         }
 

@@ -1,4 +1,4 @@
-// A cursor of the server, whose rows come in blocks: what a reader with a FetchSize reads from.
+// A server cursor, whose rows are fetched in blocks, for a reader with a FetchSize.
 using System;
 
 namespace Tarnsql
@@ -10,7 +10,7 @@ namespace Tarnsql
         private readonly byte[] fetch;
         private readonly object owner;
         private readonly int timeout, blockRows;
-        private TarnException behind; // to be thrown where the rows of the last block end
+        private TarnException behind; // to be thrown after the rows of the last block
 
         private ServerCursor(Session session, ServerName name, TarnCommand command)
         {
@@ -23,19 +23,22 @@ namespace Tarnsql
         }
 
         /// <summary>
-        /// Opens a cursor over a query, whose parameters are bound, and fetches its first rows into a result. The caller holds Gate.
+        /// Opens a cursor over a query, whose parameters are bound, and fetches its first rows into a result.
+        /// The caller holds Gate.
         /// </summary>
         internal static ServerCursor Open(Session session, TarnCommand command, ResultHandle result)
         {
             string text = session.NewCursorName();
-            // In two statements: the library's call for both tells of a refused query only that there is no such cursor.
+            // In two statements: the library's call for both reports a refused query only as a missing
+            // cursor.
             string query = command.CommandText.TrimEnd(' ', ';', '\t', '\r', '\n');
             byte[] declare = session.Text("DECLARE " + text + " CURSOR FOR " + query + " ", "the statement");
             int columns, affected;
             long rows;
             ConnectionHandle handle = session.Handle;
-            session.Check(session.Call(command, () => Native.TRN_ExecwithDataReader(handle, declare, result, out columns, out rows,
-                                                                                   out affected)));
+            session.Check(session.Call(command, () => Native.TRN_ExecwithDataReader(handle, declare, result,
+                                                                                    out columns, out rows,
+                                                                                    out affected)));
             var name = new ServerName(session, text, Native.TRN_CloseCursor);
             try
             {
@@ -53,7 +56,7 @@ namespace Tarnsql
             }
         }
 
-        /// <summary>Puts the next rows in place of those in the result; false when there are none.</summary>
+        /// <summary>Replaces the rows in the result by the next ones; false when there are none.</summary>
         internal bool FetchNext(ResultHandle result)
         {
             lock (session.Gate)
@@ -65,7 +68,8 @@ namespace Tarnsql
                     name.Dispose();
                     throw failure;
                 }
-                if (session.Closed) throw new InvalidOperationException("the connection is closed, and with it the cursor");
+                if (session.Closed)
+                    throw new InvalidOperationException("the connection is closed, and with it the cursor");
                 session.Begin(timeout);
                 return Fetch(result);
             }
@@ -78,9 +82,10 @@ namespace Tarnsql
 
         private bool Fetch(ResultHandle result)
         {
-            int status = session.Call(owner, () => Native.TRN_FetchServerCursorRowset_V2(session.Handle, fetch, result));
+            int status = session.Call(
+                owner, () => Native.TRN_FetchServerCursorRowset_V2(session.Handle, fetch, result));
             if (status >= 0) return status > 0;
-            // Rows may have come all the same.
+            // Rows may have arrived all the same.
             behind = session.Failure(status);
             int rows;
             Native.TRN_getResultRecordnum(result, out rows);
@@ -88,14 +93,16 @@ namespace Tarnsql
             throw behind;
         }
 
-        // Of a cursor whose columns are not known yet.
+        // For a cursor whose columns are not known yet.
         private void FetchHead(ResultHandle result, int wanted)
         {
             int columns;
             long rows;
             ConnectionHandle handle = session.Handle;
-            session.Call(owner, () => Native.TRN_FetchRefCursorHead(handle, name.Name, result, out columns, out rows, ref wanted));
-            if (result.IsEmpty) throw session.Failure(Native.TRN_ERR_SERVER); // the call does not tell failures
+            session.Call(owner, () => Native.TRN_FetchRefCursorHead(handle, name.Name, result, out columns,
+                                                                    out rows, ref wanted));
+            if (result.IsEmpty)
+                throw session.Failure(Native.TRN_ERR_SERVER); // the call does not report failures
         }
     }
 }

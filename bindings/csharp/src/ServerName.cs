@@ -1,4 +1,4 @@
-// What lives on the server under a name, a prepared statement or a cursor, and is ended there when it goes out of use.
+// A named object on the server, a prepared statement or a cursor, which is ended there when no longer used.
 using System;
 
 namespace Tarnsql

@@ -1,7 +1,9 @@
-// A session with a server, from its login to its end: the handle, the lock, and what may end a call from another thread.
+// A session with a server, from login to end: the handle, the lock, and cancelling a call from another
+// thread.
 //
-// The library runs the calls on one connection one after another, but binding, executing and reading the error text are several
-// calls. They belong together under Gate. What ends a call takes the small lock only, which nobody holds while a call waits.
+// The library runs the calls on one connection one after another, but binding, executing and reading the
+// error text are several calls. They belong together under Gate. Cancelling takes only the small lock, which
+// is never held while a call waits.
 using System;
 using System.Collections.Concurrent;
 using System.Text;
@@ -15,7 +17,7 @@ namespace Tarnsql
         internal readonly ConnectionHandle Handle = new ConnectionHandle();
         internal readonly Encoding Encoding;
 
-        private readonly object running = new object(); // guards the following four
+        private readonly object running = new object(); // guards the next four
         private object runningFor;
         private long callNumber;
         private bool cancelled;
@@ -50,7 +52,7 @@ namespace Tarnsql
         /// <summary>Whether the server begins transactions by itself.</summary>
         internal bool BeginsTransactions { get; private set; }
 
-        /// <summary>Whether the link has gone.</summary>
+        /// <summary>Whether the link is lost.</summary>
         internal bool Broken { get; private set; }
 
         /// <summary>The transaction that has begun and not ended.</summary>
@@ -61,7 +63,8 @@ namespace Tarnsql
             get { return closed; }
         }
 
-        /// <summary>What comes before a request. The caller holds Gate, here and for all that follow.</summary>
+        /// <summary>To be called before a request. The caller holds Gate, here and for all calls
+        /// below.</summary>
         internal void Begin(int commandTimeout)
         {
             RequireOpen();
@@ -79,7 +82,8 @@ namespace Tarnsql
             if (closed) throw new InvalidOperationException("the connection is closed");
         }
 
-        /// <summary>Has something released before the next request. Takes no lock: finalizers may come from anywhere.</summary>
+        /// <summary>Queues something to be released before the next request. Takes no lock: finalizers run on
+        /// any thread.</summary>
         internal void Abandon(Action release)
         {
             abandoned.Enqueue(release);
@@ -108,14 +112,15 @@ namespace Tarnsql
             }
         }
 
-        /// <summary>Runs a statement without results; fails when the server refuses.</summary>
+        /// <summary>Runs a statement without results; throws when the server refuses.</summary>
         internal void Run(string sql)
         {
             byte[] text = Text(sql, "the statement");
             Check(Call(this, () => Native.TRN_Execute_no_query(Handle, text)));
         }
 
-        /// <summary>Ends the call that runs for this owner, if one does. Takes no Gate, and waits no longer than the call.</summary>
+        /// <summary>Ends the running call of this owner, if any. Does not take Gate, and waits no longer than
+        /// the call.</summary>
         internal void Cancel(object owner)
         {
             long number;
@@ -124,7 +129,7 @@ namespace Tarnsql
                 if (runningFor != owner) return;
                 number = callNumber;
             }
-            // The call may be about to enter the library, which knows nothing of it yet.
+            // The call may not have entered the library yet.
             while (!Ended(owner, number)) Thread.Sleep(1);
         }
 
@@ -148,19 +153,21 @@ namespace Tarnsql
         internal TarnException Failure(int status)
         {
             string text = ErrorText(Handle);
-            // These leave the handle the text of an earlier failure.
+            // After these the handle still has the text of an earlier failure.
             if (status == Native.TRN_ERR_ARGUMENT) text = "the library refused an argument";
             if (status == Native.TRN_ERR_MEMORY) text = "out of memory";
             if (status == Native.TRN_ERR_NETWORK)
             {
                 Broken = true;
-                string silence = timeoutSeconds > 0 ? ", or no answer came for " + timeoutSeconds + " seconds" : "";
+                string silence =
+                    timeoutSeconds > 0 ? ", or no answer came for " + timeoutSeconds + " seconds" : "";
                 if (!cancelled) text = "the link to the server is lost" + silence;
             }
-            return new TarnException(status, text.Length > 0 ? text : "the call failed with status " + status);
+            return new TarnException(status,
+                                     text.Length > 0 ? text : "the call failed with status " + status);
         }
 
-        /// <summary>What the library last said about a handle; empty when it said nothing.</summary>
+        /// <summary>The error text of a handle; empty when there is none.</summary>
         internal string ErrorText(HandleVariable handle)
         {
             int length = Native.TRN_GetErrorLen(handle);
@@ -175,7 +182,7 @@ namespace Tarnsql
             return Charset.Terminated(Encoding, text, what);
         }
 
-        /// <summary>A name that no server cursor of this connection has had.</summary>
+        /// <summary>A new cursor name, unique on this connection.</summary>
         internal string NewCursorName()
         {
             return "CS_CURSOR_" + ++cursorNumber;
@@ -189,7 +196,7 @@ namespace Tarnsql
             return BitConverter.ToInt32(value, 0);
         }
 
-        /// <summary>What the server says of itself.</summary>
+        /// <summary>The server's version.</summary>
         internal string ServerVersion()
         {
             byte[] value = new byte[65];
@@ -202,7 +209,8 @@ namespace Tarnsql
             return Charset.Readable(Encoding, value, length);
         }
 
-        /// <summary>Ends the session; what was not committed is lost. Waits for a statement of another thread.</summary>
+        /// <summary>Ends the session; what was not committed is lost. Waits for a statement of another
+        /// thread.</summary>
         internal void Close()
         {
             lock (Gate)

@@ -1,18 +1,18 @@
-// What a statement's text tells.
+// Facts that follow from a statement's text.
 using System.Text.RegularExpressions;
 
 namespace Tarnsql
 {
     internal static class Statement
     {
-        // The second group is what stands behind VALUES.
+        // The second group is the text after VALUES.
         private static readonly Regex insert =
             new Regex(@"^\s*INSERT\s+INTO\s+[^()';]+(\([^()';]*\))?\s*VALUES\s*(\(.*\))\s*;?\s*$",
                       RegexOptions.IgnoreCase | RegexOptions.Singleline | RegexOptions.CultureInvariant);
         private static readonly Regex literal = new Regex("'[^']*'");
 
-        /// <summary>Whether this is an insert of one row of values. The server tells that an insert was done, and not of how many rows;
-        /// here the statement does.</summary>
+        /// <summary>Whether this is an insert of one row of values. The server reports an insert, but not how
+        /// many rows; here the text tells.</summary>
         internal static bool InsertsOneRow(string sql)
         {
             Match match = insert.Match(sql);

@@ -6,7 +6,8 @@ using System.Text.RegularExpressions;
 
 namespace Tarnsql
 {
-    /// <summary>A statement, or several separated by ";", or a procedure's name. One thread at a time may run a command.</summary>
+    /// <summary>A statement, or several separated by ";", or a procedure's name. One thread at a time may run
+    /// a command.</summary>
     public sealed class TarnCommand : DbCommand
     {
         private const int largestFetch = 20000; // the library keeps a block in one piece
@@ -16,12 +17,12 @@ namespace Tarnsql
         private TarnConnection connection;
         private string text;
         private CommandType type = CommandType.Text;
-        private ServerName prepared; // the text of the statement it was made of is preparedText
+        private ServerName prepared; // its statement is preparedText
         private string preparedText;
         private volatile Session usedLast;
         private int timeout, fetchSize;
 
-        /// <summary>A command that is to get its statement and its connection.</summary>
+        /// <summary>A command without statement and connection.</summary>
         public TarnCommand() : this("", null)
         {
         }
@@ -44,8 +45,8 @@ namespace Tarnsql
         }
 
         /// <summary>
-        /// Seconds to wait for the next bytes of an answer; 0: as long as the library waits. When they have passed the link is given up,
-        /// and with it the session.
+        /// Seconds to wait for the next bytes of an answer; 0: as long as the library waits. A time-out
+        /// closes the link, which ends the session.
         /// </summary>
         public override int CommandTimeout
         {
@@ -70,8 +71,8 @@ namespace Tarnsql
         }
 
         /// <summary>
-        /// The rows to keep at a time, 20,000 at most: the others stay on the server until they are read. 0: the result comes whole.
-        /// For one query; prepared or not it is sent as it stands.
+        /// The rows to fetch at a time, 20,000 at most: the others stay on the server until they are read. 0:
+        /// the result is received whole. For a single query; it is sent unprepared.
         /// </summary>
         public int FetchSize
         {
@@ -115,17 +116,21 @@ namespace Tarnsql
             get { return parameters; }
         }
 
-        /// <summary>The transaction. Commands run in their connection's whether it is set or not.</summary>
+        /// <summary>The transaction. Commands run in their connection's, whether this is set or
+        /// not.</summary>
         protected override DbTransaction DbTransaction { get; set; }
 
-        /// <summary>Ends the command if it runs, from another thread: it fails with the code EX001, and the link is gone.</summary>
+        /// <summary>Ends the command if it is running, from another thread: it fails with the code EX001, and
+        /// the link is closed.</summary>
         public override void Cancel()
         {
-            Session session = usedLast; // not the connection's: a Close that waits for this command has taken that away
+            // Not the connection's: a Close that waits for this command has already detached it.
+            Session session = usedLast;
             if (session != null) session.Cancel(this);
         }
 
-        /// <summary>Has the server prepare the statement, to be run again and again, until the command gets another text or ends.</summary>
+        /// <summary>Prepares the statement on the server, until the command gets another text or is
+        /// disposed.</summary>
         public override void Prepare()
         {
             if (type != CommandType.Text) return;
@@ -169,7 +174,8 @@ namespace Tarnsql
             return Execute(behavior);
         }
 
-        /// <summary>Runs the command; gives the rows it changed, as RecordsAffected of a reader tells them.</summary>
+        /// <summary>Runs the command and returns the number of rows it changed, like a reader's
+        /// RecordsAffected.</summary>
         public override int ExecuteNonQuery()
         {
             using (TarnDataReader reader = Execute(CommandBehavior.Default, false))
@@ -180,7 +186,8 @@ namespace Tarnsql
             }
         }
 
-        /// <summary>Runs the command; gives the first value of the first row, null when there is no row.</summary>
+        /// <summary>Runs the command and returns the first value of the first row, null when there is no
+        /// row.</summary>
         public override object ExecuteScalar()
         {
             using (TarnDataReader reader = Execute(CommandBehavior.Default, false))
@@ -216,7 +223,8 @@ namespace Tarnsql
                 try
                 {
                     session.Begin(timeout);
-                    using (var binding = new Binding(session)) cursor = Run(session, binding, result, behavior, inBlocks);
+                    using (var binding = new Binding(session))
+                        cursor = Run(session, binding, result, behavior, inBlocks);
                     var items = new ResultItems(result, session, Statement.InsertsOneRow(text));
                     return new TarnDataReader(this, session, items, cursor, behavior);
                 }
@@ -233,8 +241,9 @@ namespace Tarnsql
             }
         }
 
-        // The cursor that the rows come from, if they do not come whole.
-        private ServerCursor Run(Session session, Binding binding, ResultHandle result, CommandBehavior behavior, bool inBlocks)
+        // The cursor of the rows, unless the result is received whole.
+        private ServerCursor Run(Session session, Binding binding, ResultHandle result,
+                                 CommandBehavior behavior, bool inBlocks)
         {
             foreach (TarnParameter parameter in parameters)
                 if (parameter.Direction != ParameterDirection.Input) return RunWithOutputs(session, binding);
@@ -250,19 +259,22 @@ namespace Tarnsql
             int columns, affected;
             long rows;
             byte[] sql = prepared != null ? prepared.Name : session.Text(SentText(), "the statement");
-            session.Check(session.Call(this, () => prepared != null
-                ? Native.TRN_Execute2(session.Handle, sql, null, result)
-                : Native.TRN_ExecwithDataReader(session.Handle, sql, result, out columns, out rows, out affected)));
+            session.Check(session.Call(
+                this, () => prepared != null
+                                ? Native.TRN_Execute2(session.Handle, sql, null, result)
+                                : Native.TRN_ExecwithDataReader(session.Handle, sql, result, out columns,
+                                                                out rows, out affected)));
             return null;
         }
 
-        // Rows that the procedure returns are dropped.
+        // Rows that the procedure returns are discarded.
         private ServerCursor RunWithOutputs(Session session, Binding binding)
         {
             binding.BindCall(parameters);
             byte[] sql = session.Text(SentText(), "the statement");
-            int status = session.Call(this, () => Native.TRN_Execute_procesure(session.Handle, sql, IntPtr.Zero));
-            if (status != Native.TRN_TRUNCATED) session.Check(status); // which the output itself tells better
+            int status =
+                session.Call(this, () => Native.TRN_Execute_procesure(session.Handle, sql, IntPtr.Zero));
+            if (status != Native.TRN_TRUNCATED) session.Check(status); // the output reports that itself
             binding.Deliver();
             return null;
         }
@@ -270,11 +282,13 @@ namespace Tarnsql
         private string SentText()
         {
             if (type == CommandType.Text) return text;
-            if (!procedureName.IsMatch(text)) throw new ArgumentException("this is no procedure's name: " + text);
+            if (!procedureName.IsMatch(text))
+                throw new ArgumentException("this is no procedure's name: " + text);
             var sent = new StringBuilder("EXEC ").Append(text).Append('(');
             int count = 0;
             foreach (TarnParameter parameter in parameters)
-                if (parameter.Direction != ParameterDirection.ReturnValue) sent.Append(count++ > 0 ? ", ?" : "?");
+                if (parameter.Direction != ParameterDirection.ReturnValue)
+                    sent.Append(count++ > 0 ? ", ?" : "?");
             return sent.Append(')').ToString();
         }
 
@@ -287,7 +301,8 @@ namespace Tarnsql
         {
             if (connection == null) throw new InvalidOperationException("the command has no connection");
             if (text.Trim().Length == 0) throw new InvalidOperationException("the command has no statement");
-            if (DbTransaction != null && DbTransaction.Connection != null && DbTransaction.Connection != connection)
+            if (DbTransaction != null && DbTransaction.Connection != null &&
+                DbTransaction.Connection != connection)
                 throw new InvalidOperationException("the command's transaction is another connection's");
             return usedLast = connection.Session;
         }

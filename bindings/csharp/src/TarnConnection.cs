@@ -5,8 +5,8 @@ using System.Data.Common;
 namespace Tarnsql
 {
     /// <summary>
-    /// A connection to a TARNDBMS server. Threads may share it, each with commands of its own: statements run one after another. There
-    /// is no pool: every Open logs in, and Close ends the session.
+    /// A connection to a TARNDBMS server. Threads may share it, each with its own commands: statements run
+    /// one after another. There is no pool: every Open logs in, and Close ends the session.
     /// </summary>
     public sealed class TarnConnection : DbConnection
     {
@@ -14,7 +14,7 @@ namespace Tarnsql
         private Session session;
         private ConnectionState told = ConnectionState.Closed;
 
-        /// <summary>A connection that is to get its connection string.</summary>
+        /// <summary>A connection without a connection string.</summary>
         public TarnConnection()
         {
         }
@@ -54,13 +54,13 @@ namespace Tarnsql
             get { return settings.Server; }
         }
 
-        /// <summary>What the server says of itself; it is asked each time.</summary>
+        /// <summary>The server's version; asks the server each time.</summary>
         public override string ServerVersion
         {
             get { return Session.ServerVersion(); }
         }
 
-        /// <summary>Open, Closed, or Broken when the link has gone: Open logs in again then.</summary>
+        /// <summary>Open, Closed, or Broken when the link is lost: Open then logs in again.</summary>
         public override ConnectionState State
         {
             get
@@ -70,7 +70,8 @@ namespace Tarnsql
             }
         }
 
-        /// <summary>The identifier of the last inserted row; empty when no insert has been reported.</summary>
+        /// <summary>The identifier of the last inserted row; empty when no insert has been
+        /// reported.</summary>
         public string LastInsertId
         {
             get
@@ -110,13 +111,15 @@ namespace Tarnsql
         /// <summary>Connects and logs in, again when the link has gone.</summary>
         public override void Open()
         {
-            if (State == ConnectionState.Open) throw new InvalidOperationException("the connection is open already");
+            if (State == ConnectionState.Open)
+                throw new InvalidOperationException("the connection is open already");
             Close();
             session = new Session(settings);
             TellState();
         }
 
-        /// <summary>Ends the session; what was not committed is lost. Results that are read stay good.</summary>
+        /// <summary>Ends the session; uncommitted work is lost. Results already received stay
+        /// valid.</summary>
         public override void Close()
         {
             Session open = session;
@@ -125,7 +128,7 @@ namespace Tarnsql
             TellState();
         }
 
-        /// <summary>Not possible: the database is chosen by the login.</summary>
+        /// <summary>Not supported: the database is chosen at login.</summary>
         public override void ChangeDatabase(string databaseName)
         {
             throw new NotSupportedException("the database is chosen by the login: open another connection");
@@ -143,15 +146,18 @@ namespace Tarnsql
             return (TarnTransaction)BeginDbTransaction(IsolationLevel.Unspecified);
         }
 
-        /// <summary>Begins a transaction. Its isolation level is the session's: the connection string's, or the server's own.</summary>
+        /// <summary>Begins a transaction. Its isolation level is the session's: the connection string's, or
+        /// the server's own.</summary>
         protected override DbTransaction BeginDbTransaction(IsolationLevel isolationLevel)
         {
             if (isolationLevel != IsolationLevel.Unspecified)
-                throw new NotSupportedException("the isolation level is chosen by the login: set it in the connection string");
+                throw new NotSupportedException(
+                    "the isolation level is chosen by the login: set it in the connection string");
             Session open = Session;
             lock (open.Gate)
             {
-                if (open.Transaction != null) throw new InvalidOperationException("a transaction has begun already");
+                if (open.Transaction != null)
+                    throw new InvalidOperationException("a transaction has begun already");
                 open.Begin(settings.CommandTimeout);
                 if (!open.BeginsTransactions) open.Run("BEGIN");
                 open.Transaction = new TarnTransaction(this, open);
@@ -165,14 +171,14 @@ namespace Tarnsql
             return CreateCommand();
         }
 
-        /// <summary>Closes the connection. What is forgotten without that is closed by a finalizer.</summary>
+        /// <summary>Closes the connection. One that is not closed is closed by a finalizer.</summary>
         protected override void Dispose(bool disposing)
         {
             if (disposing) Close();
             base.Dispose(disposing);
         }
 
-        /// <summary>Raises StateChange when there is news.</summary>
+        /// <summary>Raises StateChange when the state has changed.</summary>
         internal void TellState()
         {
             ConnectionState before = told;

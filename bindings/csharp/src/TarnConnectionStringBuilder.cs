@@ -9,12 +9,12 @@ using System.Text;
 namespace Tarnsql
 {
     /// <summary>
-    /// A connection string: the keys of the library with all their synonyms, and the time-outs of the provider. Letter case, blanks
-    /// and underlines in keys do not matter; unknown keys are refused.
+    /// A connection string: the keys of the library with all their synonyms, and the time-outs of the
+    /// provider. Case, blanks and underscores in keys do not matter; unknown keys are refused.
     /// </summary>
     public sealed class TarnConnectionStringBuilder : DbConnectionStringBuilder
     {
-        private const int longestTimeout = 2000000; // seconds; in milliseconds it has room in 32 bits
+        private const int longestTimeout = 2000000; // seconds; in milliseconds it fits 32 bits
 
         private sealed class Key
         {
@@ -68,7 +68,8 @@ namespace Tarnsql
             set { this["Server"] = value; }
         }
 
-        /// <summary>Addresses separated by commas, in place of one server: one by chance, others when it refuses the connection.</summary>
+        /// <summary>Addresses separated by commas, instead of one server: tries a random one first, others
+        /// when it refuses the connection.</summary>
         public string Addresses
         {
             get { return Text("Addresses"); }
@@ -89,7 +90,7 @@ namespace Tarnsql
             set { this["Database"] = value; }
         }
 
-        /// <summary>Who logs in.</summary>
+        /// <summary>The user.</summary>
         public string UserId
         {
             get { return Text("User Id"); }
@@ -103,28 +104,32 @@ namespace Tarnsql
             set { this["Password"] = value; }
         }
 
-        /// <summary>The character set of the session, by a name that .NET knows too; UTF-8 when empty.</summary>
+        /// <summary>The character set of the session, by a name that .NET knows too; UTF-8 when
+        /// empty.</summary>
         public string CharacterSet
         {
             get { return Text("Character Set"); }
             set { this["Character Set"] = value; }
         }
 
-        /// <summary>Whether statements outside of a transaction commit by themselves; true when not set.</summary>
+        /// <summary>Whether statements outside a transaction commit by themselves; true when not
+        /// set.</summary>
         public bool AutoCommit
         {
             get { return Switch("Auto Commit", true); }
             set { this["Auto Commit"] = value ? "on" : "off"; }
         }
 
-        /// <summary>Whether to ask for an encrypted channel, which keeps traffic from casual reading and no more.</summary>
+        /// <summary>Whether to ask for an encrypted channel, which only stops casual reading of the
+        /// traffic.</summary>
         public bool UseSsl
         {
             get { return Switch("Use Ssl", false); }
             set { this["Use Ssl"] = value ? "on" : "off"; }
         }
 
-        /// <summary>Whether large objects come as descriptors, whose contents are fetched when they are read.</summary>
+        /// <summary>Whether large objects come as descriptors, whose contents are fetched when they are
+        /// read.</summary>
         public bool LobDescriptors
         {
             get { return Text("Lob Descriptors").Length > 0; }
@@ -138,14 +143,16 @@ namespace Tarnsql
             set { this["Lock Timeout"] = value; }
         }
 
-        /// <summary>Seconds to wait for the connection and for each answer of the login; 15 when not set, 0: without end.</summary>
+        /// <summary>Seconds to wait for the connection and for each answer of the login; 15 when not set, 0:
+        /// no limit.</summary>
         public int ConnectTimeout
         {
             get { return Number("Connect Timeout", 15); }
             set { this["Connect Timeout"] = value; }
         }
 
-        /// <summary>The CommandTimeout of new commands; 0 when not set: as long as the library waits.</summary>
+        /// <summary>The CommandTimeout of new commands; 0 when not set: as long as the library
+        /// waits.</summary>
         public int CommandTimeout
         {
             get { return Number("Command Timeout", 0); }
@@ -181,7 +188,7 @@ namespace Tarnsql
             return keys.TryGetValue(Plain(keyword), out key) && base.ContainsKey(key.Name);
         }
 
-        /// <summary>Removes a setting; whether it was there.</summary>
+        /// <summary>Removes a setting; returns whether it was there.</summary>
         public override bool Remove(string keyword)
         {
             return base.Remove(Find(keyword).Name);
@@ -195,10 +202,12 @@ namespace Tarnsql
             return keys.TryGetValue(Plain(keyword), out key) && base.TryGetValue(key.Name, out value);
         }
 
-        /// <summary>The string as the library takes it. What it cannot hold is refused here, every other mistake by the library.</summary>
+        /// <summary>The string for the library. Throws for values that it cannot hold; the library reports
+        /// other mistakes.</summary>
         internal string ForLibrary()
         {
-            if (Server.Length == 0 && Addresses.Length == 0) throw new ArgumentException("the connection string names no server");
+            if (Server.Length == 0 && Addresses.Length == 0)
+                throw new ArgumentException("the connection string names no server");
             var text = new StringBuilder();
             foreach (Key key in new HashSet<Key>(keys.Values))
             {
@@ -207,13 +216,17 @@ namespace Tarnsql
                 string value = Text(key.Name);
                 bool holdsList = value.IndexOf("ips=", StringComparison.OrdinalIgnoreCase) >= 0;
                 if (holdsList || value.IndexOf(';') >= 0 || value != value.Trim(' '))
-                    throw new ArgumentException(key.Name + " cannot be sent: it holds ';' or 'ips=', or begins or ends with a blank");
-                text.Append(key.Native).Append('=').Append(key.Native == "server" ? AddressOf(value) : value).Append(';');
+                    throw new ArgumentException(
+                        key.Name + " cannot be sent: it holds ';' or 'ips=', or begins or ends with a blank");
+                text.Append(key.Native)
+                    .Append('=')
+                    .Append(key.Native == "server" ? AddressOf(value) : value)
+                    .Append(';');
             }
             return text.ToString();
         }
 
-        // The library takes numeric addresses only.
+        // The library accepts only numeric addresses.
         private static string AddressOf(string server)
         {
             try
@@ -225,7 +238,8 @@ namespace Tarnsql
             }
             catch (SocketException error)
             {
-                throw new TarnException(Native.TRN_ERR_CONNECT, "the server " + server + " is not known: " + error.Message, error);
+                throw new TarnException(Native.TRN_ERR_CONNECT,
+                                        "the server " + server + " is not known: " + error.Message, error);
             }
             throw new TarnException(Native.TRN_ERR_CONNECT, "the server " + server + " has no IPv4 address");
         }
@@ -248,14 +262,16 @@ namespace Tarnsql
         private static Key Find(string keyword)
         {
             Key key;
-            if (!keys.TryGetValue(Plain(keyword), out key)) throw new ArgumentException("no key of a connection string: " + keyword);
+            if (!keys.TryGetValue(Plain(keyword), out key))
+                throw new ArgumentException("no key of a connection string: " + keyword);
             return key;
         }
 
         private static void CheckNumber(Key key, string text)
         {
             int number, most = key.Native == "port" ? ushort.MaxValue : longestTimeout;
-            if (!int.TryParse(text, NumberStyles.None, CultureInfo.InvariantCulture, out number) || number > most)
+            if (!int.TryParse(text, NumberStyles.None, CultureInfo.InvariantCulture, out number) ||
+                number > most)
                 throw new ArgumentException(key.Name + " is a number from 0 to " + most);
         }
 

@@ -19,7 +19,7 @@ namespace Tarnsql
             return Row(ordinal).Get(ordinal) ?? DBNull.Value;
         }
 
-        /// <summary>Fills the array with the values of the row; gives their number.</summary>
+        /// <summary>Fills the array with the values of the row; returns their number.</summary>
         public override int GetValues(object[] values)
         {
             if (values == null) throw new ArgumentNullException("values");
@@ -37,25 +37,25 @@ namespace Tarnsql
             return value is bool ? (bool)value : GetInt64(ordinal) != 0;
         }
 
-        /// <summary>A number that has room in 8 bits without a sign.</summary>
+        /// <summary>A number that fits 8 bits without a sign.</summary>
         public override byte GetByte(int ordinal)
         {
             return checked((byte)GetInt64(ordinal));
         }
 
-        /// <summary>A number that has room in 16 bits.</summary>
+        /// <summary>A number that fits 16 bits.</summary>
         public override short GetInt16(int ordinal)
         {
             return checked((short)GetInt64(ordinal));
         }
 
-        /// <summary>A number that has room in 32 bits.</summary>
+        /// <summary>A number that fits 32 bits.</summary>
         public override int GetInt32(int ordinal)
         {
             return checked((int)GetInt64(ordinal));
         }
 
-        /// <summary>A number that has room in 64 bits; decimals are rounded.</summary>
+        /// <summary>A number that fits 64 bits; decimals are rounded.</summary>
         public override long GetInt64(int ordinal)
         {
             long number;
@@ -81,7 +81,7 @@ namespace Tarnsql
             return Convert.ToDecimal(Number(ordinal), CultureInfo.InvariantCulture);
         }
 
-        /// <summary>A text; of a column of another type the text that the library makes of the value.</summary>
+        /// <summary>A text; for a column of another type the library's conversion to text.</summary>
         public override string GetString(int ordinal)
         {
             string text = Row(ordinal).Text(ordinal);
@@ -117,8 +117,10 @@ namespace Tarnsql
             return guid;
         }
 
-        /// <summary>Copies a part of a character or binary value; without a buffer it gives the length.</summary>
-        public override long GetBytes(int ordinal, long dataOffset, byte[] buffer, int bufferOffset, int length)
+        /// <summary>Copies a part of a character or binary value; without a buffer it returns the
+        /// length.</summary>
+        public override long GetBytes(int ordinal, long dataOffset, byte[] buffer, int bufferOffset,
+                                      int length)
         {
             using (Stream content = GetStream(ordinal))
             {
@@ -128,8 +130,9 @@ namespace Tarnsql
             }
         }
 
-        /// <summary>Copies a part of a text; without a buffer it gives the length.</summary>
-        public override long GetChars(int ordinal, long dataOffset, char[] buffer, int bufferOffset, int length)
+        /// <summary>Copies a part of a text; without a buffer it returns the length.</summary>
+        public override long GetChars(int ordinal, long dataOffset, char[] buffer, int bufferOffset,
+                                      int length)
         {
             string text = GetString(ordinal);
             if (buffer == null) return text.Length;
@@ -139,8 +142,8 @@ namespace Tarnsql
         }
 
         /// <summary>
-        /// A character or binary value to read in pieces, without another copy of it. A stream of the row ends with it; one of a large
-        /// object that came as a descriptor does not.
+        /// A character or binary value to read in pieces, without another copy of it. A stream of the row
+        /// ends with it; one of a large object that came as a descriptor does not.
         /// </summary>
         public override Stream GetStream(int ordinal)
         {
@@ -157,7 +160,7 @@ namespace Tarnsql
             return new StreamReader(GetStream(ordinal), Row(ordinal).Encoding, false);
         }
 
-        /// <summary>The value as a class of the caller's choice: what the other calls give, or Nullable of it.</summary>
+        /// <summary>The value as a given class: any that the other calls return, or Nullable of it.</summary>
         public override T GetFieldValue<T>(int ordinal)
         {
             Type wanted = Nullable.GetUnderlyingType(typeof(T)) ?? typeof(T);
@@ -200,7 +203,8 @@ namespace Tarnsql
         private InvalidCastException Wrong(int ordinal, string wanted)
         {
             Column column = values.Columns[ordinal];
-            return new InvalidCastException("column " + column.Name + " of type " + column.TypeName + " is no " + wanted);
+            return new InvalidCastException("column " + column.Name + " of type " + column.TypeName +
+                                            " is no " + wanted);
         }
     }
 }

@@ -6,8 +6,9 @@ using System.Data.Common;
 namespace Tarnsql
 {
     /// <summary>
-    /// The rows that a command returned. A result is received whole and kept by the library as it came; with a FetchSize its rows come
-    /// in blocks as they are read. Several readers may be open on one connection. One thread at a time may use a reader.
+    /// The rows that a command returned. A result is received whole and kept in the library's memory; with a
+    /// FetchSize its rows are fetched in blocks as they are read. Several readers may be open on one
+    /// connection. One thread at a time may use a reader.
     /// </summary>
     public sealed partial class TarnDataReader : DbDataReader
     {
@@ -16,12 +17,13 @@ namespace Tarnsql
         private readonly TarnCommand command;
         private readonly CommandBehavior behavior;
         private readonly ResultItems items;
-        private readonly ServerCursor cursor; // null: the result is here whole
+        private readonly ServerCursor cursor; // null: the result was received whole
         private RowValues values;             // null: no item is left, or the command returned none
         private bool onRow, closed, hasRows;
         private long rowNumber;
 
-        internal TarnDataReader(TarnCommand command, Session session, ResultItems items, ServerCursor cursor, CommandBehavior behavior)
+        internal TarnDataReader(TarnCommand command, Session session, ResultItems items, ServerCursor cursor,
+                                CommandBehavior behavior)
         {
             this.command = command;
             this.session = session;
@@ -57,8 +59,9 @@ namespace Tarnsql
         }
 
         /// <summary>
-        /// The rows changed by the statements before the result at hand; by all of them when the reader is closed. -1 when there was
-        /// none that changes rows, or an insert other than of one row by VALUES, whose number the server does not tell.
+        /// The rows changed by the statements before the current result; by all of them when the reader is
+        /// closed. -1 when none changes rows, or after an insert other than of one row by VALUES, for which
+        /// the server reports no number.
         /// </summary>
         public override int RecordsAffected
         {
@@ -77,7 +80,8 @@ namespace Tarnsql
             get { return GetValue(GetOrdinal(name)); }
         }
 
-        /// <summary>Goes to the next row; false when there is none. A failure of the server behind rows is told where they end.</summary>
+        /// <summary>Moves to the next row; false when there is none. A failure of the server after rows is
+        /// thrown after the last of them.</summary>
         public override bool Read()
         {
             RequireOpen();
@@ -88,12 +92,13 @@ namespace Tarnsql
             return onRow;
         }
 
-        /// <summary>Goes to the next result; false when there is none.</summary>
+        /// <summary>Moves to the next result; false when there is none.</summary>
         public override bool NextResult()
         {
             RequireOpen();
             onRow = false;
-            bool more = values != null && (behavior & CommandBehavior.SingleResult) == 0 && items.ToNext() && items.ToQuery();
+            bool more = values != null && (behavior & CommandBehavior.SingleResult) == 0 && items.ToNext() &&
+                        items.ToQuery();
             values = null;
             hasRows = false;
             if (more) Take();
@@ -112,7 +117,7 @@ namespace Tarnsql
             if ((behavior & CommandBehavior.CloseConnection) != 0) connection.Close();
         }
 
-        /// <summary>Tells of each column its name, type, size and where it comes from; null without a result.</summary>
+        /// <summary>Name, type, size and origin of each column; null without a result.</summary>
         public override DataTable GetSchemaTable()
         {
             RequireOpen();
@@ -125,19 +130,21 @@ namespace Tarnsql
             return ColumnAt(ordinal).Name;
         }
 
-        /// <summary>The number of a column from 0, by its name: one of the same letter case before others.</summary>
+        /// <summary>The number of a column, from 0, by name; an exact match is preferred to one that ignores
+        /// case.</summary>
         public override int GetOrdinal(string name)
         {
             RequireOpen();
             Column[] columns = values == null ? new Column[0] : values.Columns;
             int found = Array.FindIndex(columns, column => column.Name == name);
             StringComparison anyCase = StringComparison.OrdinalIgnoreCase;
-            if (found < 0) found = Array.FindIndex(columns, column => string.Equals(column.Name, name, anyCase));
+            if (found < 0)
+                found = Array.FindIndex(columns, column => string.Equals(column.Name, name, anyCase));
             if (found < 0) throw new IndexOutOfRangeException("there is no column " + name);
             return found;
         }
 
-        /// <summary>The class that values of a column come as.</summary>
+        /// <summary>The class of a column's values.</summary>
         public override Type GetFieldType(int ordinal)
         {
             return ColumnAt(ordinal).Class;
@@ -149,20 +156,20 @@ namespace Tarnsql
             return ColumnAt(ordinal).TypeName;
         }
 
-        /// <summary>Walks the rows as records.</summary>
+        /// <summary>Enumerates the rows as records.</summary>
         public override IEnumerator GetEnumerator()
         {
             return new DbEnumerator(this);
         }
 
-        /// <summary>Closes the reader. The result of one that is forgotten is released by a finalizer.</summary>
+        /// <summary>Closes the reader. If it is not closed a finalizer releases its result.</summary>
         protected override void Dispose(bool disposing)
         {
             if (disposing) Close();
             base.Dispose(disposing);
         }
 
-        /// <summary>Goes to the end of all results; fails where the server did.</summary>
+        /// <summary>Moves to the end of all results; throws if the server failed.</summary>
         internal void PassOver()
         {
             do items.CheckText();
@@ -194,7 +201,8 @@ namespace Tarnsql
         private Column ColumnAt(int ordinal)
         {
             RequireOpen();
-            if (ordinal < 0 || ordinal >= FieldCount) throw new IndexOutOfRangeException("there is no column " + ordinal);
+            if (ordinal < 0 || ordinal >= FieldCount)
+                throw new IndexOutOfRangeException("there is no column " + ordinal);
             return values.Columns[ordinal];
         }
 

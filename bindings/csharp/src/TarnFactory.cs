@@ -2,7 +2,7 @@ using System.Data.Common;
 
 namespace Tarnsql
 {
-    /// <summary>What makes the provider's objects, for code that does not know which provider it has.</summary>
+    /// <summary>Makes the provider's objects, for code that works with any provider.</summary>
     public sealed class TarnFactory : DbProviderFactory
     {
         /// <summary>The factory.</summary>
@@ -46,7 +46,7 @@ namespace Tarnsql
     /// <summary>Fills data sets from commands, and runs commands for their changes.</summary>
     public sealed class TarnDataAdapter : DbDataAdapter
     {
-        /// <summary>An adapter that is to get its commands.</summary>
+        /// <summary>An adapter without commands.</summary>
         public TarnDataAdapter()
         {
         }

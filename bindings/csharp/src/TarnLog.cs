@@ -12,7 +12,8 @@ namespace Tarnsql
             Text = text;
         }
 
-        /// <summary>Whether the line belongs to the trace of the protocol; otherwise the library would have printed it.</summary>
+        /// <summary>Whether the line is from the protocol trace; otherwise it is one that the library
+        /// prints.</summary>
         public bool IsProtocol { get; private set; }
 
         /// <summary>The line without its end.</summary>
@@ -20,28 +21,29 @@ namespace Tarnsql
     }
 
     /// <summary>
-    /// What the library has to say beside statuses and errors, for the whole process. Without a handler of <see cref="Line"/> it goes
-    /// nowhere; with the environment variable TARNSQL_TRACE it goes where that says, and not here.
+    /// The lines that the library prints, for the whole process. Without a handler of <see cref="Line"/> they
+    /// are dropped; if the environment variable TARNSQL_TRACE is set they go where it says, and not here.
     /// </summary>
     public static class TarnLog
     {
         private static readonly object gate = new object();
-        private static readonly TraceCallback callback = Tell; // lives as long as the library may call it
+        private static readonly TraceCallback callback = Tell; // kept alive, because the library may call it
         private static bool taken;
 
         /// <summary>
-        /// Told of every line, by whatever thread runs a call, from several at once if several do. A handler must not use a
-        /// connection for a line of the protocol. What it throws is dropped.
+        /// Raised for every line, on the thread that runs the call, possibly on several at once. For a line
+        /// of the protocol trace a handler must not use a connection. Its exceptions are dropped.
         /// </summary>
         public static event EventHandler<TarnLineEventArgs> Line;
 
-        /// <summary>Turns the trace of the protocol on or off.</summary>
+        /// <summary>Turns the protocol trace on or off.</summary>
         /// <param name="level">0 off, 1 messages and statements, 2 values too</param>
-        /// <param name="textLimit">so many bytes of statements and values are shown</param>
+        /// <param name="textLimit">how many bytes of statements and values are shown</param>
         public static void TraceProtocol(int level, int textLimit)
         {
             TakeLines();
-            if (Native.TRNX_SetProtocolTrace(level, textLimit) < 0) throw new ArgumentOutOfRangeException("level");
+            if (Native.TRNX_SetProtocolTrace(level, textLimit) < 0)
+                throw new ArgumentOutOfRangeException("level");
         }
 
         /// <summary>The version of the library.</summary>
@@ -50,7 +52,8 @@ namespace Tarnsql
             get { return Marshal.PtrToStringAnsi(Native.TRNX_Version()); }
         }
 
-        /// <summary>Has the lines come here. Before the first call that may print.</summary>
+        /// <summary>Redirects the lines to this class; to be called before the first call that may
+        /// print.</summary>
         internal static void TakeLines()
         {
             lock (gate)
@@ -59,7 +62,7 @@ namespace Tarnsql
                 taken = true;
                 if (Environment.GetEnvironmentVariable("TARNSQL_TRACE") != null) return;
                 Native.TRNX_SetTrace(callback, IntPtr.Zero);
-                // The library may outlive what it calls here.
+                // The library may outlive the handlers called here.
                 AppDomain.CurrentDomain.DomainUnload += LeaveLines;
                 AppDomain.CurrentDomain.ProcessExit += LeaveLines;
             }
@@ -85,7 +88,7 @@ namespace Tarnsql
             }
             catch (Exception)
             {
-                // An exception may not pass through the library.
+                // An exception must not pass through the library.
             }
         }
     }

@@ -5,8 +5,8 @@ using System.Data.Common;
 namespace Tarnsql
 {
     /// <summary>
-    /// A parameter of a command. One without a name stands for the "?" of its position, one with a name for the ":name" of the
-    /// statement; the sign before the name may be written or left out.
+    /// A parameter of a command. One without a name stands for the "?" of its position, one with a name for
+    /// the ":name" of the statement; the prefix of the name may be given or omitted.
     /// </summary>
     public sealed class TarnParameter : DbParameter, ICloneable
     {
@@ -28,17 +28,18 @@ namespace Tarnsql
             Value = value;
         }
 
-        /// <summary>What the value is sent as. Unless it is set it is told by the value.</summary>
+        /// <summary>The type that the value is sent as. If not set it follows from the value.</summary>
         public override DbType DbType
         {
             get { return dbType ?? InferredType(); }
             set { dbType = value; }
         }
 
-        /// <summary>The library's type to send the value as, where DbType has none; Inferred otherwise.</summary>
+        /// <summary>The library's type to send the value as, where DbType has none; Inferred
+        /// otherwise.</summary>
         public TarnType TarnType { get; set; }
 
-        /// <summary>Input, or what a procedure does with the argument.</summary>
+        /// <summary>Input, or the direction of a procedure's argument.</summary>
         public override ParameterDirection Direction
         {
             get { return direction; }
@@ -48,14 +49,16 @@ namespace Tarnsql
         /// <summary>Without effect: every parameter may be null.</summary>
         public override bool IsNullable { get; set; }
 
-        /// <summary>The name, with or without ":", "@" or "$" before it; empty for a parameter by position.</summary>
+        /// <summary>The name, with or without ":", "@" or "$" before it; empty for a parameter by
+        /// position.</summary>
         public override string ParameterName
         {
             get { return name; }
             set { name = value ?? ""; }
         }
 
-        /// <summary>Of an output: the room in bytes for a text, binary value, integer or decimal; 0: 32,768.</summary>
+        /// <summary>For an output: the buffer size in bytes for a text, binary value, integer or decimal; 0:
+        /// 32,768.</summary>
         public override int Size { get; set; }
 
         /// <summary>The column of a data set that the value comes from.</summary>
@@ -65,16 +68,18 @@ namespace Tarnsql
             set { sourceColumn = value ?? ""; }
         }
 
-        /// <summary>Whether the parameter tells if the source column is null, for command builders.</summary>
+        /// <summary>Whether the parameter indicates that the source column is null, for command
+        /// builders.</summary>
         public override bool SourceColumnNullMapping { get; set; }
 
-        /// <summary>Which version of the source column's value is meant.</summary>
+        /// <summary>Which version of the source column's value to use.</summary>
         public override DataRowVersion SourceVersion { get; set; }
 
-        /// <summary>The value; null and DBNull are nulls. A Stream or TextReader is read when the command runs.</summary>
+        /// <summary>The value; null and DBNull are nulls. A Stream or TextReader is read when the command
+        /// runs.</summary>
         public override object Value { get; set; }
 
-        /// <summary>Has the value tell the type again.</summary>
+        /// <summary>Makes the type follow from the value again.</summary>
         public override void ResetDbType()
         {
             dbType = null;
@@ -92,7 +97,7 @@ namespace Tarnsql
             return MemberwiseClone();
         }
 
-        /// <summary>The name without the sign before it.</summary>
+        /// <summary>The name without its prefix.</summary>
         internal string PlainName
         {
             get { return name.TrimStart(':', '@', '$'); }

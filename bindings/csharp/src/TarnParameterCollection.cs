@@ -20,7 +20,7 @@ namespace Tarnsql
             get { return list.Count; }
         }
 
-        /// <summary>What to lock for several threads.</summary>
+        /// <summary>The object to lock for use by several threads.</summary>
         public override object SyncRoot
         {
             get { return ((ICollection)list).SyncRoot; }
@@ -58,21 +58,22 @@ namespace Tarnsql
             set { list[Known(parameterName)] = Own(value); }
         }
 
-        /// <summary>Adds a TarnParameter, or a value as the next parameter by position; gives its index.</summary>
+        /// <summary>Adds a TarnParameter, or a value as the next parameter by position; returns its
+        /// index.</summary>
         public override int Add(object value)
         {
             list.Add(value is TarnParameter ? (TarnParameter)value : new TarnParameter("", value));
             return list.Count - 1;
         }
 
-        /// <summary>Adds a parameter and gives it.</summary>
+        /// <summary>Adds a parameter and returns it.</summary>
         public TarnParameter Add(TarnParameter value)
         {
             list.Add(Own(value));
             return value;
         }
 
-        /// <summary>Adds a parameter by name and gives it.</summary>
+        /// <summary>Adds a parameter by name and returns it.</summary>
         public TarnParameter AddWithValue(string parameterName, object value)
         {
             return Add(new TarnParameter(parameterName, value));
@@ -108,7 +109,7 @@ namespace Tarnsql
             ((ICollection)list).CopyTo(array, index);
         }
 
-        /// <summary>Walks the parameters.</summary>
+        /// <summary>Enumerates the parameters.</summary>
         public override IEnumerator GetEnumerator()
         {
             return list.GetEnumerator();
@@ -120,11 +121,12 @@ namespace Tarnsql
             return list.IndexOf(value as TarnParameter);
         }
 
-        /// <summary>The index of a name, without regard to letter case and the sign before it; -1 when it is not there.</summary>
+        /// <summary>The index of a name, ignoring case and prefix; -1 when it is not there.</summary>
         public override int IndexOf(string parameterName)
         {
             string plain = new TarnParameter(parameterName, null).PlainName;
-            return list.FindIndex(each => string.Equals(each.PlainName, plain, StringComparison.OrdinalIgnoreCase));
+            return list.FindIndex(
+                each => string.Equals(each.PlainName, plain, StringComparison.OrdinalIgnoreCase));
         }
 
         /// <summary>Inserts a parameter.</summary>

@@ -4,7 +4,7 @@ using System.Data.Common;
 
 namespace Tarnsql
 {
-    /// <summary>A transaction. Disposing of one that has not ended rolls it back.</summary>
+    /// <summary>A transaction. Dispose rolls it back if it has not ended.</summary>
     public sealed class TarnTransaction : DbTransaction
     {
         private readonly TarnConnection connection;
@@ -16,7 +16,7 @@ namespace Tarnsql
             this.session = session;
         }
 
-        /// <summary>Unspecified: the level is the session's.</summary>
+        /// <summary>Unspecified: the level is that of the session.</summary>
         public override IsolationLevel IsolationLevel
         {
             get { return IsolationLevel.Unspecified; }
@@ -33,7 +33,7 @@ namespace Tarnsql
             get { return session.Transaction == this && !session.Closed && !session.Broken; }
         }
 
-        /// <summary>Commits. When the server refuses, the transaction goes on.</summary>
+        /// <summary>Commits. If the server refuses, the transaction continues.</summary>
         public override void Commit()
         {
             End("COMMIT");
@@ -45,7 +45,7 @@ namespace Tarnsql
             End("ROLLBACK");
         }
 
-        /// <summary>Rolls back what has not ended. A link that has gone took the transaction with it.</summary>
+        /// <summary>Rolls back if it has not ended. A lost link has already ended the transaction.</summary>
         protected override void Dispose(bool disposing)
         {
             if (disposing)
@@ -58,7 +58,7 @@ namespace Tarnsql
                     }
                     catch (TarnException)
                     {
-                        // An exception on its way tells more; the end of the session rolls back too.
+                        // Do not hide an exception in flight; the end of the session rolls back too.
                         session.Transaction = null;
                     }
                 }

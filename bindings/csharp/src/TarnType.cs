@@ -3,10 +3,10 @@ using System.Globalization;
 
 namespace Tarnsql
 {
-    /// <summary>The library's types: what columns are reported as (ProviderType), and what a parameter can be sent as.</summary>
+    /// <summary>The library's types, of columns (ProviderType) and parameters.</summary>
     public enum TarnType
     {
-        /// <summary>Of a parameter: what its DbType or its value says.</summary>
+        /// <summary>For a parameter: follows from its DbType or its value.</summary>
         Inferred = 0,
         /// <summary>bool</summary>
         Boolean = Native.TRN_TYPE_BOOLEAN,
@@ -38,7 +38,8 @@ namespace Tarnsql
         DateTimeWithZone = Native.TRN_TYPE_DATETIME_TZ,
         /// <summary>byte[]</summary>
         Binary = Native.TRN_TYPE_BYTES,
-        /// <summary>string: intervals other than the following two, which the library tells no more of</summary>
+        /// <summary>string: intervals other than the next two, whose kind the library does not
+        /// report</summary>
         Interval = Native.TRN_TYPE_INTERVAL,
         /// <summary>TarnYearToMonth</summary>
         YearToMonth = Native.TRN_TYPE_INTERVAL_YEAR_TO_MONTH,
@@ -48,20 +49,21 @@ namespace Tarnsql
         Clob = Native.TRN_TYPE_CLOB,
         /// <summary>byte[], or read as a stream</summary>
         Blob = Native.TRN_TYPE_BLOB,
-        /// <summary>byte[]; of columns only</summary>
+        /// <summary>byte[]; columns only</summary>
         Opaque = Native.TRN_TYPE_OPAQUE
     }
 
-    /// <summary>An interval of years and months, kept as months: new TarnYearToMonth(14) is one year and two months.</summary>
+    /// <summary>An interval of years and months, kept as months: new TarnYearToMonth(14) is one year and two
+    /// months.</summary>
     public struct TarnYearToMonth : IEquatable<TarnYearToMonth>, IComparable<TarnYearToMonth>
     {
-        /// <summary>An interval of so many months.</summary>
+        /// <summary>An interval of that many months.</summary>
         public TarnYearToMonth(int months)
         {
             Months = months;
         }
 
-        /// <summary>The months in all.</summary>
+        /// <summary>The total number of months.</summary>
         public int Months { get; private set; }
 
         /// <summary>Whether both are of the same length.</summary>
@@ -76,23 +78,24 @@ namespace Tarnsql
             return other is TarnYearToMonth && Equals((TarnYearToMonth)other);
         }
 
-        /// <summary>The shorter one first.</summary>
+        /// <summary>Compares by length.</summary>
         public int CompareTo(TarnYearToMonth other)
         {
             return Months.CompareTo(other.Months);
         }
 
-        /// <summary>A number that equal intervals have in common.</summary>
+        /// <summary>The hash code.</summary>
         public override int GetHashCode()
         {
             return Months;
         }
 
-        /// <summary>As the server writes it: "1-02", "-0-11".</summary>
+        /// <summary>In the server's form: "1-02", "-0-11".</summary>
         public override string ToString()
         {
             long size = Math.Abs((long)Months);
-            return string.Format(CultureInfo.InvariantCulture, "{0}{1}-{2:00}", Months < 0 ? "-" : "", size / 12, size % 12);
+            return string.Format(CultureInfo.InvariantCulture, "{0}{1}-{2:00}", Months < 0 ? "-" : "",
+                                 size / 12, size % 12);
         }
     }
 }

@@ -1,4 +1,4 @@
-// Contents of character and binary values as streams: of a row, which keeps them, or of a large object.
+// Character and binary values as streams: of a row, or of a large object.
 using System;
 using System.IO;
 
@@ -47,7 +47,8 @@ namespace Tarnsql
         public override int Read(byte[] buffer, int offset, int count)
         {
             if (buffer == null) throw new ArgumentNullException("buffer");
-            if (offset < 0 || count < 0 || count > buffer.Length - offset) throw new ArgumentException("no such part of the buffer");
+            if (offset < 0 || count < 0 || count > buffer.Length - offset)
+                throw new ArgumentException("no such part of the buffer");
             int wanted = (int)Math.Min(count, Math.Max(0, length - position));
             if (wanted == 0) return 0;
             int read = ReadAt((int)position, ref buffer[offset], wanted);
@@ -99,7 +100,8 @@ namespace Tarnsql
         private readonly int column;
         private readonly Func<bool> stillCurrent;
 
-        internal RowStream(ResultHandle result, int column, int length, Func<bool> stillCurrent) : base(length)
+        internal RowStream(ResultHandle result, int column, int length, Func<bool> stillCurrent)
+            : base(length)
         {
             this.result = result;
             this.column = column;
@@ -108,9 +110,11 @@ namespace Tarnsql
 
         protected override int ReadAt(int position, ref byte buffer, int wanted)
         {
-            if (!stillCurrent()) throw new InvalidOperationException("the reader has left the row of this value");
+            if (!stillCurrent())
+                throw new InvalidOperationException("the reader has left the row of this value");
             int offsetThenRead = position;
-            int status = Native.TRN_GetData(result, column, Native.TRN_TYPE_BYTES_PIECEWISE, ref buffer, wanted, ref offsetThenRead);
+            int status = Native.TRN_GetData(result, column, Native.TRN_TYPE_BYTES_PIECEWISE, ref buffer,
+                                            wanted, ref offsetThenRead);
             return status < 0 && status != Native.TRN_TRUNCATED ? status : offsetThenRead;
         }
     }

@@ -14,13 +14,15 @@ internal sealed class AbiTest
 
     private static IEnumerable<MethodInfo> Declared()
     {
-        return typeof(Native).GetMethods(all).Where(method => method.IsDefined(typeof(DllImportAttribute), false));
+        return typeof(Native).GetMethods(all).Where(
+            method => method.IsDefined(typeof(DllImportAttribute), false));
     }
 
     private static string Headers()
     {
         string include = Path.Combine(Check.Source, "include");
-        string text = File.ReadAllText(Path.Combine(include, "tarnsql.h")) + File.ReadAllText(Path.Combine(include, "tarnsql_ext.h"));
+        string text = File.ReadAllText(Path.Combine(include, "tarnsql.h")) +
+                      File.ReadAllText(Path.Combine(include, "tarnsql_ext.h"));
         return Regex.Replace(text, @"/\*.*?\*/", "", RegexOptions.Singleline);
     }
 
@@ -43,20 +45,25 @@ internal sealed class AbiTest
     public void ArgumentsHaveTheWidthsOfTheHeaders()
     {
         var prototypes = new Dictionary<string, string>();
-        foreach (Match match in Regex.Matches(Headers(), @"^TRN_API (.*?[ *])(\w+)\(([^)]*)\);", RegexOptions.Multiline))
+        foreach (Match match in Regex.Matches(Headers(), @"^TRN_API (.*?[ *])(\w+)\(([^)]*)\);",
+                                              RegexOptions.Multiline))
             prototypes[match.Groups[2].Value] = Widths(match.Groups[1].Value.Trim(), match.Groups[3].Value);
         foreach (MethodInfo method in Declared())
         {
-            string arguments = string.Concat(method.GetParameters().Select(each => Width(each.ParameterType)));
+            string arguments =
+                string.Concat(method.GetParameters().Select(each => Width(each.ParameterType)));
             Check.Equal(prototypes[method.Name], Width(method.ReturnType) + ":" + arguments, method.Name);
-            Check.Equal(CallingConvention.Cdecl, method.GetCustomAttribute<DllImportAttribute>().CallingConvention, method.Name);
+            Check.Equal(CallingConvention.Cdecl,
+                        method.GetCustomAttribute<DllImportAttribute>().CallingConvention, method.Name);
         }
     }
 
     private static string Widths(string result, string arguments)
     {
-        IEnumerable<string> each = arguments.Split(',').Select(argument => argument.Trim()).Where(argument => argument != "");
-        return Width(result) + ":" + string.Concat(each.Where(argument => argument != "void" && argument != "...").Select(Width));
+        IEnumerable<string> each =
+            arguments.Split(',').Select(argument => argument.Trim()).Where(argument => argument != "");
+        return Width(result) + ":" +
+               string.Concat(each.Where(argument => argument != "void" && argument != "...").Select(Width));
     }
 
     private static string Width(string declaration)
@@ -75,17 +82,23 @@ internal sealed class AbiTest
     public void NumbersAreThoseOfTheHeaders()
     {
         var defined = new Dictionary<string, int>();
-        foreach (Match match in Regex.Matches(Headers(), @"^#define (TRNX?_[A-Z_0-9]+) +\(?(-?\d+)u?\)?", RegexOptions.Multiline))
-            if (!match.Groups[1].Value.StartsWith("TRN_VERSION")) defined[match.Groups[1].Value] = int.Parse(match.Groups[2].Value);
-        FieldInfo[] declared = typeof(Native).GetFields(all).Where(field => field.Name.StartsWith("TRN")).ToArray();
-        Check.Equal("", string.Join(" ", defined.Keys.Except(declared.Select(field => field.Name))), "not declared:");
-        foreach (FieldInfo field in declared) Check.Equal(defined[field.Name], field.GetRawConstantValue(), field.Name);
+        foreach (Match match in Regex.Matches(Headers(), @"^#define (TRNX?_[A-Z_0-9]+) +\(?(-?\d+)u?\)?",
+                                              RegexOptions.Multiline))
+            if (!match.Groups[1].Value.StartsWith("TRN_VERSION"))
+                defined[match.Groups[1].Value] = int.Parse(match.Groups[2].Value);
+        FieldInfo[] declared =
+            typeof(Native).GetFields(all).Where(field => field.Name.StartsWith("TRN")).ToArray();
+        Check.Equal("", string.Join(" ", defined.Keys.Except(declared.Select(field => field.Name))),
+                    "not declared:");
+        foreach (FieldInfo field in declared)
+            Check.Equal(defined[field.Name], field.GetRawConstantValue(), field.Name);
     }
 
     public void OptionsLieAsInTheHeader()
     {
-        string[] fields = Regex.Match(Headers(), @"struct TRNX_OPTIONS \{(.*?)\}", RegexOptions.Singleline).Groups[1].Value
-                               .Split(';').Select(line => line.Trim()).Where(line => line != "").ToArray();
+        Match match = Regex.Match(Headers(), @"struct TRNX_OPTIONS \{(.*?)\}", RegexOptions.Singleline);
+        string[] fields =
+            match.Groups[1].Value.Split(';').Select(line => line.Trim()).Where(line => line != "").ToArray();
         FieldInfo[] declared = typeof(OpenOptions).GetFields();
         Check.Equal(fields.Length, declared.Length);
         for (int i = 0; i < fields.Length; ++i)
@@ -108,10 +121,12 @@ internal sealed class AbiTest
             int columns, affected, length = 0;
             long rows;
             byte[] sql = System.Text.Encoding.ASCII.GetBytes("SELECT 6 * 7\0");
-            Check.Equal(1, Native.TRN_ExecwithDataReader(connection, sql, result, out columns, out rows, out affected));
+            Check.Equal(1, Native.TRN_ExecwithDataReader(connection, sql, result, out columns, out rows,
+                                                         out affected));
             Check.Equal(1L, rows);
             Check.Equal(0, Native.TRN_ReadNext(result));
-            Check.Equal(0, Native.TRN_GetData(result, 1, Native.TRN_TYPE_TEXT, ref text[0], text.Length, ref length));
+            Check.Equal(
+                0, Native.TRN_GetData(result, 1, Native.TRN_TYPE_TEXT, ref text[0], text.Length, ref length));
             Check.Equal("42", System.Text.Encoding.ASCII.GetString(text, 0, length));
         }
         string version = Regex.Match(Headers(), "#define TRN_VERSION \"(.*?)\"").Groups[1].Value;

@@ -1,5 +1,6 @@
 // Runs every public method of the classes named ...Test, each with a connection of its own, and counts.
-// Usage: tests.exe CONNECTION-STRING SOURCE-DIRECTORY [NAME]    with a name only the tests that have it in theirs
+// Usage: tests.exe CONNECTION-STRING SOURCE-DIRECTORY [NAME]    with a name only the tests that have it in
+//                                                               theirs
 using System;
 using System.Collections;
 using System.Reflection;
@@ -58,7 +59,8 @@ internal static class Check
         foreach (Type type in Assembly.GetExecutingAssembly().GetTypes())
         {
             if (!type.Name.EndsWith("Test") || type.IsAbstract) continue;
-            foreach (MethodInfo method in type.GetMethods(BindingFlags.Instance | BindingFlags.Public | BindingFlags.DeclaredOnly))
+            foreach (MethodInfo method in type.GetMethods(BindingFlags.Instance | BindingFlags.Public |
+                                                          BindingFlags.DeclaredOnly))
             {
                 if (arguments.Length > 2 && !(type.Name + "." + method.Name).Contains(arguments[2])) continue;
                 if (Passes(type, method)) ++passed;

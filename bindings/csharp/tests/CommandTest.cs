@@ -8,11 +8,13 @@ using Tarnsql;
 internal sealed class CommandTest : ServerTest
 {
     private const string numbers =
-        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 5000) SELECT i, 'row ' || i FROM n";
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 5000) " +
+        "SELECT i, 'row ' || i FROM n";
 
     public CommandTest()
     {
-        Run("CREATE TEMP TABLE town (name VARCHAR(40) NOT NULL PRIMARY KEY, people BIGINT NOT NULL, area NUMERIC(8,2))");
+        Run("CREATE TEMP TABLE town (name VARCHAR(40) NOT NULL PRIMARY KEY, people BIGINT NOT NULL, " +
+            "area NUMERIC(8,2))");
         Run("INSERT INTO town VALUES ('Ur', 65000, 1.5), ('Uruk', 40000, NULL)");
     }
 
@@ -20,7 +22,8 @@ internal sealed class CommandTest : ServerTest
     {
         foreach (string sign in new[] { "", ":", "@" })
         {
-            using (TarnCommand command = Command("SELECT name FROM town WHERE people > @least AND name <> :other"))
+            using (TarnCommand command =
+                       Command("SELECT name FROM town WHERE people > @least AND name <> :other"))
             {
                 command.Parameters.AddWithValue(sign + "other", "x");
                 command.Parameters.AddWithValue(sign + "LEAST", 50000);
@@ -42,10 +45,13 @@ internal sealed class CommandTest : ServerTest
     {
         var cases = new Dictionary<string, int>
         {
-            { "UPDATE town SET people = people + 1", 2 }, { "DELETE FROM town WHERE name = 'x'", 0 }, { "SELECT * FROM town", -1 },
-            { "CREATE TEMP TABLE other (i INT)", -1 }, { "INSERT INTO other VALUES (1)", 1 }, { "INSERT INTO other(i) VALUES ((1)) ;", 1 },
+            { "UPDATE town SET people = people + 1", 2 }, { "DELETE FROM town WHERE name = 'x'", 0 },
+            { "SELECT * FROM town", -1 },
+            { "CREATE TEMP TABLE other (i INT)", -1 }, { "INSERT INTO other VALUES (1)", 1 },
+            { "INSERT INTO other(i) VALUES ((1)) ;", 1 },
             { "INSERT INTO other VALUES (1), (2)", -1 }, { "INSERT INTO other SELECT 1", -1 },
-            { "UPDATE town SET people = 1; SELECT 1; DELETE FROM town", 4 }, { "DELETE FROM other; INSERT INTO other SELECT 1", -1 },
+            { "UPDATE town SET people = 1; SELECT 1; DELETE FROM town", 4 },
+            { "DELETE FROM other; INSERT INTO other SELECT 1", -1 },
         };
         foreach (KeyValuePair<string, int> each in cases) Check.Equal(each.Value, Run(each.Key), each.Key);
         Run("INSERT INTO town VALUES (?, 1, 2)", "Tarn");
@@ -55,7 +61,8 @@ internal sealed class CommandTest : ServerTest
     public void ResultsComeOneAfterTheOther()
     {
         const string statements =
-            "SELECT 1 WHERE 0; DELETE FROM town WHERE name = 'Ur'; SELECT name, people FROM town; UPDATE town SET people = 0";
+            "SELECT 1 WHERE 0; DELETE FROM town WHERE name = 'Ur'; SELECT name, people FROM town; " +
+            "UPDATE town SET people = 0";
         using (TarnDataReader reader = Command(statements).ExecuteReader())
         {
             Check.True(!reader.HasRows && reader.FieldCount == 1 && !reader.Read(), "an empty result first");
@@ -77,14 +84,17 @@ internal sealed class CommandTest : ServerTest
             Check.Equal(1, reader.RecordsAffected, "what was left when it closed");
         }
         using (TarnDataReader reader = Command("UPDATE town SET people = 0").ExecuteReader())
-            Check.True(!reader.Read() && !reader.HasRows && !reader.NextResult() && reader.GetSchemaTable() == null, "no result at all");
+            Check.True(!reader.Read() && !reader.HasRows && !reader.NextResult() &&
+                           reader.GetSchemaTable() == null,
+                       "no result at all");
     }
 
     public void TheSchemaTellsOfColumns()
     {
         foreach (CommandBehavior behavior in new[] { CommandBehavior.Default, CommandBehavior.SchemaOnly })
         {
-            using (TarnDataReader reader = Command("SELECT name AS \"Town\", area FROM town").ExecuteReader(behavior))
+            using (TarnDataReader reader =
+                       Command("SELECT name AS \"Town\", area FROM town").ExecuteReader(behavior))
             {
                 DataTable schema = reader.GetSchemaTable();
                 Check.Equal("Town name 40 System.String True False", Row(schema, 0), behavior.ToString());
@@ -102,7 +112,8 @@ internal sealed class CommandTest : ServerTest
     private static string Row(DataTable schema, int index)
     {
         DataRow row = schema.Rows[index];
-        string[] columns = { "ColumnName", "BaseColumnName", "ColumnSize", "DataType", "IsKey", "AllowDBNull" };
+        string[] columns = { "ColumnName", "BaseColumnName", "ColumnSize",
+                             "DataType",   "IsKey",          "AllowDBNull" };
         return string.Join(" ", columns.Select(column => row[column]));
     }
 
@@ -129,7 +140,8 @@ internal sealed class CommandTest : ServerTest
             command.Prepare();
             for (int i = 0; i < 3; ++i) Check.Equal(1, command.ExecuteNonQuery());
         }
-        // A session has room for 10,000: those of commands that are disposed of, or that prepare again, are ended.
+        // A session has room for 10,000: those of commands that are disposed of, or that prepare again, are
+        // ended.
         for (int i = 0; i < 10100; ++i)
             using (TarnCommand command = Command("SELECT 1")) command.Prepare();
     }
@@ -153,7 +165,8 @@ internal sealed class CommandTest : ServerTest
                 Check.Equal(last < 5000, reader.Read());
             }
         }
-        TarnCommand failing = Command(numbers.Replace("'row ' || i", "CASE WHEN i = 100 THEN abs(-9223372036854775808) ELSE i END"));
+        TarnCommand failing = Command(
+            numbers.Replace("'row ' || i", "CASE WHEN i = 100 THEN abs(-9223372036854775808) ELSE i END"));
         failing.FetchSize = 10;
         using (TarnDataReader reader = failing.ExecuteReader())
         {
@@ -178,7 +191,8 @@ internal sealed class CommandTest : ServerTest
         Check.Equal(Native.TRN_ERR_SERVER, error.Status);
         Check.True(error.Message.Contains("nowhere") && error.Code == "" && !error.LinkLost, error.Message);
         Check.Throws<TarnException>(() => Run("INSERT INTO town VALUES ('Ur', 1, 1)"), "a key twice");
-        using (TarnDataReader reader = Command("SELECT name FROM town; SELECT 1").ExecuteReader(CommandBehavior.SingleRow))
+        using (TarnDataReader reader =
+                   Command("SELECT name FROM town; SELECT 1").ExecuteReader(CommandBehavior.SingleRow))
             Check.True(reader.Read() && !reader.Read(), "one row is wanted");
         Check.Throws<InvalidOperationException>(() => new TarnCommand("SELECT 1").ExecuteScalar());
         Check.Throws<InvalidOperationException>(() => Run(" "));
@@ -202,7 +216,8 @@ internal sealed class CommandTest : ServerTest
                     command.CommandText = "INSERT INTO t VALUES (1)";
                     using (TarnTransaction transaction = connection.BeginTransaction())
                     {
-                        Check.Throws<InvalidOperationException>(() => connection.BeginTransaction(), "two at a time");
+                        Check.Throws<InvalidOperationException>(() => connection.BeginTransaction(),
+                                                                "two at a time");
                         command.Transaction = transaction;
                         command.ExecuteNonQuery();
                         if (end == "commit") transaction.Commit();
@@ -214,27 +229,34 @@ internal sealed class CommandTest : ServerTest
                 }
                 command.CommandText = "SELECT count(*) FROM t";
                 Check.Equal(1L, command.ExecuteScalar());
-                Check.Throws<NotSupportedException>(() => connection.BeginTransaction(IsolationLevel.Serializable));
+                Check.Throws<NotSupportedException>(
+                    () => connection.BeginTransaction(IsolationLevel.Serializable));
             }
         }
     }
 
     public void ProceduresGiveOutputs()
     {
-        TarnCommand command = Procedure("DIVIDE", new TarnParameter("number", 43L) { Direction = ParameterDirection.InputOutput },
-                                        new TarnParameter("divisor", 5), Out(DbType.Int32), Returned(DbType.Boolean));
+        TarnCommand command = Procedure(
+            "DIVIDE", new TarnParameter("number", 43L) { Direction = ParameterDirection.InputOutput },
+            new TarnParameter("divisor", 5), Out(DbType.Int32), Returned(DbType.Boolean));
         command.ExecuteNonQuery();
-        Check.Equal("8 5 3 False", string.Join(" ", command.Parameters.Cast<TarnParameter>().Select(each => each.Value)));
-        DbType[] types = { DbType.Boolean, DbType.SByte, DbType.Int16, DbType.Int32, DbType.Int64, DbType.Decimal, DbType.Single,
-                           DbType.Double, DbType.Date, DbType.Time, DbType.Time, DbType.DateTime, DbType.DateTimeOffset, DbType.String,
-                           DbType.Binary };
+        Check.Equal("8 5 3 False",
+                    string.Join(" ", command.Parameters.Cast<TarnParameter>().Select(each => each.Value)));
+        DbType[] types = { DbType.Boolean,        DbType.SByte,   DbType.Int16,  DbType.Int32,
+                           DbType.Int64,          DbType.Decimal, DbType.Single, DbType.Double,
+                           DbType.Date,           DbType.Time,    DbType.Time,   DbType.DateTime,
+                           DbType.DateTimeOffset, DbType.String,  DbType.Binary };
         command = Procedure("EVERY_TYPE", types.Select(Out).ToArray<object>());
         command.ExecuteNonQuery();
         const string classes = "Boolean SByte Int16 Int32 Int64 Decimal Single Double " +
                                "DateTime TimeSpan DateTimeOffset DateTime DateTimeOffset String Byte[]";
-        Check.Equal(classes, string.Join(" ", command.Parameters.Cast<TarnParameter>().Select(each => each.Value.GetType().Name)));
-        command = Procedure("GREET", new TarnParameter("", "you") { Direction = ParameterDirection.InputOutput, Size = 5 });
-        Check.Equal(Native.TRN_TRUNCATED, Check.Throws<TarnException>(() => command.ExecuteNonQuery(), "no room").Status);
+        Check.Equal(classes, string.Join(" ", command.Parameters.Cast<TarnParameter>().Select(
+                                                  each => each.Value.GetType().Name)));
+        command = Procedure(
+            "GREET", new TarnParameter("", "you") { Direction = ParameterDirection.InputOutput, Size = 5 });
+        Check.Equal(Native.TRN_TRUNCATED,
+                    Check.Throws<TarnException>(() => command.ExecuteNonQuery(), "no room").Status);
         command = Procedure("NOTHING", Out(DbType.Int32));
         command.ExecuteNonQuery();
         Check.Equal(DBNull.Value, command.Parameters[0].Value);
@@ -249,7 +271,9 @@ internal sealed class CommandTest : ServerTest
             Check.Equal(3, rows);
         }
         Check.Throws<ArgumentException>(() => Procedure("ADD(1, 2); DROP TABLE town").ExecuteNonQuery());
-        Check.Equal("too bad", Check.Throws<TarnException>(() => Procedure("FAIL", "too bad").ExecuteNonQuery()).Message);
+        Check.Equal(
+            "too bad",
+            Check.Throws<TarnException>(() => Procedure("FAIL", "too bad").ExecuteNonQuery()).Message);
     }
 
     private TarnCommand Procedure(string name, params object[] parameters)
@@ -288,7 +312,8 @@ internal sealed class CommandTest : ServerTest
             Check.Equal(2, adapter.Fill(table));
             Check.Equal("two", table.Rows[1][1]);
             using (DbDataReader reader = command.ExecuteReader(CommandBehavior.CloseConnection))
-                Check.Equal("one two", string.Join(" ", reader.Cast<IDataRecord>().Select(row => row.GetString(1))));
+                Check.Equal("one two",
+                            string.Join(" ", reader.Cast<IDataRecord>().Select(row => row.GetString(1))));
             Check.Equal(ConnectionState.Closed, connection.State);
         }
     }

@@ -12,7 +12,8 @@ using Tarnsql;
 /// Calls that wait, threads, lines of the library, and what is forgotten.
 internal sealed class ControlTest : ServerTest
 {
-    private const string endless = "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT count(*) FROM n";
+    private const string endless =
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT count(*) FROM n";
 
     /// A server that takes the login and then answers nothing.
     private sealed class SilentServer : IDisposable
@@ -71,7 +72,8 @@ internal sealed class ControlTest : ServerTest
                 });
                 begun.Wait();
                 other.Cancel();
-                while (!running.Wait(1)) command.Cancel(); // it may come before the call, which is then not ended
+                while (!running.Wait(1))
+                    command.Cancel(); // it may come before the call, which is then not ended
                 Check.Equal("EX001", running.Result.Code);
                 Check.True(running.Result.LinkLost, "the link has gone");
             }
@@ -86,7 +88,8 @@ internal sealed class ControlTest : ServerTest
     {
         using (var server = new SilentServer())
         {
-            var silent = Check.Throws<TarnException>(() => new TarnConnection(server.Settings + ";connect timeout=1").Open());
+            var silent = Check.Throws<TarnException>(
+                () => new TarnConnection(server.Settings + ";connect timeout=1").Open());
             Check.Equal("EX003", silent.Code);
         }
         using (var server = new SilentServer())
@@ -143,17 +146,22 @@ internal sealed class ControlTest : ServerTest
         });
     }
 
-    /// Commands, cancels, closes and opens of one connection from several threads: failures are exceptions of the right kinds.
+    /// Commands, cancels, closes and opens of one connection from several threads: failures are exceptions of
+    /// the right kinds.
     public void AConnectionInAStormFailsInOrder()
     {
-        TarnCommand[] commands = { Command("SELECT 1"), Command(endless), Command("SELECT 2 UNION ALL SELECT 3") };
+        TarnCommand[] commands = { Command("SELECT 1"), Command(endless),
+                                   Command("SELECT 2 UNION ALL SELECT 3") };
         commands[2].FetchSize = 1;
         bool over = false;
         var threads = new List<Task>();
         foreach (TarnCommand each in commands)
             threads.Add(Task.Run(() => { while (!Volatile.Read(ref over)) Tolerate(() => ReadAll(each)); }));
         Task running = Task.WhenAll(threads);
-        Task cancelling = Task.Run(() => { while (!running.IsCompleted) foreach (TarnCommand each in commands) each.Cancel(); });
+        Task cancelling = Task.Run(() =>
+        {
+            while (!running.IsCompleted) foreach (TarnCommand each in commands) each.Cancel();
+        });
         for (int round = 0; round < 100; ++round)
         {
             Tolerate(Connection.Close);
@@ -223,10 +231,12 @@ internal sealed class ControlTest : ServerTest
         try
         {
             Check.Throws<TarnException>(() => Run("SELECT * FROM nowhere"));
-            Check.True(lines.Exists(line => line.StartsWith("printed ") && line.Contains("nowhere")), string.Join("\n", lines));
+            Check.True(lines.Exists(line => line.StartsWith("printed ") && line.Contains("nowhere")),
+                       string.Join("\n", lines));
             TarnLog.TraceProtocol(1, 100);
             Run("SELECT 'traced'");
-            Check.True(lines.Exists(line => line.StartsWith("protocol ") && line.Contains("SELECT 'traced'")), string.Join("\n", lines));
+            Check.True(lines.Exists(line => line.StartsWith("protocol ") && line.Contains("SELECT 'traced'")),
+                       string.Join("\n", lines));
             Check.Throws<ArgumentOutOfRangeException>(() => TarnLog.TraceProtocol(9, 0));
         }
         finally
@@ -236,7 +246,8 @@ internal sealed class ControlTest : ServerTest
         }
     }
 
-    /// Connections, readers, prepared statements and cursors that nobody closes: the process lives, and its sockets are closed.
+    /// Connections, readers, prepared statements and cursors that nobody closes: the process lives, and its
+    /// sockets are closed.
     public void WhatIsForgottenIsReleased()
     {
         int before = OpenFiles();
@@ -244,7 +255,8 @@ internal sealed class ControlTest : ServerTest
         forgetting.Start();
         forgetting.Join();
         int open = 0;
-        for (int i = 0; i < 100 && (open = OpenFiles() - before) > 10; ++i) // a collector that looks at the stack may keep some
+        // A collector that scans the stack may keep some.
+        for (int i = 0; i < 100 && (open = OpenFiles() - before) > 10; ++i)
         {
             GC.Collect();
             GC.WaitForPendingFinalizers();

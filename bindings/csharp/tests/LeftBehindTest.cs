@@ -38,10 +38,12 @@ internal sealed class LeftBehindTest
 {
     public void AProcessThatClosesNothingEndsInPeace()
     {
-        string runtime = Process.GetCurrentProcess().MainModule.FileName, program = typeof(LeftBehindTest).Assembly.Location;
+        string runtime = Process.GetCurrentProcess().MainModule.FileName;
+        string program = typeof(LeftBehindTest).Assembly.Location;
         bool isRuntime = Path.GetFileName(runtime).StartsWith("mono");
         string arguments = "\"" + Check.ConnectionString + "\" leave";
-        var start = new ProcessStartInfo(isRuntime ? runtime : program, isRuntime ? "\"" + program + "\" " + arguments : arguments)
+        var start = new ProcessStartInfo(isRuntime ? runtime : program,
+                                         isRuntime ? "\"" + program + "\" " + arguments : arguments)
         {
             UseShellExecute = false,
             RedirectStandardOutput = true,

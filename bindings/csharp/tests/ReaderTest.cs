@@ -8,8 +8,9 @@ using Tarnsql;
 internal sealed class ReaderTest : ServerTest
 {
     // Rows 1 to 99, then an integer overflow.
-    private const string failing = "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 500) " +
-                                   "SELECT CASE WHEN i = 100 THEN abs(-9223372036854775808) ELSE i END FROM n";
+    private const string failing =
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 500) " +
+        "SELECT CASE WHEN i = 100 THEN abs(-9223372036854775808) ELSE i END FROM n";
 
     public void AFailureBehindRowsIsThrownWhereTheyEnd()
     {
@@ -17,7 +18,8 @@ internal sealed class ReaderTest : ServerTest
         {
             using (TarnDataReader reader = Command(failing).ExecuteReader())
             {
-                for (int i = 1; i < 100; ++i) Check.True(reader.Read() && reader.GetInt32(0) == i, "row " + i);
+                for (int i = 1; i < 100; ++i)
+                    Check.True(reader.Read() && reader.GetInt32(0) == i, "row " + i);
                 Check.Throws<TarnException>(() => reader.Read());
             }
         }
@@ -35,17 +37,21 @@ internal sealed class ReaderTest : ServerTest
         TarnDataReader reader = Command("SELECT 1 AS a, 'x' AS b; SELECT 2").ExecuteReader();
         var misuses = new Action[]
         {
-            () => reader.GetValue(0), () => reader.GetInt32(0), () => reader.IsDBNull(0), () => reader.GetStream(1),
-            () => reader.GetValues(new object[2]), () => reader.GetFieldValue<int>(0), () => reader.GetBytes(1, 0, null, 0, 0),
+            () => reader.GetValue(0), () => reader.GetInt32(0), () => reader.IsDBNull(0),
+            () => reader.GetStream(1),
+            () => reader.GetValues(new object[2]), () => reader.GetFieldValue<int>(0),
+            () => reader.GetBytes(1, 0, null, 0, 0),
         };
-        foreach (Action misuse in misuses) Check.Throws<InvalidOperationException>(misuse, "before the first row");
+        foreach (Action misuse in misuses)
+            Check.Throws<InvalidOperationException>(misuse, "before the first row");
         Check.True(reader.Read(), "a row");
         foreach (Action misuse in misuses) misuse();
         Check.Throws<IndexOutOfRangeException>(() => reader.GetName(-1));
         Check.Throws<IndexOutOfRangeException>(() => reader.GetInt32(2));
         Check.Throws<ArgumentNullException>(() => reader.GetValues(null));
         Check.True(!reader.Read() && !reader.Read(), "no more rows");
-        foreach (Action misuse in misuses) Check.Throws<InvalidOperationException>(misuse, "behind the last row");
+        foreach (Action misuse in misuses)
+            Check.Throws<InvalidOperationException>(misuse, "behind the last row");
         Check.True(reader.NextResult() && reader.Read() && reader.GetInt64(0) == 2, "the second result");
         reader.Close();
         reader.Close();
@@ -56,8 +62,8 @@ internal sealed class ReaderTest : ServerTest
 
     public void ValuesCanBeHadAsOtherClasses()
     {
-        Run("CREATE TEMP TABLE t (i INTEGER, n NUMERIC(9,2), d DATE, z DATETIME WITH TIME ZONE, g VARCHAR(36), b BINARY(16), " +
-            "o BOOLEAN, x CLOB)");
+        Run("CREATE TEMP TABLE t (i INTEGER, n NUMERIC(9,2), d DATE, z DATETIME WITH TIME ZONE, " +
+            "g VARCHAR(36), b BINARY(16), o BOOLEAN, x CLOB)");
         var guid = new Guid("01234567-89ab-cdef-0123-456789abcdef");
         var binary = new TarnParameter("", guid) { DbType = DbType.Binary };
         var moment = new DateTimeOffset(2024, 2, 29, 1, 30, 0, TimeSpan.FromHours(2));
@@ -67,10 +73,13 @@ internal sealed class ReaderTest : ServerTest
             row.Read();
             object[] had =
             {
-                row.GetFieldValue<sbyte>(0), row.GetFieldValue<double>(0), row.GetFieldValue<decimal>(0), row.GetBoolean(0),
+                row.GetFieldValue<sbyte>(0), row.GetFieldValue<double>(0), row.GetFieldValue<decimal>(0),
+                row.GetBoolean(0),
                 row.GetFieldValue<decimal>(1), row.GetDouble(1), row.GetString(1), row.GetInt64(1),
-                row.GetFieldValue<DateTime>(2), row.GetString(2), row.GetFieldValue<DateTimeOffset>(3), row.GetDateTime(3),
-                row.GetFieldValue<Guid>(4), row.GetGuid(5), row.GetFieldValue<string>(4), row.GetBoolean(6), row.GetInt32(6),
+                row.GetFieldValue<DateTime>(2), row.GetString(2), row.GetFieldValue<DateTimeOffset>(3),
+                row.GetDateTime(3),
+                row.GetFieldValue<Guid>(4), row.GetGuid(5), row.GetFieldValue<string>(4), row.GetBoolean(6),
+                row.GetInt32(6),
                 row.GetFieldValue<object>(7), row.GetFieldValue<DateTime?>(7), row.GetFieldValue<int?>(0),
             };
             object[] expected =
@@ -96,7 +105,8 @@ internal sealed class ReaderTest : ServerTest
         {
             byte[] bytes = Enumerable.Range(0, size).Select(i => (byte)(i % 251)).ToArray();
             string text = new string('é', size / 2) + (size % 2 == 1 ? "x" : "");
-            using (TarnDataReader reader = Command("SELECT CAST(? AS BLOB), CAST(? AS TEXT)", bytes, text).ExecuteReader())
+            using (TarnDataReader reader =
+                       Command("SELECT CAST(? AS BLOB), CAST(? AS TEXT)", bytes, text).ExecuteReader())
             {
                 reader.Read();
                 Check.Equal(bytes, reader.GetValue(0), size.ToString());
@@ -116,7 +126,8 @@ internal sealed class ReaderTest : ServerTest
         {
             reader.Read();
             Stream stream = reader.GetStream(0);
-            Check.True(stream.CanRead && stream.CanSeek && !stream.CanWrite && stream.Length == 7, "read and seek only");
+            Check.True(stream.CanRead && stream.CanSeek && !stream.CanWrite && stream.Length == 7,
+                       "read and seek only");
             Check.Throws<NotSupportedException>(() => stream.Write(new byte[1], 0, 1));
             Check.Throws<NotSupportedException>(() => stream.SetLength(0));
             Check.Throws<ArgumentOutOfRangeException>(() => stream.Seek(-1, SeekOrigin.Begin));
@@ -141,7 +152,8 @@ internal sealed class ReaderTest : ServerTest
         Run("INSERT INTO t VALUES (1, 'one')");
         var adapter = new TarnDataAdapter(Command("SELECT * FROM t ORDER BY id"));
         TarnCommand insert = Command("INSERT INTO t VALUES (:id, :name)");
-        foreach (string column in new[] { "id", "name" }) insert.Parameters.AddWithValue(column, null).SourceColumn = column;
+        foreach (string column in new[] { "id", "name" })
+            insert.Parameters.AddWithValue(column, null).SourceColumn = column;
         adapter.InsertCommand = insert;
         var table = new DataTable();
         adapter.MissingSchemaAction = MissingSchemaAction.AddWithKey;

@@ -15,23 +15,28 @@ internal sealed class ValuesTest : ServerTest
     {
         new object[] { "BOOLEAN", true }, new object[] { "BOOLEAN", false },
         new object[] { "TINYINT", (sbyte)-128 }, new object[] { "SMALLINT", short.MinValue },
-        new object[] { "INTEGER", int.MinValue }, new object[] { "BIGINT", long.MinValue }, new object[] { "BIGINT", long.MaxValue },
+        new object[] { "INTEGER", int.MinValue }, new object[] { "BIGINT", long.MinValue },
+        new object[] { "BIGINT", long.MaxValue },
         new object[] { "NUMERIC(12,3)", -123456.789m }, new object[] { "NUMERIC(12,3)", 0.001m },
         new object[] { "FLOAT", 1.5f }, new object[] { "DOUBLE", 0.1 }, new object[] { "DOUBLE", -1e300 },
         new object[] { "VARCHAR(20)", "Grüße 地球 🌍" }, new object[] { "CLOB", "x" },
         new object[] { "VARCHAR(20)", "it's \"quoted\"" },
         new object[] { "BINARY(256)", bytes }, new object[] { "BLOB", bytes },
-        new object[] { "DATE", day }, new object[] { "DATE", new DateTime(1, 1, 1) }, new object[] { "DATE", new DateTime(9999, 12, 31) },
+        new object[] { "DATE", day }, new object[] { "DATE", new DateTime(1, 1, 1) },
+        new object[] { "DATE", new DateTime(9999, 12, 31) },
         new object[] { "DATETIME", day.AddHours(12).AddMilliseconds(789) },
         new object[] { "DATETIME", new DateTime(1969, 12, 31, 23, 59, 59, 999) },
         new object[] { "TIME", new TimeSpan(0, 23, 59, 59, 999) }, new object[] { "TIME", TimeSpan.Zero },
-        new object[] { "TIME WITH TIME ZONE", new DateTimeOffset(1970, 1, 1, 1, 30, 0, TimeSpan.FromHours(2)) },
-        new object[] { "DATETIME WITH TIME ZONE", new DateTimeOffset(day.AddTicks(1234560), TimeSpan.FromMinutes(-210)) },
+        new object[] { "TIME WITH TIME ZONE",
+                       new DateTimeOffset(1970, 1, 1, 1, 30, 0, TimeSpan.FromHours(2)) },
+        new object[] { "DATETIME WITH TIME ZONE",
+                       new DateTimeOffset(day.AddTicks(1234560), TimeSpan.FromMinutes(-210)) },
         new object[] { "INTERVAL DAY TO SECOND", new TimeSpan(-2, -3, -4, -5, -678) },
         new object[] { "INTERVAL DAY TO SECOND", new TimeSpan(0, 0, 5) },
         new object[] { "INTERVAL YEAR TO MONTH", new TarnYearToMonth(-14) },
         new object[] { "INTERVAL YEAR TO MONTH", new TarnYearToMonth(7) },
-        new object[] { "VARCHAR(36)", new Guid("01234567-89ab-cdef-0123-456789abcdef") }, new object[] { "BIGINT", DBNull.Value },
+        new object[] { "VARCHAR(36)", new Guid("01234567-89ab-cdef-0123-456789abcdef") },
+        new object[] { "BIGINT", DBNull.Value },
         new object[] { "CLOB", DBNull.Value }, new object[] { "DATETIME WITH TIME ZONE", DBNull.Value },
     };
 
@@ -48,7 +53,8 @@ internal sealed class ValuesTest : ServerTest
                 object back = each[1] is Guid ? reader.GetGuid(0) : reader.GetValue(0);
                 Check.Equal(each[1], back, type);
                 Check.Equal(each[1] is DBNull, reader.IsDBNull(0), type);
-                if (!(each[1] is DBNull || each[1] is Guid)) Check.Equal(back.GetType(), reader.GetFieldType(0), type);
+                if (!(each[1] is DBNull || each[1] is Guid))
+                    Check.Equal(back.GetType(), reader.GetFieldType(0), type);
                 Check.True(!reader.Read(), type);
             }
             Run("DROP TABLE t");
@@ -60,7 +66,8 @@ internal sealed class ValuesTest : ServerTest
         var parameter = new TarnParameter("", value);
         if (type == "DATE") parameter.DbType = DbType.Date;
         if (type.StartsWith("INTERVAL DAY")) parameter.TarnType = TarnType.DayToSecond;
-        if (type.StartsWith("TIME WITH") && value is DateTimeOffset) parameter.Value = ((DateTimeOffset)value).ToString("HH:mm:sszzz");
+        if (type.StartsWith("TIME WITH") && value is DateTimeOffset)
+            parameter.Value = ((DateTimeOffset)value).ToString("HH:mm:sszzz");
         return parameter;
     }
 
@@ -68,11 +75,15 @@ internal sealed class ValuesTest : ServerTest
     {
         var cases = new[]
         {
-            new object[] { (byte)200, DbType.Byte, 200L }, new object[] { ulong.MaxValue, DbType.UInt64, "18446744073709551615" },
-            new object[] { 'x', DbType.String, "x" }, new object[] { new[] { 'a', 'b' }, DbType.String, "ab" },
+            new object[] { (byte)200, DbType.Byte, 200L },
+            new object[] { ulong.MaxValue, DbType.UInt64, "18446744073709551615" },
+            new object[] { 'x', DbType.String, "x" },
+            new object[] { new[] { 'a', 'b' }, DbType.String, "ab" },
             new object[] { 1.5f, DbType.Single, 1.5 }, new object[] { DayOfWeek.Friday, DbType.Int32, 5L },
-            new object[] { new DateTime(2024, 2, 29, 1, 2, 3, 4).AddTicks(5678), DbType.DateTime, "2024-02-29 01:02:03.004" },
-            new object[] { new TimeSpan(0, 1, 2, 3, 4), DbType.Time, "01:02:03.004" }, new object[] { null, DbType.String, DBNull.Value },
+            new object[] { new DateTime(2024, 2, 29, 1, 2, 3, 4).AddTicks(5678), DbType.DateTime,
+                           "2024-02-29 01:02:03.004" },
+            new object[] { new TimeSpan(0, 1, 2, 3, 4), DbType.Time, "01:02:03.004" },
+            new object[] { null, DbType.String, DBNull.Value },
         };
         foreach (object[] each in cases)
         {
@@ -91,7 +102,8 @@ internal sealed class ValuesTest : ServerTest
 
     public void GettersConvertNumbersAndCheckTheirRange()
     {
-        using (TarnDataReader reader = Command("SELECT 300, 1.25, 'x', CAST(NULL AS INTEGER)").ExecuteReader())
+        using (TarnDataReader reader =
+                   Command("SELECT 300, 1.25, 'x', CAST(NULL AS INTEGER)").ExecuteReader())
         {
             reader.Read();
             Check.Equal((short)300, reader.GetInt16(0));
@@ -123,14 +135,16 @@ internal sealed class ValuesTest : ServerTest
         using (TarnDataReader reader = Command("SELECT * FROM t").ExecuteReader())
         {
             reader.Read();
-            for (int i = 0; i < 3; ++i) Check.Throws<TarnException>(() => reader.GetValue(i), reader.GetName(i));
+            for (int i = 0; i < 3; ++i)
+                Check.Throws<TarnException>(() => reader.GetValue(i), reader.GetName(i));
             Check.Equal(digits, reader.GetString(1));
             Check.Equal("3:04", reader.GetValue(3));
             Check.Equal(bytes, reader.GetValue(4));
         }
     }
 
-    /// In a session without descriptors contents stand in the row, with them they are fetched when they are read.
+    /// In a session without descriptors contents stand in the row, with them they are fetched when they are
+    /// read.
     public void LargeValuesAreReadWholeAndInPieces()
     {
         byte[] large = Enumerable.Range(0, 3000000).Select(i => (byte)(i * 7 + i / 256)).ToArray();
@@ -143,7 +157,8 @@ internal sealed class ValuesTest : ServerTest
                 command.CommandText = "CREATE TEMP TABLE big (b BLOB, c CLOB, e BLOB)";
                 command.ExecuteNonQuery();
                 command.CommandText = "INSERT INTO big VALUES (?, ?, ?)";
-                command.Parameters.AddRange(new object[] { new MemoryStream(large), new StringReader(text), null });
+                command.Parameters.AddRange(
+                    new object[] { new MemoryStream(large), new StringReader(text), null });
                 Check.Equal(1, command.ExecuteNonQuery());
                 command.Parameters.Clear();
                 command.Parameters.AddRange(new object[] { large, text, null });
@@ -181,7 +196,8 @@ internal sealed class ValuesTest : ServerTest
             Check.Equal((int)large.Last(), stream.ReadByte(), what);
             Check.Equal(-1, stream.ReadByte(), what);
         }
-        using (TextReader characters = reader.GetTextReader(1)) Check.Equal(text, characters.ReadToEnd(), what);
+        using (TextReader characters = reader.GetTextReader(1))
+            Check.Equal(text, characters.ReadToEnd(), what);
     }
 
     public void AStreamEndsWithItsRow()

@@ -1,7 +1,8 @@
-// The arrays of a batch: rows of Python objects, laid out column by column as TRN_BindParamArrayByPos takes them.
+// The arrays of a batch: rows of Python objects, laid out column by column as TRN_BindParamArrayByPos takes
+// them.
 //
-// A column has the type of its first value that is no null. A value of another type joins it when the Python side knows a type for
-// both; otherwise the batch ends before the row, which begins the next one.
+// A column has the type of its first non-null value. A value of another type is accepted if the Python side
+// knows a common type; otherwise the batch ends before the row, which begins the next one.
 #include <cstring>
 #include <new>
 #include <vector>
@@ -38,7 +39,7 @@ static Batch& batch_of(PyObject* self) noexcept {
     return *reinterpret_cast<Batch*>(self);
 }
 
-// How many bytes an element of a fixed size has; 0: a length and the bytes.
+// The size of a fixed-size element; 0: a length and the bytes.
 static size_t width_of(int32_t code) noexcept {
     switch (code) {
     case TRN_TYPE_BOOLEAN: return 1;
@@ -69,7 +70,7 @@ static void append_null(Column& column) {
     column.lengths.push_back(0);
 }
 
-// Gives a column of nulls its type.
+// Sets the type of a column that has only nulls so far.
 static void begin_type(Column& column, int32_t code) {
     const size_t nulls = column.lengths.size();
     column.code = code;
@@ -79,7 +80,7 @@ static void begin_type(Column& column, int32_t code) {
     column.size_before_row = column.values.size();
 }
 
-// The content in another type; empty without an exception when it has no exact form there.
+// Converts the content to another type; empty without an exception when there is no exact conversion.
 static Ref converted(int32_t from, int32_t to, const char* bytes, int32_t size) noexcept {
     Ref content(PyObject_CallFunction(hooks.convert, "iiy#", static_cast<int>(from), static_cast<int>(to),
                                       bytes, static_cast<Py_ssize_t>(size)));
@@ -91,7 +92,7 @@ static void append_converted(Column& column, PyObject* content) {
     append_element(column, PyBytes_AsString(content), static_cast<int32_t>(PyBytes_Size(content)));
 }
 
-// Brings the values so far into another type.
+// Converts the values so far to another type.
 static Fit widen(Column& column, int32_t code) {
     Column wider;
     wider.code = code;
@@ -145,7 +146,7 @@ static Fit append_value(const Batch& batch, Column& column, PyObject* object) {
     if (!encode(object, value)) return Fit::failed;
     if (value.lob) return Fit::other_type;
     if (batch.named && value.code == TRN_TYPE_BYTES)
-        return Fit::other_type; // bound by name it would travel 4 bytes late
+        return Fit::other_type; // bound by name it would be sent 4 bytes late
     if (!value.code) {
         append_null(column);
         return Fit::fits;
@@ -156,7 +157,7 @@ static Fit append_value(const Batch& batch, Column& column, PyObject* object) {
     return Fit::fits;
 }
 
-// Takes back what a row that does not fit has left.
+// Removes the values of a row that does not fit.
 static void drop_row(Batch& batch) {
     const auto rows = static_cast<size_t>(batch.rows);
     for (Column& column : *batch.columns) {
@@ -186,8 +187,9 @@ static PyObject* odd_row(Ref row) noexcept {
     return PyTuple_Pack(1, row.get());
 }
 
-// Takes rows, tuples or lists of the right length, from an iterator, until so many rows or bytes are there. Returns the row that is
-// of another kind or does not fit, in a tuple; None when the batch is full or the rows have ended.
+// Takes rows (tuples or lists of the right length) from an iterator until there are that many rows or bytes.
+// Returns a row of another kind or that does not fit, in a tuple; None when the batch is full or the rows
+// have ended.
 static PyObject* fill(PyObject* self, PyObject* arguments) noexcept {
     Batch& batch = batch_of(self);
     PyObject* rows = nullptr;
@@ -215,7 +217,8 @@ static PyObject* fill(PyObject* self, PyObject* arguments) noexcept {
     return new_reference(Py_None);
 }
 
-// (connection, names or None): the status of the first bind that fails, or 0. The batch must live until the execution.
+// (connection, names or None): the status of the first bind that fails, or 0. The batch must live until the
+// execution.
 static PyObject* bind_arrays(PyObject* self, PyObject* arguments) noexcept {
     Batch& batch = batch_of(self);
     PyObject *connection, *names;

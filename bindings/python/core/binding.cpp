@@ -1,5 +1,5 @@
-// Python objects as single parameters. The types that programs use most are told apart here; all others are encoded by the Python
-// side, into the same form: the code of a type and its bytes as they lie in memory.
+// Python objects as single parameters. The most common types are handled here; all others are encoded by the
+// Python side, into the same form: a type code and the bytes in memory order.
 #include "binding.h"
 
 #include <cstring>
@@ -42,7 +42,8 @@ static bool encode_integer(PyObject* object, EncodedValue& value) noexcept {
 static bool encode_bytes(PyObject* object, EncodedValue& value, int32_t code, Ref bytes) noexcept {
     char* content = nullptr;
     Py_ssize_t size = 0;
-    // Of a text that is not valid UTF-8 the Python side tells what is wrong, and of a long one it makes a large object.
+    // The Python side reports what is wrong with a text that is not valid UTF-8, and makes a large object of
+    // a long one.
     if (!bytes || PyBytes_AsStringAndSize(bytes.get(), &content, &size) || size > longest_value) {
         PyErr_Clear();
         return encode_by_hook(object, value);

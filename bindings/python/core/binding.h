@@ -5,10 +5,10 @@
 
 namespace tarn_python {
 
-// Longer texts and bytes travel as large objects.
+// Longer texts and bytes are sent as large objects.
 constexpr Py_ssize_t longest_value = 65535;
 
-// A null as it is made.
+// Initially a null.
 struct EncodedValue {
     int32_t code = 0;
     int32_t size = 0;

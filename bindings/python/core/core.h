@@ -1,8 +1,8 @@
-// What the sources of the compiled core share: the interpreter's limited interface, the calls of the driver library, and what the
-// module's Python side has handed over.
+// Shared by the sources of the compiled core: Python's limited API, the calls of the driver library, and the
+// objects that the module's Python side has passed in.
 //
-// The core links to no driver library: it calls the one that the Python side has loaded, through addresses that it is given at
-// attach(). Every function here is called with the interpreter's lock held.
+// The core does not link to the driver library: it calls the one that the Python side has loaded, through
+// addresses passed to attach(). Every function here is called with the GIL held.
 #pragma once
 
 #include <cstddef>
@@ -35,16 +35,16 @@ struct Driver {
     decltype(&TRN_ExecBatch) execute_batch;
 };
 
-// Python objects that the core calls or makes values with; references held for the life of the process.
+// Python objects that the core calls or makes values with; references held for the lifetime of the process.
 struct Hooks {
     PyObject* failure;    // (status, handle variable) -> exception
     PyObject* conversion; // (exception) -> exception, for a value that Python's type cannot hold
     PyObject*
         value_reader;    // (address of a handle variable, column, type, descriptors, in_session) -> callable
-    PyObject* statement; // (statement) -> bytes, or raises what is wrong with it
+    PyObject* statement; // (statement) -> bytes, or raises an error
     PyObject* encode;    // (value) -> (code, bytes or large object)
     PyObject* common_type; // (code, code) -> the code of a type that holds both; 0: none
-    PyObject* convert;     // (from, to, bytes) -> bytes; None: the value has no exact form there
+    PyObject* convert;     // (from, to, bytes) -> bytes; None: there is no exact conversion
     PyObject* long_number; // (address of a handle variable, column) -> a NUMERIC whose text is cut
     PyObject* decimal;
     PyObject* date;
@@ -81,18 +81,18 @@ inline PyObject* new_reference(PyObject* object) noexcept {
     return object;
 }
 
-// The address that an int object tells; null with an exception set when it is none.
+// The address in an int object; null with an exception set when it is not one.
 inline void* address_of(PyObject* number) noexcept {
     return PyLong_AsVoidPtr(number);
 }
 
-// Adds a type of this layout to the module. False with an exception set.
+// Adds a type with this layout to the module. False with an exception set.
 bool add_type(PyObject* module, const char* name, PyType_Spec* layout) noexcept;
-// Of the sources beside this one.
+// Defined in the other sources.
 bool add_row_reader(PyObject* module) noexcept;
 bool add_batch(PyObject* module) noexcept;
-// Binds the values of a tuple or list, by position where names is None. Large objects join the list held, to live until the
-// execution. The status of the first bind that fails, or 0; 1 with an exception set.
+// Binds the values of a tuple or list, by position where names is None. Large objects join the list held, to
+// live until the execution. The status of the first bind that fails, or 0; 1 with an exception set.
 int32_t bind_values(TRN_HANDLE* connection, PyObject* names, PyObject* values, PyObject* held) noexcept;
 
 PyObject* describe(PyObject* module, PyObject* arguments) noexcept;

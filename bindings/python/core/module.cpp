@@ -1,4 +1,5 @@
-// The extension module tarnsql._core: what the Python side hands over, and the functions it calls for every statement.
+// The extension module tarnsql._core: attaching the Python side, and the functions it calls for every
+// statement.
 #include <cstring>
 
 #include "core.h"
@@ -68,7 +69,7 @@ static PyObject* configure(PyObject*, PyObject* given) noexcept {
     return whole ? new_reference(Py_None) : nullptr;
 }
 
-// The statement as UTF-8. Null with an exception set for what is no text.
+// The statement as UTF-8. Null with an exception set if it is not a text.
 static Ref encoded_statement(PyObject* text) noexcept {
     if (PyUnicode_Check(text)) {
         Ref encoded(PyUnicode_AsUTF8String(text));
@@ -80,7 +81,8 @@ static Ref encoded_statement(PyObject* text) noexcept {
     return Ref(PyObject_CallFunctionObjArgs(hooks.statement, text, nullptr));
 }
 
-// What a result item is: its kind, the rows affected, the identifier of the inserted row, the number of rows.
+// Describes a result item: its kind, the rows affected, the identifier of the inserted row, the number of
+// rows.
 static PyObject* describe_item(int32_t status, TRN_HANDLE* result) noexcept {
     constexpr int32_t rows_attribute = 62;
     int32_t kind = 0, affected = 0;
@@ -91,8 +93,8 @@ static PyObject* describe_item(int32_t status, TRN_HANDLE* result) noexcept {
     return Py_BuildValue("iiiyL", status, kind, affected, identifier, static_cast<long long>(rows));
 }
 
-// (connection, statement, result, names or None, values or None, held): the status of TRN_ExecwithDataReader, or of the bind that
-// failed, and the first result item. The connection is left without parameters.
+// (connection, statement, result, names or None, values or None, held): the status of TRN_ExecwithDataReader,
+// or of the bind that failed, and the first result item. The connection is left without parameters.
 static PyObject* run(PyObject*, PyObject* arguments) noexcept {
     PyObject *connection, *text, *result, *names, *values, *held;
     if (!PyArg_ParseTuple(arguments, "OOOOOO", &connection, &text, &result, &names, &values, &held))
@@ -116,7 +118,7 @@ static PyObject* run(PyObject*, PyObject* arguments) noexcept {
 static PyObject* release(PyObject*, PyObject* result) noexcept {
     auto* variable = static_cast<TRN_HANDLE*>(address_of(result));
     if (PyErr_Occurred()) return nullptr;
-    TRN_HANDLE item = std::exchange(*variable, nullptr); // no other thread finds it from here on
+    TRN_HANDLE item = std::exchange(*variable, nullptr); // from now on no other thread finds it
     Py_BEGIN_ALLOW_THREADS;
     while (driver.next_result(&item) == TRN_OK && item) {
     }

@@ -1,8 +1,8 @@
-// Rows of a result as Python tuples. A value is asked of the library in the form that suits its column and made into an object at
-// once; columns of types that have no such form here are read by callables of the Python side.
+// Rows of a result as Python tuples. A value is read from the library in the form that suits its column and
+// made into an object directly; columns of types not handled here are read by callables of the Python side.
 //
-// The interpreter's lock is held throughout: nothing here waits. Creating an object can still run the collector, and with it any
-// Python code, which may close the reader: it has a handle of its own, which is null then.
+// The GIL is held throughout: nothing here blocks. But creating an object can run the garbage collector, and
+// with it any Python code, which may close the reader: so the reader has its own handle, which is then null.
 #include <chrono>
 #include <cstring>
 #include <new>
@@ -22,23 +22,23 @@ struct Field {
     PyObject* callable;
 };
 
-// Dates repeat within a result: the last ones are kept, each in the place that its day falls to.
+// Dates repeat within a result: a cache keeps recent ones, indexed by day.
 struct KeptDate {
     int32_t day;
     PyObject* date;
 };
 constexpr uint32_t kept_dates = 256;
 
-constexpr int32_t common_size = 1024; // of the buffer that byte runs are first read into
+constexpr int32_t common_size = 1024; // of the buffer into which byte runs are first read
 constexpr int32_t text_size = 64;     // of a number's text
-constexpr int32_t longest_text = 63;  // here the library cuts it
+constexpr int32_t longest_text = 63;  // the library cuts texts here
 
 struct RowReader {
     PyObject_HEAD TRN_HANDLE* variable; // the cursor's
-    TRN_HANDLE own;                     // the same record; null once closed: the library then refuses
+    TRN_HANDLE own;                     // the same record; null once closed, which the library refuses
     Field* fields;
     int32_t count;
-    bool atoms; // no value can hold references
+    bool atoms; // no value can hold references to others
     long long rows_read;
     char* buffer;
     int32_t capacity;
@@ -101,7 +101,8 @@ PyObject* read_double(RowReader& reader, int32_t column) noexcept {
     return status ? null_or_failure(reader, status) : PyFloat_FromDouble(value);
 }
 
-// The value's bytes into the buffer, which grows as it must. The status; the length when it is 0.
+// Reads the value's bytes into the buffer, which grows as needed. Returns the status, and the length when it
+// is 0.
 int32_t read_bytes_into_buffer(RowReader& reader, int32_t column, int32_t& length) noexcept {
     if (!reader.buffer) {
         reader.buffer = static_cast<char*>(PyMem_Malloc(common_size));
@@ -147,14 +148,14 @@ PyObject* read_numeric(RowReader& reader, int32_t column) noexcept {
     return digits ? PyObject_CallFunctionObjArgs(hooks.decimal, digits.get(), nullptr) : nullptr;
 }
 
-// Dates and times are made from the bytes by which they are pickled, big-endian, which every version of Python takes: a call with
-// one argument where the fields would be up to seven.
+// Dates and times are made from their pickle form, big-endian bytes, which every version of Python accepts: a
+// call with one argument instead of up to seven fields.
 PyObject* make_from_state(PyObject* type, const uint8_t* state, Py_ssize_t size) noexcept {
     const Ref bytes(PyBytes_FromStringAndSize(reinterpret_cast<const char*>(state), size));
     return bytes ? PyObject_CallFunctionObjArgs(type, bytes.get(), nullptr) : nullptr;
 }
 
-// Into four bytes: year, month, day. False with an exception set when Python has no such date.
+// Writes four bytes: year, month, day. False with an exception set when Python has no such date.
 bool put_date(int64_t days, uint8_t* state) noexcept {
     constexpr int64_t first = -719162, last = 2932896; // 0001-01-01 and 9999-12-31
     if (days < first || days > last) {
@@ -170,7 +171,7 @@ bool put_date(int64_t days, uint8_t* state) noexcept {
     return true;
 }
 
-// Into six bytes: hour, minute, second, and three of microseconds.
+// Writes six bytes: hour, minute, second, and three of microseconds.
 void put_time(int32_t milliseconds, uint8_t* state) noexcept {
     const int32_t seconds = milliseconds / 1000, microseconds = milliseconds % 1000 * 1000;
     state[0] = static_cast<uint8_t>(seconds / 3600);
@@ -233,7 +234,7 @@ PyObject* read_datetime(RowReader& reader, int32_t column) noexcept {
     return make_from_state(hooks.datetime, state, sizeof state);
 }
 
-// One table row a type; the values of all others are read by callables.
+// One row for each type; values of all others are read by callables.
 constexpr struct {
     int32_t code;
     ReadValue read;
@@ -251,7 +252,7 @@ ReadValue native_reader(long code) noexcept {
     return nullptr;
 }
 
-// A value that could not be made: an exception of Python's conversions becomes the module's own.
+// A value could not be made: turns an exception of Python's conversions into the module's own.
 void name_conversion_error() noexcept {
     if (!PyErr_ExceptionMatches(hooks.conversion_errors)) return;
     PyObject *kind, *value, *trace;
@@ -262,7 +263,7 @@ void name_conversion_error() noexcept {
     if (error) PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(error.get())), error.get());
 }
 
-// The current row. It counts as read whatever comes out.
+// The current row. It counts as read even on failure.
 PyObject* make_row(RowReader& reader) noexcept {
     ++reader.rows_read;
     Ref row(PyTuple_New(reader.count));
@@ -275,7 +276,7 @@ PyObject* make_row(RowReader& reader) noexcept {
         }
         PyTuple_SetItem(row.get(), i, value);
     }
-    // Nothing in it can be part of a cycle: the collector need not look at it, as it would find out itself later.
+    // The tuple cannot be part of a cycle: untrack it now, as the collector would do later.
     if (reader.atoms) PyObject_GC_UnTrack(row.get());
     return row.release();
 }
@@ -329,8 +330,8 @@ static void release_reader(PyObject* self) noexcept {
     Py_DECREF(type);
 }
 
-// The columns' types. Where one is not read here the Python side gives a callable, which reads from the address of the handle.
-// False with an exception set.
+// Sets up the columns' types. For one that is not read here the Python side supplies a callable, which reads
+// through the address of the handle. False with an exception set.
 static bool take_fields(RowReader& reader, bool descriptors, PyObject* in_session) noexcept {
     int32_t room = 0;
     for (int32_t code = 0;; ++reader.count) {

@@ -8,7 +8,7 @@
 
 namespace tarn::platform {
 
-// SIGPIPE goes to the thread that writes: it is blocked there, and one that came meanwhile is taken away again.
+// SIGPIPE goes to the writing thread: it is blocked there, and one that became pending is consumed.
 void write_text(std::FILE* file, const char* text) noexcept {
     sigset_t broken_pipe, before, pending;
     sigemptyset(&broken_pipe);

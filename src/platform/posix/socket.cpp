@@ -25,8 +25,8 @@ static int descriptor(Socket socket) {
     return static_cast<int>(socket);
 }
 
-// A stream that is none of the standard descriptors, which a process may have closed: 0 stands for "none", and what is printed
-// goes to 1 and 2. -1 on failure.
+// A socket whose descriptor is above 2: a process may have closed the standard descriptors, but 0 means
+// "no stream", and lines are printed to 1 and 2. -1 on failure.
 static int open_stream() {
     constexpr int first_own = 3;
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -99,7 +99,7 @@ void set_receive_timeout(Socket socket, int32_t timeout_ms) noexcept {
     setsockopt(descriptor(socket), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
 }
 
-// A signal can cut a blocking send short: what is left then follows, as if it had not been interrupted.
+// A signal can cut a blocking send short: the rest is then sent as if it had not been interrupted.
 ptrdiff_t send_some(Socket socket, const void* data, size_t size) noexcept {
     if (!socket) return -1;
     size_t done = 0;

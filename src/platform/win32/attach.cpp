@@ -1,5 +1,5 @@
-// The DLL's entry point; part of the DLL only. A program that links the static library starts the sockets layer by its
-// first open.
+// The DLL's entry point; part of the DLL only. In a program that links the static library the first open
+// starts the sockets layer.
 #include "platform/platform.h"
 
 #include <windows.h>

@@ -5,7 +5,7 @@
 
 namespace tarn::platform {
 
-// A Lock is never looked into: its address is the system's semaphore handle.
+// Lock is never dereferenced: its address is the system's semaphore handle.
 static HANDLE handle(Lock* lock) {
     return reinterpret_cast<HANDLE>(lock);
 }

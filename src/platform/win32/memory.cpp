@@ -1,7 +1,7 @@
 // Blocks and pages of memory on Windows.
 //
-// Its heap copies a large block to resize it. Large blocks are therefore address space of their own, reserved with room to
-// grow, of which as much is committed as is in use.
+// The Windows heap copies a large block to resize it. Large blocks therefore get their own address space,
+// reserved with room to grow and committed as it is used.
 #include "platform/platform.h"
 
 #include <algorithm>
@@ -14,16 +14,16 @@ namespace tarn::platform {
 
 namespace {
 
-// What every block begins with; its user gets the address behind it.
+// The header of every block; its user gets the address after it.
 struct alignas(16) BlockHead {
-    size_t reserved; // address space, the head included; 0: the block is the heap's
-    size_t size;     // the user's
+    size_t reserved; // address space, this header included; 0: a heap block
+    size_t size;     // of the user's part
 };
 
 } // namespace
 
-static constexpr size_t smallest_reserved = 65536; // the system reserves in this unit
-static constexpr size_t growth_reserved = 64; // times the size: address space costs nothing until it is used
+static constexpr size_t smallest_reserved = 65536; // the allocation granularity
+static constexpr size_t growth_reserved = 64;      // times the size: unused address space is free
 
 static BlockHead* head_of(void* block) noexcept {
     return static_cast<BlockHead*>(block) - 1;
@@ -49,7 +49,7 @@ static BlockHead* make_block(size_t size) noexcept {
     return head;
 }
 
-// Adds or drops pages at the end. False when the block has to move, or memory is short.
+// Commits or releases pages at the end. False when the block must move, or memory is short.
 static bool resize_in_place(BlockHead* head, size_t size) noexcept {
     const size_t total = size + sizeof(BlockHead);
     if (total > head->reserved) return false;

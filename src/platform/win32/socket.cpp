@@ -1,5 +1,5 @@
 // Stream sockets of Windows Sockets 2.
-// winsock2.h has to come before windows.h, which standard headers may include.
+// winsock2.h must come before windows.h, which standard headers may include.
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
@@ -78,7 +78,7 @@ Socket begin_connect(uint32_t address, uint16_t port, const KeepAlive& keep_aliv
     return 0;
 }
 
-// A refusal is an exceptional condition here, not writability.
+// Winsock reports a refused connect as an exceptional condition, not as writability.
 Connecting wait_connected(Socket socket, int32_t wait_ms, int32_t& error) noexcept {
     fd_set writable, failed;
     FD_ZERO(&writable);
@@ -123,7 +123,7 @@ ptrdiff_t receive_some(Socket socket, void* data, size_t size) noexcept {
     return recv(socket, static_cast<char*>(data), call_size(size), 0);
 }
 
-// A receive that already waits takes no notice of a shutdown: its input is cancelled.
+// A shutdown does not wake a receive that is already waiting: cancel its I/O.
 void abort_stream(Socket socket) noexcept {
     shutdown(socket, SD_BOTH);
     CancelIoEx(reinterpret_cast<HANDLE>(socket), nullptr);

@@ -101,7 +101,7 @@ _BY_WORDS = [
     ),
     (r"not supported|unsupported|not implemented", NotSupportedError),
     (
-        r"out of range|overflow|mismatch|division by zero|divided by zero|too (big|long|large)|valid|cannot be given|does not fit",
+        r"out of range|overflow|mismatch|division by zero|divided by zero|too (big|long|large)|valid|cannot be converted|does not fit",
         DataError,
     ),
     (
