@@ -15,6 +15,7 @@ namespace tarn {
 static constexpr size_t staging_size = 512000;
 static constexpr size_t staging_reserve = 64000; // a row that reaches it ends its block
 static constexpr size_t value_head_size = 5;     // wire type and length
+static constexpr int32_t most_short_columns = staging_reserve / (value_head_size + short_run);
 
 // Whether every row has an element that ends with a value of the row's length. The bind has checked that all
 // of them can be read; for types with an element size fewer bytes may have been copied.
@@ -36,6 +37,8 @@ BatchEncoder::BatchEncoder(Conn& conn, const ParamSet& set) noexcept
         column.whole = is_whole(column, set.array_size);
         if (column.end - column.element >= static_cast<ptrdiff_t>(short_run))
             column.last_run = column.end - short_run;
+        if (type_size_ == 1 && column.whole && i == short_columns_ && i < most_short_columns)
+            ++short_columns_;
     }
 }
 
@@ -173,13 +176,36 @@ inline bool BatchEncoder::stage_value(Staging& at, ArrayColumn& column, int32_t 
     }
 }
 
+// Stages the short runs at the start of a row, up to one that is longer or too close to the end of its array
+// to be copied in one piece. A row starts with at least staging_reserve bytes of room, which is enough for
+// them. Returns the first column not staged.
+inline ArrayColumn* BatchEncoder::stage_short_runs(Staging& at, int32_t row) noexcept {
+    Staging typed{at.to, at.end, 1};
+    ArrayColumn* column = columns_.get();
+    for (ArrayColumn* const end = column + short_columns_; column != end; ++column) {
+        const size_t size = static_cast<uint32_t>(column->lengths[row]); // large for a negative length
+        const uint8_t* bytes = column->element + column->skip;
+        if (size > short_run || bytes > column->last_run) break;
+        column->element = bytes + size;
+        typed.put_type(*column);
+        typed.put_length(static_cast<uint32_t>(size));
+        if (size > sizeof(Bytes16))
+            copy_short_run(typed.to, bytes);
+        else
+            store(typed.to, load<Bytes16>(bytes));
+        typed.to += size;
+    }
+    at.to = typed.to;
+    return column;
+}
+
 // The staging position is a local variable, which stays in registers if all staging functions are inlined:
 // the compiler must assume that staged bytes alias the members.
 bool BatchEncoder::stage_rows(int32_t end) noexcept {
     Staging at{staged_.get(), room_end_, type_size_};
     ArrayColumn* const columns_end = columns_.get() + set_.count;
     for (int32_t row = row_; row < end; ++row) {
-        for (ArrayColumn* column = columns_.get(); column != columns_end; ++column)
+        for (ArrayColumn* column = stage_short_runs(at, row); column != columns_end; ++column)
             if (!stage_value(at, *column, row)) return false;
         complete_ = static_cast<size_t>(at.to - staged_.get());
         if (complete_ + staging_reserve <= room() && complete_ <= staging_size) continue;

@@ -48,6 +48,7 @@ class BatchEncoder {
   private:
     void put_row() noexcept;
     bool stage_rows(int32_t end) noexcept;
+    ArrayColumn* stage_short_runs(Staging& at, int32_t row) noexcept;
     bool stage_value(Staging& at, ArrayColumn& column, int32_t row) noexcept;
     template <class T> bool stage_number(Staging& at, ArrayColumn& column, int32_t length) noexcept;
     bool stage_whole(Staging& at, ArrayColumn& column, int32_t length) noexcept;
@@ -65,8 +66,9 @@ class BatchEncoder {
     Owned<ArrayColumn[]> columns_; // positioned at the row's elements, one per slot
     Owned<uint8_t> staged_;        // short_run bytes larger than its room
     uint8_t* room_end_;
-    size_t complete_ = 0; // the part that holds whole rows
-    int32_t row_ = 0;     // the next one
+    int32_t short_columns_ = 0; // those that stage_short_runs handles
+    size_t complete_ = 0;       // the part that holds whole rows
+    int32_t row_ = 0;           // the next one
 };
 
 } // namespace tarn

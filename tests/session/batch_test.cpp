@@ -151,10 +151,14 @@ TEST(batch, sends_blocks_of_whole_rows) {
     std::vector<Sizes> mixed;
     for (std::size_t r = 0; r < 30; ++r)
         mixed.push_back({sizes[r % 11], sizes[r * 5 % 7], sizes[r * 3 % 11] / 2});
+    const std::size_t short_sizes[] = {0, 16, 64, 1, 17, 65, 200, 63, 5};
+    std::vector<Sizes> shorts;
+    for (std::size_t r = 0; r < 100; ++r)
+        shorts.push_back({short_sizes[r % 9], short_sizes[r * 5 % 7], short_sizes[r / 9 % 9], r % 2});
     // clang-format off
     /* The sizes of the values, row for row, and how many of the rows behind the first travel in each block. */
     const struct { std::vector<Sizes> rows; Sizes typed_blocks, untyped_blocks; } cases[] = {
-        {{{1}}, {}, {}}, {mixed, {2, 2, 3, 1, 1, 1, 5, 2, 2, 3, 3, 4}, {2, 2, 3, 1, 1, 1, 5, 2, 2, 3, 3, 4}},
+        {{{1}}, {}, {}}, {shorts, {99}, {99}}, {mixed, {2, 2, 3, 1, 1, 1, 5, 2, 2, 3, 3, 4}, {2, 2, 3, 1, 1, 1, 5, 2, 2, 3, 3, 4}},
         {{{1}, {447995}, {1}, {447996}, {511995}, {511996}, {1}, {447990}, {63990}, {447990}, {64000}, {1}},
          {2, 1, 1, 1, 4, 2}, {2, 1, 1, 2, 3, 2}},
         {{{9, 600000}, {9, 1}, {9, 600000}, {9, 3000}, {9, 500000}, {9, 600000}, {9, 700000}, {9, 540000}, {9, 2}, {9, 500000}, {9, 300000}},

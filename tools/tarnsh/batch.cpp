@@ -55,9 +55,9 @@ ColumnValues::ColumnValues(bool binary, std::size_t most_rows) : lengths_(most_r
 
 void ColumnValues::grow(std::size_t size) {
     const std::size_t used = end_ ? this->size() : 0;
-    bytes_.resize(std::max(2 * bytes_.size(), used + size + 2 * step));
+    bytes_.resize(std::max(2 * bytes_.size(), used + size + step));
     end_ = bytes_.data() + used;
-    limit_ = bytes_.data() + bytes_.size() - 2 * step;
+    limit_ = bytes_.data() + bytes_.size() - step;
 }
 
 void ColumnValues::add(std::size_t row, std::string_view value) {

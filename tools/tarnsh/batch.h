@@ -26,16 +26,13 @@ class ColumnValues {
 
     // For each row, in their order.
     void add(std::size_t row, std::string_view value);
-    // The same, without a gap, for a value behind which 32 more bytes can be read: most are copied in one step or two.
+    // The same, without a gap, for a value that fits and behind which 16 more bytes can be read: it is copied in steps.
+    bool fits(std::size_t size) const { return size <= static_cast<std::size_t>(limit_ - end_); }
     void add_padded(std::size_t row, const char* value, std::size_t size) {
-        if (static_cast<std::size_t>(limit_ - end_) < size) [[unlikely]]
-            grow(size);
         char* const place = end_;
         std::memcpy(place, value, step);
-        if (size > step) {
-            std::memcpy(place + step, value + step, step);
-            if (size > 2 * step) std::memcpy(place + 2 * step, value + 2 * step, size - 2 * step);
-        }
+        for (std::size_t at = step; at < size; at += step)
+            std::memcpy(place + at, value + at, step);
         end_ = place + size;
         lengths_[row] = static_cast<std::int32_t>(size);
     }
@@ -54,7 +51,7 @@ class ColumnValues {
 
     void grow(std::size_t size);
 
-    // Of what is in use, and of what values may take: behind it there is room for two steps.
+    // Of what is in use, and of what values may take: behind it there is room for a step.
     char *end_ = nullptr, *limit_ = nullptr;
     std::vector<std::int32_t> lengths_;
     std::vector<char> bytes_;

@@ -87,29 +87,34 @@ class Records {
     // there are columns. Gives the index of the field that it does not take. Most of a copy's time passes here: the loop has a
     // function of its own, whose variables find room in registers, and an empty null text needs no look at all.
     template <bool has_null> [[gnu::noinline]] std::size_t take_bare(Batch& batch, std::size_t i) {
-        ColumnValues *const columns = batch.columns.data(), *const last = columns + batch.columns.size() - 1,
+        const std::size_t count = batch.columns.size();
+        ColumnValues *const columns = batch.columns.data(), *const last = columns + count - 1,
                             *column = columns + i;
         const char delimiter = reader_.marks().delimiter;
         CsvReader::Marked at = reader_.marked();
         const std::size_t most_rows = batch.most_rows();
         std::size_t row = batch.rows();
+        std::size_t left = count - i; // fields up to the end of the row
         const auto take = [&](const char* end, std::size_t size) {
             if (has_null && std::string_view(at.from, size) == null_text_) size = 0;
+            if (!column->fits(size)) [[unlikely]]
+                return false;
             column->add_padded(row, at.from, size);
             at.from = end + 1;
             ++at.next;
+            return true;
         };
-        while (row < most_rows && at.end - at.next > last - column) {
+        while (row < most_rows && static_cast<std::size_t>(at.end - at.next) >= left) {
             for (; column != last; ++column) {
                 const char* const end = at.window + *at.next;
-                if (*end != delimiter) break;
-                take(end, static_cast<std::size_t>(end - at.from));
+                if (*end != delimiter || !take(end, static_cast<std::size_t>(end - at.from))) break;
             }
             const char* const end = at.window + *at.next;
             if (column != last || *end != '\n') break;
             const bool returns = end != at.from && end[-1] == '\r';
-            take(end, static_cast<std::size_t>(end - at.from) - (returns ? 1 : 0));
+            if (!take(end, static_cast<std::size_t>(end - at.from) - (returns ? 1 : 0))) break;
             column = columns;
+            left = count;
             ++row;
         }
         reader_.pass(at, row - batch.rows(), [&](std::size_t line) { batch.end_row(line); });

@@ -22,7 +22,7 @@ namespace {
 constexpr std::size_t read_size = 1 << 17, window_size = 1 << 14, block_size = 64;
 
 // One bit for each byte of a block that is a mark.
-std::uint64_t mask_of(const char* block, CsvMarks marks) {
+[[gnu::always_inline]] inline std::uint64_t mask_of(const char* block, CsvMarks marks) {
 #ifdef __SSE2__
     const __m128i delimiters = _mm_set1_epi8(marks.delimiter), quotes = _mm_set1_epi8(marks.quote),
                   feeds = _mm_set1_epi8('\n');
@@ -43,33 +43,40 @@ std::uint64_t mask_of(const char* block, CsvMarks marks) {
 #endif
 }
 
-// std::popcount is a call where not every processor has the instruction.
-unsigned count_bits(std::uint64_t mask) {
-    mask -= (mask >> 1) & 0x5555'5555'5555'5555;
-    mask = (mask & 0x3333'3333'3333'3333) + ((mask >> 2) & 0x3333'3333'3333'3333);
-    mask = (mask + (mask >> 4)) & 0x0F0F'0F0F'0F0F'0F0F;
-    return static_cast<unsigned>((mask * 0x0101'0101'0101'0101) >> 56);
-}
-
 // Writes the places of the marks and returns the end of them. Most blocks have no more than eight: so many are written at once,
 // and those that are too many are written over.
-std::uint16_t* write_marks(const char* text, std::size_t size, CsvMarks marks, std::uint16_t* out) {
-    constexpr std::uint64_t never_zero = std::uint64_t{1} << 63;
+[[gnu::always_inline]] inline std::uint16_t* write_marks_inline(const char* text, std::size_t size,
+                                                                CsvMarks marks, std::uint16_t* out) {
     for (std::size_t begin = 0; begin < size; begin += block_size) {
         std::uint64_t mask = mask_of(text + begin, marks);
         if (size - begin < block_size) mask &= (std::uint64_t{1} << (size - begin)) - 1;
         const auto write_two = [&] {
             for (int i = 0; i < 2; ++i, mask &= mask - 1)
-                *out++ = static_cast<std::uint16_t>(
-                    begin + static_cast<unsigned>(std::countr_zero(mask | never_zero)));
+                *out++ = static_cast<std::uint16_t>(begin + static_cast<unsigned>(std::countr_zero(mask)));
         };
-        std::uint16_t* const end = out + count_bits(mask);
+        std::uint16_t* const end = out + std::popcount(mask);
         do {
             write_two(), write_two(), write_two(), write_two();
         } while (out < end);
         out = end;
     }
     return out;
+}
+
+#ifdef __x86_64__
+// The same for processors that count bits by themselves, which are nearly all.
+[[gnu::target("avx,bmi,popcnt")]] std::uint16_t* write_marks_avx(const char* text, std::size_t size,
+                                                                 CsvMarks marks, std::uint16_t* out) {
+    return write_marks_inline(text, size, marks, out);
+}
+#endif
+
+std::uint16_t* write_marks(const char* text, std::size_t size, CsvMarks marks, std::uint16_t* out) {
+#ifdef __x86_64__
+    if (__builtin_cpu_supports("avx") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("popcnt"))
+        return write_marks_avx(text, size, marks, out);
+#endif
+    return write_marks_inline(text, size, marks, out);
 }
 
 } // namespace
