@@ -73,7 +73,7 @@ def _int(value: int) -> Encoded:
 
 def _decimal(value: Decimal) -> Encoded:
     if not value.is_finite():
-        raise DataError(f"{value} is no number that the server knows")
+        raise DataError(f"{value} is not a number that the server accepts")
     return _text(format(value, "f"))
 
 
@@ -482,4 +482,4 @@ class Output:
         try:
             return self._convert(self.buffer.raw[:length])
         except (struct.error, *CONVERSION_ERRORS) as error:
-            raise DataError(f"an output is no {self.type.__name__}: {error}") from error
+            raise DataError(f"an output is not a {self.type.__name__}: {error}") from error

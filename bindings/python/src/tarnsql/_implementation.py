@@ -12,7 +12,7 @@ from typing import Any
 def _choose() -> Any:
     wanted = os.environ.get("TARNSQL_PYTHON", "")
     if wanted not in ("", "core", "pure"):
-        raise ImportError(f"TARNSQL_PYTHON is 'core' or 'pure', not {wanted!r}")
+        raise ImportError(f"TARNSQL_PYTHON must be 'core' or 'pure', not {wanted!r}")
     if wanted == "pure":
         return None
     try:

@@ -174,7 +174,7 @@ def library() -> ctypes.CDLL:
         try:
             call = getattr(loaded, name)
         except AttributeError:
-            raise InterfaceError(f"{loaded._name} is no tarnsql library: it has no {name}") from None
+            raise InterfaceError(f"{loaded._name} is not a tarnsql library: it has no {name}") from None
         call.argtypes = arguments
         call.restype = _int
     if core:
@@ -213,7 +213,7 @@ def c_text(text: str, what: str = "the statement") -> bytes:
     try:
         encoded = text.encode("utf-8")
     except (UnicodeEncodeError, AttributeError) as error:
-        raise InterfaceError(f"{what} is no valid text: {error}") from None
+        raise InterfaceError(f"{what} is not a valid text: {error}") from None
     if b"\0" in encoded:
         raise InterfaceError(f"{what} holds a zero byte")
     return encoded

@@ -233,7 +233,7 @@ class _Values:
             length.value = size
             status = get(handle, column, codes.PIECE, buffer, size, length_ref)
             if status in (codes.ERR_CONVERSION, codes.ERR_OFFSET):
-                raise DataError("a value with a time zone has another length than such values have", status)
+                raise DataError("a value with a time zone has the wrong length", status)
             if status:
                 return failed(status)
             status = get(handle, column, codes.AS_STORED, buffer, 0, None)

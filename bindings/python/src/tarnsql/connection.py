@@ -107,7 +107,7 @@ def _segment(key: str, value: Any) -> str:
     if len(codes.c_text(text, key)) > longest or len(segment.encode("utf-8")) > _LONGEST_SEGMENT:
         raise InterfaceError(f"{key} is too long for the connection string")
     if ";" in text or "ips=" in segment or "IPS=" in segment or text != text.strip(" "):
-        raise InterfaceError(f"{key} cannot stand in a connection string: ';', 'ips=' or blanks around it")
+        raise InterfaceError(f"{key} cannot be put into a connection string: ';', 'ips=' or blanks around it")
     return segment
 
 

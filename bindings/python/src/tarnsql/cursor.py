@@ -374,5 +374,5 @@ def _row_id(text: bytes) -> Any:
 
 def _call_text(name: str, arguments: Sequence[Any]) -> str:
     if not _PROCEDURE_NAME.fullmatch(name):
-        raise ProgrammingError(f"{name!r} is no procedure's name")
+        raise ProgrammingError(f"{name!r} is not a procedure's name")
     return f"EXEC {name}({', '.join('?' * len(arguments))})"
