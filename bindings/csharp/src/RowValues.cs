@@ -162,7 +162,7 @@ namespace Tarnsql
                 default:
                     object value = Get(ordinal);
                     if (value != null && !value.GetType().IsPrimitive && !(value is decimal))
-                        throw new InvalidCastException("column " + Columns[ordinal].Name + " is not a number");
+                        throw new InvalidCastException("column " + Columns[ordinal].Name + " has no numbers");
                     if (value != null) number = Convert.ToInt64(value, CultureInfo.InvariantCulture);
                     return value != null;
             }

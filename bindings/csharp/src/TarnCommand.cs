@@ -303,7 +303,7 @@ namespace Tarnsql
             if (text.Trim().Length == 0) throw new InvalidOperationException("the command has no statement");
             if (DbTransaction != null && DbTransaction.Connection != null &&
                 DbTransaction.Connection != connection)
-                throw new InvalidOperationException("the command's transaction belongs to another connection");
+                throw new InvalidOperationException("the transaction belongs to another connection");
             return usedLast = connection.Session;
         }
 
