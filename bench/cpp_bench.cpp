@@ -129,7 +129,7 @@ uint64_t read_fields(tarnsql::connection& conn, const char* reply) {
 
 // Texts that outlive their row.
 uint64_t keep_texts_through_c(TRN_HANDLE* conn, std::vector<std::string>& kept) {
-    kept.clear(); // first on both sides: what the allocator does with the blocks depends on what is asked for next
+    kept.clear(); // first on both sides, because the allocator's behaviour depends on what is requested next
     TRN_HANDLE result = query(conn, large_result);
     char text[text_size + 1];
     int32_t length = 0;

@@ -25,7 +25,7 @@ def count(program, case, side, directory):
 
 
 def figures(build):
-    """By the names that cpp_bench has for its times."""
+    """Keyed by the names that cpp_bench gives its times."""
     table = {}
     with tempfile.TemporaryDirectory() as directory:
         for case in CASES:

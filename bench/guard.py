@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Compares the instructions a row with those that are kept in a file: more than a tenth more fails.
+"""Compares instructions per row with those in a file; fails if they are more than a tenth higher.
 
     bench/guard.py MEASURED KEPT
 """

@@ -31,7 +31,7 @@ def table(head, rows):
 
 
 def limits(page):
-    """Figure -> what it is held to: the sign, the limit, which it has to keep, and the aim beyond it."""
+    """Figure -> its sign, limit and aim."""
     lines = re.findall(r"^\| (.+?) \| ([≤≥]) ([\d.]+).*? \| ([\d.]+).*? \|$", page, re.M)
     return {figure: (sign, float(limit), float(aim)) for figure, sign, limit, aim in lines}
 
@@ -45,7 +45,7 @@ def verdict(value, sign, limit, aim):
 
 
 def figures(end_to_end, parts):
-    """Figure -> value and unit, for every line of the table of limits."""
+    """Figure -> value and unit, for every row of the table of limits."""
     forms = end_to_end["six_columns"]
     own = forms["tarnsql"]
 

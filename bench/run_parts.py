@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs the benchmarks of the driver's parts and gathers their figures in one JSON file.
+"""Runs the benchmarks of the driver's parts and collects their figures in one JSON file.
 
     bench/run_parts.py --build DIR [--json FILE] [--quick] [--only NAME,NAME]
 
@@ -17,7 +17,7 @@ import tempfile
 PROGRAMS = ["keystream", "channel", "text", "batch", "lob", "result", "free", "connections", "threads", "cpp"]
 
 
-LONGEST = 900  # seconds; a benchmark that takes longer waits for something that does not come
+LONGEST = 900  # seconds; a benchmark that takes longer hangs
 
 
 def run(command, output):
@@ -78,7 +78,7 @@ def main():
             if measured is None:
                 failed.append(program)
             figures.update(measured or {})
-    # What else ran on the machine tells how far the figures can be trusted.
+    # The load of the machine shows how far the figures can be trusted.
     figures["machine/load_before"] = {"value": load_before, "unit": "processes"}
     figures["machine/load_after"] = {"value": os.getloadavg()[0], "unit": "processes"}
     if options.json:

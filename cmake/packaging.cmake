@@ -1,7 +1,6 @@
-# What is packed besides the library, and how: the tools, the Python module, the texts that go with each package, and CPack's
-# settings for Debian packages (libtarnsql1, libtarnsql-dev, tarnsql-tools, python3-tarnsql) and for archives of everything (tar.gz, zip).
-# scripts/package.sh makes them. The version stands in the project, the header and the two changelogs; here they are
-# held together.
+# Packaging: the tools, the Python module, the documentation of each package, and CPack's settings for Debian packages
+# (libtarnsql1, libtarnsql-dev, tarnsql-tools, python3-tarnsql) and for archives of everything (tar.gz, zip). scripts/package.sh
+# makes them. The version is in the project, the header and the two changelogs; here it is checked that they agree.
 file(STRINGS include/tarnsql.h lines REGEX "^#define TRN_VERSION")
 if(NOT lines STREQUAL "#define TRN_VERSION_MAJOR ${PROJECT_VERSION_MAJOR};#define TRN_VERSION_MINOR ${PROJECT_VERSION_MINOR};\
 #define TRN_VERSION_PATCH ${PROJECT_VERSION_PATCH};#define TRN_VERSION \"${PROJECT_VERSION}\"")
@@ -30,7 +29,7 @@ if(NOT changes MATCHES "^## ${version_pattern}( |$)" OR NOT debian_changes MATCH
 endif()
 set(CPACK_DEBIAN_PACKAGE_RELEASE ${CMAKE_MATCH_1})
 
-# Debian's library is found without a search path in the programs, and each of its packages has a directory of texts.
+# On Debian programs find the library without an rpath, and each package has its own documentation directory.
 option(TARNSQL_DEBIAN "Lay out what is installed as Debian packages have it (with CMAKE_INSTALL_PREFIX=/usr)" OFF)
 
 if(TARNSQL_BUILD_TOOLS)
@@ -45,7 +44,7 @@ if(TARNSQL_BUILD_TOOLS)
   endif()
 endif()
 
-# The Python module goes into a Debian package only: everybody else has it from the wheel.
+# The Python module goes into a Debian package only; for all others there is the wheel.
 set(components runtime development tools)
 if(TARNSQL_DEBIAN AND TARGET tarnsql_python_core)
   list(APPEND components python)
@@ -80,7 +79,7 @@ else()
   endforeach()
 endif()
 
-# What an author reads.
+# Documentation for developers.
 foreach(text IN LISTS public_headers)
   cmake_path(GET text FILENAME name)
   text_is_at(${text} ${CMAKE_INSTALL_INCLUDEDIR}/${name})
@@ -98,7 +97,7 @@ else()
   add_text(development ${development_texts} bindings/python/README.md python.md)
 endif()
 if(WIN32 AND TARGET tarnsh)
-  # What is inside the programs: who wrote it, under which licence.
+  # Copyright and licences of the libraries inside the programs.
   set(inside libcli11-dev libfmt-dev)
   if(TARGET tarnlite)
     list(APPEND inside libgcrypt-mingw-w64-dev libgpg-error-mingw-w64-dev)
@@ -208,13 +207,13 @@ set(CPACK_DEBIAN_TOOLS_DESCRIPTION "SQL shell and development server of TARNDBMS
 tarnsh runs SQL on a TARNDBMS server, for a person at a terminal and for
 scripts, and copies tables from and to CSV files.
 .
-tarnlite is a server with SQLite inside that speaks the same protocol, to
-develop and test applications with.")
+tarnlite is a server with SQLite inside that speaks the same protocol, for
+developing and testing applications.")
 
 set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME ${python_package})
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
-# The core calls the library that the module loads by its name, which shlibdeps cannot see.
+# The core calls the library that the module loads by name, which shlibdeps cannot see.
 set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.9), ${runtime_package} (>= ${PROJECT_VERSION})")
 foreach(script postinst prerm)
   configure_file(packaging/debian/python3-tarnsql.${script} ${control}/python/${script} COPYONLY
@@ -223,7 +222,7 @@ endforeach()
 set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA "${control}/python/postinst;${control}/python/prerm")
 set(CPACK_DEBIAN_PYTHON_DESCRIPTION "client driver of the TARNDBMS database server (Python 3 module)
 tarnsql opens connections to TARNDBMS servers, runs SQL there and reads
-results, as the Python database API 2.0 (PEP 249) has it.
+results, through the Python database API 2.0 (PEP 249).
 .
 This package contains the module with its compiled core.")
 

@@ -1,4 +1,4 @@
-# What Windows shows of a file: version and origin. Does nothing elsewhere, nor for a target that is not built.
+# The version resource that Windows shows for a file. Does nothing elsewhere, nor for a target that is not built.
 function(tarnsql_version_resource target file description)
   if(NOT WIN32 OR NOT TARGET ${target})
     return()

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Shows the plain comments of the headers and the pages of the guide to Doxygen, which reads both through this filter.
+"""Converts the plain comments of the headers and the pages of the guide for Doxygen, which reads both through this filter.
 
 In a header a comment's first sentence stays text; what follows, argument lists and tables, keeps its layout. The first
 comment is a page of its own. A line of dashes with a title begins a group, and a comment right below describes it. A comment
@@ -31,7 +31,7 @@ CALLS = {call for each in HEADERS for call in DECLARED.findall(each.read_text("u
 
 
 def safe(text):
-    """Takes their meaning from the characters that have one in Doxygen or HTML; a dash first in a line begins a list."""
+    """Escapes characters that are special in Doxygen or HTML; a dash at the start of a line would begin a list."""
     return re.sub(r"^( *)-(?= )", r"\1&ndash;", re.sub(r'([\\@#%$&<>"])', r"\\\1", text))
 
 
@@ -44,7 +44,7 @@ def comment(lines, heading=""):
     """A comment for Doxygen, from the lines of a plain one."""
     first = next((i + 1 for i, line in enumerate(lines) if not line or line.endswith((".", ":"))), len(lines))
     sentence, rest = (list(map(safe, part)) for part in (lines[:first], lines[first:]))
-    if rest:  # a blank line would end it
+    if rest:  # a blank line would end the paragraph
         sentence += ["<pre>", *(linked(line) or "&nbsp;" for line in rest[not rest[0]:]), "</pre>"]
     return f"/** {heading}" + "\n".join(sentence) + " */"
 
@@ -100,7 +100,7 @@ def header(path, source):
 
 
 def cpp_header(path, source):
-    """The first comment as the file's description, the rest as it is."""
+    """The first comment as the file's description, the rest unchanged."""
     about, _, rest = source.partition("\n#pragma once\n")
     lines = [re.sub("^// ?", "", line) for line in about.split("\n")]
     yield comment(lines, "@namespace tarnsql\n" if path == CPP_HEADER else "@file\n")
@@ -121,7 +121,7 @@ def is_page(path):
 
 
 def link(path):
-    """What replaces a link of a page."""
+    """The replacement of a link in a page."""
     def replace(match):
         text, (target, _, heading) = match[1], match[2].partition("#")
         aim = (path.parent / target).resolve() if target else path
@@ -144,7 +144,7 @@ def code_span(code):
 
 
 def page(path, source):
-    """A page of the guide; what stands in fences stays as it is."""
+    """A page of the guide; fenced code is not changed."""
     parts = re.split(r"(^```.*?^```\n)", source, flags=re.M | re.S)
     for i in range(0, len(parts), 2):
         text = LINK.sub(link(path), parts[i])
@@ -162,7 +162,7 @@ def page(path, source):
 
 
 def layout():
-    """The menu; pages that the main page does not link go by their own titles."""
+    """The menu; pages that the main page does not link have their own titles."""
     linked_pages = {(MAIN_PAGE.parent / target).resolve(): text
                     for text, target in LINK.findall(MAIN_PAGE.read_text("utf-8")) if target.endswith(".md")}
     guide = {page: text for page, text in linked_pages.items() if is_page(page)}

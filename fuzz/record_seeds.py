@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Records what a running tarnlite answers, as the first inputs of the fuzz targets.
+"""Records the answers of a running tarnlite, as the first inputs of the fuzz targets.
 
 Usage: record_seeds.py PORT CORPUS-FOLDER
 
@@ -22,7 +22,7 @@ class Client:
         self.greeting = self.receive()
 
     def receive(self):
-        """All that comes until the server has nothing more to say."""
+        """Everything received until the server falls silent."""
         received = b""
         self.socket.settimeout(2)
         while True:

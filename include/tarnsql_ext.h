@@ -101,7 +101,7 @@ TRN_API int32_t TRNX_SetReceiveTimeout(TRN_HANDLE* handle, int32_t timeout_ms);
  * Returns 1 when a call was running; 0 when none was: then nothing is done, and later calls are not affected;
  * -3 for a null argument, a variable that holds null, or another kind of handle.
  *
- * Threads: any, beside any call; takes no lock and does not wait. When several threads call on one
+ * Threads: any, during any call; takes no lock and does not wait. When several threads call on one
  * connection, the call that holds the lock is cancelled. On POSIX systems a signal handler may call it.
  */
 TRN_API int32_t TRNX_Cancel(TRN_HANDLE* handle);

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Measures the driver: everything, reported in build/bench/report.md with charts, or only what continuous integration guards.
-# Usage: bench.sh          the whole measurement, some twenty minutes; the machine should have nothing else to do
-#        bench.sh cpp      tarnsql.hpp beside the C calls that it replaces: time and instructions
-#        bench.sh python   the Python module beside psycopg2 and sqlite3, which the whole measurement has too
-#        bench.sh shell    tarnsh's CSV and tables beside psql's: processor time of the clients, and tarnsh's memory in each format
-#        bench.sh guard    instructions a row against bench/instructions.json, and one quick run of every benchmark
+# Usage: bench.sh          the whole measurement, about twenty minutes; the machine should be idle otherwise
+#        bench.sh cpp      tarnsql.hpp against the C calls that it replaces: time and instructions
+#        bench.sh python   the Python module against psycopg2 and sqlite3; also part of the whole measurement
+#        bench.sh shell    tarnsh's CSV and tables against psql's: CPU time of the clients, and tarnsh's memory in each format
+#        bench.sh guard    instructions per row against bench/instructions.json, and one quick run of every benchmark
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh

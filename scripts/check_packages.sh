@@ -1,13 +1,12 @@
 #!/usr/bin/env bash
-# Proves the packages that package.sh made, as their users have them. The Debian packages: no error or warning in lintian's
-# eyes, installed by dpkg into an empty root with their dependencies looked up among this system's packages and removed without a
-# trace, symbols that are the library's. The trees of all packages: no dead link in their pages, an outside program built by CMake,
-# with pkg-config and by a plain compiler, shared and static, the examples by one line each, and tarnsh against tarnlite over both
-# channels; those of the zip under Wine, and a program linked as Microsoft's linker does it. The library: the binary
-# interface that packaging/abi holds. The Python module: its tests with the Debian package, with the wheel and built by pip, in clean
-# virtual environments and without an index to download from.
-# Usage: check_packages.sh [DIRECTORY [--accept-abi]]
-#     DIRECTORY is build/packages otherwise; --accept-abi makes the interface of this build the one to hold later ones to
+# Checks the packages that package.sh made, as users get them. Debian packages: no error or warning from lintian, installation by
+# dpkg into an empty root with dependencies looked up among this system's packages, removal without a trace, the library's
+# symbols. The trees of all packages: no dead link in their pages, an outside program built with CMake, with pkg-config and with a
+# plain compiler, shared and static, each example by one command, and tarnsh against tarnlite over both channels; those of the zip
+# under Wine, and a program linked the way Microsoft's linker does. The library: the binary interface in packaging/abi. The Python
+# module: its tests with the Debian package, with the wheel and built by pip, in clean virtual environments without a package
+# index. Usage: check_packages.sh [DIRECTORY [--accept-abi]]
+#     DIRECTORY defaults to build/packages; --accept-abi makes the interface of this build the new reference
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -79,7 +78,7 @@ module_works() { # NAME TARNLITE PYTHON ENVIRONMENT...
     echo "-- the tests of the module, $python_name: $(grep '^Ran ' "$work/log")"
 }
 
-# LLVM's linker takes the place of Microsoft's: the same arguments and formats.
+# LLVM's linker stands in for Microsoft's: same arguments and formats.
 linked_as_by_microsoft() { # TREE
     mkdir "$work/msvc"
     cp "$1/bin/tarnsql.dll" "$work/msvc"
@@ -141,7 +140,7 @@ for source in "$packages"/tarnsql-*.whl bindings/python; do
     venv=$work/venv_${source##*/}
     /usr/bin/python3 -m venv "$venv"
     PIP_NO_INDEX=1 PYTHONDONTWRITEBYTECODE=1 "$venv/bin/pip" install --disable-pip-version-check --quiet "$(realpath "$source")"
-    libraries=LD_LIBRARY_PATH=$work/tar/lib # of tarnlite, and of a module that does not carry its own
+    libraries=LD_LIBRARY_PATH=$work/tar/lib # for tarnlite, and for a module without its own library
     [ "$source" = bindings/python ] || libraries=LD_LIBRARY_PATH=
     printf '#!/bin/sh\nLD_LIBRARY_PATH=%s exec %s "$@"\n' "$work/tar/lib" "$work/tar/bin/tarnlite" >"$work/tarnlite"
     chmod +x "$work/tarnlite"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Measures how much of the driver's code the suites run, and fails below 95 % of lines and 85 % of branches, or when a branch of
-# the receive buffer, the row pool or the row directory does not run. The report by file and line goes to build/coverage/report.
+# Measures how much of the driver's code the suites run; fails below 95 % of lines or 85 % of branches, or when a branch of the
+# receive buffer, the row pool or the row directory is not run. The report by file and line is in build/coverage/report.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh

@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
-# Fetches dbapi20.py, the public compliance suite of the Python DB API 2.0, for the tests of bindings/python. It comes out of
-# Debian's source package python-mysqldb. Does nothing when the suite is there.
-# Usage: dbapi20_suite.sh DIRECTORY
+# Fetches dbapi20.py, the public compliance suite of the Python DB API 2.0, for the tests of bindings/python. It is taken from
+# Debian's source package python-mysqldb. Does nothing if the suite is already there. Usage: dbapi20_suite.sh DIRECTORY
 set -euo pipefail
 [ $# -eq 1 ] || { sed -n '2,4s/^# //p' "$0" >&2; exit 2; }
 [ ! -e "$1/dbapi20.py" ] || exit 0

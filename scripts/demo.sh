@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds the library, the development server and the quickstart, and runs the quickstart against the server, over the plain
-# and over the encrypted channel.
+# Builds the library, the development server and the quickstart, and runs the quickstart against the server, over the plain and
+# the encrypted channel.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 # shellcheck disable=SC2086
 need_packages $build_packages unicode-data
 
-tree=build/release # of the tests, when they have been built
+tree=build/release # shared with the tests, if they are built
 if [ ! -f "$tree/CMakeCache.txt" ]; then
     tree=build/demo
     cmake --preset release -DTARNSQL_BUILD_TESTS=OFF -B "$tree" >/dev/null

@@ -1,8 +1,7 @@
 #!/usr/bin/env bash
-# Runs every fuzz target: first over its corpus, then on inputs of its own, some seconds each (30, or as given; 0: the
-# corpus only). New inputs go to build/fuzz/found, failures to build/fuzz/failures.
-# Usage: fuzz.sh [SECONDS]
-#        fuzz.sh minimize     makes the corpus anew: the fewest inputs, old or found, that reach all that they reach
+# Runs every fuzz target: first over its corpus, then on generated inputs, for some seconds each (30, or as given; 0: corpus
+# only). New inputs go to build/fuzz/found, failures to build/fuzz/failures. Usage: fuzz.sh [SECONDS]
+#        fuzz.sh minimize     rebuilds the corpus: the fewest inputs, old or found, with the same coverage
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -11,7 +10,7 @@ need_packages clang cmake ninja-build
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz
 targets=(login encrypted_login results statements lobs conn_string binds)
-# No single allocation is larger than what has arrived and 1 MiB; inputs are small.
+# No single allocation is larger than twice what has arrived plus 1 MiB; inputs are small.
 limits=(-malloc_limit_mb=2 -rss_limit_mb=2048 -timeout=10 -max_len=4096)
 mkdir -p build/fuzz/failures/
 for target in "${targets[@]}"; do

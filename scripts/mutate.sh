@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Seeds one-line faults into a copy of the sources, one after another, and tells which of them the suites notice. The lists are in
-# tests/mutants, a file a room; the copy with its builds is in build/mutants. All of them take hours.
+# Seeds one-line faults into a copy of the sources, one after another, and reports which of them the suites notice. The lists are
+# in tests/mutants, one file per directory of the sources; the copy with its builds is in build/mutants. All of them take hours.
 # Usage: mutate.sh [--trusting] [ROOM | ROOM/NAME]...
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Makes the packages of this version: Debian packages, a tar.gz and a Python wheel for Linux, a zip for 64-bit Windows. The build trees
-# stay beside them, for the next time and for check_packages.sh.
-# Usage: package.sh [DIRECTORY]    the directory is build/packages otherwise
+# Makes the packages of this version: Debian packages, a tar.gz and a Python wheel for Linux, a zip for 64-bit Windows. The build
+# trees are kept next to them, for the next run and for check_packages.sh.
+# Usage: package.sh [DIRECTORY]    the directory defaults to build/packages
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -25,11 +25,12 @@ pack() { # TREE GENERATOR CMAKE-ARGUMENT...
     rm -rf "$packages/_CPack_Packages"
 }
 
-# One tree makes both kinds for Linux: only where things are installed differs.
+# One tree makes both kinds for Linux: only the install locations differ.
 pack linux DEB --preset release -DTARNSQL_DEBIAN=ON -DTARNSQL_BUILD_PYTHON=ON -DCMAKE_INSTALL_PREFIX=/usr \
     -DCMAKE_INSTALL_LIBDIR="lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)"
 pack linux TGZ --preset release -DTARNSQL_DEBIAN=OFF -DCMAKE_INSTALL_PREFIX=/usr/local -DCMAKE_INSTALL_LIBDIR=lib
-# The wheel carries the library and is named for the machine at large: it needs the C library of Debian 12's age, see packaging/README.md.
+# The wheel contains the library and has a generic Linux tag: it needs a C library as recent as Debian 12's, see
+# packaging/README.md.
 strip --strip-unneeded -o "$packages/linux/libtarnsql.so.1" "$packages/linux/src/libtarnsql.so.1"
 strip --strip-unneeded -o "$packages/linux/_core.abi3.so" "$packages/linux/bindings/python/module/tarnsql/_core.abi3.so"
 PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 - "$packages" <<'PROGRAM'

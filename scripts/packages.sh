@@ -1,4 +1,4 @@
-# Sourced by the scripts beside it.
+# Sourced by the other scripts.
 # shellcheck shell=bash
 
 # Installs the Debian packages that are missing, if any.
@@ -17,9 +17,8 @@ need_packages() {
     DEBIAN_FRONTEND=noninteractive $as_root apt-get install -y -qq --no-install-recommends $missing >/dev/null
 }
 
-# Unpacks the source package of a Debian package here, with Debian's changes, from the archives that the machine's own package
-# lists name. Those lists, which seldom have sources, stay as they are.
-# Usage: unpack_sources NAME
+# Unpacks the source package of a Debian package here, with Debian's changes, from the archives in the machine's own package
+# lists. Those lists, which seldom include sources, are not changed. Usage: unpack_sources NAME
 unpack_sources() (
     need_packages dpkg-dev
     apt_home=$(mktemp -d)
@@ -27,7 +26,7 @@ unpack_sources() (
     mkdir -p "$apt_home/lists/partial" "$apt_home/cache/archives/partial"
     # shellcheck disable=SC2016 # apt-get expands them
     archives() { apt-get indextargets --format '$(REPO_URI) $(RELEASE)' 'Created-By: Packages' 'Origin: Debian' | sort -u; }
-    if [ -z "$(archives)" ]; then # no lists yet
+    if [ -z "$(archives)" ]; then # no package lists yet
         if [ "$(id -u)" -eq 0 ]; then apt-get update -qq; else sudo apt-get update -qq; fi
     fi
     archives | while read -r archive suite; do

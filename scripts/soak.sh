@@ -1,8 +1,7 @@
 #!/usr/bin/env bash
-# Lets twelve threads on five connections, and as many on encrypted ones, make every call for the minutes given, under
-# ThreadSanitizer and AddressSanitizer or the presets named, all at once; each call's answer is checked. Prints the calls made, the
-# wrong answers and the reports of the sanitizers; the logs are in build/soak.
-# Usage: soak.sh MINUTES [tsan|asan|release]...
+# Makes every call from twelve threads on five connections, and as many on encrypted ones, for the given minutes, under
+# ThreadSanitizer and AddressSanitizer or the named presets, all at once, and checks each answer. Prints the calls made, the wrong
+# answers and the sanitizers' reports; the logs are in build/soak. Usage: soak.sh MINUTES [tsan|asan|release]...
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh

@@ -19,8 +19,8 @@ case " ${presets[*]} " in
 *" windows "*) need_packages g++-mingw-w64-x86-64-posix googletest wine wine64 ;;
 esac
 
-# The programs for Windows run one at a time, as their preset has it: they share one Wine server, which two keep no busier
-# than one, and two that are the first to start in a new home of Wine's spoil it and hang.
+# The Windows programs run one at a time, as their preset says: they share one Wine server, so two are no faster, and two that
+# start at once in a new Wine prefix corrupt it and hang.
 for preset in "${presets[@]}"; do
     echo "== $preset"
     cmake --preset "$preset" >/dev/null

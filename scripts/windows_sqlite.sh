@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Makes SQLite for 64-bit Windows, which Debian has no package of, from the sources of Debian's own package and with its
-# compile options: DIRECTORY/include/sqlite3.h and DIRECTORY/lib/libsqlite3.a. Does nothing when they are there.
-# Usage: windows_sqlite.sh DIRECTORY
+# Builds SQLite for 64-bit Windows, for which Debian has no package, from the sources of Debian's own package and with its compile
+# options: DIRECTORY/include/sqlite3.h and DIRECTORY/lib/libsqlite3.a. Does nothing if they exist. Usage: windows_sqlite.sh
+# DIRECTORY
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh

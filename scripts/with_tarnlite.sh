@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs a command against a tarnlite of its own, which is stopped afterwards.
-# Usage: with_tarnlite.sh TARNLITE COMMAND...    every {} in the command becomes the connection string.
+# Runs a command against a fresh tarnlite, which is stopped afterwards.
+# Usage: with_tarnlite.sh TARNLITE COMMAND...    every {} in the command is replaced by the connection string.
 set -euo pipefail
 tarnlite=$1
 shift
@@ -10,7 +10,7 @@ work=$(mktemp -d)
 server=$!
 stop() {
     status=$?
-    kill -INT "$server" 2>/dev/null || true # under Wine it is Ctrl+C, and SIGTERM the sudden end
+    kill -INT "$server" 2>/dev/null || true # under Wine it is Ctrl+C, and SIGTERM would kill it
     wait "$server" || { echo "tarnlite ended with status $?" >&2; status=1; }
     rm -rf "$work"
     exit "$status"

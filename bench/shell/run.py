@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""tarnsh beside psql: CSV in, CSV out and a table to a file, with the processor time of the client alone.
+"""tarnsh against psql: CSV in, CSV out and a table to a file, with the CPU time of the client alone.
 
 Starts a server of each of its own, in a directory that goes afterwards, on ports that the system gives. Each command runs with both
 clients, one right behind the other and in turns who comes first, so that whatever else the machine does meets both alike; what counts
@@ -24,7 +24,7 @@ COLUMNS = "id INTEGER, big BIGINT, ratio DOUBLE PRECISION, name VARCHAR(40), at 
 
 
 def write_rows(path, rows):
-    """Six columns of six kinds, some 64 bytes a row."""
+    """Six columns of six kinds, about 64 bytes per row."""
     chance = random.Random(7)
     with open(path, "w", encoding="utf-8") as file:
         file.write("id,big,ratio,name,at,price\n")
@@ -86,9 +86,9 @@ class Tarnlite:
 
 
 def measure(command, output=subprocess.DEVNULL):
-    """Processor seconds of the client, and its peak of memory in MB."""
+    """CPU seconds of the client, and its peak memory in MB."""
     env = {**os.environ, "TARNSH_PASSWORD": "me", "PAGER": "cat"}
-    # Under time(1): the memory of a process begins with that of the one which starts it, and Python's is not small.
+    # Under time(1): a process starts with the memory of its parent, and Python's is not small.
     with tempfile.NamedTemporaryFile("r") as told:
         client = subprocess.Popen(["time", "-q", "-f", "%M", "-o", told.name, *command], stdin=subprocess.DEVNULL,
                                   stdout=output, env=env)
@@ -100,7 +100,7 @@ def measure(command, output=subprocess.DEVNULL):
 
 
 def read_all(path):
-    """The first one to read it must not pay for the disk."""
+    """Warms the page cache, so that the first reader does not pay for the disk."""
     with open(path, "rb") as file:
         while file.read(1 << 20):
             pass
@@ -132,7 +132,7 @@ def measure_round(servers, rows_file, folder, results):
 
 
 def measure_formats(server, formats):
-    """The peak of memory for all rows in each format."""
+    """The peak memory for all rows in each format."""
     for name in formats:
         command = server.client("SELECT * FROM rows")
         seconds, peak = measure([*command[:-2], "--format", name, *command[-2:]])

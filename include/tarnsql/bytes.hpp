@@ -75,7 +75,7 @@ class c_text {
   public:
     /// From a literal or another NUL-terminated text.
     c_text(const char* text) : text_(text) {
-        if (!text) throw usage_error(TRN_ERR_ARGUMENT, "a null pointer is no text");
+        if (!text) throw usage_error(TRN_ERR_ARGUMENT, "a null pointer instead of a text");
     }
     /// From a std::string, which must outlive the call.
     c_text(const std::string& text) : text_(text.c_str()) {

@@ -112,7 +112,7 @@ template <class... Ts> class cursor {
     /// Sets how many rows each further fetch asks for, 20,000 by default. Throws usage_error for a number
     /// below 1.
     void rows_at_a_time(int32_t count) {
-        if (count < 1) detail::misuse("a fetch brings one row at least");
+        if (count < 1) detail::misuse("a fetch must ask for at least one row");
         state().rows_at_a_time = count;
     }
     /// Closes it before the last row.

@@ -82,7 +82,7 @@ class large_object {
     int64_t position() const noexcept { return position_; }
     /// Moves the read position. Throws range_error unless it is from 0 to size().
     void seek(int64_t position) {
-        if (position < 0 || position > size_) detail::out_of_range("a position outside of the large object");
+        if (position < 0 || position > size_) detail::out_of_range("a position outside the large object");
         if (handle_) TRN_LobRead_SetPos(&handle_, static_cast<int32_t>(position));
         position_ = position;
     }

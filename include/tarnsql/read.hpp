@@ -5,7 +5,7 @@
 //   bool                     BOOLEAN, integers 0 and 1
 //   integers                 TINYINT to BIGINT, BOOLEAN, and NUMERIC without a fraction, if the value fits
 //   float, double            FLOAT, DOUBLE, integers, NUMERIC
-//   std::string              every type, as the guide's table of types has its text; bytes as they are
+//   std::string              every type, in the text form of the guide's table of types; bytes unchanged
 //   std::vector<std::byte>   CHAR, CLOB, BINARY, BLOB, OPAQUE
 //   std::string_view         as std::string, and bytes_view as the vector: valid until the next row
 //   time points              DATE, DATETIME, DATETIME WITH TIME ZONE (in UTC), rounded down to their unit

@@ -139,7 +139,7 @@ template <class T>
 // Checks that a query has a column for each type, and chooses how its rows are read.
 template <class... Ts> void check_columns(result_state& rows) {
     if (static_cast<size_t>(rows.column_count()) != sizeof...(Ts))
-        misuse("the query has another number of columns than types");
+        misuse("the query does not have as many columns as types");
     rows.direct = fits_directly<Ts...>(rows);
 }
 

@@ -64,7 +64,7 @@ template <class T> bool get_wider_integer(result_state& from, int32_t column, T&
     int64_t wide = 0;
     if (!in_range(type, TRN_TYPE_TINYINT, TRN_TYPE_BIGINT) ||
         from.get(column, TRN_TYPE_BIGINT, &wide, sizeof wide) != TRN_OK)
-        return refuse(from, column, "is no integer");
+        return refuse(from, column, "is not an integer");
     value = static_cast<T>(wide);
     if (static_cast<int64_t>(value) != wide || (std::is_unsigned_v<T> && wide < 0)) fail_range(from, column);
     return true;
@@ -91,12 +91,12 @@ inline bool get_truth(result_state& from, int32_t column, bool& value) {
 
 inline bool get_double(result_state& from, int32_t column, double& value) {
     const int32_t status = from.get(column, TRN_TYPE_DOUBLE, &value, sizeof value);
-    return taken(from, column, status, "is no number");
+    return taken(from, column, status, "is not a number");
 }
 
 inline bool get_float(result_state& from, int32_t column, float& value) {
     if (from.type(column) == TRN_TYPE_FLOAT)
-        return taken(from, column, from.get(column, TRN_TYPE_FLOAT, &value, sizeof value), "is no number");
+        return taken(from, column, from.get(column, TRN_TYPE_FLOAT, &value, sizeof value), "is not a number");
     double wide = 0;
     if (!get_double(from, column, wide)) return false;
     value = static_cast<float>(wide);

@@ -57,12 +57,13 @@ bool get_time_point(result_state& from, int32_t column,
         std::chrono::minutes zone;
         return get_with_zone(from, column, count, zone) && give(std::chrono::microseconds(count));
     }
-    default: return refuse(from, column, "is no date");
+    default: return refuse(from, column, "is not a date");
     }
 }
 
 inline bool get_year_to_month(result_state& from, int32_t column, int32_t& count) {
-    if (from.type(column) != TRN_TYPE_INTERVAL_YEAR_TO_MONTH) return refuse(from, column, "counts no months");
+    if (from.type(column) != TRN_TYPE_INTERVAL_YEAR_TO_MONTH)
+        return refuse(from, column, "does not count months");
     return get_fixed(from, column, count);
 }
 
@@ -81,9 +82,9 @@ inline bool get_microseconds(result_state& from, int32_t column, int64_t& count)
         int32_t length = 0;
         const int32_t status = from.get(column, TRN_TYPE_NUMERIC, &count, sizeof count, &length);
         if (status == TRN_OK && length == sizeof count) return true;
-        return refuse(from, column, "counts a unit that is not told: read its text");
+        return refuse(from, column, "has a unit that the library does not report: read its text");
     }
-    default: return refuse(from, column, "is no interval");
+    default: return refuse(from, column, "is not an interval");
     }
 }
 
@@ -102,13 +103,13 @@ bool get_duration(result_state& from, int32_t column, std::chrono::duration<Rep,
 }
 
 inline bool get_time_of_day(result_state& from, int32_t column, time_of_day& value) {
-    if (from.type(column) != TRN_TYPE_TIME) return refuse(from, column, "is no time of day");
+    if (from.type(column) != TRN_TYPE_TIME) return refuse(from, column, "is not a time of day");
     return get_duration(from, column, value.since_midnight);
 }
 
 inline bool get_zoned(result_state& from, int32_t column, zoned_time& value) {
     int32_t count = 0;
-    if (from.type(column) != TRN_TYPE_TIME_TZ) return refuse(from, column, "is no time with a zone");
+    if (from.type(column) != TRN_TYPE_TIME_TZ) return refuse(from, column, "is not a time with a zone");
     if (!get_with_zone(from, column, count, value.zone)) return false;
     value.utc = std::chrono::milliseconds(count);
     return true;
@@ -116,7 +117,8 @@ inline bool get_zoned(result_state& from, int32_t column, zoned_time& value) {
 
 inline bool get_zoned(result_state& from, int32_t column, zoned_moment& value) {
     int64_t count = 0;
-    if (from.type(column) != TRN_TYPE_DATETIME_TZ) return refuse(from, column, "is no moment with a zone");
+    if (from.type(column) != TRN_TYPE_DATETIME_TZ)
+        return refuse(from, column, "is not a DATETIME WITH TIME ZONE");
     if (!get_with_zone(from, column, count, value.zone)) return false;
     value.utc = decltype(value.utc)(std::chrono::microseconds(count));
     return true;

@@ -17,7 +17,7 @@ namespace tarnsql::detail {
 [[noreturn]] inline void fail_range(result_state& from, int32_t column) {
     throw range_error(TRN_ERR_CONVERSION, "column " + from.name(column) + ": the value of " +
                                               name_of_type(from.type(column)) +
-                                              " does not fit the type wanted");
+                                              " does not fit the requested type");
 }
 
 // After the fast path of a type gave no value: false for a null, else throws.

@@ -63,7 +63,7 @@ class row {
     /// All values as a tuple, one type for each column. Throws as field::as does, and usage_error for the
     /// wrong number of types.
     template <class... Ts> std::tuple<Ts...> as() const {
-        if (sizeof...(Ts) != size()) detail::misuse("another number of columns than types");
+        if (sizeof...(Ts) != size()) detail::misuse("not as many columns as types");
         from_->direct = false;
         return detail::read_all<std::tuple<Ts...>>(*from_, std::index_sequence_for<Ts...>());
     }

@@ -94,7 +94,7 @@ inline constexpr bool counts_months =
 // Converts days to a date, by 400-year eras that begin on 1 March.
 inline void put_date(short_text& text, int64_t day) {
     constexpr int64_t first = -719528, last = 2932896; // 0000-01-01 and 9999-12-31
-    if (day < first || day > last) out_of_range("a date outside of the years 0 to 9999");
+    if (day < first || day > last) out_of_range("a date outside the years 0 to 9999");
     const int64_t shifted = day + 719468, era = (shifted >= 0 ? shifted : shifted - 146096) / 146097;
     const int64_t of_era = shifted - era * 146097;
     const int64_t year_of_era = (of_era - of_era / 1460 + of_era / 36524 - of_era / 146096) / 365;
@@ -134,7 +134,7 @@ inline short_text text_of_date(int64_t day) {
 inline short_text text_of(time_of_day time) {
     constexpr int64_t day = 86400000;
     const int64_t count = time.since_midnight.count();
-    if (count < 0 || count >= day) out_of_range("a time of day outside of 0 to 24 hours");
+    if (count < 0 || count >= day) out_of_range("a time of day outside 0 to 24 hours");
     short_text text;
     put_time(text, count * 1000, false);
     return text;
@@ -194,7 +194,7 @@ template <class To, class Rep, class Period> To converted(std::chrono::duration<
             out_of_range("a time that is too long");
         const int64_t result = floor_divide(count * ratio::num, ratio::den);
         if (result != static_cast<int64_t>(static_cast<typename To::rep>(result)))
-            out_of_range("a time that has no room in the unit wanted");
+            out_of_range("a time out of range of the requested unit");
         return To(static_cast<typename To::rep>(result));
     }
 }

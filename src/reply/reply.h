@@ -67,8 +67,8 @@ int32_t keep_server_text(Conn& conn) noexcept;
 bool read_insert_id(Conn& conn, char (&id)[32]) noexcept;
 
 // Receives the result items of a reply. Gives the rows of the last batch of rows, 0 without rows, -1 after a
-// server error, warning or notice; TRN_ERR_NETWORK and TRN_ERR_MEMORY hand out no item. *head is the first
-// item or null. worst_text, which may be null, tells an error from a warning.
+// server error, warning or notice; TRN_ERR_NETWORK and TRN_ERR_MEMORY return no item. *head is the first item
+// or null. worst_text, which may be null, tells an error from a warning.
 int32_t receive_results(Conn& conn, ResultSet*& head, ServerText* worst_text = nullptr) noexcept;
 
 // Receives the rows that a server cursor was asked for, into the empty item given or into a new one. Gives

@@ -1,8 +1,8 @@
 // TRN_GetData: one value of the current row, converted to the application's type.
 //
 // Each target has one conversion, found in a table. Most values are read as their own type: a load, a change
-// of byte order and a store. Other sources of a target are in a function of their own, so that only they pay
-// for its stack frame.
+// of byte order and a store. Other sources of a target are handled in a separate function, so that only they
+// pay for its stack frame.
 #include <algorithm>
 #include <array>
 #include <cstring>

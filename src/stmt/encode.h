@@ -21,8 +21,8 @@ int32_t check_entries(const ParamSet& set) noexcept;
 // TRN_ERR_MEMORY.
 int32_t check_rows(const ParamSet& set) noexcept;
 
-// Writes the entries of single values. An array-bound set writes none: arrays travel in batches only. -1 when
-// a binary large object could not be sent: the entries after it were not written.
+// Writes the entries of single values. An array-bound set writes none: arrays are sent only in batches.
+// -1 when a binary large object could not be sent: the entries after it were not written.
 int32_t encode_params(Channel& channel, const ParamSet& set) noexcept;
 
 // Where the rows of a batch are staged.

@@ -34,7 +34,7 @@ TEST_F(cpp_cursors, all_rows_come_whatever_is_fetched_at_a_time) {
     auto empty = db_.stream("SELECT 1 WHERE 1 = 0");
     EXPECT_TRUE(empty.begin() == empty.end());
     EXPECT_EQ(thrown<tarnsql::usage_error>([&] { empty.rows_at_a_time(0); }),
-              "a fetch brings one row at least");
+              "a fetch must ask for at least one row");
 }
 
 TEST_F(cpp_cursors, every_way_out_closes_the_cursor) {

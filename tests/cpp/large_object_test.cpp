@@ -88,7 +88,7 @@ TEST_F(cpp_large_objects, positions_are_checked_and_moves_leave_an_empty_object)
     lob.seek(8);
     EXPECT_EQ(lob.read(piece, sizeof piece), 2U);
     EXPECT_EQ(lob.position(), 10);
-    EXPECT_EQ(thrown<tarnsql::range_error>([&] { lob.seek(11); }), "a position outside of the large object");
+    EXPECT_EQ(thrown<tarnsql::range_error>([&] { lob.seek(11); }), "a position outside the large object");
     tarnsql::large_object moved = std::move(lob);
     EXPECT_EQ(lob.size() + static_cast<int64_t>(lob.read(piece, 4)), 0); // NOLINT: on purpose
     lob.append(std::string_view("again"));

@@ -137,10 +137,9 @@ TEST_F(cpp_types, what_does_not_fit_throws) {
     const auto refused = [](auto work) { return thrown<tarnsql::range_error>(work); };
     EXPECT_EQ(refused([&] { db_.execute("SELECT ?", uint64_t{1} << 63); }),
               "an integer above those of a BIGINT");
-    EXPECT_EQ(refused([&] { db_.execute("SELECT ?", day(2932897)); }),
-              "a date outside of the years 0 to 9999");
+    EXPECT_EQ(refused([&] { db_.execute("SELECT ?", day(2932897)); }), "a date outside the years 0 to 9999");
     EXPECT_EQ(refused([&] { db_.execute("SELECT ?", tarnsql::time_of_day{24h}); }),
-              "a time of day outside of 0 to 24 hours");
+              "a time of day outside 0 to 24 hours");
     EXPECT_EQ(refused([&] {
                   through<system_clock::time_point>(db_, "DATETIME", at(std::chrono::hours(24 * 365 * 300)));
               }),
@@ -155,15 +154,15 @@ TEST_F(cpp_types, nulls_and_wrong_types_throw_and_name_the_column) {
     auto at = all.begin();
     const tarnsql::row row = *at;
     EXPECT_EQ(thrown<tarnsql::value_error>([&] { row["name"].as<int>(); }),
-              "column name: a value of CHAR is no integer");
+              "column name: a value of CHAR is not an integer");
     EXPECT_EQ(thrown<tarnsql::value_error>([&] { row["name"].as<double>(); }),
-              "column name: a value of CHAR is no number");
+              "column name: a value of CHAR is not a number");
     EXPECT_EQ(thrown<tarnsql::value_error>([&] { row["born"].as<bool>(); }),
-              "column born: a value of DATE is no integer");
+              "column born: a value of DATE is not an integer");
     EXPECT_EQ(thrown<tarnsql::value_error>([&] { row["born"].as<std::chrono::hours>(); }),
-              "column born: a value of DATE is no interval");
+              "column born: a value of DATE is not an interval");
     EXPECT_EQ(thrown<tarnsql::value_error>([&] { row["raw"].as<tarnsql::date>(); }),
-              "column raw: a value of BLOB is no date");
+              "column raw: a value of BLOB is not a date");
     EXPECT_EQ(thrown<tarnsql::value_error>([&] { row["born"].as<tarnsql::bytes_view>(); }),
               "column born: a value of DATE is not made of bytes");
     ++at;
@@ -178,9 +177,9 @@ TEST_F(cpp_types, nulls_and_wrong_types_throw_and_name_the_column) {
     EXPECT_EQ(thrown<tarnsql::usage_error>([&] { row["nobody"]; }), "no column is called nobody");
     EXPECT_EQ(thrown<tarnsql::usage_error>([&] { row[3]; }), "no such column");
     EXPECT_EQ(thrown<tarnsql::usage_error>([&] { row[-1]; }), "no such column");
-    EXPECT_EQ(thrown<tarnsql::usage_error>([&] { row.as<int>(); }), "another number of columns than types");
+    EXPECT_EQ(thrown<tarnsql::usage_error>([&] { row.as<int>(); }), "not as many columns as types");
     EXPECT_EQ(thrown<tarnsql::usage_error>([&] { db_.query<int>("SELECT 1, 2"); }),
-              "the query has another number of columns than types");
+              "the query does not have as many columns as types");
 }
 
 TEST_F(cpp_types, texts_and_bytes_of_every_length_are_whole) {

@@ -24,7 +24,7 @@ namespace Tarnsql
             int named = 0;
             foreach (TarnParameter parameter in parameters) named += parameter.PlainName.Length > 0 ? 1 : 0;
             if (named > 0 && named < parameters.Count)
-                throw new InvalidOperationException("some parameters have names and some have not");
+                throw new InvalidOperationException("some parameters have names and some do not");
             return named == 0;
         }
 

@@ -131,7 +131,7 @@ namespace Tarnsql
         {
             if (value < TimeSpan.Zero || value.Days > 0)
                 throw new ArgumentException("a TimeSpan of " + value +
-                                            " is no time of day; TarnType.DayToSecond makes it an interval");
+                                            " is not a time of day; use TarnType.DayToSecond for intervals");
             return Invariant("{0:hh\\:mm\\:ss\\.fff}", value);
         }
 

@@ -74,7 +74,7 @@ namespace Tarnsql
             catch (Exception error)
                 when (error is FormatException || error is OverflowException || error is ArgumentException)
             {
-                throw new TarnException(0, "an output is no " + wanted + ": " + error.Message, error);
+                throw new TarnException(0, "an output is not a " + wanted + ": " + error.Message, error);
             }
         }
 

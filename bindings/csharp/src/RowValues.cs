@@ -162,7 +162,7 @@ namespace Tarnsql
                 default:
                     object value = Get(ordinal);
                     if (value != null && !value.GetType().IsPrimitive && !(value is decimal))
-                        throw new InvalidCastException("column " + Columns[ordinal].Name + " is no number");
+                        throw new InvalidCastException("column " + Columns[ordinal].Name + " has no numbers");
                     if (value != null) number = Convert.ToInt64(value, CultureInfo.InvariantCulture);
                     return value != null;
             }
@@ -250,7 +250,7 @@ namespace Tarnsql
         private bool TakeZoned(int ordinal, int size)
         {
             if (IsNull(ordinal)) return false;
-            if (PieceAt(ordinal, size) != Native.TRN_OK) throw new FormatException("its length is another");
+            if (PieceAt(ordinal, size) != Native.TRN_OK) throw new FormatException("unexpected length");
             return Take(ordinal, Native.TRN_TYPE_NUMERIC);
         }
 

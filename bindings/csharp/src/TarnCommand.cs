@@ -283,7 +283,7 @@ namespace Tarnsql
         {
             if (type == CommandType.Text) return text;
             if (!procedureName.IsMatch(text))
-                throw new ArgumentException("this is no procedure's name: " + text);
+                throw new ArgumentException("not a procedure's name: " + text);
             var sent = new StringBuilder("EXEC ").Append(text).Append('(');
             int count = 0;
             foreach (TarnParameter parameter in parameters)
@@ -303,7 +303,7 @@ namespace Tarnsql
             if (text.Trim().Length == 0) throw new InvalidOperationException("the command has no statement");
             if (DbTransaction != null && DbTransaction.Connection != null &&
                 DbTransaction.Connection != connection)
-                throw new InvalidOperationException("the command's transaction is another connection's");
+                throw new InvalidOperationException("the transaction belongs to another connection");
             return usedLast = connection.Session;
         }
 

@@ -112,7 +112,7 @@ namespace Tarnsql
         public override void Open()
         {
             if (State == ConnectionState.Open)
-                throw new InvalidOperationException("the connection is open already");
+                throw new InvalidOperationException("the connection is already open");
             Close();
             session = new Session(settings);
             TellState();
@@ -131,7 +131,7 @@ namespace Tarnsql
         /// <summary>Not supported: the database is chosen at login.</summary>
         public override void ChangeDatabase(string databaseName)
         {
-            throw new NotSupportedException("the database is chosen by the login: open another connection");
+            throw new NotSupportedException("the database is chosen at login: open another connection");
         }
 
         /// <summary>A command for this connection.</summary>
@@ -152,12 +152,12 @@ namespace Tarnsql
         {
             if (isolationLevel != IsolationLevel.Unspecified)
                 throw new NotSupportedException(
-                    "the isolation level is chosen by the login: set it in the connection string");
+                    "the isolation level is set at login: put it in the connection string");
             Session open = Session;
             lock (open.Gate)
             {
                 if (open.Transaction != null)
-                    throw new InvalidOperationException("a transaction has begun already");
+                    throw new InvalidOperationException("a transaction has already begun");
                 open.Begin(settings.CommandTimeout);
                 if (!open.BeginsTransactions) open.Run("BEGIN");
                 open.Transaction = new TarnTransaction(this, open);

@@ -263,7 +263,7 @@ namespace Tarnsql
         {
             Key key;
             if (!keys.TryGetValue(Plain(keyword), out key))
-                throw new ArgumentException("no key of a connection string: " + keyword);
+                throw new ArgumentException("not a key of a connection string: " + keyword);
             return key;
         }
 

@@ -204,7 +204,7 @@ namespace Tarnsql
         {
             Column column = values.Columns[ordinal];
             return new InvalidCastException("column " + column.Name + " of type " + column.TypeName +
-                                            " is no " + wanted);
+                                            " is not a " + wanted);
         }
     }
 }

@@ -215,7 +215,7 @@ namespace Tarnsql
 
         private static InvalidOperationException NoRow()
         {
-            return new InvalidOperationException("there is no current row: Read comes first");
+            return new InvalidOperationException("there is no current row: call Read first");
         }
     }
 }

@@ -187,7 +187,7 @@ namespace Tarnsql
         private static TarnParameter Own(object value)
         {
             var parameter = value as TarnParameter;
-            if (parameter == null) throw new ArgumentException("only a TarnParameter can stand here");
+            if (parameter == null) throw new ArgumentException("only a TarnParameter is allowed here");
             return parameter;
         }
     }

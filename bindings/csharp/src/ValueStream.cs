@@ -48,7 +48,7 @@ namespace Tarnsql
         {
             if (buffer == null) throw new ArgumentNullException("buffer");
             if (offset < 0 || count < 0 || count > buffer.Length - offset)
-                throw new ArgumentException("no such part of the buffer");
+                throw new ArgumentException("the range is outside the buffer");
             int wanted = (int)Math.Min(count, Math.Max(0, length - position));
             if (wanted == 0) return 0;
             int read = ReadAt((int)position, ref buffer[offset], wanted);

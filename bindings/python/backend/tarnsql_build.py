@@ -26,7 +26,7 @@ import zipfile
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 PACKAGE = ROOT / "src" / "tarnsql"
 CORE = "_core.pyd" if sys.platform == "win32" else "_core.abi3.so"
-DATES = (1980, 1, 1, 0, 0, 0)  # of files in the wheel: two builds give the same
+DATES = (1980, 1, 1, 0, 0, 0)  # of files in the wheel: builds are reproducible
 
 METADATA = """Metadata-Version: 2.1
 Name: tarnsql
@@ -54,7 +54,7 @@ def _header_directory():
 
 
 def _compile(directory):
-    """The core; None where nothing can be compiled."""
+    """The core; None where there is no compiler."""
     if sys.implementation.name != "cpython" or sys.platform == "win32":
         return None
     compiler = shlex.split(os.environ.get("CXX", "")) or [shutil.which("c++") or "g++"]

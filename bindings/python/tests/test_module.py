@@ -29,7 +29,7 @@ class Finding(unittest.TestCase):
             ("/nowhere/libtarnsql.so", "TARNSQL_LIBRARY names cannot be loaded (/nowhere/libtarnsql.so: "),
             ("", "libnowhere.so.1"),
             ("", "set TARNSQL_LIBRARY to the path of"),
-            (system, f"{system} is no tarnsql library: it has no TRNX_OpenConn"),
+            (system, f"{system} is not a tarnsql library: it has no TRNX_OpenConn"),
         ]:
             environment = {**os.environ, "TARNSQL_LIBRARY": path}
             told = subprocess.run([sys.executable, "-c", code], env=environment, capture_output=True, text=True)
@@ -42,7 +42,7 @@ class Finding(unittest.TestCase):
         told = subprocess.run(
             [sys.executable, "-c", "import tarnsql"], env=environment, capture_output=True, text=True
         )
-        self.assertIn("TARNSQL_PYTHON is 'core' or 'pure', not 'other'", told.stderr)
+        self.assertIn("TARNSQL_PYTHON must be 'core' or 'pure', not 'other'", told.stderr)
 
 
 # Quotes would end their clause of the login; a time-out is above 0.

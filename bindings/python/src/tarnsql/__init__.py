@@ -1,4 +1,4 @@
-"""tarnsql: the TARNDBMS database server from Python, as PEP 249 has it, over the library libtarnsql.so or tarnsql.dll."""
+"""tarnsql: the TARNDBMS database server from Python, with the interface of PEP 249, over the library libtarnsql.so or tarnsql.dll."""
 
 from ._errors import (
     DatabaseError,

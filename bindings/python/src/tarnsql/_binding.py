@@ -34,10 +34,10 @@ Keys = Sequence[Union[int, bytes]]  # of parameters: positions from 1, or names
 Names = Optional[Sequence[bytes]]  # None: by position
 Encoded = Tuple[int, Any]  # the type's code; the bytes, or a large object
 
-_BATCH_ROWS = 65535  # as many travel in one request
+_BATCH_ROWS = 65535  # the most that one request carries
 _BATCH_BYTES = 64 << 20
 
-# Longer texts and bytes travel as large objects.
+# Longer texts and bytes are sent as large objects.
 _LONGEST = 65535
 
 _EPOCH = datetime.datetime(1970, 1, 1)
@@ -73,7 +73,7 @@ def _int(value: int) -> Encoded:
 
 def _decimal(value: Decimal) -> Encoded:
     if not value.is_finite():
-        raise DataError(f"{value} is no number that the server knows")
+        raise DataError(f"{value} is not a number that the server accepts")
     return _text(format(value, "f"))
 
 
@@ -115,9 +115,9 @@ _ENCODERS: Dict[type, Callable[[Any], Encoded]] = {
 
 
 def _numpy(value: Any) -> Encoded:
-    """A scalar of numpy, as the object of Python's own that it stands for."""
+    """The Python object that a numpy scalar stands for."""
     if value.dtype.kind == "M":
-        value = value.astype("datetime64[us]")  # of finer ones no datetime can be made
+        value = value.astype("datetime64[us]")  # datetime has nothing finer
     elif value.dtype.kind == "m":
         value = value.astype("timedelta64[us]")
     return encode(value.item())
@@ -150,7 +150,7 @@ def encode(value: Any) -> Encoded:
 
 
 def keys_of(parameters: Parameters) -> Keys:
-    """The positions or the names of the parameters; raises for what are no parameters."""
+    """The positions or names of the parameters; raises for anything that is not parameters."""
     if isinstance(parameters, Mapping):
         return [codes.c_text(name, "a parameter's name") for name in parameters]
     if isinstance(parameters, (str, bytes)) or not isinstance(parameters, Sequence):
@@ -180,7 +180,7 @@ def bind_values(connection: int, names: Names, values: Sequence[Any], held: List
 
 
 def _bind_one(connection: Any, key: Union[int, bytes], code: int, content: Any, held: List[Any]) -> int:
-    size = 0  # of a large object, which knows its own
+    size = 0  # of a large object, which knows its size
     if isinstance(content, Lob):
         held.append(content)
         content = content.variable
@@ -195,19 +195,19 @@ def _bind_one(connection: Any, key: Union[int, bytes], code: int, content: Any, 
 
 
 class Binder:
-    """What is bound to a connection for its next execution.
+    """The bindings on a connection for its next execution.
 
-    The caller holds the connection's lock until that is done, and then has all forgotten, also behind a failure.
+    The caller holds the connection's lock until the execution is done, and then clears the bindings, even after a failure.
     """
 
     def __init__(self, lib: ctypes.CDLL, connection: ctypes.c_void_p) -> None:
         self._lib = lib
         self._handle = connection
         self._connection = ctypes.byref(connection)
-        self.held: List[Any] = []  # what must live until the execution
+        self.held: List[Any] = []  # kept alive until the execution
 
     def forget(self) -> None:
-        """Takes back what has been bound."""
+        """Clears the bindings."""
         self._lib.TRN_ResetParams(self._connection)
         del self.held[:]
 
@@ -221,7 +221,7 @@ class Binder:
         self._check(batch.bind(ctypes.addressof(self._handle), names))
 
     def bind_call(self, arguments: Sequence[Any], returns: Optional[Out]) -> List[Optional[Output]]:
-        """The arguments of a procedure, and the room for its outputs; the last one is the returned value's."""
+        """The arguments of a procedure, and buffers for its outputs; the last one is for the return value."""
         outputs: List[Optional[Output]] = []
         for position, argument in enumerate([*arguments, *([returns] if returns else [])], 1):
             if not isinstance(argument, Out):
@@ -242,12 +242,12 @@ class Binder:
         return outputs
 
 
-# How many bytes an element of these types has.
+# The element size of these types.
 _WIDTHS = {codes.BOOLEAN: 1, codes.BIGINT: 8, codes.DOUBLE: 8, codes.MILLISECONDS: 8}
 
 
 def common_type(one: int, other: int) -> int:
-    """The type that values of both can travel as in one array; NO_TYPE: none."""
+    """The type in which values of both can be sent in one array; NO_TYPE: none."""
     both = {one, other}
     if both == {codes.BIGINT, codes.DOUBLE}:
         return codes.DOUBLE
@@ -257,7 +257,7 @@ def common_type(one: int, other: int) -> int:
 
 
 def convert(source: int, target: int, content: bytes) -> Optional[bytes]:
-    """An encoded value as one of a common type; None when it has no exact form there."""
+    """An encoded value converted to a common type; None when there is no exact conversion."""
     if source == target:
         return content
     value: Any = struct.unpack("=d" if source == codes.DOUBLE else "=q", content)[0]
@@ -271,9 +271,9 @@ def convert(source: int, target: int, content: bytes) -> Optional[bytes]:
 
 
 class Batch:
-    """Rows on their way into arrays, one for each parameter.
+    """Collects rows into arrays, one for each parameter.
 
-    A column has the type of its first value that is no null, or one that the later values have in common with it.
+    A column has the type of its first non-null value, or a common type of it and later values.
     """
 
     def __init__(self, columns: int, named: bool) -> None:
@@ -281,14 +281,14 @@ class Batch:
         self._codes = [codes.NO_TYPE] * columns
         self._columns: List[List[bytes]] = [[] for _ in range(columns)]
         self._size = 0
-        # Bytes bound by name would travel 4 bytes late.
+        # Bytes bound by name would be sent 4 bytes late.
         self._without_arrays = {codes.CLOB, codes.BLOB, *([codes.BYTES] if named else [])}
         self._bound: List[Any] = []
 
     def fill(self, rows: Iterator[Any], row_limit: int, size_limit: int) -> Any:
-        """Takes tuples and lists of the right length from an iterator until so many rows or bytes are there.
+        """Takes tuples and lists of the right length from an iterator until there are that many rows or bytes.
 
-        Gives the row that is of another kind or does not fit, in a tuple; None when the batch is full or the rows have ended.
+        Returns a row of another kind or that does not fit, in a tuple; None when the batch is full or the rows have ended.
         """
         while self.rows < row_limit and self._size < size_limit:
             row = next(rows, _END)
@@ -362,12 +362,12 @@ def _elements(code: int, column: Sequence[bytes]) -> List[bytes]:
 
 _END: Any = object()  # of an iterator
 
-# What travels in one request: the names of the parameters, or None, and their batch; or one row, which no batch takes.
+# The content of one request: the names of the parameters, or None, and their batch; or one row that fits no batch.
 Request = Tuple[Names, Any, Sequence[Any]]
 
 
 def requests(rows: Iterable[Parameters], new_batch: Type[Any]) -> Iterator[Request]:
-    """The rows in pieces that a request can take; new_batch is a class of batches."""
+    """The rows in pieces that fit a request; new_batch is a class of batches."""
     rest = iter(rows)
     first = next(rest, _END)
     if first is _END:
@@ -392,19 +392,19 @@ def requests(rows: Iterable[Parameters], new_batch: Type[Any]) -> Iterator[Reque
 
 
 def _fill(batch: Any, ahead: Any, rest: Iterator[Any], keys: Keys, order: Optional[List[str]]) -> Any:
-    """Fills a batch; gives the row that begins the next one, or _END when that is still to come."""
+    """Fills a batch; returns the row that begins the next one, or _END when there is none yet."""
     while keys:
         odd = batch.fill(itertools.chain((ahead,), rest), _BATCH_ROWS, _BATCH_BYTES)
         if odd is None:
             return _END
         ahead = odd[0] if order else _values_of(odd[0], keys, order)
-        if ahead is odd[0]:  # it was a row of values already: their types do not fit
+        if ahead is odd[0]:  # it already was a row of values: their types do not fit
             break
     return ahead
 
 
 def _values_of(row: Any, keys: Keys, order: Optional[List[str]]) -> Sequence[Any]:
-    """A row's values as a tuple or a list; raises when its names or their number are others than those of the first row."""
+    """A row's values as a tuple or a list; raises when its names or their number differ from those of the first row."""
     if type(row) in (tuple, list) and not order and len(row) == len(keys):
         return cast(Sequence[Any], row)
     if set(keys_of(row)) != set(keys):
@@ -433,12 +433,12 @@ def _string_of(content: bytes) -> str:
     return content.decode("utf-8")
 
 
-# For each wanted type: the code to bind, the room (0: as much as asked for) and the conversion of what was written.
+# For each requested type: the code to bind, the buffer size (0: as requested) and the conversion of what was written.
 _OUTPUTS: Dict[Any, Tuple[int, int, Callable[[bytes], Any]]] = {
     str: (codes.TEXT, 0, _string_of),
     bytes: (codes.BYTES, 0, bytes),
     Decimal: (codes.TEXT, 0, lambda content: Decimal(content.decode("ascii"))),
-    int: (codes.TEXT, 0, int),  # a NUMERIC comes as text anyway: it would be taken for the bytes of an integer
+    int: (codes.TEXT, 0, int),  # a NUMERIC arrives as text anyway and would be mistaken for the bytes of an integer
     float: (codes.DOUBLE, 8, _float_of),
     bool: (codes.BOOLEAN, 1, lambda content: content in (b"T", b"t", b"\1")),
     datetime.date: (codes.DATE, 12, lambda content: datetime.date(*struct.unpack("=3i", content))),
@@ -450,7 +450,7 @@ _INT_BOTH_WAYS = (codes.BIGINT, 8, lambda content: int.from_bytes(content, sys.b
 
 
 class Output:
-    """The room for one output value."""
+    """The buffer for one output value."""
 
     def __init__(self, argument: Out) -> None:
         if argument.type not in _OUTPUTS:
@@ -482,4 +482,4 @@ class Output:
         try:
             return self._convert(self.buffer.raw[:length])
         except (struct.error, *CONVERSION_ERRORS) as error:
-            raise DataError(f"an output is no {self.type.__name__}: {error}") from error
+            raise DataError(f"an output is not a {self.type.__name__}: {error}") from error

@@ -1,6 +1,6 @@
-"""The functions that run for every statement and row: those of the compiled core where it is there, else the ones here.
+"""The functions that run for every statement and row: those of the compiled core if it is available, else the ones here.
 
-Handle variables travel as their addresses.
+Handle variables are passed as addresses.
 """
 
 from __future__ import annotations
@@ -16,7 +16,7 @@ from ._binding import Names
 from ._errors import failure
 from ._implementation import core
 
-_ID_SIZE = 33  # with a terminator, which the library leaves out
+_ID_SIZE = 33  # with a terminator, which the library does not write
 
 # What a call returned, and the result item: its kind, the rows affected, the identifier of the inserted row, the number of rows.
 Outcome = Tuple[int, int, int, bytes, int]

@@ -16,7 +16,7 @@ class Warning(builtins.Warning):
 
 
 class Error(Exception):
-    """What all other exceptions of this module derive from.
+    """The base of all other exceptions of this module.
 
     code    the code in front of the text, such as "EC011"; None when it has none
     status  what the library's call returned; None when no call failed
@@ -42,7 +42,7 @@ class DataError(DatabaseError):
 
 
 class OperationalError(DatabaseError):
-    """Lost links, refused logins, locks: nothing that the program did wrong."""
+    """Lost links, refused logins, locks: not a mistake of the program."""
 
 
 class IntegrityError(DatabaseError):
@@ -58,7 +58,7 @@ class ProgrammingError(DatabaseError):
 
 
 class NotSupportedError(DatabaseError):
-    """Something that the server or the library does not do."""
+    """Something that the server or the library does not support."""
 
 
 _BY_STATUS = {
@@ -81,7 +81,7 @@ _BY_STATUS = {
     -59: ProgrammingError,
 }
 
-# These leave the handle the text of an earlier failure.
+# After these the handle still has the text of an earlier failure.
 _WITHOUT_TEXT = {
     -3: "the library refused an argument",
     -4: "the link to the server is lost",
@@ -91,7 +91,7 @@ _WITHOUT_TEXT = {
 
 _BY_CODE = {"EC080": OperationalError, "EC053": ProgrammingError, "EC057": InternalError}
 
-# In this order: "NOT NULL constraint failed" is no syntax error, and "no such table: locked" no lock.
+# In this order: "NOT NULL constraint failed" is not a syntax error, nor "no such table: locked" a lock.
 _BY_WORDS = [
     (r"constraint|duplicate|foreign key|not unique", IntegrityError),
     (
@@ -126,6 +126,6 @@ def _class_of(status: int, text: str) -> Type[Error]:
 
 
 def failure(status: int, text: str) -> Error:
-    """The exception for a status and what the handle says about it."""
+    """The exception for a status and the handle's error text."""
     text = _WITHOUT_TEXT.get(status) or text or f"the call failed with status {status}"
     return _class_of(status, text)(text, status)

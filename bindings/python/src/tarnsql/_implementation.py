@@ -1,6 +1,6 @@
-"""Which implementation of the hot functions runs: the compiled core, or this package's own over ctypes.
+"""Chooses the implementation of the hot functions: the compiled core, or this package's own over ctypes.
 
-TARNSQL_PYTHON names one, "core" or "pure"; without it the core is taken where it is there.
+TARNSQL_PYTHON names one, "core" or "pure"; by default the core is used if it is available.
 """
 
 from __future__ import annotations
@@ -12,7 +12,7 @@ from typing import Any
 def _choose() -> Any:
     wanted = os.environ.get("TARNSQL_PYTHON", "")
     if wanted not in ("", "core", "pure"):
-        raise ImportError(f"TARNSQL_PYTHON is 'core' or 'pure', not {wanted!r}")
+        raise ImportError(f"TARNSQL_PYTHON must be 'core' or 'pure', not {wanted!r}")
     if wanted == "pure":
         return None
     try:

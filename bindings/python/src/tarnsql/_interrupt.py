@@ -21,7 +21,7 @@ _getsignal = importlib.import_module(
     "_signal"
 ).getsignal  # signal.getsignal makes an enumeration of it, which takes longer
 _SIGINT = int(signal.SIGINT)
-_RETRY_SECONDS = 0.01  # a signal can come when the call has not quite begun
+_RETRY_SECONDS = 0.01  # a signal can arrive just before the call begins
 
 
 class _Watcher:
@@ -30,7 +30,7 @@ class _Watcher:
     def __init__(self) -> None:
         self.running: Optional[
             ctypes.c_void_p
-        ] = None  # the handle variable, which lives as long as it is needed here
+        ] = None  # the handle variable, kept alive while it is needed here
         self._woken, waker = socket.socketpair()
         waker.setblocking(False)
         self._waker = waker
@@ -61,7 +61,7 @@ if hasattr(os, "register_at_fork"):
 
 
 class Interruptible:
-    """Around a call on the connection in a handle variable that may wait. It is not entered twice."""
+    """Wraps a call that may wait, on the connection in a handle variable. Not reentrant."""
 
     def __init__(self, variable: ctypes.c_void_p) -> None:
         self._variable = variable
@@ -74,7 +74,7 @@ class Interruptible:
         if _watcher is None:
             _watcher = _Watcher()
         before = signal.set_wakeup_fd(_watcher.descriptor, warn_on_full_buffer=False)
-        if before != -1:  # somebody else's, who waits for it
+        if before != -1:  # set by someone else, who waits for it
             signal.set_wakeup_fd(before)
             return
         self._watcher = _watcher

@@ -1,4 +1,4 @@
-"""The driver library: where it is looked for, its calls and its numbers.
+"""The driver library: finding it, its calls and its constants.
 
 Nothing is loaded before the first connection. Every pointer is declared as a plain address, which takes
 ctypes.byref(...), ctypes buffers, bytes (for what the library only reads) and None. Handle variables are ctypes.c_void_p
@@ -30,7 +30,7 @@ TRUNCATED = -12
 ERR_CONVERSION = -13
 ERR_OFFSET = -18
 
-# Types: what columns are reported as, and what values are asked for and bound as.
+# Types, of columns and of values read and bound.
 NO_TYPE = 0
 BOOLEAN = 1
 TEXT = 2
@@ -41,7 +41,7 @@ BIGINT = 6
 FLOAT = 7
 DOUBLE = 8
 NUMERIC = 9
-AS_STORED = 9  # as a target: the bytes of any value, whatever room there is
+AS_STORED = 9  # as a target: the stored bytes of any value, whatever the buffer size
 DATE = 10
 TIME = 11
 TIME_TZ = 12
@@ -74,7 +74,7 @@ _address, _text, _int = ctypes.c_void_p, ctypes.c_char_p, ctypes.c_int32
 
 
 class Options(ctypes.Structure):
-    """What a connection is opened with beside its string; zeros stand for the library's own."""
+    """The options of an open besides the string; zeros mean the library's defaults."""
 
     _fields_ = [
         ("size", ctypes.c_uint32),
@@ -159,7 +159,7 @@ _LEVELS = {1: logging.INFO, 2: logging.DEBUG}  # what is printed otherwise; the 
 
 
 def _tell(user: Any, kind: int, line: bytes) -> None:
-    """What the library would print on the standard output, for whatever thread runs its call."""
+    """Logs a line that the library would print, on the thread that runs its call."""
     _log.log(_LEVELS.get(kind, logging.INFO), "%s", line.decode("utf-8", "replace").rstrip())
 
 
@@ -174,13 +174,13 @@ def library() -> ctypes.CDLL:
         try:
             call = getattr(loaded, name)
         except AttributeError:
-            raise InterfaceError(f"{loaded._name} is no tarnsql library: it has no {name}") from None
+            raise InterfaceError(f"{loaded._name} is not a tarnsql library: it has no {name}") from None
         call.argtypes = arguments
         call.restype = _int
     if core:
         called = [*_CALLS, "TRN_ReadNext"]
         core.attach({name: ctypes.cast(loaded[name], ctypes.c_void_p).value for name in called})
-    if "TARNSQL_TRACE" not in os.environ:  # which says where the library's lines go
+    if "TARNSQL_TRACE" not in os.environ:  # if set, the library's lines go there
         loaded.TRNX_SetTrace(_log_line, None)
         atexit.register(loaded.TRNX_SetTrace, None, None)
     return loaded
@@ -188,7 +188,7 @@ def library() -> ctypes.CDLL:
 
 @functools.lru_cache(maxsize=None)
 def row_calls() -> Tuple[Callable[..., int], Callable[..., int]]:
-    """TRN_ReadNext and TRN_GetData for what is called again and again, by every row and value.
+    """TRN_ReadNext and TRN_GetData for the calls made for every row and value.
 
     They keep the interpreter's lock, which is dearer to give up than to hold meanwhile, and have no declared arguments:
     ctypes passes an int as int32_t, byref(...), buffers and None as addresses, faster than where it has to check.
@@ -199,7 +199,7 @@ def row_calls() -> Tuple[Callable[..., int], Callable[..., int]]:
 
 
 def error_text(lib: ctypes.CDLL, handle: ctypes.c_void_p) -> str:
-    """What the library last said about a handle; empty when it said nothing."""
+    """The error text of a handle; empty when there is none."""
     length = ctypes.c_int32(lib.TRN_GetErrorLen(ctypes.byref(handle)))
     if length.value <= 0:
         return ""
@@ -209,11 +209,11 @@ def error_text(lib: ctypes.CDLL, handle: ctypes.c_void_p) -> str:
 
 
 def c_text(text: str, what: str = "the statement") -> bytes:
-    """A text as the library takes it."""
+    """A text encoded for the library."""
     try:
         encoded = text.encode("utf-8")
     except (UnicodeEncodeError, AttributeError) as error:
-        raise InterfaceError(f"{what} is no valid text: {error}") from None
+        raise InterfaceError(f"{what} is not a valid text: {error}") from None
     if b"\0" in encoded:
         raise InterfaceError(f"{what} holds a zero byte")
     return encoded

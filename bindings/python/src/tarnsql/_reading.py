@@ -23,7 +23,7 @@ Reader = Callable[[], Any]
 InSession = Callable[[], ContextManager[Any]]
 Column = Tuple[str, int, None, Optional[int], Optional[int], Optional[int], Optional[bool]]
 
-# What a conversion raises for a value that Python's type cannot hold, such as the year 0.
+# Raised by conversions for a value that Python's type cannot hold, such as the year 0.
 CONVERSION_ERRORS = (ValueError, OverflowError, InvalidOperation)
 
 _EPOCH = datetime.datetime(1970, 1, 1)
@@ -31,8 +31,8 @@ _EPOCH_DAY = _EPOCH.toordinal()
 _MILLISECOND = datetime.timedelta(milliseconds=1)
 _MICROSECOND = datetime.timedelta(microseconds=1)
 _TRUE = (ord("T"), ord("t"), 1)
-_LONGEST_TEXT = 63  # what the library makes of a number or an interval is cut here
-_COMMON_SIZE = 1024  # of the buffer that byte runs are first read into
+_LONGEST_TEXT = 63  # the library cuts the text of a number or an interval here
+_COMMON_SIZE = 1024  # of the buffer into which byte runs are first read
 
 _NAME_SIZE = 1025
 _NOT_NULL = 1  # among a column's flags
@@ -78,7 +78,7 @@ class RowReader:
     def __init__(self, address: int, descriptors: bool, in_session: InSession) -> None:
         step, get = codes.row_calls()
         self._variable = ctypes.c_void_p.from_address(address)
-        # A handle of its own: with null in it the library refuses, whatever another thread makes of the variable.
+        # Its own handle: once it holds null the library refuses, whatever another thread does with the variable.
         self._result = ctypes.c_void_p(self._variable.value)
         self._step = functools.partial(step, ctypes.byref(self._result))
         self.rows_read = 0
@@ -100,7 +100,7 @@ class RowReader:
         raise failed
 
     def fill(self, rows: List[Any], limit: int) -> bool:
-        """Appends up to so many rows to a list; whether they all came."""
+        """Appends up to that many rows to a list; returns whether there were that many."""
         for _ in range(limit):
             row = self.next()
             if row is None:
@@ -109,11 +109,11 @@ class RowReader:
         return True
 
     def close(self) -> None:
-        """Ends reading, whoever still does."""
+        """Ends reading, even in another thread."""
         self._result.value = None
 
     def open(self) -> None:
-        """Goes on with what is in the handle variable now."""
+        """Continues with the current content of the handle variable."""
         self._result.value = self._variable.value
 
 
@@ -228,12 +228,12 @@ class _Values:
         buffer = ctypes.create_string_buffer(size)
 
         def read() -> Any:
-            # Stored bytes are copied without regard to the room: first make sure of their number. A piece read from
+            # The library copies stored bytes without checking the buffer size, so first verify their number. A piece read from
             # the end of a value succeeds, from anywhere else it does not.
             length.value = size
             status = get(handle, column, codes.PIECE, buffer, size, length_ref)
             if status in (codes.ERR_CONVERSION, codes.ERR_OFFSET):
-                raise DataError("a value with a time zone has another length than such values have", status)
+                raise DataError("a value with a time zone has the wrong length", status)
             if status:
                 return failed(status)
             status = get(handle, column, codes.AS_STORED, buffer, 0, None)
@@ -242,7 +242,7 @@ class _Values:
         return read
 
     def _stored(self, column: int) -> Optional[bytes]:
-        """The bytes of a value as they are stored, whose number the library does not tell."""
+        """The stored bytes of a value, whose number the library does not report."""
         low, high = 0, 64
         while (status := self._piece_at(column, high)) == codes.ERR_CONVERSION:
             low, high = high, high * 2
@@ -260,7 +260,7 @@ class _Values:
         return buffer.raw
 
     def _piece_at(self, column: int, offset: int) -> int:
-        """0 when the value ends at the offset, ERR_OFFSET when before it, ERR_CONVERSION when behind it."""
+        """0 when the value ends at the offset, ERR_OFFSET when before it, ERR_CONVERSION when after it."""
         self._length.value = offset
         room = ctypes.byref(ctypes.c_char())
         return self._get(self._handle, column, codes.PIECE, room, 1, self._length_ref)
@@ -302,7 +302,7 @@ _PLAIN: Dict[int, Tuple[int, Any, Optional[Callable[[Any], Any]]]] = {
 
 
 def describe(address: int) -> List[Column]:
-    """The columns of a result item, as a cursor's description tells them."""
+    """The columns of a result item, in the form of a cursor's description."""
     lib, result = codes.library(), ctypes.c_void_p(address)
     name, label = (ctypes.create_string_buffer(_NAME_SIZE) for _ in range(2))
     code, modifier, flags = ctypes.c_int32(), ctypes.c_int32(), ctypes.c_int32()
@@ -322,7 +322,7 @@ def describe(address: int) -> List[Column]:
 
 
 def value_reader(address: int, column: int, code: int, descriptors: bool, in_session: InSession) -> Reader:
-    """For the core: what reads the values of a column of a type that it does not read itself."""
+    """For the core: a reader for columns of a type that it does not read itself."""
     variable = ctypes.c_void_p.from_address(address)
     return _Values(codes.library(), codes.row_calls()[1], variable, in_session).reader(
         column, code, descriptors

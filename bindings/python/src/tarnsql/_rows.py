@@ -1,6 +1,6 @@
-"""Forms of rows: what a row_factory can be, on a connection for its new cursors or on a cursor.
+"""Row factories, for the row_factory of a cursor, or of a connection for its new cursors.
 
-A row factory is called with the cursor for every result; what it returns makes a row out of the tuple of its values.
+A row factory is called with the cursor for every result, and returns a function from the tuple of values to a row.
 """
 
 from __future__ import annotations
@@ -18,7 +18,7 @@ def _names(cursor: Any) -> Tuple[str, ...]:
 
 
 def dict_row(cursor: Any) -> RowMaker:
-    """Rows as dicts by the names of the columns. Of columns with the same name the last one counts."""
+    """Rows as dicts by the names of the columns. Of columns with the same name the last one wins."""
     names = _names(cursor)
 
     def make(row: Tuple[Any, ...]) -> Dict[str, Any]:
@@ -35,5 +35,5 @@ def _class_of(names: Tuple[str, ...]) -> RowMaker:
 
 
 def namedtuple_row(cursor: Any) -> RowMaker:
-    """Rows as named tuples. A name that is no identifier, or comes again, becomes the column's number behind "_"."""
+    """Rows as named tuples. A name that is not an identifier, or is repeated, becomes "_" and the column's number."""
     return _class_of(_names(cursor))

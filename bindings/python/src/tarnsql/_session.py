@@ -31,7 +31,7 @@ def _milliseconds(seconds: Optional[float]) -> int:
 
 
 class Session:
-    """What cursors know of their connection."""
+    """The part of a connection that cursors use."""
 
     # The exceptions, for programs that have a connection and not the module.
     Warning = _errors.Warning
@@ -53,9 +53,9 @@ class Session:
         self.address = ctypes.addressof(self.handle)
         self.lock = threading.RLock()
         self.row_factory: Optional[RowFactory] = None  # of new cursors
-        self.generation = 0  # counts logins: what lived on the server ends with each
+        self.generation = 0  # counts logins: each ends what lived on the server
         self._cursor_number = 0
-        self._abandoned: List[Tuple[int, str]] = []  # server cursors that went out of use unclosed
+        self._abandoned: List[Tuple[int, str]] = []  # server cursors that were not closed
         self._lib = codes.library()
         self.binder = Binder(self._lib, self.handle)
         self.interruptible = Interruptible(self.handle)
@@ -86,7 +86,7 @@ class Session:
 
     @contextlib.contextmanager
     def held(self) -> Iterator[None]:
-        """Keeps other threads from using and from closing the connection meanwhile."""
+        """Keeps other threads from using or closing the connection meanwhile."""
         with self.lock:
             self.require_open()
             yield
@@ -107,7 +107,7 @@ class Session:
         return failure(status, text)
 
     def begin_call(self) -> None:
-        """What comes before a request; the caller holds the lock."""
+        """To be called before a request; the caller holds the lock."""
         self.require_open()
         while self._abandoned:
             generation, name = self._abandoned.pop()
@@ -115,17 +115,17 @@ class Session:
                 self._lib.TRN_CloseCursor(self.ref, name.encode("utf-8"))
 
     def new_cursor_name(self) -> str:
-        """A name that no server-side cursor of this connection has had."""
+        """A new name for a server-side cursor, unique on this connection."""
         with self.lock:
             self._cursor_number += 1
             return f"PY_CURSOR_{self._cursor_number}"
 
     def opened_cursor(self, name: str) -> Any:
-        """A cursor over one that a procedure has opened: the connection makes it, which knows all classes of cursors."""
+        """A cursor for one that a procedure has opened; made by the connection, which knows all cursor classes."""
         raise NotImplementedError
 
     def abandon(self, generation: int, name: str) -> None:
-        """Has a server cursor closed before the next request. Takes no lock: finalizers may run anywhere."""
+        """Queues a server cursor to be closed before the next request. Takes no lock: finalizers may run anywhere."""
         self._abandoned.append((generation, name))
 
     # ------------------------------------------------------------------------------- for programs
@@ -148,7 +148,7 @@ class Session:
     def autocommit(self) -> bool:
         """Whether every statement commits by itself.
 
-        Changing it commits and logs in anew: the server takes it from the login. Server-side cursors end with that.
+        Changing it commits and logs in again, because the server takes it from the login. That ends server-side cursors.
         """
         return not self._number(codes.AUTO_COMMIT_OFF)
 
@@ -158,12 +158,12 @@ class Session:
             if bool(on) == self.autocommit:
                 return
             self.commit()
-            # The attribute is written in the opposite sense.
+            # The attribute has the opposite sense.
             self.call("TRN_SetAttr", codes.AUTO_COMMIT_OFF, b"off" if on else b"on")
             self.reconnect()
 
     def reconnect(self) -> None:
-        """Logs in again with the same settings, after a lost link or to begin anew: what was not committed is lost."""
+        """Logs in again with the same settings, after a lost link or to start afresh; uncommitted work is lost."""
         with self.lock:
             self.require_open()
             self.generation += 1
@@ -171,7 +171,7 @@ class Session:
             self.call("TRN_ReconnectConn")
 
     def cancel(self) -> bool:
-        """Ends the call that runs on this connection, from any thread; whether there was one.
+        """Ends the running call of this connection, from any thread; returns whether there was one.
 
         The call raises OperationalError with the code "EX001". The link is gone, with what was not committed: reconnect() goes on.
         """
@@ -182,14 +182,14 @@ class Session:
         return running
 
     def set_timeout(self, seconds: Optional[float]) -> None:
-        """Changes how long a call waits for the next bytes of a reply; None: as long as the library does, 30 minutes."""
+        """Changes how long a call waits for the next bytes of a reply; None: the library's 30 minutes."""
         with self.lock:
             self.require_open()
             self.call("TRNX_SetReceiveTimeout", _milliseconds(seconds))
 
     @property
     def server_version(self) -> str:
-        """What the server says of itself; it is asked each time."""
+        """The server's version; asks the server each time."""
         with self.lock:
             self.begin_call()
             text, length = ctypes.create_string_buffer(65), ctypes.c_int32()
@@ -207,7 +207,7 @@ class Session:
         return not self.handle
 
     def close(self) -> None:
-        """Ends the session; what was not committed is lost. Waits for a statement of another thread."""
+        """Ends the session; uncommitted work is lost. Waits for a statement of another thread."""
         with self.lock:
             if self.handle:
                 self._lib.TRN_CloseConn(self.ref)

@@ -1,4 +1,4 @@
-"""What programs name types by: the type objects that a column's type code equals, constructors, and the classes for values
+"""Type names for programs: the type objects that compare equal to type codes, constructors, and the classes for values
 that Python has none for.
 """
 
@@ -47,7 +47,7 @@ NUMBER = TypeObject(
 DATETIME = TypeObject("DATETIME", codes.DATE, codes.TIME, codes.TIME_TZ, codes.DATETIME, codes.DATETIME_TZ)
 INTERVAL = TypeObject("INTERVAL", codes.INTERVAL, codes.YEAR_TO_MONTH, codes.DAY_TO_SECOND)
 LOB = TypeObject("LOB", codes.CLOB, codes.BLOB)
-ROWID = TypeObject("ROWID")  # no column is reported as one
+ROWID = TypeObject("ROWID")  # no column has this type
 
 Date = datetime.date
 Time = datetime.time
@@ -86,7 +86,7 @@ class YearToMonth:
 
 
 class CURSOR:
-    """The type of an output that names an open cursor: Out(tarnsql.CURSOR)."""
+    """The type of an output with the name of an open cursor: Out(tarnsql.CURSOR)."""
 
 
 @dataclass
@@ -102,7 +102,7 @@ class Out:
 
 
 class InOut(Out):
-    """A value that a procedure takes and gives back changed; its type is the value's own."""
+    """A value that a procedure takes and may change; it keeps the type of the value."""
 
     def __init__(self, value: Any, type: Any = None, size: int = 32768) -> None:
         super().__init__(type or (value.__class__ if value is not None else str), size)

@@ -1,4 +1,4 @@
-"""Connections: the connection string out of keywords, and what a program has of a session."""
+"""Connections: the connection string made from keywords, and the public part of a session."""
 
 from __future__ import annotations
 
@@ -78,16 +78,16 @@ def connect(
 
 
 def _address(server: str) -> str:
-    """The library takes numeric addresses only."""
+    """Resolves a name: the library accepts only numeric addresses."""
     try:
         return socket.gethostbyname(server)
-    except (OSError, ValueError) as error:  # the latter for what cannot be a name
+    except (OSError, ValueError) as error:  # ValueError for an impossible name
         raise OperationalError(f"the server {server!r} is not known: {error}") from error
 
 
 def _segments(given: str, with_server: bool) -> List[str]:
     if ";" not in given:
-        given = given.replace(",", ";")  # the separator of a string without ";", which it has from now on
+        given = given.replace(",", ";")  # a string without ";" is separated by ",", but ";" will be added
     segments = []
     for segment in given.split(";"):
         key, _, value = segment.partition("=")
@@ -107,15 +107,15 @@ def _segment(key: str, value: Any) -> str:
     if len(codes.c_text(text, key)) > longest or len(segment.encode("utf-8")) > _LONGEST_SEGMENT:
         raise InterfaceError(f"{key} is too long for the connection string")
     if ";" in text or "ips=" in segment or "IPS=" in segment or text != text.strip(" "):
-        raise InterfaceError(f"{key} cannot stand in a connection string: ';', 'ips=' or blanks around it")
+        raise InterfaceError(f"{key} cannot be put into a connection string: ';', 'ips=' or blanks around it")
     return segment
 
 
 class Connection(Session):
-    """A session with a server. Threads may share it; each uses cursors of its own."""
+    """A session with a server. Threads may share it; each uses its own cursors."""
 
     def cursor(self, server_side: bool = False, fetch_size: int = FETCH_SIZE) -> Cursor:
-        """A new cursor. A server-side one leaves the rows on the server and fetches fetch_size at a time."""
+        """A new cursor. A server-side one keeps the rows on the server and fetches fetch_size at a time."""
         self.require_open()
         return ServerCursor(self, fetch_size) if server_side else Cursor(self)
 
@@ -133,5 +133,5 @@ class Connection(Session):
         if kind is None:
             self.commit()
             return
-        with contextlib.suppress(Error):  # the exception that is on its way tells more
+        with contextlib.suppress(Error):  # do not hide the exception in flight
             self.rollback()

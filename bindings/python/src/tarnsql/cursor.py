@@ -24,7 +24,7 @@ from ._types import CURSOR, Out
 _PROCEDURE_NAME = re.compile(r'[\w$#."]+')
 _ID_SIZE = 32
 
-# An insert of one row of values; the second group is what stands behind VALUES.
+# An insert of one row of values; the second group is the text after VALUES.
 _INSERT = re.compile(
     r"\s*INSERT\s+INTO\s+[^()';]+(\([^()';]*\))?\s*VALUES\s*(\(.*\))\s*;?\s*", re.IGNORECASE | re.DOTALL
 )
@@ -32,7 +32,7 @@ _INSERT = re.compile(
 
 @functools.lru_cache(maxsize=512)
 def _inserts_one_row(sql: str) -> bool:
-    """The server tells that an insert was done, and not of how many rows; here the statement does."""
+    """The server reports an insert, but not how many rows; here the statement tells."""
     insert = _INSERT.fullmatch(sql)
     values = re.sub(r"'[^']*'", "", insert.group(2)) if insert else ""
     depth = 0
@@ -44,7 +44,7 @@ def _inserts_one_row(sql: str) -> bool:
 
 
 class Cursor:
-    """What PEP 249 calls a cursor. One thread at a time may use it."""
+    """A cursor of PEP 249. One thread at a time may use it."""
 
     def __init__(self, connection: Session) -> None:
         self.connection = connection
@@ -57,13 +57,13 @@ class Cursor:
         self._result = ctypes.c_void_p()
         self._result_ref = ctypes.byref(self._result)
         self._address = ctypes.addressof(self._result)
-        # At most one in each: a failure that is raised may stay in no variable of a frame that it passes, or it would keep
-        # the cursor and the connection from going out of use.
-        self._behind: List[Error] = []  # to be raised where the rows end
+        # At most one in each: a raised failure must not stay in a variable of a frame that it passes, or it would keep the cursor
+        # and the connection from going out of use.
+        self._behind: List[Error] = []  # to be raised after the rows
         self._postponed: List[Error] = []  # to be raised by the next fetch
         self._reader: Any = None
         self._columns: Optional[List[Column]] = None
-        self._text_told = False  # the text that the server left with the result has been raised
+        self._text_told = False  # the server text in the result has been raised
         self._forget()
 
     # ------------------------------------------------------------------------------- statements
@@ -89,7 +89,7 @@ class Cursor:
         with self.connection.lock:
             self._begin()
         rows = 0
-        # Not under the lock: the sets may come from a thread that needs the connection.
+        # Not under the lock: the sets may be produced by a thread that needs the connection.
         for names, batch, values in requests(seq_of_parameters, _calls.Batch):
             with self.connection.lock:
                 self.connection.begin_call()
@@ -103,7 +103,7 @@ class Cursor:
         return self
 
     def callproc(self, procname: str, parameters: Sequence[Any] = ()) -> List[Any]:
-        """Calls a procedure; gives its arguments back with the value in place of each Out and InOut.
+        """Calls a procedure; returns its arguments, with Out and InOut replaced by their values.
 
         Without outputs among the arguments, rows that the procedure returns can be fetched. With outputs the rows are
         dropped, and a result of more than 400 rows keeps the outputs behind it from arriving.
@@ -114,7 +114,7 @@ class Cursor:
         return list(parameters)
 
     def callfunc(self, name: str, return_type: Any = str, parameters: Sequence[Any] = ()) -> Any:
-        """Calls a function and gives its value as return_type, a type that Out takes, or an Out."""
+        """Calls a function and returns its value as return_type, which is a type that Out accepts, or an Out."""
         returns = return_type if isinstance(return_type, Out) else Out(return_type)
         return self._call(name, parameters, returns)[-1]
 
@@ -128,20 +128,20 @@ class Cursor:
         return True
 
     def setinputsizes(self, sizes: Sequence[Any]) -> None:
-        """Without effect: values tell their own types and sizes."""
+        """Without effect: types and sizes follow from the values."""
 
     def setoutputsize(self, size: int, column: Optional[int] = None) -> None:
         """Without effect: values of any size are fetched whole."""
 
     def close(self) -> None:
-        """Releases the result; the cursor cannot be used any more."""
+        """Releases the result; the cursor can no longer be used."""
         self._forget()
         self.closed = True
 
     # ------------------------------------------------------------------------------- rows
 
     def fetchone(self) -> Any:
-        """The next row, a tuple or what the row factory makes of it; None when there is none."""
+        """The next row, a tuple or what the row factory makes; None when there is none."""
         reader = self._require_rows()
         while (row := reader.next()) is None:
             if not self._refill(reader):
@@ -212,7 +212,7 @@ class Cursor:
         return self._reader
 
     def _fetch_rows(self, limit: int) -> List[Any]:
-        """A failure behind rows is postponed to the next fetch: these rows are good."""
+        """A failure after rows is postponed to the next fetch: these rows are valid."""
         reader = self._require_rows()
         rows: List[Any] = []
         try:
@@ -225,7 +225,7 @@ class Cursor:
         return [self._make_row(row) for row in rows] if self._make_row else rows
 
     def _refill(self, reader: Any) -> bool:
-        """Called where the rows of a reader end: whether there are more after all.
+        """Called when the rows of a reader end: returns whether there are more after all.
 
         A server that fails while it sends rows leaves its text with the result, behind the rows that it sent. It is
         raised there, once.
@@ -261,12 +261,12 @@ class Cursor:
         self._text_told = False
 
     def _close_reader(self) -> None:
-        if self._reader:  # which another thread may still have
+        if self._reader:  # another thread may still use it
             self._reader.close()
             self._reader = None
 
     def _begin(self) -> None:
-        """What comes before a statement; the caller holds the connection's lock."""
+        """To be called before a statement; the caller holds the connection's lock."""
         self._require_open()
         self._forget()
         if self.messages:
@@ -274,7 +274,7 @@ class Cursor:
         self.connection.begin_call()
 
     def _told(self, error: Error) -> Error:
-        """The failure, which the messages have a copy of: a raised one holds frames, which hold this cursor."""
+        """The failure, of which the messages get a copy: a raised one references frames, which reference this cursor."""
         self.messages.append((type(error), type(error)(str(error), error.status)))
         return error
 
@@ -288,7 +288,7 @@ class Cursor:
         with connection.interruptible:
             outcome = _calls.run(connection.address, operation, self._address, names, values, held)
         if self._result:
-            self._take_item(outcome)  # also with an error: what came before it stays readable
+            self._take_item(outcome)  # even with an error: the results before it stay readable
             if outcome[1] == codes.ITEM_INSERT and _inserts_one_row(operation):
                 self.rowcount = 1
         self._check(outcome[0])
@@ -314,7 +314,7 @@ class Cursor:
         self.lastrowid = last
 
     def _call(self, name: str, arguments: Sequence[Any], returns: Optional[Out]) -> List[Any]:
-        """The arguments after the call, and the returned value behind them."""
+        """The arguments after the call, and then the return value."""
         connection = self.connection
         sql = codes.c_text(_call_text(name, arguments))
         with connection.lock:
@@ -324,7 +324,7 @@ class Cursor:
                 text_before = codes.error_text(self._lib, connection.handle)
                 with connection.interruptible:
                     status = self._lib.TRN_Execute_procesure(connection.ref, sql, None)
-                if status != codes.TRUNCATED:  # which the value itself tells better
+                if status != codes.TRUNCATED:  # the value itself reports that
                     self._check(status)
                 text = codes.error_text(self._lib, connection.handle)
                 if status == codes.WARNED and text != text_before:
@@ -343,7 +343,7 @@ class Cursor:
         return self.connection.opened_cursor(value)
 
     def _take_item(self, outcome: _calls.Outcome) -> None:
-        """Makes the result item in the handle the cursor's own."""
+        """Makes the result item in the handle the cursor's current one."""
         _, kind, affected, identifier, rows = outcome
         if kind == codes.ITEM_QUERY:
             self._take_rows()
@@ -360,7 +360,7 @@ class Cursor:
             self._make_row = self.row_factory(self)
 
     def _row_count(self) -> int:
-        """The rows that the library has of the result."""
+        """The number of rows of the result in the library."""
         rows = ctypes.c_int64()
         self._lib.TRN_GetAttr(self._result_ref, codes.ROWS, ctypes.byref(rows), 8, None, None)
         return rows.value
@@ -374,5 +374,5 @@ def _row_id(text: bytes) -> Any:
 
 def _call_text(name: str, arguments: Sequence[Any]) -> str:
     if not _PROCEDURE_NAME.fullmatch(name):
-        raise ProgrammingError(f"{name!r} is no procedure's name")
+        raise ProgrammingError(f"{name!r} is not a procedure's name")
     return f"EXEC {name}({', '.join('?' * len(arguments))})"

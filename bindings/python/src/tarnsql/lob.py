@@ -1,4 +1,4 @@
-"""Large objects: contents that the library holds, read and sought like a file.
+"""Large objects: contents held by the library, read like a seekable file.
 
 A Clob's bytes are UTF-8. One thread at a time may use a large object.
 """
@@ -29,7 +29,7 @@ class Lob(io.RawIOBase):
         super().__init__()
         self._handle = ctypes.c_void_p()
         self._lib = codes.library()
-        self.variable = ctypes.byref(self._handle)  # what the library takes as the large object
+        self.variable = ctypes.byref(self._handle)  # the large object, as the library expects it
         self.address = ctypes.addressof(self._handle)
         self.size = 0
         self._position = 0
@@ -53,7 +53,7 @@ class Lob(io.RawIOBase):
         self.size += len(content)
 
     def filled(self, size: int) -> Lob:
-        """The same object, whose content the library has just received."""
+        """Returns the object, whose content the library has just received."""
         self.size = size
         return self
 
@@ -70,7 +70,7 @@ class Lob(io.RawIOBase):
         return True
 
     def readinto(self, buffer: Any) -> int:
-        """Fills the buffer, as far as there is content; gives the number of bytes."""
+        """Fills the buffer as far as there is content; returns the number of bytes."""
         self.require_open()
         view = memoryview(buffer).cast("B")
         wanted = min(len(view), self.size - self._position)
@@ -89,7 +89,7 @@ class Lob(io.RawIOBase):
         return bytes(content[: self.readinto(content)])
 
     def peek(self, size: int = 0) -> bytes:
-        """What comes next, without moving there; with it, reading by lines goes in pieces and not in single bytes."""
+        """The next bytes, without moving; lets readline read pieces instead of single bytes."""
         position = self._position
         piece = bytearray(max(size, _PEEKED))
         del piece[self.readinto(piece) :]
@@ -114,7 +114,7 @@ class Lob(io.RawIOBase):
         return self.readall().decode("utf-8")
 
     def close(self) -> None:
-        """Releases the content; a large object that a statement is bound to is not to be closed before it has run."""
+        """Releases the content; do not close a large object bound to a statement before it has run."""
         if not self.closed and self._handle:
             self._lib.TRN_Distroy_Lob(self.variable)
         super().close()

@@ -12,7 +12,7 @@ from ._session import Session
 from .cursor import Cursor
 
 FETCH_SIZE = 2000
-_LARGEST_FETCH = 20000  # the library keeps a block in one piece
+_LARGEST_FETCH = 20000  # of the library
 
 
 class ServerCursor(Cursor):
@@ -31,7 +31,7 @@ class ServerCursor(Cursor):
         connection = self.connection
         with connection.lock:
             name = connection.new_cursor_name()
-            # In two statements: the library's call for both tells of a refused query only that there is no such cursor.
+            # In two statements: the library's call for both reports a refused query only as a missing cursor.
             query = operation.rstrip("; \t\r\n")
             super().execute(f"DECLARE {name} CURSOR FOR {query} ", parameters)
             self._name, self._generation = name, connection.generation
@@ -42,7 +42,7 @@ class ServerCursor(Cursor):
         return self
 
     def adopt(self, name: str) -> None:
-        """Takes over a cursor that is open, and fetches its first rows: they tell the types of all columns."""
+        """Takes over an open cursor, and fetches its first rows, which have the types of all columns."""
         self._name, self._generation = name, self.connection.generation
         with self.connection.lock:
             if self._result:
@@ -62,7 +62,7 @@ class ServerCursor(Cursor):
         raise NotSupportedError("a server-side cursor runs one query")
 
     def nextset(self) -> None:
-        """There is one result only."""
+        """There is only one result."""
         self._require_open()
 
     def close(self) -> None:
@@ -77,18 +77,18 @@ class ServerCursor(Cursor):
     # ------------------------------------------------------------------------------- inside
 
     def _fetch_first(self) -> None:
-        """Of a cursor whose columns are not known yet."""
+        """For a cursor whose columns are not known yet."""
         count = ctypes.byref(ctypes.c_int32(self.fetch_size))
         self.connection.call("TRN_FetchRefCursorHead", self._name.encode(), self._result_ref, None, None, count)
-        if not self._result:  # the call does not tell failures
+        if not self._result:  # the call does not report failures
             self._behind.append(self.connection.failure(codes.ERR_SERVER))
             self._close_on_server()
             raise self._told(self._behind.pop())
 
     def _fetch(self) -> int:
-        """Fetches the next rows in place of the last ones; gives their number."""
+        """Fetches the next rows, replacing the last ones; returns their number."""
         text = f"FETCH {self.fetch_size} FROM {self._name}".encode()
-        if self._reader:  # which nobody may use while its rows are replaced
+        if self._reader:  # it must not be used while its rows are replaced
             self._reader.close()
         with self.connection.interruptible:
             status: int = self._lib.TRN_FetchServerCursorRowset_V2(self.connection.ref, text, self._result_ref)
@@ -122,7 +122,7 @@ class ServerCursor(Cursor):
             return False
 
     def _close_on_server(self) -> None:
-        """Closes the cursor, which may have ended with the server's failure already."""
+        """Closes the cursor, which may already have ended by a failure of the server."""
         name, self._name = self._name, ""
         if name and self._generation == self.connection.generation and not self.connection.closed:
             self._lib.TRN_CloseCursor(self.connection.ref, name.encode())
