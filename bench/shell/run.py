@@ -61,8 +61,9 @@ class Postgres:
         self.run("pg_ctl", "-D", self.folder / "data", "-m", "immediate", "stop")
 
     def client(self, command):
-        return ["psql", "-X", "-q", "-h", "127.0.0.1", "-p", str(self.port), "-U", self.user.pw_name, "-d", "postgres", "-v",
-                "ON_ERROR_STOP=1", "-c", command]
+        # Not the psql of the path: that is a Perl program here, which takes 30 ms to find this one.
+        return [self.programs / "psql", "-X", "-q", "-h", "127.0.0.1", "-p", str(self.port), "-U", self.user.pw_name, "-d", "postgres",
+                "-v", "ON_ERROR_STOP=1", "-c", command]
 
     def copy(self, what):
         return self.client(f"\\copy {what} WITH (FORMAT csv, HEADER)")

@@ -86,7 +86,7 @@ class Formats(ShellTest):
         self.expect(["--format", "csv", "--null", "-", "--no-header", "-c", "SELECT NULL, '-', 'x'"], '-,"-",x\n')
         self.expect(["--null", "", "--no-header", "-c", "SELECT NULL AS a, 1 AS b"], "  | 1\n")
 
-    def test_a_table_goes_on_behind_its_measured_rows(self):
+    def test_a_table_goes_on_after_its_measured_rows(self):
         columns = "SELECT CASE n WHEN 1500 THEN 'much wider' ELSE 'x' END a, n FROM"
         lines = self.run_shell("-c", ENDLESS.replace("SELECT n FROM", columns) + " LIMIT 2000").stdout.splitlines()
         self.assertEqual((len(lines), lines[2], lines[1501], lines[2001]),
@@ -354,7 +354,7 @@ class Copies(ShellTest):
                               ("id,name\n1,a\n2\n", "line 3: 1 field for 2"),
                               ('id,name\n1,"a\n\nb"\n2,"""c"\n3,d"d\n4,e,5,6\n', "line 7: 4 fields for 2"),
                               ('id\n1\n"2\n', "line 3: a quoted field has no end"),
-                              ('id\n"1"x\n', "line 2: text behind"), ("b\nzz\n", "line 2: b holds binary")):
+                              ('id\n"1"x\n', "line 2: text after"), ("b\nzz\n", "line 2: b holds binary")):
             with self.subTest(content=content):
                 self.file.write_text(content)
                 self.expect(["-c", f"\\copy u FROM '{self.file}'"], "", 1, says)

@@ -2,11 +2,14 @@
 
 Every suite is called as: FILE TARNSH TARNLITE SUITE
 """
+import contextlib
 import os
 import pathlib
+import socket
 import subprocess
 import sys
 import tempfile
+import threading
 import unittest
 
 try:
@@ -39,7 +42,65 @@ class Server:
 
     @property
     def connection(self):
-        return f"server=127.0.0.1;port={self.port};user=demo;password=demo"
+        return connection_to(self.port)
+
+
+class Proxy:
+    """Stands before a server and can hold back what it answers."""
+
+    def __init__(self, port):
+        self.server = ("127.0.0.1", port)
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.port = self.listener.getsockname()[1]
+        self.text = b""
+        self.holds, self.passes = threading.Event(), threading.Event()
+        self.passes.set()
+        threading.Thread(target=self.accept, daemon=True).start()
+
+    @property
+    def connection(self):
+        return connection_to(self.port)
+
+    def hold(self, text):
+        """From the next request that holds this text, until the release or until the client leaves."""
+        self.holds.clear()
+        self.text = text
+
+    def wait(self):
+        assert self.holds.wait(30), "the request did not come"
+
+    def release(self):
+        self.passes.set()
+
+    def accept(self):
+        while True:
+            client = self.listener.accept()[0]
+            server = socket.create_connection(self.server)
+            threading.Thread(target=self.pass_requests, args=(client, server), daemon=True).start()
+            threading.Thread(target=self.pass_answers, args=(server, client), daemon=True).start()
+
+    def pass_requests(self, client, server):
+        with contextlib.suppress(OSError):
+            while data := client.recv(1 << 16):
+                if self.text and self.text in data:
+                    self.text = b""
+                    self.passes.clear()
+                    self.holds.set()
+                server.sendall(data)
+        self.release()
+        with contextlib.suppress(OSError):
+            server.shutdown(socket.SHUT_RDWR)
+
+    def pass_answers(self, server, client):
+        with contextlib.suppress(OSError):
+            while data := server.recv(1 << 16):
+                self.passes.wait()
+                client.sendall(data)
+            client.shutdown(socket.SHUT_RDWR)
+
+
+def connection_to(port):
+    return f"server=127.0.0.1;port={port};user=demo;password=demo"
 
 
 class ShellTest(unittest.TestCase):

@@ -5,7 +5,7 @@ import stat
 import time
 
 import pexpect
-from support import ENDLESS, TARNSH, Server, ShellTest, run_suite
+from support import ENDLESS, TARNSH, Proxy, Server, ShellTest, run_suite
 
 PROMPT = "tarn> "
 
@@ -20,11 +20,11 @@ class TerminalTest(ShellTest):
                              "INSERT INTO people VALUES (1, 'Byron')")
         self.shell = self.open_shell()
 
-    def open_shell(self, *options, prompt=PROMPT, size=(40, 200), **variables):
+    def open_shell(self, *options, prompt=PROMPT, size=(40, 200), server=None, **variables):
         env = {**os.environ, "TARNSH_HISTORY": str(self.history), "TERM": "xterm", "LC_ALL": "C",
                "NO_COLOR": "1", "HOME": str(self.folder), "PAGER": "", **variables}
-        shell = pexpect.spawn(TARNSH, [self.server.connection, *(options or ("--format", "csv"))], encoding="utf-8", timeout=30,
-                              dimensions=size, env=env)
+        shell = pexpect.spawn(TARNSH, [(server or self.server).connection, *(options or ("--format", "csv"))], encoding="utf-8",
+                              timeout=30, dimensions=size, env=env)
         self.addCleanup(shell.close, force=True)
         shell.expect_exact(prompt)
         return shell
@@ -77,6 +77,35 @@ class Terminal(TerminalTest):
         self.type("\x03", "error: stopped", "connected again", "the open transaction")
         self.type("SELECT 'still alive';\r", "still alive\r\n", "(1 row)")
         self.assertIn("watch", self.history.read_text())
+
+    def test_a_late_interrupt_meets_the_close_of_a_cursor(self):
+        proxy = Proxy(self.server.port)
+        self.shell = self.open_shell(server=proxy)
+        # Of rows that were read, and of those before one that cannot be: nothing but the link tells of the cancel then.
+        failing = f"SELECT CASE n WHEN 30000 THEN abs(-9223372036854775807 - 1) END FROM ({ENDLESS}) \\g {self.folder}/rows"
+        for statement, says in (("SELECT 'one';", "error: stopped"), (failing, "error: integer overflow")):
+            with self.subTest(statement):
+                proxy.hold(b"CLOSE ")
+                self.shell.send(statement + "\r")
+                proxy.wait()
+                self.type("\x03", says, "connected again")
+                self.assertNotIn("not repeated", self.shell.before)
+                self.type("SELECT 'ne' || 'xt';\r", "next\r\n", "(1 row)")
+
+    def test_an_interrupt_is_over_with_the_statement_that_ends_by_itself(self):
+        proxy = Proxy(self.server.port)
+        self.shell = self.open_shell(server=proxy)
+        proxy.hold(b"CREATE TABLE late")
+        self.shell.send("CREATE TABLE late (a INTEGER); SELECT 'never' || 'more';\r")
+        proxy.wait()
+        self.shell.send("\x03")
+        self.shell.expect_exact("^C")  # the shell's thread notes it before it reads what comes now
+        proxy.release()
+        self.shell.expect_exact(PROMPT)
+        self.assertNotIn("nevermore", self.shell.before)
+        self.shell.send(f"SELECT count(*) FROM ({ENDLESS} LIMIT 1000000);\r")  # takes longer than a cancel waits
+        self.shell.expect_exact("1000000\r\n(1 row)")
+        self.assertNotIn("connected again", self.shell.before)
 
     def test_a_lost_link_is_made_anew(self):
         self.server.stop()

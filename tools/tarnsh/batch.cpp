@@ -93,7 +93,7 @@ Insert::Insert(Session& session, const Target& target) : session_(session), targ
 Insert::~Insert() {
     TRN_ResetParams(session_.handle());
     if (session_.connected) TRN_UnPrepare(session_.handle(), name_.data());
-    drop_library_lines(); // whatever it says, the copy has ended
+    drop_library_lines(); // the copy has ended, whatever they say
 }
 
 void Insert::send(Batch& batch, std::size_t first, std::size_t count) {
@@ -103,7 +103,8 @@ void Insert::send(Batch& batch, std::size_t first, std::size_t count) {
     for (std::int32_t i = 0; i < columns; ++i) {
         ColumnValues& values = batch.columns[static_cast<std::size_t>(i)];
         const std::size_t begin = values.begin_of(first);
-        // Dates travel as texts of any kind do, and unlike those that are bound as texts they are read where they lie.
+        // Bound as dates, texts travel unchanged, and unlike those bound as text they are not copied at the
+        // bind.
         const std::int32_t type =
             is_binary(target_.columns[static_cast<std::size_t>(i)].type) ? TRN_TYPE_BYTES : TRN_TYPE_DATE;
         check_call(session_, TRN_BindParamArrayByPos(session_.handle(), i + 1, columns, TRN_DIRECTION_IN,
@@ -116,7 +117,7 @@ void Insert::send(Batch& batch, std::size_t first, std::size_t count) {
     stored_ += rows;
 }
 
-// The column that the server's text names, otherwise the first one for numbers that has none.
+// The column that the server's text names, otherwise the first numeric column whose value is not a number.
 std::string Insert::blame(Batch& batch, std::size_t row, const std::string& reason) const {
     std::optional<std::size_t> found;
     for (std::size_t i = 0; i < target_.columns.size() && !found; ++i)

@@ -1,4 +1,5 @@
-// Rows on their way into a table: the values of each column as arrays are bound, and the prepared statement that takes them.
+// Inserting rows: the values of each column, laid out for array binding, and the prepared statement that
+// stores them.
 #pragma once
 
 #include "session.h"
@@ -19,14 +20,15 @@ struct Target {
     std::vector<Column> columns;
 };
 
-// The values of one column, one behind the other, with a gap of four bytes before each binary one.
+// The values of one column, back to back, with a gap of four bytes before each binary one.
 class ColumnValues {
   public:
     ColumnValues(bool binary, std::size_t most_rows);
 
-    // For each row, in their order.
+    // Call once for each row, in order.
     void add(std::size_t row, std::string_view value);
-    // The same, without a gap, for a value that fits and behind which 16 more bytes can be read: it is copied in steps.
+    // The same without a gap, for a value that fits and is followed by 16 readable bytes: it is copied in
+    // steps.
     bool fits(std::size_t size) const { return size <= static_cast<std::size_t>(limit_ - end_); }
     void add_padded(std::size_t row, const char* value, std::size_t size) {
         char* const place = end_;
@@ -51,7 +53,7 @@ class ColumnValues {
 
     void grow(std::size_t size);
 
-    // Of what is in use, and of what values may take: behind it there is room for a step.
+    // The end of the bytes in use, and the end that values may reach: one more step fits after it.
     char *end_ = nullptr, *limit_ = nullptr;
     std::vector<std::int32_t> lengths_;
     std::vector<char> bytes_;
@@ -60,12 +62,12 @@ class ColumnValues {
 
 class Batch {
   public:
-    static constexpr std::size_t most_bytes = 8 << 20; // in the file: it is full whichever comes first
+    static constexpr std::size_t most_bytes = 8 << 20; // of the file; its rows may fill it before
 
     explicit Batch(const Target& target);
     std::size_t rows() const { return rows_; }
     std::size_t most_rows() const { return lines_.size(); }
-    // To be called when each column has its value of the row, with the line where the row begins in its file.
+    // Call when every column has its value of the row; line is where the row begins in the file.
     void end_row(std::size_t line) { lines_[rows_++] = line; }
     std::size_t line(std::size_t row) const { return lines_[row]; }
     void clear();
@@ -77,7 +79,7 @@ class Batch {
     std::size_t rows_ = 0;
 };
 
-// The statement is ended when its owner goes.
+// The prepared statement; its destructor releases it.
 class Insert {
   public:
     Insert(Session& session, const Target& target);
@@ -85,9 +87,9 @@ class Insert {
     Insert& operator=(const Insert&) = delete;
     ~Insert();
 
-    // Stores all rows of the batch and empties it. A refused batch is sent again in halves, until the row that the server
-    // refuses stands alone: those before it are stored then, and the failure names its line, and its column when
-    // that can be told.
+    // Stores all rows of the batch and empties it. A refused batch is sent again in halves until the bad row
+    // is alone: the rows before it are stored, and the failure names its line and, where that can be told,
+    // its column.
     void store(Batch& batch, const std::string& file);
     std::int64_t stored() const { return stored_; }
 

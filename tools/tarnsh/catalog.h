@@ -1,5 +1,5 @@
-// What tables and columns there are. How a server is asked for them is known here only: the queries are those
-// of SQLite's catalogue, which tarnlite has; for another server they are to be written beside them.
+// Lists tables and columns. Only this file knows how to ask the server: the queries are for SQLite's
+// catalogue, which tarnlite has; those for another server belong beside them.
 #pragma once
 
 #include "session.h"
@@ -10,12 +10,12 @@
 
 namespace tarnsh {
 
-// One row for each table or view: name, kind; and for those of one kind, name alone.
+// One row for each table or view: name, kind. With a kind given: name only.
 std::string tables_query();
 std::string tables_query(std::string_view kind);
 // One row for each column of a table: name, type, not null, default, key.
 std::string columns_query(const std::string& table);
-// One row for each index of a table: name, unique, columns; and of all tables: name, table, unique, columns.
+// One row for each index of a table: name, unique, columns. Without a table: name, table, unique, columns.
 std::string indexes_query(const std::string& table);
 std::string indexes_query();
 // The statements that made a table and what belongs to it, one a row.

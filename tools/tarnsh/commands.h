@@ -9,7 +9,7 @@
 
 namespace tarnsh {
 
-// Runs a command. Throws Failure, also for one that does not exist or is written in another way.
+// Runs a command. Throws Failure, also for an unknown command or wrong arguments.
 void run_command(Shell& shell, const Piece& piece);
 bool command_needs_server(const Piece& piece);
 
@@ -22,8 +22,7 @@ struct Call {
     std::string_view before; // the unfinished statement in front of it
 };
 
-// The commands themselves; false for arguments that they do not understand. They stand by subject in
-// commands_session.cpp,
+// The commands; false for wrong arguments. By subject: commands_session.cpp,
 bool connect(Shell& shell, const Call& call);
 bool connection_info(Shell& shell, const Call& call);
 bool set_timing(Shell& shell, const Call& call);

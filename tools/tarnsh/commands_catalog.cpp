@@ -24,7 +24,7 @@ bool is_for_people(Format format) {
     return format == Format::table || format == Format::box || format == Format::vertical;
 }
 
-// Programs get one result; people get indexes and statements behind it.
+// Scripts get one result; interactive sessions also get indexes and statements.
 void describe_further(Shell& shell, const std::string& table) {
     TextSink indexes, statements;
     run_statement(shell.session, indexes_query(table), indexes);

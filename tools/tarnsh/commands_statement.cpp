@@ -12,7 +12,7 @@ namespace tarnsh {
 
 namespace {
 
-// The statement in front of the command, which is then used up, or the last one.
+// The statement in front of the command, which is consumed, or the last one.
 std::string take_statement(Shell& shell, const Call& call) {
     std::string sql = call.before.empty() ? shell.last_statement : std::string(call.before);
     if (sql.empty()) fail(exit_shell, "there is no statement yet");
@@ -61,7 +61,7 @@ bool edit_statement(Shell& shell, const Call& call) {
     std::string_view words = call.arguments;
     const std::string named = take_word(words), path = named.empty() ? make_temporary_file() : named;
     if (!words.empty()) return false;
-    if (path.empty()) fail(exit_shell, "there is no place for a temporary file");
+    if (path.empty()) fail(exit_shell, "cannot make a temporary file");
     if (named.empty()) write_all(path, call.before.empty() ? shell.last_statement : std::string(call.before));
     const int code = run_program(fmt::format("{} '{}'", editor_command(), path));
     const std::string text = code == 0 ? read_all(path) : "";

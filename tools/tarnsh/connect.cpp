@@ -1,4 +1,4 @@
-// Opening a session, opening it again, and what it says of itself.
+// Opening a session, reconnecting, and reading its attributes.
 #include "library_lines.h"
 #include "session.h"
 

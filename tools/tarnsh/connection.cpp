@@ -36,7 +36,7 @@ const PartKeys& keys_of(Part part) {
     return *std::ranges::find(part_keys, part, &PartKeys::part);
 }
 
-// The value of the last segment with one of the part's keys, as it lies in the string.
+// The value of the last segment with one of the part's keys, as it is in the string.
 std::optional<std::string_view> find_value(std::string_view connection, Part part) {
     const auto& keys = keys_of(part).keys;
     const char separator = connection.find(';') != std::string::npos ? ';' : ',';
@@ -70,7 +70,7 @@ void set_value(std::string& connection, Part part, const std::string& value) {
 std::string read_password_file(const std::string& path) {
     const File file = open_to_read(path);
     if (!is_private(file.get()))
-        fail(exit_shell, path + " can be read by others than its owner; take their permissions away");
+        fail(exit_shell, path + " can be read by others than its owner; change its permissions");
     std::string password;
     for (int c; (c = std::getc(file.get())) != EOF && c != '\n';)
         password += static_cast<char>(c);
@@ -79,8 +79,8 @@ std::string read_password_file(const std::string& path) {
     return password;
 }
 
-// A password travels as a segment of the connection string, which cuts it at a ";", drops blanks around it and may hold a list of
-// addresses; and in quotes in the login's text.
+// A password travels as a segment of the connection string, which cuts it at a ";", drops blanks around it
+// and may hold a list of addresses; and in quotes in the login's text.
 void check_password(const std::string& password) {
     if (password.size() > longest_password || trim(password) != password ||
         password.find_first_of(";'") != std::string::npos || has_address_list(password))
@@ -90,7 +90,7 @@ void check_password(const std::string& password) {
                          longest_password));
 }
 
-// The library takes addresses only. A name is looked up once: a link made anew goes to the same address.
+// The library takes addresses only. A name is looked up once: a reconnect goes to the same address.
 void resolve_server(std::string& connection) {
     const std::optional<std::string_view> name = find_value(connection, Part::server);
     if (!name || name->empty()) return;

@@ -15,7 +15,7 @@ namespace tarnsh {
 
 namespace {
 
-// A file or program; nothing when none is named.
+// A file or program, if one is named.
 std::optional<std::string> take_place(std::string_view& arguments, bool into_table) {
     const bool quoted = arguments.starts_with('\'');
     if (arguments.starts_with('|')) return "|" + std::string(trim(std::exchange(arguments, "").substr(1)));
@@ -64,7 +64,7 @@ bool take_option(std::string_view& arguments, PrintSettings& settings) {
     return true;
 }
 
-// The brackets and commas of the longer form say nothing.
+// The brackets and commas of the longer form have no meaning.
 std::string without_marks(std::string_view options) {
     std::string text;
     char quote = 0;
@@ -75,7 +75,7 @@ std::string without_marks(std::string_view options) {
     return text;
 }
 
-// The target is made when the first rows are there: a query that fails leaves the file before alone.
+// The file is created when the first rows are there: a query that fails leaves an existing file alone.
 class CopySink final : public RowSink {
   public:
     CopySink(const CopyPlan& plan, Output& standard, Progress& progress)

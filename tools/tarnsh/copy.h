@@ -21,12 +21,13 @@ struct CopyPlan {
     PrintSettings settings;
 };
 
-// arguments is "TABLE [(COLUMN, ...)] FROM SOURCE [OPTIONS]", "TABLE [(COLUMN, ...)] TO TARGET [OPTIONS]" or "(QUERY) TO
-// TARGET [OPTIONS]"; nothing for another form. A source or target is a file, PROGRAM 'COMMAND', or stdin and
-// stdout; the options are those of the settings unless they are said: HEADER [on|off], DELIMITER 'c', QUOTE 'c', NULL 'text'.
+// arguments is "TABLE [(COLUMN, ...)] FROM SOURCE [OPTIONS]", "TABLE [(COLUMN, ...)] TO TARGET [OPTIONS]" or
+// "(QUERY) TO TARGET [OPTIONS]"; nothing for another form. A source or target is a file, PROGRAM 'COMMAND',
+// or stdin and stdout; options that are not given come from the settings: HEADER [on|off], DELIMITER 'c',
+// QUOTE 'c', NULL 'text'.
 std::optional<CopyPlan> plan_copy(std::string_view arguments, const PrintSettings& settings);
 
-// standard is where rows go when no file is named, input where the lines behind the command come from.
+// standard is where rows go when no file is named; input is where the lines after the command come from.
 bool copy(Session& session, std::string_view arguments, const PrintSettings& settings, Output& standard,
           std::FILE* input);
 

@@ -83,9 +83,10 @@ class Records {
     }
 
   private:
-    // Takes the fields from that one on, of this record and of those behind it, as long as they are bare, at hand, and as many as
-    // there are columns. Gives the index of the field that it does not take. Most of a copy's time passes here: the loop has a
-    // function of its own, whose variables find room in registers, and an empty null text needs no look at all.
+    // Takes fields from i on, of this record and the following ones, as long as they are unquoted, read
+    // already, and as many as there are columns. Returns the index of the first field not taken. Most of a
+    // copy's time is spent here: the loop has a function of its own so that its variables stay in registers,
+    // and an empty null text is not compared.
     template <bool has_null> [[gnu::noinline]] std::size_t take_bare(Batch& batch, std::size_t i) {
         const std::size_t count = batch.columns.size();
         ColumnValues *const columns = batch.columns.data(), *const last = columns + count - 1,
@@ -121,7 +122,7 @@ class Records {
         return static_cast<std::size_t>(column - columns);
     }
 
-    // Any field of the row. Gives the index of the next one.
+    // Takes any field of the row. Returns the index of the next one.
     std::size_t take_field(Batch& batch, std::size_t i) {
         const std::size_t count = batch.columns.size();
         const CsvField field = reader_.next_field();
@@ -154,7 +155,7 @@ class Records {
     std::string bytes_;
 };
 
-// A record that cannot be read does not keep those before it from being stored.
+// When a record cannot be read, those before it are still stored.
 void store_all(Session& session, Records& records, Insert& insert, CsvReader& reader, Progress& progress,
                const Target& target) {
     Batch batch(target);

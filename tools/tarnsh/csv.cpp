@@ -43,8 +43,8 @@ constexpr std::size_t read_size = 1 << 17, window_size = 1 << 14, block_size = 6
 #endif
 }
 
-// Writes the places of the marks and returns the end of them. Most blocks have no more than eight: so many are written at once,
-// and those that are too many are written over.
+// Writes the offsets of the marks and returns their end. Most blocks have no more than eight: eight are
+// written at once, and those too many are overwritten.
 [[gnu::always_inline]] inline std::uint16_t* write_marks_inline(const char* text, std::size_t size,
                                                                 CsvMarks marks, std::uint16_t* out) {
     for (std::size_t begin = 0; begin < size; begin += block_size) {
@@ -64,7 +64,7 @@ constexpr std::size_t read_size = 1 << 17, window_size = 1 << 14, block_size = 6
 }
 
 #ifdef __x86_64__
-// The same for processors that count bits by themselves, which are nearly all.
+// The same with the bit instructions that nearly every processor has.
 [[gnu::target("avx,bmi,popcnt")]] std::uint16_t* write_marks_avx(const char* text, std::size_t size,
                                                                  CsvMarks marks, std::uint16_t* out) {
     return write_marks_inline(text, size, marks, out);
@@ -134,7 +134,8 @@ void CsvReader::refuse(std::string_view reason) const {
     fail(exit_shell, fmt::format("{}, line {}: {}", name(), record_line_, reason));
 }
 
-// Called when all that was read is scanned and no mark is left: the field goes to the front of the buffer. False at the end.
+// Called when everything read is scanned and no mark is left: moves the field to the front of the buffer and
+// reads on. False at the end.
 bool CsvReader::more() {
     std::memmove(buffer_.data(), buffer_.data() + at_, size_ - at_);
     passed_ += at_;
@@ -160,7 +161,8 @@ bool CsvReader::find_mark() {
     return true;
 }
 
-// Takes the end of a field: a delimiter, a line feed, or the end of what there is. Whether a field follows in the record.
+// Takes the end of a field: a delimiter, a line feed, or the end of input. True when the record has another
+// field.
 bool CsvReader::pass_end(std::size_t end) {
     at_ = end;
     if (end == size_) return false;
@@ -171,12 +173,12 @@ bool CsvReader::pass_end(std::size_t end) {
     return false;
 }
 
-// Whether the next mark is a quote so far behind the begin of the field.
+// Whether the next mark is a quote at this distance from the field's beginning.
 bool CsvReader::is_at_quote(std::size_t distance) {
     return find_mark() && mark_place() == at_ + distance && buffer_[mark_place()] == marks_.quote;
 }
 
-// Doubled quotes become one, in their place. Places are counted from the first quote, which may move.
+// Doubled quotes become one, in place. Offsets are from the first quote, which may move.
 CsvField CsvReader::read_quoted() {
     ++next_mark_;
     std::size_t from = 1, out = 1;
@@ -196,7 +198,7 @@ CsvField CsvReader::read_quoted() {
     }
     const std::size_t end = find_mark() ? mark_place() : size_;
     if (at_ + from < size_ && buffer_[at_ + from] == '\r') ++from;
-    if (end != at_ + from || is_at_quote(from)) refuse("text behind the end of a quoted field");
+    if (end != at_ + from || is_at_quote(from)) refuse("text after the end of a quoted field");
     const std::string_view text(buffer_.data() + at_ + 1, out - 1);
     return {text, true, !pass_end(end)};
 }
@@ -204,7 +206,7 @@ CsvField CsvReader::read_quoted() {
 CsvField CsvReader::next_field() {
     if (is_at_quote(0)) return read_quoted();
     while (find_mark() && buffer_[mark_place()] == marks_.quote)
-        ++next_mark_; // text, as it stands inside
+        ++next_mark_; // inside, quotes are text
     const std::size_t end = next_mark_ != marks_end_ ? mark_place() : size_;
     std::string_view text(buffer_.data() + at_, end - at_);
     const bool last = !pass_end(end);

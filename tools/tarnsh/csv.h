@@ -1,5 +1,5 @@
-// Comma-separated values: fields stand in quotes where they must, and a null is the null text without quotes, so that
-// reading gives back what was written.
+// Comma-separated values: fields are quoted where necessary, and a null is the null text without quotes, so
+// that values read back as they were written.
 #pragma once
 
 #include <array>
@@ -17,17 +17,17 @@ struct CsvMarks {
     char delimiter = ',', quote = '"';
 };
 
-// Adds the text, in quotes where it must stand in them; and in quotes anyway.
+// Adds the text, quoted where necessary; the second function always quotes.
 void add_csv_field(std::string_view text, std::string_view null_text, CsvMarks marks, std::string& line);
 void add_csv_quoted(std::string_view text, CsvMarks marks, std::string& line);
 
-// Finds the characters for which a text must stand in quotes.
+// Finds the characters that make quotes necessary.
 class SpecialFinder {
   public:
     static constexpr std::size_t step = 16;
 
     explicit SpecialFinder(CsvMarks marks);
-    // So many bytes more than the text has can be read.
+    // step bytes after the text must be readable.
     bool finds_in(std::string_view text) const;
 
   private:
@@ -35,7 +35,7 @@ class SpecialFinder {
 };
 
 struct CsvField {
-    std::string_view text; // valid until the next field; 32 more bytes can be read behind it
+    std::string_view text; // valid until the next field; 32 more bytes can be read after it
     bool quoted = false;
     bool last = false; // of its record
 };
@@ -48,25 +48,26 @@ class CsvSource {
     virtual std::string name() const = 0;
 };
 
-// A file, or, for "|COMMAND", what a program writes, which must end well.
+// A file or, for "|COMMAND", the output of a program, whose failure is an error.
 std::unique_ptr<CsvSource> open_source(const std::string& path);
 // The lines of an open file, up to its end or a line that holds "\\." alone.
 std::unique_ptr<CsvSource> lines_of(std::FILE* file);
 
-// Reads records field by field. The marks (delimiters, quotes, line feeds) of some KB are found in one go, so that a bare field
-// costs a look at the next one.
+// Reads records field by field. The marks (delimiters, quotes, line feeds) of 16 KB are found at once, so
+// that an unquoted field costs one look at the next mark.
 class CsvReader {
   public:
     CsvReader(std::unique_ptr<CsvSource> source, CsvMarks marks);
 
-    // Between two records. False at the end. All fail with exit_shell for a text that is no CSV.
+    // Call between records; false at the end. This and the others fail with exit_shell for text that is not
+    // CSV.
     bool begin_record() {
         record_line_ = line_;
         return at_ < size_ || more();
     }
-    // For a reader of bare fields that wants them as fast as it gets: where the next field begins, and the marks that are known
-    // behind it, as places in a window. 32 bytes behind a mark can be read. It says how far it came, with how many records, and is
-    // told the lines where they began.
+    // The fast path for unquoted fields: where the next field begins, and the marks after it that are known,
+    // as offsets in a window. 32 bytes after a mark can be read. pass() takes how far the caller came and
+    // over how many records, and tells the lines where they began.
     struct Marked {
         const char *window, *from;
         const std::uint16_t *next, *end;
@@ -97,10 +98,11 @@ class CsvReader {
     std::unique_ptr<CsvSource> source_;
     CsvMarks marks_;
     std::size_t line_ = 1, record_line_ = 1;
-    // What was read and not passed lies from at_, where the next field begins, to size_. Behind size_ there is room for a block.
+    // Bytes read and not yet consumed: from at_, where the next field begins, to size_. A block fits after
+    // size_.
     std::vector<char> buffer_;
     std::size_t at_ = 0, size_ = 0, passed_ = 0;
-    // The marks between window_ and scanned_, counted from window_; those before at_ are passed.
+    // The marks between window_ and scanned_, as offsets from window_; those before at_ are consumed.
     std::vector<std::uint16_t> places_;
     const std::uint16_t *next_mark_, *marks_end_;
     std::size_t window_ = 0, scanned_ = 0;

@@ -8,7 +8,7 @@ namespace tarnsh {
 
 namespace {
 
-// What stands in quotes when the value is long.
+// What is quoted when the value is long.
 void add_quoted(std::string_view text, char quote, std::string& out) {
     for (const char c : text)
         out.append(c == quote ? 2 : 1, c);
@@ -32,8 +32,8 @@ class CsvPrinter final : public Printer {
         out() += '\n';
     }
 
-    // With the marks between its cells most rows are a line already: what is written in another way than its text is put in its
-    // place.
+    // With the marks between its cells most rows are a line already; only values written differently are
+    // replaced.
     void print_row(const std::vector<Cell>& cells) override {
         if (cells.empty()) return;
         const char* from = cells.front().text.data();
@@ -59,7 +59,7 @@ class CsvPrinter final : public Printer {
         return cell.rest || cell.text == null_ || finder_.finds_in(cell.text);
     }
 
-    // Text is put in quotes, for nobody has seen the whole of it.
+    // Text is quoted: it has not been seen to its end.
     void add_long(const Cell& cell, bool binary) {
         if (!binary) out() += settings_.csv.quote;
         each_piece(cell, [this](std::string_view piece) {
@@ -69,7 +69,7 @@ class CsvPrinter final : public Printer {
         if (!binary) out() += settings_.csv.quote;
     }
 
-    // Values of these types are written with these characters alone, and a null is nothing, as its text is.
+    // Values of these types have no other characters, and a null is empty, like its text.
     bool never_needs_quotes(std::int32_t type) const {
         constexpr std::string_view written_with = "0123456789+-.:einfax TF";
         const bool is_plain = (type >= TRN_TYPE_TINYINT && type <= TRN_TYPE_DOUBLE) ||
@@ -82,7 +82,7 @@ class CsvPrinter final : public Printer {
     std::vector<std::size_t> looked_at_; // the other columns
 };
 
-// A line for each row: what could be taken for a tab or the end of a line is escaped.
+// A line for each row, with tabs and ends of lines escaped.
 class TsvPrinter final : public Printer {
   public:
     using Printer::Printer;

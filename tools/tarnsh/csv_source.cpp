@@ -1,4 +1,4 @@
-// Where CSV comes from: files, programs, and the lines behind a command.
+// Where CSV comes from: files, programs, and the lines after a command.
 #include "csv.h"
 #include "failure.h"
 #include "output.h"
@@ -15,7 +15,7 @@ namespace {
 class FileSource final : public CsvSource {
   public:
     explicit FileSource(const std::string& path) : file_(open_to_read(path)), path_(path) {
-        std::setvbuf(file_.get(), nullptr, _IONBF, 0); // what is read is a buffer's size
+        std::setvbuf(file_.get(), nullptr, _IONBF, 0); // reads are as large as a buffer
     }
     std::size_t read(char* into, std::size_t size) override {
         const std::size_t got = std::fread(into, 1, size, file_.get());

@@ -1,4 +1,4 @@
-// The text that is being edited, with a cursor between its characters. It may have several lines.
+// The text being edited, with a cursor between its characters. It may have several lines.
 #pragma once
 
 #include <cstddef>
@@ -14,10 +14,10 @@ class EditBuffer {
     std::size_t cursor() const { return cursor_; }
     bool at_end() const { return cursor_ == text_.size(); }
 
-    // Puts another text in place of all, with the cursor at its end.
+    // Replaces the whole text and puts the cursor at its end.
     void set(std::string text);
     void insert(std::string_view text);
-    // Puts a text in place of what lies between the place and the cursor.
+    // Replaces what is between the position and the cursor.
     void replace_from(std::size_t place, std::string_view text);
 
     void left();
@@ -27,7 +27,7 @@ class EditBuffer {
     void home() { cursor_ = line_begin(); }
     void end() { cursor_ = line_end(); }
     void to_end() { cursor_ = text_.size(); }
-    // One line further up or down, in about the same place; false when there is none.
+    // Moves a line up or down, to about the same column; false when there is none.
     bool up();
     bool down();
 

@@ -79,7 +79,7 @@ Line Editor::read(const std::string& first_prompt, const std::string& next_promp
     return step == Step::done ? Line::read : step == Step::end ? Line::end : Line::interrupted;
 }
 
-// For terminals that know no more than lines.
+// For terminals that know only lines.
 Line Editor::read_plainly(const std::string& prompt, std::string& text) {
     text.clear();
     std::fputs(prompt.c_str(), stderr);
@@ -172,7 +172,7 @@ void Editor::edit(Key key) {
     }
 }
 
-// Enter inside a text that is complete takes it as well.
+// Enter inside a complete text accepts it, too.
 Editor::Step Editor::enter() {
     if (!is_ready || is_ready(buffer_.text())) return Step::done;
     buffer_.insert("\n");
@@ -186,7 +186,7 @@ void Editor::to_history(bool back) {
     buffer_.set(entry_ == history.size() ? draft_ : history.at(entry_));
 }
 
-// One candidate, or what all of them begin with, is put in place; a second Tab lists them.
+// Inserts a single candidate, or what all of them begin with; a second Tab lists them.
 void Editor::complete_word(bool again) {
     if (!complete) return;
     const Completion found = complete(buffer_.text().substr(0, buffer_.cursor()));
@@ -211,8 +211,8 @@ void Editor::list(const std::vector<std::string>& candidates) {
         write_terminal(in_columns(candidates, terminal_size().columns));
 }
 
-// Looks for what is typed in the history, from the end on. Enter takes what was found, Ctrl-C gives up; any other key goes on
-// in what was found, and is left in press.
+// Searches the history backwards for what is typed. Enter accepts the entry found, Ctrl-C gives up; any other
+// key edits the entry, and is left in press.
 Editor::Step Editor::search(KeyPress& press) {
     const std::string before = buffer_.text();
     std::string wanted;

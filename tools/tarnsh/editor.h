@@ -1,5 +1,5 @@
-// A person's input: lines that are edited together until they are complete, with history and completion. Draws on the
-// terminal only, never on standard output.
+// Interactive input: lines that are edited together until they are complete, with history and completion.
+// Draws on the terminal only, never on standard output.
 #pragma once
 
 #include "edit_buffer.h"
@@ -20,7 +20,7 @@ enum class Line {
     end,
 };
 
-// What could stand between the place and the cursor.
+// What could replace the text between the position and the cursor.
 struct Completion {
     std::size_t place = 0;
     std::vector<std::string> candidates{};
@@ -36,7 +36,7 @@ class Editor {
     History history{};
 
     Line read(const std::string& first_prompt, const std::string& next_prompt, std::string& text);
-    // A text that the next reading begins with.
+    // The text that the next read() starts with.
     void prefill(std::string text) { prefilled_ = std::move(text); }
 
   private:

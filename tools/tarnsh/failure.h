@@ -1,4 +1,4 @@
-// How things go wrong in the shell: every failure knows the exit code that it gives a run without a terminal.
+// Failures: each has the exit code for a run without a terminal.
 #pragma once
 
 #include <string>
@@ -18,7 +18,7 @@ struct Failure {
     std::string text;
 };
 
-// Whoever read the rows has had enough of them: the shell ends without a word.
+// The reader of the rows has gone: the shell ends silently.
 struct OutputClosed {};
 
 [[noreturn]] inline void fail(ExitCode code, std::string text) {

@@ -41,7 +41,7 @@ void History::open(const std::string& path) {
     }
     if (entries_.size() <= most_entries) return;
     entries_.erase(entries_.begin(), entries_.end() - most_entries / 2);
-    const File shorter(open_file(path, "wb")); // which leaves the file its owner's alone, as it was made
+    const File shorter(open_file(path, "wb")); // the file keeps its permissions
     for (const std::string& kept : entries_)
         if (shorter) write_entry(shorter.get(), kept);
 }

@@ -1,4 +1,4 @@
-// The shell before a person: prompts, and going on after failures, stops and lost links.
+// The interactive shell: prompts, and going on after failures, Ctrl-C and lost links.
 #include "completion.h"
 #include "editor.h"
 #include "shell.h"
@@ -16,11 +16,12 @@ namespace tarnsh {
 
 namespace {
 
-// Rows that keep coming end a statement gently, and the session stays; a call that only waits is cancelled.
+// While rows come, the statement stops between two of them and the session stays; a call that still waits
+// after this is cancelled.
 constexpr std::chrono::milliseconds patience{60};
 
-Session* watched = nullptr; // set before Ctrl-C is told of
-std::mutex stopping;        // a cancel belongs to the statement during which Ctrl-C came, or is none
+Session* watched = nullptr; // set before Ctrl-C is caught
+std::mutex stopping;        // a cancel must not hit what follows the statement that it is for
 bool link_is_cut = false;
 
 void stop_statement() {
@@ -29,8 +30,8 @@ void stop_statement() {
     if (is_interrupted() && cancel_call(*watched)) link_is_cut = true;
 }
 
-// Whether Ctrl-C came during what has ended now; what follows is not stopped by it. The cancel may have met a statement that ended
-// by itself, or its cursor's close: the link is gone all the same.
+// Whether Ctrl-C came while the statement ran; it does not stop what follows. The cancel may have come when
+// the statement had ended, or during the close of its cursor: the link is gone in any case.
 bool take_stop(Session& session) {
     const std::lock_guard lock(stopping);
     if (std::exchange(link_is_cut, false)) session.connected = false;
@@ -39,7 +40,8 @@ bool take_stop(Session& session) {
     return asked;
 }
 
-// A lost link is made anew at once; what was running is not repeated, for nobody knows how far it came. False when Ctrl-C came.
+// Reconnects at once after a lost link. What was running is not repeated: nobody knows how far it came. False
+// when Ctrl-C came.
 bool run_and_go_on(Shell& shell, const Piece& piece) {
     Session& session = shell.session;
     if (needs_server(piece) && !session.connected && !reconnect(session)) return true;
@@ -55,7 +57,7 @@ bool run_and_go_on(Shell& shell, const Piece& piece) {
         shell.redirected.reset();
     }
     const bool asked = take_stop(session);
-    if (asked) say(""); // behind the ^C
+    if (asked) say(""); // after the ^C
     if (asked && lost) error = "stopped";
     if (!error.empty()) say("error: " + error);
     if ((asked || lost) && !session.connected && reconnect(session) && !asked)
@@ -63,7 +65,7 @@ bool run_and_go_on(Shell& shell, const Piece& piece) {
     return !asked;
 }
 
-// Whether nothing more has to be typed: every statement has its end, or a command comes last.
+// Whether the input is complete: every statement has its end, or a command comes last.
 bool is_complete(Splitter splitter, const std::string& text) {
     const std::string_view word = trim(text);
     if (!splitter.is_inside())
@@ -78,7 +80,7 @@ bool is_complete(Splitter splitter, const std::string& text) {
     return !splitter.is_inside() || (by_command && word.find('\\', line) != word.npos);
 }
 
-// A word that needs no end mark gets one.
+// Adds the end mark to a word that needs none.
 std::string with_end(const Splitter& splitter, const std::string& text) {
     if (!splitter.is_inside())
         for (const std::string_view known : {"EXIT", "QUIT", "HELP"})

@@ -38,7 +38,7 @@ void add_json_text(std::string_view text, std::string& out) {
         add_json_characters(text, out);
 }
 
-// Decimal texts of a server may be written in ways that JSON does not know.
+// The server may write decimals in ways that JSON does not allow.
 bool is_json_number(std::string_view text) {
     const auto digits = [&text] {
         std::size_t count = 0;

@@ -104,7 +104,7 @@ bool KeyReader::next(KeyPress& press, bool timed_out) {
 bool KeyReader::next_escaped(KeyPress& press, bool timed_out) {
     if (bytes_.size() == 1) return timed_out && take(press, 1, Key::unknown);
     if (bytes_[1] != '[' && bytes_[1] != 'O') return take(press, 2, key_of_alt(bytes_[1]));
-    // A sequence ends with a character from "@" on, behind its first.
+    // A sequence ends with a character from "@" on, after its first.
     std::size_t end = 2;
     while (end < bytes_.size() && static_cast<unsigned char>(bytes_[end]) < 0x40)
         ++end;

@@ -1,4 +1,4 @@
-// What was typed, taken apart: characters, keys, and whole pastes.
+// Splits input into characters, keys and whole pastes.
 #pragma once
 
 #include <cstddef>
@@ -44,7 +44,8 @@ struct KeyPress {
 class KeyReader {
   public:
     void add(const std::string& bytes) { bytes_ += bytes; }
-    // False when more bytes are needed. timed_out: none came for a while, so that an escape is the key itself.
+    // False when more bytes are needed. timed_out: none came for a while, so that an escape is the key
+    // itself.
     bool next(KeyPress& press, bool timed_out = false);
     bool empty() const { return bytes_.empty(); }
 

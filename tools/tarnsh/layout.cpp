@@ -27,7 +27,7 @@ void narrow(std::vector<std::size_t>& widths, std::size_t frame, std::size_t wid
     std::ranges::sort(order);
     std::size_t left = width > frame ? width - frame : 0;
     std::size_t limit = narrowest;
-    // Columns below an equal share of what is left keep their width.
+    // Columns narrower than an equal share of the rest keep their width.
     for (std::size_t i = 0; i < order.size(); ++i) {
         const std::size_t share = left / (order.size() - i);
         if (order[i] > share) {

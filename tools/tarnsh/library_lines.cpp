@@ -13,7 +13,7 @@ namespace tarnsh {
 
 namespace {
 
-std::string caught; // the lines of the call that runs: all calls are made on one thread
+std::string caught; // the lines of the current call: all calls are made on one thread
 
 void take_line(void*, std::int32_t kind, const char* line) {
     if (kind == TRNX_LINE_PRINTED)
@@ -63,7 +63,7 @@ void finish_line(Session& session, LineKind kind, std::string_view text, Printed
 
 } // namespace
 
-// A text of the server may hold line feeds: a line without a start of its own goes on with the one before.
+// A text of the server may hold line feeds: a line without a known start continues the one before.
 Printed take_printed(Session& session) {
     Printed printed;
     const std::string all = std::exchange(caught, "");

@@ -1,4 +1,4 @@
-// The lines that the library prints, which tell what its statuses leave open.
+// The lines that the library prints: they tell errors from warnings, which share a status.
 #pragma once
 
 #include "session.h"

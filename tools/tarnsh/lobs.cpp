@@ -25,7 +25,7 @@ std::size_t fill(Lob& lob, const std::string& path) {
     while (const std::size_t got = std::fread(piece.data(), 1, piece.size(), file.get())) {
         total += got;
         if (total > std::numeric_limits<std::int32_t>::max())
-            fail(exit_shell, path + " is too large: 2 GiB are not possible");
+            fail(exit_shell, path + " is too large: the limit is 2 GiB");
         if (TRN_Put_Lob_data(lob.handle(), piece.data(), static_cast<std::int32_t>(got)) != TRN_OK)
             fail(exit_shell, "out of memory");
     }
@@ -43,7 +43,7 @@ bool has_bytes(std::int32_t type) {
     return is_binary(type) || type == TRN_TYPE_TEXT || type == TRN_TYPE_CLOB;
 }
 
-// The value of the current row's first column goes into the file.
+// Writes the first column of the current row to the file.
 void write_value(Session& session, Result& result, const std::vector<Column>& columns,
                  const std::string& path) {
     const std::int32_t type = columns[0].type;

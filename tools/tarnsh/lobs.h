@@ -1,5 +1,4 @@
-// \lob_import and \lob_export: files into and out of single values. Both give false for arguments of another
-// form.
+// \lob_import and \lob_export: files into and out of single values. Both return false for wrong arguments.
 #pragma once
 
 #include "session.h"
@@ -8,8 +7,8 @@
 
 namespace tarnsh {
 
-// arguments is "TABLE.COLUMN FILE [WHERE CONDITION]": sets the column of the rows found, or inserts a row with
-// it alone.
+// arguments is "TABLE.COLUMN FILE [WHERE CONDITION]": sets the column in the rows found, or inserts a row
+// that has only this column.
 bool import_lob(Session& session, std::string_view arguments);
 
 // arguments is "(QUERY) FILE": writes the first column of the first row.

@@ -25,7 +25,7 @@ bool exists(const std::string& path) {
     return !path.empty() && File(open_file(path, "rb"));
 }
 
-// Each of the start-up files may fail: a person goes on.
+// A start-up file may fail: the session goes on.
 void run_at_start(Shell& shell, const std::string& path) {
     if (!exists(path)) return;
     try {

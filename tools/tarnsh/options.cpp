@@ -38,7 +38,7 @@ void define_connection(CLI::App& app, ConnectionOptions& options) {
     app.add_option("--service", options.service, "section of ~/.tarnsh_service that names the rest")
         ->type_name("NAME");
     app.add_option("--password-file", options.password_file,
-                   "file with the password, for its owner's eyes only")
+                   "file with the password; only its owner may read it")
         ->type_name("FILE");
     app.add_option("--connect-timeout", options.timeout_seconds,
                    "longest wait for the server; 30 when not given, 0 for any")
@@ -67,12 +67,12 @@ void define(CLI::App& app, Options& options, Texts& texts) {
     app.add_option("--quote", texts.quote, "character around the values of CSV")->type_name("CHARACTER");
     app.add_flag("--no-header", texts.no_header, "no column names; \\copy FROM expects none");
     app.add_flag("-q,--quiet", options.quiet, "warnings and errors only");
-    app.add_flag("-e,--echo", options.echo, "tell every statement before it runs");
-    app.add_flag("--timing", options.timing, "tell the time of every statement");
+    app.add_flag("-e,--echo", options.echo, "print every statement before it runs");
+    app.add_flag("--timing", options.timing, "print the time of every statement");
     app.add_flag("-1,--single-transaction", options.single_transaction,
                  "all in one transaction, which a failure rolls back");
     app.add_flag("--continue-on-error", options.continue_on_error, "go on after a statement that fails");
-    app.add_flag("--no-rc", options.no_rc, "leave ~/.tarnshrc alone");
+    app.add_flag("--no-rc", options.no_rc, "do not read ~/.tarnshrc");
     app.add_flag("--no-pager", options.no_pager, "never start a pager");
 }
 
@@ -120,7 +120,7 @@ std::optional<int> read_options(std::vector<std::string> arguments, Options& opt
         return error.get_exit_code() == 0 ? app.exit(error) : refuse(error.what());
     }
     if (!options.connection.text.empty() && options.connection.has_parts())
-        return refuse("a connection string has no --server, --port, --db and --user beside it");
+        return refuse("a connection string cannot be combined with --server, --port, --db and --user");
     return std::nullopt;
 }
 

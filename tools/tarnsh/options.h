@@ -21,7 +21,7 @@ struct Options {
     bool single_transaction = false, continue_on_error = false, no_rc = false, no_pager = false;
 };
 
-// Gives an exit code when there is nothing more to do. Prints help and version on standard output.
+// Returns an exit code when there is nothing more to do. Prints help and version on standard output.
 std::optional<int> read_options(std::vector<std::string> arguments, Options& options);
 
 } // namespace tarnsh

@@ -1,5 +1,5 @@
-// The files of the shell: those it reads, and where rows go: standard output, a file, or a program that reads them.
-// Failures are never passed over.
+// The shell's files: those that it reads, and where rows go: standard output, a file, or a program. Every
+// failure is reported.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +15,7 @@ struct CloseFile {
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
-// Both fail with exit_shell, fail_to_read with the reason that errno has.
+// Both fail with exit_shell; fail_to_read takes the reason from errno.
 File open_to_read(const std::string& path);
 [[noreturn]] void fail_to_read(const std::string& path);
 
@@ -23,14 +23,14 @@ class Output {
   public:
     // Standard output, which stays open.
     explicit Output(std::FILE* standard);
-    // Creates a file, or empties the one that is there, or, for "|COMMAND", starts a program that reads what is written.
-    // Fails with exit_shell.
+    // Creates or truncates a file or, for "|COMMAND", starts a program that reads what is written. Fails with
+    // exit_shell.
     explicit Output(const std::string& target);
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
     virtual ~Output();
 
-    // What is to be written is added to the text, and commit() called now and then.
+    // Add to the text, and call commit() now and then.
     std::string& text() { return text_; }
     void commit() {
         if (text_.size() >= full_size_) write_out();
@@ -39,15 +39,15 @@ class Output {
         text_ += text;
         commit();
     }
-    // All three throw OutputClosed when the reader of standard output or the program has left, and fail with
+    // All three throw OutputClosed when the reader of standard output or the program has gone, and fail with
     // exit_shell otherwise; close only when nothing has failed before. close waits for the program.
     virtual void flush();
     virtual void close();
 
-    // What is written from then on goes to a file, too. Fails with exit_shell.
+    // Copies everything written from now on to a file. Fails with exit_shell.
     void copy_to(const std::string& path);
     void stop_copying() { copy_.reset(); }
-    // Adds something to that file alone.
+    // Writes to that file only.
     void log(std::string_view text);
 
   protected:

@@ -30,7 +30,7 @@ bool Pager::fits() const {
     return true;
 }
 
-// More than a buffer full is more than a screen full.
+// What does not fit the buffer does not fit the screen.
 void Pager::write_out() {
     screen_.log(text_);
     if (!program_) program_ = std::make_unique<Output>("|" + command_);

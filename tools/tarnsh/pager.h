@@ -1,4 +1,4 @@
-// Rows for a person: those that fit the screen are shown at once, more go to a program that shows them page by page.
+// Interactive output: rows that fit the screen are shown directly, more go to a pager.
 #pragma once
 
 #include "output.h"

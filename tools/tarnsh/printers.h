@@ -31,10 +31,10 @@ enum class Format {
 // In the order of Format.
 constexpr std::array<const char*, 9> format_names{"table", "box",  "csv",      "tsv",     "list",
                                                   "json",  "html", "markdown", "vertical"};
-// Nothing when there is no format of this name.
+// Nothing for an unknown name.
 std::optional<Format> format_of(std::string_view name);
 
-// What becomes of a table that is wider than it should be.
+// What happens to a table that is too wide.
 enum class Overflow {
     off,
     wrap,
@@ -70,7 +70,7 @@ class Printer : public RowSink {
     std::int64_t row_number() const { return row_number_; } // in this result, from 1
     std::string& out() { return output_.text(); }
     void commit() { output_.commit(); }
-    // Adds the text of a cell as a terminal may get it.
+    // Adds the text of a cell, safe for a terminal.
     void add_shown(const Cell& cell);
     std::vector<std::string> shown_names() const;
 
@@ -90,7 +90,7 @@ class Printer : public RowSink {
 
 std::unique_ptr<Printer> make_printer(const PrintSettings& settings, Output& output);
 
-// Those of the single formats.
+// One for each format.
 std::unique_ptr<Printer> make_table_printer(const PrintSettings& settings, Output& output);
 std::unique_ptr<Printer> make_csv_printer(const PrintSettings& settings, Output& output);
 std::unique_ptr<Printer> make_tsv_printer(const PrintSettings& settings, Output& output);

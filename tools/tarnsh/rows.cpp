@@ -12,7 +12,7 @@ namespace tarnsh {
 namespace {
 
 constexpr std::size_t name_area = 1025;
-// A text that the library makes has up to 63 bytes.
+// Texts made by the library have up to 63 bytes.
 constexpr std::int32_t made_text_area = 64, short_area = 64;
 constexpr std::size_t longest_held = 1 << 16, piece_size = 3 << 14;
 
@@ -73,7 +73,7 @@ std::size_t LongValue::fill() {
 std::string_view LongValue::next() {
     std::size_t size = fill();
     if (as_ == As::text && size == bytes_.size())
-        size = whole_characters({bytes_.data(), size}); // what is cut off is read again
+        size = whole_characters({bytes_.data(), size}); // an incomplete character is read again
     const std::string_view piece(bytes_.data(), size);
     const bool first = offset_ == 0;
     offset_ += static_cast<std::int32_t>(size);
@@ -110,13 +110,13 @@ RowReader::RowReader(Result& result, const std::vector<Column>& columns, bool de
     }
 }
 
-// A value of a short_area at most. TRN_TRUNCATED for another, which read_any() reads.
-// Once for each value: it is worth its place in the loop of read().
 template <typename Number>
 inline std::int32_t RowReader::get(const Value& value, std::int32_t type, Number& number) {
     return TRN_GetData(result_.handle(), value.column, type, &number, sizeof number, nullptr);
 }
 
+// Reads a value of short_area bytes at most; TRN_TRUNCATED for others, which read_any() reads. Called for every
+// value: worth inlining into the loop of read().
 [[gnu::always_inline]] inline std::int32_t RowReader::read_short(const Value& value, char* to,
                                                                  std::size_t& size) {
     std::int32_t status = TRN_TRUNCATED;
@@ -203,7 +203,7 @@ void RowReader::find_texts() {
     }
 }
 
-// Room for so many bytes behind those in use, and for the short values of a whole row behind them.
+// Room for size bytes after those in use, and for the short values of a whole row after them.
 char* RowReader::room(std::size_t size) {
     const std::size_t needed = used_ + size + short_room_;
     if (area_.size() < needed) area_.resize(std::max(2 * area_.size(), needed));
@@ -258,7 +258,7 @@ std::int32_t RowReader::read_large(Value& value, std::size_t& size) {
     return TRN_OK;
 }
 
-// The bytes that were read behind those in use become the value.
+// Makes the bytes read after those in use the value.
 std::int32_t RowReader::keep(const Value& value, std::size_t& size) {
     if (!value.binary) return TRN_OK;
     const std::string bytes(room(0), size);

@@ -1,4 +1,4 @@
-// The rows of a result as texts. Texts are exact: numbers read back as the same number, binary values are
+// The rows of a result as text, without loss: numbers read back as the same number, binary values are
 // hexadecimal, and a DATETIME keeps its milliseconds.
 #pragma once
 
@@ -19,7 +19,7 @@ struct Column {
     std::int32_t type; // TRN_TYPE_*
 };
 
-// Owns a result with all the items behind it.
+// Owns a result and all items after it.
 class Result {
   public:
     Result() = default;
@@ -36,7 +36,7 @@ class Result {
     TRN_HANDLE handle_ = nullptr;
 };
 
-// A large object of the library's.
+// Owns a large object of the library.
 class Lob {
   public:
     Lob(); // fails with exit_shell when memory is short
@@ -49,7 +49,7 @@ class Lob {
     TRN_HANDLE handle_ = nullptr;
 };
 
-// A value of the current row that is too long to be held as a whole. It is read once, piece by piece.
+// A value of the current row that is too long to be held in memory. It is read once, piece by piece.
 class LongValue {
   public:
     enum class As {
@@ -58,7 +58,7 @@ class LongValue {
         bytes, // as they are
     };
 
-    // The value stands in the result's column, or in the large object when there is one.
+    // The value is in the result's column, or in the large object when there is one.
     LongValue(Result& result, std::int32_t column, Lob* lob, As as);
     // The next piece, valid until the one after it; empty at the end.
     std::string_view next();
@@ -77,7 +77,7 @@ class LongValue {
 
 struct Cell {
     bool null = false;
-    std::string_view text;     // empty for a long value; 16 more bytes can be read behind it
+    std::string_view text;     // empty for a long value; 16 more bytes can be read after it
     LongValue* rest = nullptr; // the long value
 };
 
@@ -88,7 +88,7 @@ template <typename Take> void each_piece(const Cell& cell, Take take) {
         take(piece);
 }
 
-// The characters that a row's texts have between them and behind the last one, where they lie one behind the other.
+// The characters between a row's texts and after the last one, where the texts are contiguous.
 struct RowMarks {
     char between = 0, behind = 0;
 };
@@ -108,7 +108,7 @@ bool is_binary(std::int32_t type);
 
 std::vector<Column> columns_of(Result& result);
 
-// Reads the rows of one result, in memory that is used again for every row.
+// Reads the rows of one result, reusing its memory for every row.
 class RowReader {
   public:
     // descriptors: large objects come as descriptors and are fetched.
@@ -151,7 +151,7 @@ class RowReader {
     RowMarks marks_;
     std::vector<Value> values_;
     std::vector<Cell> cells_;
-    // For the values of a row that are short, a mark behind each, and at least 16 bytes behind it.
+    // For the short values of a row, each with its mark, and at least 16 bytes more.
     std::size_t short_room_;
     std::vector<char> area_;
     std::size_t used_ = 0;

@@ -1,4 +1,4 @@
-// The lines of the editor on the terminal: drawn anew only as far as they have changed.
+// The editor's lines on the terminal: only what has changed is drawn again.
 #pragma once
 
 #include "highlight.h"
@@ -21,9 +21,9 @@ struct EditView {
 class Screen {
   public:
     void draw(const EditView& view);
-    // Leaves the text as it stands, with the cursor on the line below it.
+    // Leaves the text as it is, with the cursor on the line below.
     void finish();
-    // What is on the terminal is no longer known: the next drawing begins on the line of the cursor.
+    // Forgets what is on the terminal: the next drawing begins on the cursor's line.
     void forget();
 
   private:

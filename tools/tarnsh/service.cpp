@@ -51,14 +51,13 @@ std::vector<std::pair<std::string, std::string>> read_service(const std::string&
         }
         const std::size_t equals = line.find('=');
         if (equals == line.npos || line.find(';') != line.npos)
-            fail(exit_shell, fmt::format("{}:{}: this is no \"key = value\"", path, number));
+            fail(exit_shell, fmt::format("{}:{}: this is not \"key = value\"", path, number));
         if (inside) settings.emplace_back(trim(line.substr(0, equals)), trim(line.substr(equals + 1)));
     }
     if (!found) fail(exit_shell, fmt::format("{} has no section {}", path, head));
     if (std::ranges::any_of(settings, is_password) && !is_private(file.get()))
         fail(exit_shell,
-             path +
-                 " holds a password and can be read by others than its owner; take their permissions away");
+             path + " holds a password and can be read by others than its owner; change its permissions");
     return settings;
 }
 

@@ -20,7 +20,7 @@ bool is_lost(std::int32_t status, const Printed& printed) {
     return printed.lost || (status == TRN_ERR_NETWORK && printed.error.empty());
 }
 
-// Warnings give the status of an error.
+// Warnings have the status of an error.
 bool has_only_warned(std::int32_t status, const Printed& printed) {
     return status == TRN_ERR_SERVER && printed.error.empty() && printed.warned;
 }
@@ -55,7 +55,7 @@ void pass_rows(Session& session, Result& result, const std::vector<Column>& colu
     }
 }
 
-// Closes the cursor also when reading its rows has failed.
+// Closes the cursor, also when reading its rows has failed.
 class CursorGuard {
   public:
     explicit CursorGuard(Session& session) : session_(session) {}
@@ -76,7 +76,7 @@ class CursorGuard {
     bool closed_ = false;
 };
 
-// False when the server does not open a cursor over the statement, which has then not run.
+// False when the server refuses a cursor for the statement, which has then not run.
 bool run_by_cursor(Session& session, const std::string& sql, RowSink& sink) {
     Result head;
     const std::int32_t opened =
@@ -101,7 +101,7 @@ bool run_by_cursor(Session& session, const std::string& sql, RowSink& sink) {
         }
         check_call(session, status);
     }
-    // Types of expressions are known with the rows only.
+    // The types of expressions are only known with the rows.
     if (!begun && !head.empty()) sink.begin(columns_of(head));
     if (begun || !head.empty()) sink.end();
     cursor.close();

@@ -24,7 +24,7 @@ void tell_time(const Shell& shell, Clock::time_point start) {
     say(fmt::format("time: {:.1f} ms", passed.count()));
 }
 
-// Rows for a person fit the screen, or go to a pager.
+// Interactive rows fit the screen or go to a pager.
 std::unique_ptr<Output> open_target(Shell& shell, PrintJob& job) {
     if (!job.target.empty()) return std::make_unique<Output>(job.target);
     if (!shell.interactive || shell.redirected || !is_terminal(stdout)) return nullptr;
@@ -43,7 +43,7 @@ void run_sql(Shell& shell, const std::string& sql, PrintJob job) {
         run_statement(shell.session, sql, *printer);
         if (target) target->close();
     } catch (const OutputClosed&) {
-        if (!shell.interactive || shell.redirected) throw; // otherwise a pager was left
+        if (!shell.interactive || shell.redirected) throw; // otherwise the user has left the pager
         if (is_interrupted()) fail(exit_statement, "stopped");
     } catch (const Failure&) {
         output.flush(); // the rows before the failure
@@ -55,14 +55,14 @@ void run_sql(Shell& shell, const std::string& sql, PrintJob job) {
     tell_time(shell, start);
 }
 
-// Words that are statements nowhere and that people try.
+// Words that people try and that no server knows.
 bool run_word(Shell& shell, std::string_view sql) {
     const std::string word = upper(sql);
     if (word == "EXIT" || word == "QUIT") return shell.left = true;
     return word == "HELP" && (run_command(shell, {"?", true, 0, ""}), true);
 }
 
-// Up to the end of a line, so that what a pipe delivers runs as it comes.
+// Up to the end of a line, so that input from a pipe runs as it arrives.
 bool read_some(std::FILE* file, std::string& text) {
     constexpr std::size_t enough = 1 << 16;
     text.clear();
@@ -87,12 +87,12 @@ void run_complete(Shell& shell, Splitter& splitter, const std::string& name) {
     }
 }
 
-// What belongs to the script that runs, and is that of the one before again afterwards.
+// Sets what belongs to the script that runs, and restores it afterwards.
 class ScriptGuard {
   public:
     ScriptGuard(Shell& shell, Splitter& splitter)
         : shell_(shell), text_(shell.input_text), input_(shell.input) {
-        if (shell.depth >= deepest_script) fail(exit_shell, "scripts run each other without end");
+        if (shell.depth >= deepest_script) fail(exit_shell, "scripts include each other without end");
         shell.input_text = &splitter;
         ++shell.depth;
     }

@@ -1,4 +1,4 @@
-// Runs statements and backslash commands, from a script or from a person.
+// Runs statements and backslash commands, from a script or interactively.
 #pragma once
 
 #include "catalog.h"
@@ -57,7 +57,7 @@ struct Shell {
     Output& rows() { return redirected ? *redirected : standard; }
 };
 
-// How and where one statement prints.
+// How and where one statement's rows are printed.
 struct PrintJob {
     PrintSettings settings;
     std::string target{}; // a file or "|COMMAND"; otherwise where rows go
@@ -72,8 +72,8 @@ void run_piece(Shell& shell, const Piece& piece);
 void run_user_sql(Shell& shell, const std::string& sql, const PrintJob& job);
 void run_query(Shell& shell, const std::string& sql); // of the shell's own
 
-// Runs a whole text or file as it arrives, up to the first failure (or, where that is set, past failures of statements), whose text
-// gets the name and the line.
+// Runs a whole text or file as it arrives, up to the first failure, or past failures of statements where that
+// is set. The failure's text gets the name and the line.
 void run_text(Shell& shell, std::string_view text);
 void run_file(Shell& shell, std::FILE* file, const std::string& name);
 void run_script(Shell& shell, const std::string& path); // "-" is standard input

@@ -63,7 +63,7 @@ void Splitter::begin_statement() {
     depth_ = 0;
 }
 
-// One step of the scan, a character or a mark of two. True when it completed a piece.
+// One step of the scan: a character, or a mark of two. True when it completes a piece.
 bool Splitter::step(Piece& piece) {
     const char c = text_[at_];
     switch (state_) {
@@ -129,7 +129,7 @@ bool Splitter::step_dash() {
     return false;
 }
 
-// A "/" alone on its line ends a body; behind one that has ended it says nothing more.
+// A "/" alone on its line ends a body; after a body that has ended it has no meaning.
 bool Splitter::step_slash(Piece& piece) {
     waiting_ = needs_more(1);
     if (waiting_) return false;
@@ -179,7 +179,7 @@ void Splitter::drop() {
     start_ = at_;
 }
 
-// A body keeps its ";", and is followed by the rest of its line.
+// A body keeps its ";"; the rest of its line follows.
 bool Splitter::take_statement(Piece& piece, std::size_t end) {
     const bool at_mark = end < text_.size() && text_[end] == ';';
     const bool keeps_mark = at_mark && body_ != Body::none && body_ != Body::unknown;
@@ -219,7 +219,7 @@ void Splitter::weigh_body_word() {
     } else if (word_ == "END") {
         --depth_;
     } else if (last_word_ == "END" && is_one_of(word_, ended_otherwise)) {
-        ++depth_; // END IF and its like close what was not counted
+        ++depth_; // END IF and the like close what was not counted
     }
 }
 

@@ -1,7 +1,7 @@
 // Cuts a script, which may arrive in pieces of any size, into statements and backslash commands. A statement
-// ends at a ";" outside of quotes and comments, a command ("\" outside of them and of bodies) at the end of its line; a statement
-// that has begun before it goes on behind it. The body of a trigger, procedure, function or package ends at the ";" behind its last END, or before a
-// line with "/" alone.
+// ends at a ";" outside of quotes and comments, a command ("\" outside of them and of bodies) at the end of
+// its line; a statement begun before it goes on after it. The body of a trigger, procedure, function or
+// package ends at the ";" after its last END, or before a line with "/" alone.
 #pragma once
 
 #include <cstddef>
@@ -20,13 +20,13 @@ struct Piece {
 class Splitter {
   public:
     void add(std::string_view text);
-    // No more text comes: next() then also gives what has no end mark.
+    // There is no more text: next() then also returns what has no end mark.
     void end() { ended_ = true; }
     // False when no piece is complete.
     bool next(Piece& piece);
-    // Forgets the statement that has begun.
+    // Drops the unfinished statement.
     void drop();
-    // Whether a statement or comment has begun that is not complete.
+    // Whether a statement or comment is unfinished.
     bool is_inside() const { return begun_ || state_ != State::plain; }
 
   private:
@@ -65,7 +65,7 @@ class Splitter {
     char quote_ = 0;
     bool begun_ = false;
     bool ended_ = false;
-    bool waiting_ = false; // for text behind a character that can begin a mark of two
+    bool waiting_ = false; // for the character after one that can begin a mark of two
 
     std::string word_, last_word_; // in upper case
     std::size_t words_ = 0;

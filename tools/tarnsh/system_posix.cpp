@@ -21,9 +21,9 @@
 namespace tarnsh {
 
 void prepare_process() {
-    std::signal(SIGPIPE, SIG_IGN); // a closed pipe shows itself when it is written to
+    std::signal(SIGPIPE, SIG_IGN); // a closed pipe is a failed write
 #ifdef __GLIBC__
-    // What one batch of a copy gave back serves the next, without the system's help.
+    // Memory freed by one batch of a copy serves the next without a system call.
     mallopt(M_MMAP_THRESHOLD, 16 << 20);
     mallopt(M_TRIM_THRESHOLD, 32 << 20);
 #endif

@@ -35,7 +35,7 @@ void prepare_process() {
     code_page = GetConsoleOutputCP();
     SetConsoleOutputCP(CP_UTF8);
     std::atexit([] { SetConsoleOutputCP(code_page); });
-    std::setvbuf(stderr, nullptr, _IOFBF, 1 << 12); // a console shows no character that comes byte by byte
+    std::setvbuf(stderr, nullptr, _IOFBF, 1 << 12); // a console needs whole characters
     _setmode(_fileno(stdout), _O_BINARY);
 }
 

@@ -1,5 +1,5 @@
-// Aligned columns. Widths are those of the first rows, as many as two bounds admit; a wider cell further on pushes its line out, or
-// is wrapped or cut when the table has a width of its own.
+// Aligned columns. Widths come from the first rows, up to two limits; a wider cell later pushes its line out,
+// or is wrapped or cut when the table's width is limited.
 #include "layout.h"
 #include "printers.h"
 #include "text.h"
@@ -15,7 +15,7 @@ constexpr std::size_t measured_rows = 1000, measured_bytes = 4 << 20;
 
 using Line = std::vector<std::string>;
 
-// What stands between the cells of a line, and around them.
+// What is written between the cells of a line, and around them.
 struct Frame {
     std::string_view left, between, right;
 };
@@ -70,7 +70,7 @@ class TablePrinter final : public Printer {
 
     bool limited() const { return settings_.width > 0 && settings_.overflow != Overflow::off; }
 
-    // Of a long value the first piece is enough where a table is limited.
+    // Where the table is limited, the first piece of a long value is enough.
     Line shown(const std::vector<Cell>& cells) {
         Line line;
         for (const Cell& cell : cells) {
@@ -104,7 +104,7 @@ class TablePrinter final : public Printer {
         }
     }
 
-    // Narrows the columns to the width, or turns the rows upright.
+    // Narrows the columns to the width, or switches to vertical rows.
     void fit() {
         if (settings_.width == 0) return;
         const std::size_t between = text_width(style_.cells.between);
@@ -152,7 +152,7 @@ class TablePrinter final : public Printer {
         if (have < want) out().append(want - have, ' ');
     }
 
-    // The last column of a table without a frame has nothing behind it.
+    // The last column of a table without a frame is not padded.
     bool is_padded(std::size_t column) const {
         return column + 1 < columns_.size() || !style_.cells.right.empty();
     }

@@ -38,7 +38,7 @@ extern "C" void note_resize(int) {
     ++resizes;
 }
 
-// The handler runs without SA_RESTART: waits are to notice.
+// Without SA_RESTART: Ctrl-C must end a wait.
 void handle(int signal, void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
@@ -57,7 +57,7 @@ bool read_secret(const std::string& prompt, std::string& secret) {
     if (tty < 0 || tcgetattr(tty, &shown) != 0) return false;
     struct sigaction noted {
     }, before{};
-    noted.sa_handler = note_interrupt; // Ctrl-C must not leave the terminal mute
+    noted.sa_handler = note_interrupt; // Ctrl-C must not leave the terminal without echo
     sigaction(SIGINT, &noted, &before);
     struct termios hidden = shown;
     hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
@@ -121,7 +121,7 @@ bool start_keys() {
     raw.c_cc[VMIN] = 1;
     raw.c_cc[VTIME] = 0;
     handle(SIGWINCH, note_resize);
-    return tcsetattr(STDIN_FILENO, TCSADRAIN, &raw) == 0; // what was typed ahead stays
+    return tcsetattr(STDIN_FILENO, TCSADRAIN, &raw) == 0; // keeps what was typed ahead
 }
 
 void stop_keys() {

@@ -23,8 +23,8 @@ struct Range {
     char32_t first, last;
 };
 
-// Where there is no Unicode table: combining marks take no column, and the scripts of East Asia and pictographs
-// two.
+// Without a Unicode table: combining marks have no width; East Asian scripts and pictographs take two
+// columns.
 constexpr Range without_width[] = {{0x300, 0x36F},   {0x483, 0x489},   {0x591, 0x5BD},    {0x610, 0x61A},
                                    {0x64B, 0x65F},   {0x200B, 0x200F}, {0x20D0, 0x20FF},  {0xFE00, 0xFE0F},
                                    {0xFE20, 0xFE2F}, {0xFEFF, 0xFEFF}, {0xE0100, 0xE01EF}};
@@ -70,7 +70,7 @@ int digit_value(char c) {
 
 } // namespace
 
-// Most texts are, and need no look at their characters.
+// The fast path: most texts are.
 bool is_plain(std::string_view text) {
     unsigned others = 0;
     for (const char c : text)
@@ -214,7 +214,7 @@ std::string take(std::string_view& text, std::size_t size) {
     return taken;
 }
 
-// Where a character that is looked for stands outside of quotes and brackets, or else the end.
+// The first of these characters outside quotes and brackets, or the end.
 template <typename Wanted>
 std::size_t find_outside(std::string_view text, std::string_view quotes, Wanted wanted) {
     char quote = 0;

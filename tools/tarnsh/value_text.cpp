@@ -39,8 +39,8 @@ void put_two(unsigned number, char* out) {
 
 } // namespace
 
-// The digits of a number below 100,000,000, a byte each, the first in the lowest one. Each step halves the parts of all numbers at
-// once.
+// The digits of a number below 100,000,000, a byte each, the first in the lowest byte. Each step splits all
+// parts in halves at once.
 static inline std::uint64_t eight_digits(std::uint32_t number) {
     const std::uint64_t fours = number / 10'000 | std::uint64_t{number % 10'000} << 32;
     const std::uint64_t hundreds = (fours * 10'486 >> 20) & 0x7F'0000'007F;
@@ -55,7 +55,7 @@ static inline void put_digits(std::uint64_t digits, char* out) {
     std::memcpy(out, &digits, 8);
 }
 
-// The same without the zeros in front, and the end of them; eight bytes are written.
+// Writes a number without leading zeros and returns its end; eight bytes are written.
 static inline char* put_short(std::uint32_t number, char* out) {
     if (number < 10) {
         *out = static_cast<char>('0' + number);
@@ -82,8 +82,9 @@ std::size_t write_integer(std::int64_t number, char* out) {
     return static_cast<std::size_t>(put_number(number < 0 ? 0 - bits : bits, at) - out);
 }
 
-// Most numbers have a few decimals. One that is a whole number of millionths, of 15 digits at most, is the only such decimal that reads
-// back as the same double: without its last zeros it is the shortest. 0 for other numbers.
+// Most numbers have a few decimals. One that is a whole number of millionths, of 15 digits at most, is the
+// only such decimal that reads back as the same double: without its last zeros it is the shortest. 0 for
+// other numbers.
 static std::size_t write_millionths(double number, char* out) {
     const double size = std::fabs(number), scaled = size * 1e6;
     if (!(size >= 1e-4 && scaled < 1e15)) return 0;
@@ -109,8 +110,8 @@ std::size_t write_real(float number, char* out) {
     return static_cast<std::size_t>(fmt::format_to(out, FMT_COMPILE("{}"), number) - out);
 }
 
-// The proleptic Gregorian calendar, in years that begin on the first of March. Four years have 1461 days, and 2939745 is 2^32/1461:
-// of that product the year stands above 32 bits, and what is left of it below.
+// The proleptic Gregorian calendar, in years that begin on the first of March. Four years have 1461 days, and
+// 2939745 is 2^32/1461: the year is above bit 32 of that product, and the fraction of a year below.
 std::size_t write_date(std::int32_t days, char* out) {
     const std::int64_t from_march = std::int64_t{days} + 719'468;
     if (from_march < 306 || from_march > 3'652'364) return 0; // before year 0 is over, or past 9999

@@ -1,4 +1,4 @@
-// Numbers and moments as texts, quickly.
+// Fast conversion of numbers, dates and times to text.
 #pragma once
 
 #include <cstddef>
@@ -8,10 +8,10 @@
 
 namespace tarnsh {
 
-// Room that every one of these texts finds enough.
+// Room for the longest of these texts.
 constexpr std::size_t longest_number = 40;
 
-// Each writes its text and returns its size. A number of the second kind gets the shortest text that reads back as the same
+// Each writes its text and returns its size. write_real makes the shortest text that reads back as the same
 // number.
 std::size_t write_integer(std::int64_t number, char* out);
 std::size_t write_real(double number, char* out);
@@ -22,7 +22,7 @@ std::size_t write_real(float number, char* out);
 std::size_t write_date(std::int32_t days, char* out);
 std::size_t write_date_time(std::int64_t milliseconds, char* out);
 
-// Two digits for every byte, behind "0x" when they are the first.
+// Two digits for every byte; the first ones follow a "0x".
 void add_hex(std::string_view bytes, bool first, std::string& out);
 
 } // namespace tarnsh

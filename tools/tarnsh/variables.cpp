@@ -14,7 +14,7 @@ bool is_name_character(char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
 }
 
-// The size of what is passed over as a whole: quotes and comments. 0 when there is none here.
+// The size of a quoted text or comment, which is skipped as a whole; 0 when none begins here.
 std::size_t size_of_quoted(std::string_view text) {
     const auto up_to = [text](std::string_view mark, std::size_t from) {
         const std::size_t at = text.find(mark, from);
@@ -26,7 +26,7 @@ std::size_t size_of_quoted(std::string_view text) {
     return 0;
 }
 
-// Takes a reference off the text, behind its ":"; empty when there is none to a variable.
+// Takes a reference, without its ":", off the text; empty when it names no variable.
 bool take_reference(std::string_view& text, const Variables& variables, std::string& value) {
     const char quote = !text.empty() && (text[0] == '\'' || text[0] == '"') ? text[0] : '\0';
     const std::size_t begin = quote ? 1 : 0;
