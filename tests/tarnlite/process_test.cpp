@@ -27,7 +27,7 @@ constexpr const char* deaf = "select instr(cast(printf('%.*c', 40000000, 'a') as
 } // namespace
 
 TEST(tarnlite_program, tells_its_version) {
-    Program program({"--version"});
+    Program program({TARNLITE_PROGRAM, "--version"});
     EXPECT_EQ(program.line(), TARNLITE_VERSION "\n");
     EXPECT_EQ(program.wait(), 0);
     ServerProcess server;
