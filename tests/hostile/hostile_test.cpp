@@ -1,6 +1,6 @@
 /*
- * Nothing a server does breaks the process: conversations that end after any byte, that are damaged at any byte, that
- * arrive in any pieces. Every call gives a status of the interface, and the connection connects again or closes.
+ * Nothing a server does breaks the process: conversations that are damaged at any byte, that arrive in any pieces.
+ * Every call gives a status of the interface, and the connection closes.
  */
 #include "conversations.h"
 #include "output_capture.h"
@@ -38,21 +38,6 @@ TEST_F(hostile, conversations_are_what_they_should_be) {
             EXPECT_EQ(client.statuses, conversation.statuses) << conversation.name;
             EXPECT_EQ(fault_after(peer_, conversation, client), "") << conversation.name;
         }
-}
-
-TEST_F(hostile, any_byte_may_be_the_last) {
-    for (const Conversation& conversation : conversations())
-        for (const Ending ending : {Ending::orderly, Ending::reset})
-            for (std::size_t cut = 0; cut < conversation.bytes.size(); ++cut) {
-                Recording recording = whole(conversation);
-                recording.bytes.resize(cut);
-                recording.ending = ending;
-                Client client(cut, false);
-                converse(peer_, conversation, recording, client);
-                ASSERT_TRUE(client.known) << at(conversation, cut, client.statuses);
-                ASSERT_EQ(fault_after(peer_, conversation, client), "")
-                    << at(conversation, cut, client.statuses);
-            }
 }
 
 TEST_F(hostile, any_byte_may_be_wrong) {

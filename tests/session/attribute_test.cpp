@@ -46,7 +46,9 @@ TEST(attributes, of_a_connection_are_its_settings) {
         {"db=" + long_name.substr(0, 120) + ";char_set=" + long_name.substr(0, 100) + ";autocommit=off;lob_ret=;use_srvcursor=False",
          {{2, text(long_name.substr(0, 120))}, {4, text("UTF-8")}, {5, text(long_name.substr(0, 63))}, {9, number(1)}, {11, number(1)}, {12, number(1)}}},
         {"db=;char_set=GBK;IPS=10.0.0.1,10.0.0.2", {{2, text("")}, {4, text("UTF-8")}, {5, text("GBK")}, {7, text("2:10.0.0.1,10.0.0.2")}}},
-        {"IPS=", {{7, text("1:")}}}, {"IPS=" + address + ",," + address, {{7, text("3:" + address + ",," + address)}}},
+        {"IPS=", {{7, text("1:")}}}, {"IPS=10.0.0.1, 10.0.0.2 ,,x;port=1", {{7, text("4:10.0.0.1, 10.0.0.2 ,,x")}}},
+        {"IPS=10.0.0.1,10.0.0.2;ips=10.0.0.3", {{7, text("1:10.0.0.3")}}}, {"Ips=10.0.0.1", {{7, refused}}},
+        {"IPS=" + address + ",," + address, {{7, text("3:" + address + ",," + address)}}},
         {"IPS=" + listed(101, "255.255.255.255"), {{7, text("99:" + listed(99, "255.255.255.255"))}}},
     };
     // clang-format on

@@ -13,12 +13,6 @@
 #include <iterator>
 #include <thread>
 
-#ifndef _WIN32
-#include <csignal>
-#include <fcntl.h>
-#include <unistd.h>
-#endif
-
 using namespace test_support;
 
 namespace {
@@ -131,53 +125,6 @@ TEST_P(transfer, a_read_that_fails_closes_the_channel_for_what_comes_late_too) {
     EXPECT_EQ(tarn::put_bytes(channel_, "x", 1), 0);
     EXPECT_EQ(tarn::flush_send(channel_), -1);
 }
-
-#ifndef _WIN32
-/* A process may run without its standard descriptors: the stream must not take their place. */
-TEST(stream, is_none_of_the_standard_descriptors) {
-    std::uint16_t port = 0;
-    const socket_handle listener = listen_on_loopback(port);
-    int saved[3];
-    for (int fd = 0; fd < 3; ++fd)
-        saved[fd] = fcntl(fd, F_DUPFD_CLOEXEC, 10);
-    tarn::Channel channels[3]{};
-    for (int fd = 0; fd < 3; ++fd)
-        close(fd);
-    for (tarn::Channel& channel : channels)
-        tarn::open_channel(channel, tarn::platform::parse_address("127.0.0.1"), port, {0, 1000, false, {}});
-    for (int fd = 0; fd < 3; ++fd) {
-        dup2(saved[fd], fd);
-        close(saved[fd]);
-    }
-    for (tarn::Channel& channel : channels) {
-        EXPECT_GT(channel.sock, 2u);
-        tarn::close_channel(channel);
-    }
-    close_socket(listener);
-}
-#endif
-
-#ifndef _WIN32
-TEST_P(transfer, a_send_that_signals_interrupt_goes_out_whole) {
-    const std::string bytes(32 * 1024 * 1024, 's'); /* far more than the sockets take at once */
-    struct sigaction interrupt {};
-    struct sigaction before {};
-    interrupt.sa_handler = [](int) {}; /* without SA_RESTART */
-    sigaction(SIGUSR1, &interrupt, &before);
-    std::ptrdiff_t sent = 0;
-    std::thread sender([&] { sent = tarn::platform::send_some(channel_.sock, bytes.data(), bytes.size()); });
-    std::string part(1024 * 1024, '\0');
-    std::size_t received = 0;
-    while (received < bytes.size() && wait_readable(peer_, std::chrono::seconds(10))) {
-        pthread_kill(sender.native_handle(), SIGUSR1);
-        received += static_cast<std::size_t>(receive_some(peer_, part.data(), part.size()));
-    }
-    EXPECT_EQ(received, bytes.size());
-    sender.join();
-    EXPECT_EQ(sent, static_cast<std::ptrdiff_t>(bytes.size()));
-    sigaction(SIGUSR1, &before, nullptr);
-}
-#endif
 
 INSTANTIATE_TEST_SUITE_P(channels, transfer, testing::Bool());
 
