@@ -247,11 +247,12 @@ TEST(procedure, receives_two_chunks_of_rows_and_drops_them) {
         }
 }
 
+const std::string unbound_return = "[EC060]Error params-return value need bind, here params without "
+                                   "bindparams inout type is return value \n",
+                  unbound_output = "[EC060]Error params-out type need bind, here params without "
+                                   "bindparams inout type is out or inout \n";
+
 TEST(procedure, without_slots_for_them_refuses_outputs) {
-    const std::string unbound_return = "[EC060]Error params-return value need bind, here params without "
-                                       "bindparams inout type is return value \n";
-    const std::string unbound_output = "[EC060]Error params-out type need bind, here params without "
-                                       "bindparams inout type is out or inout \n";
     const std::string no_set = "[EC0056]when execute sql with output params or return value need bind_params";
     const struct {
         bool set;
@@ -282,10 +283,6 @@ TEST(procedure, without_slots_for_them_refuses_outputs) {
 /* Inputs are released once they were sent, unless the application made the set: an output then finds no slots. Whatever else
  * a set holds keeps its slots, also those of inputs. */
 TEST(procedure, refuses_outputs_for_a_set_of_inputs) {
-    const std::string unbound_return = "[EC060]Error params-return value need bind, here params without "
-                                       "bindparams inout type is return value \n";
-    const std::string unbound_output = "[EC060]Error params-out type need bind, here params without "
-                                       "bindparams inout type is out or inout \n";
     const std::string one = request("call", 1, text_entry("in")), to_input = output(0, 30, "x");
     const std::string two = request("call", 2, text_entry("in") + entry("", 2, 30, 0, ""));
     const std::string gap = request("call", 2, entry("", 0, 1, 0, "") + text_entry("in"));
