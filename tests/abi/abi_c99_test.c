@@ -19,26 +19,6 @@ static void check(int holds, const char* what, int line) {
 
 #define CHECK(condition) check((condition), #condition, __LINE__)
 
-static void null_arguments_are_refused(void) {
-    TRN_HANDLE none = NULL;
-    char area[64] = "";
-    uint32_t word = 7;
-    int32_t number = 7;
-    int64_t rows = 7;
-    CHECK(TRN_OpenConn(NULL, &none) == -1 && none == NULL);
-    CHECK(TRN_CloseConn(&none) == -1);
-    CHECK(TRN_Execute_no_query(&none, "x") == TRN_ERR_ARGUMENT);
-    CHECK(TRN_Execute_query_with_one(&none, "x", area, &word) == TRN_ERR_ARGUMENT);
-    CHECK(TRN_ExecwithDataReader(&none, "x", &none, &number, &rows, &number) == TRN_ERR_ARGUMENT);
-    CHECK(TRN_ReadNext(&none) == -1);
-    CHECK(TRN_NextResult(&none) == 0 && TRN_FreeRowset(&none) == 0);
-    CHECK(TRN_GetData(&none, 1, TRN_TYPE_TEXT, area, 64, &number) == TRN_ERR_ARGUMENT);
-    CHECK(TRN_getResultcolseq(&none, "c") == TRN_ERR_ARGUMENT);
-    CHECK(TRN_GetErrorLen(&none) == 0 && TRN_GetErrorInfo(&none, area, area) == 0);
-    CHECK(number == 7 && rows == 7 && word == 7 && area[0] == '\0');
-    TRN_Drop(&none);
-}
-
 static void local_calls_answer(void) {
     char text[32];
     CHECK(fun_sql_type("select 1") == TRN_SQL_SELECT);
@@ -72,7 +52,6 @@ static void a_refused_open_leaves_an_error_text(void) {
 }
 
 int main(void) {
-    null_arguments_are_refused();
     local_calls_answer();
     reserved_entries_take_anything();
     a_refused_open_leaves_an_error_text();

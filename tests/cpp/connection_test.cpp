@@ -1,10 +1,7 @@
-// Opening and its mistakes, time-outs, cancelling, lost links, moved-from and closed connections; the example program.
+// Opening and its mistakes, time-outs, cancelling, lost links, moved-from and closed connections.
 #include "cpp_fixture.h"
 
 #include <atomic>
-#include <fstream>
-#include <iterator>
-#include <sys/wait.h>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -150,16 +147,4 @@ TEST_F(cpp_connection, printed_lines_go_to_the_handler) {
     tarnsql::set_line_handler([](auto...) {});
     EXPECT_THROW(db_.execute("no statement"), tarnsql::server_error);
     EXPECT_EQ(lines, std::vector<std::string>{"Server Error near \"no\": syntax error "});
-}
-
-TEST(cpp_example, towns_prints_its_report) {
-    if (!*TOWNS_PROGRAM) GTEST_SKIP() << "the examples are not built (TARNSQL_BUILD_EXAMPLES)";
-    LiveServer server;
-    const TemporaryFolder folder;
-    ChildProcess towns({TOWNS_PROGRAM, server.connection_string()}, folder / "output");
-    const std::optional<int> status = towns.wait();
-    std::ifstream stream(folder / "output");
-    const std::string output{std::istreambuf_iterator<char>(stream), {}};
-    ASSERT_TRUE(status && WIFEXITED(*status) && WEXITSTATUS(*status) == 0) << output;
-    EXPECT_NE(output.find("100000 visits by 4 towns\n"), std::string::npos) << output;
 }

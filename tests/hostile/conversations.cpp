@@ -266,31 +266,6 @@ std::string hundreds_of_rows() {
     return all;
 }
 
-/* One row of plausible values and one of nulls. */
-std::string every_type() {
-    std::vector<Column> described;
-    std::vector<std::string> values, nulls;
-    // clang-format off
-    const std::pair<std::int32_t, std::string> others[] = {
-        {TRN_WIRE_BOOLEAN, "T"}, {TRN_WIRE_TINYINT, "\5"}, {TRN_WIRE_SMALLINT, be16(6)}, {TRN_WIRE_BIGINT, be64(-8)}, {TRN_WIRE_NUMERIC, "1.5"},
-        {TRN_WIRE_FLOAT, be_float(1.5)}, {TRN_WIRE_DOUBLE, be_double(-2.25)}, {TRN_WIRE_TIME_TZ, be32(1) + be16(60)},
-        {TRN_WIRE_DATETIME, be64(951827400999)}, {TRN_WIRE_DATETIME_TZ, be64(1) + be16(-60)}, {TRN_WIRE_OPAQUE, "o"}, {TRN_WIRE_CHAR, "ch"},
-        {TRN_WIRE_CLOB, "clob"}, {TRN_WIRE_BINARY, "\0\1"s}, {TRN_WIRE_BLOB, "blob"}, {45, "x"}, {999, "?"}};
-    // clang-format on
-    const auto add = [&](std::int32_t type, const std::string& value) {
-        described.push_back({"c", type});
-        values.push_back(wire_text(value));
-        nulls.push_back(null_value());
-    };
-    for (const auto& [type, value] : others)
-        add(type, value);
-    for (std::int32_t type = TRN_WIRE_DATE; type <= TRN_WIRE_TIME; ++type)
-        add(type, be32(11016));
-    for (std::int32_t type = TRN_WIRE_INTERVAL_YEAR; type <= TRN_WIRE_INTERVAL_SECOND; ++type)
-        add(type, type < TRN_WIRE_INTERVAL_DAY_TO_SECOND ? be32(-100) : be64(93784000000));
-    return query(described, {row(values), row(nulls)});
-}
-
 const std::string description = "$" + be32(2) + wire_text("first") + be32(1) + be32(5) + be32(4) +
                                 wire_text("second") + be32(2) + be32(30) + be32(64);
 const std::string piece_of_lob = be32(1) + wire_text("piece");
@@ -315,7 +290,7 @@ const std::vector<Conversation>& conversations() {
          {single_value, single_value, single_value, single_value}, "2 0 0 0 0"},
         {"no single values", "", "K" + U(1) + K + I("id") + K + D(1) + K + E("e") + K, {single_value, single_value, single_value, single_value}, "2 2 1 3 -1"},
         {"rows and texts", "return_rowid=on", "NabcdK" + plain_rows + K, {read}, "2 3"},
-        {"every type", "", "K" + every_type() + K, {read}, "2 2"},
+        {"every type", "", "K" + rows_of_every_type() + K, {read}, "2 3"},
         {"chain", "", "K" + two_rows + ";" + U(5) + ";" + I("row") + D(6) + "," + two_rows + ";" + columns + K, {read}, "2 0"},
         {"failed reads", "", "K" + two_rows + E("broken") + K + W("w") + K + F("f") + K + K, {read, read, read, read}, "2 2 -1 -1 0"},
         {"chunks of rows", "", "K" + query({}, {repeated("R", 201)}) + K + query({}, {repeated("R", 450)}) + K + U(1) + K, {single_value, procedure, count_only}, "2 0 0 0 0 0 0 200 1"},

@@ -1,6 +1,5 @@
 /*
- * Nothing a server does breaks the process: conversations that end after any byte, that are damaged at any byte, that
- * arrive in any pieces. Every call gives a status of the interface, and the connection connects again or closes.
+ * Nothing a server does breaks the process: conversations that are damaged at any byte. Every call gives a status of the interface, and the connection closes.
  */
 #include "conversations.h"
 #include "output_capture.h"
@@ -11,12 +10,10 @@ using namespace test_support;
 
 namespace {
 
-/* The emulator that the Windows programs run in is slow where every byte comes alone, and where connections are many. */
+/* The emulator that the Windows programs run in is slow where connections are many. */
 #ifdef _WIN32
-constexpr std::size_t longest_in_small_pieces = 10000;
 constexpr std::size_t from_damage_to_damage = 3;
 #else
-constexpr std::size_t longest_in_small_pieces = 1000000;
 constexpr std::size_t from_damage_to_damage = 1;
 #endif
 
@@ -40,21 +37,6 @@ TEST_F(hostile, conversations_are_what_they_should_be) {
         }
 }
 
-TEST_F(hostile, any_byte_may_be_the_last) {
-    for (const Conversation& conversation : conversations())
-        for (const Ending ending : {Ending::orderly, Ending::reset})
-            for (std::size_t cut = 0; cut < conversation.bytes.size(); ++cut) {
-                Recording recording = whole(conversation);
-                recording.bytes.resize(cut);
-                recording.ending = ending;
-                Client client(cut, false);
-                converse(peer_, conversation, recording, client);
-                ASSERT_TRUE(client.known) << at(conversation, cut, client.statuses);
-                ASSERT_EQ(fault_after(peer_, conversation, client), "")
-                    << at(conversation, cut, client.statuses);
-            }
-}
-
 TEST_F(hostile, any_byte_may_be_wrong) {
     for (const Conversation& conversation : conversations())
         for (std::size_t offset = 0; offset < conversation.bytes.size(); offset += from_damage_to_damage)
@@ -67,27 +49,6 @@ TEST_F(hostile, any_byte_may_be_wrong) {
                     ASSERT_TRUE(client.known) << at(conversation, offset, client.statuses);
                     ASSERT_EQ(TRN_CloseConn(&client.handle), TRN_OK);
                 }
-}
-
-std::string transcript(ReplayPeer& peer, const Conversation& conversation, std::size_t piece) {
-    Recording recording = whole(conversation);
-    recording.piece = piece;
-    Client client(conversation.bytes.size(), true);
-    converse(peer, conversation, recording, client);
-    return client.statuses + "\n" + client.log;
-}
-
-TEST_F(hostile, size_of_the_pieces_changes_nothing) {
-    for (const auto* list : {&conversations(), &large_conversations()})
-        for (const Conversation& conversation : *list) {
-            const std::string undivided = transcript(peer_, conversation, SIZE_MAX);
-            ASSERT_EQ(undivided.substr(0, undivided.find('\n')), conversation.statuses);
-            for (const std::size_t piece : {1, 2, 7, 65535, 65536, 65537})
-                if (piece > 1000 || conversation.bytes.size() < longest_in_small_pieces) {
-                    EXPECT_TRUE(transcript(peer_, conversation, piece) == undivided)
-                        << conversation.name << " by " << piece;
-                }
-        }
 }
 
 } // namespace

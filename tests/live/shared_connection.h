@@ -57,6 +57,10 @@ class Worker {
     void what_promises_nothing();
     void other_connections();
 
+    // Statements on the shared connection and what they give: a status, a single value, a transcript.
+    void runs(const std::string& sql, std::int32_t wanted);
+    void shows(const std::string& sql, const std::string& wanted);
+    void reads(const std::string& sql, const std::string& wanted);
     void bind_number(std::int32_t value);
     void fetch_all(const std::string& cursor, std::int32_t rows);
     void close_cursor(const std::string& cursor);
@@ -64,7 +68,8 @@ class Worker {
     std::string rows_text(std::int32_t count) const;
 
     // Counts the call and compares what it gave. After the first difference all workers end.
-    template <class Got, class Wanted> void same(const char* call, const Got& got, const Wanted& wanted) {
+    template <class Got, class Wanted>
+    void same(const std::string& call, const Got& got, const Wanted& wanted) {
         ++calls_[call];
         if (got == wanted || failed_.exchange(true)) return;
         ADD_FAILURE() << call << " of " << mine_ << " in round " << round_ << " gave "

@@ -1,10 +1,11 @@
-// Every call that talks to the server, from several threads on one connection. SOAK_SECONDS makes it run that long instead of a
-// few rounds (scripts/soak.sh).
+// Every call that talks to the server, from several threads on one connection, and threads that take each other's bound set.
+// SOAK_SECONDS makes the first run that long instead of a few rounds (scripts/soak.sh).
 #include "output_capture.h"
 #include "shared_connection.h"
 
 #include <chrono>
 #include <cstdlib>
+#include <functional>
 #include <iostream>
 #include <thread>
 
@@ -71,4 +72,42 @@ TEST(live_threads, get_their_own_answers_from_every_call_on_a_shared_connection)
 
 TEST(live_threads, get_their_own_answers_from_every_call_on_a_shared_encrypted_connection) {
     run_workers("lob_ret=1;use_ssl=on");
+}
+
+// The bound set passes from call to call: each takes it, or finds none, whatever the others do.
+TEST(live_threads, pass_the_bound_set_of_a_shared_connection_from_call_to_call) {
+    constexpr int rounds = 300;
+    LiveServer server;
+    Connection shared(server);
+    shared.run("create table t(n int)");
+    char name[20];
+    ASSERT_EQ(TRN_Prepare2(&shared.handle, "insert into t values(?)", name), TRN_OK);
+    const auto known = [](std::int32_t status) { return status >= -1 || status == TRN_ERR_UNBOUND; };
+    const std::function<std::int32_t()> calls[] = {
+        [&] {
+            char own[20];
+            return TRN_Prepare2(&shared.handle, "select ? + 1", own);
+        },
+        [&] {
+            TRN_HANDLE result = nullptr;
+            const std::int32_t status = TRN_Execute2(&shared.handle, name, nullptr, &result);
+            TRN_FreeRowset(&result);
+            return status;
+        },
+        [&] { return TRN_ExecBatch(&shared.handle, "insert into t values(?)", 3); },
+        [&] { return TRN_Execute2(&shared.handle, nullptr, nullptr, nullptr); },
+        [&] { return TRN_UnPrepare(&shared.handle, "nothing"); },
+    };
+    test_support::OutputCapture output; // refusals are printed
+    std::vector<std::thread> running;
+    for (const auto& call : calls)
+        running.emplace_back([&] {
+            for (int i = 0; i < rounds; ++i)
+                if (const std::int32_t status = call(); !known(status)) ADD_FAILURE() << status;
+        });
+    for (std::thread& thread : running)
+        thread.join();
+    output.text();
+    TRN_ResetParams(&shared.handle);
+    EXPECT_EQ(SingleValue(shared, "select 'still here'").take(), "still here");
 }

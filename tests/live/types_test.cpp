@@ -179,20 +179,3 @@ TEST(live_types, every_declared_type_arrives_as_it_was_written) {
     }
     EXPECT_FALSE(reader.next());
 }
-
-TEST(live_types, a_value_that_its_column_cannot_hold_ends_the_rows_with_an_error) {
-    LiveServer server;
-    Connection connection(server);
-    connection.run(
-        "create table t(id int, due date); insert into t values(1, '2024-02-29'), (2, 'soon'), (3, null)");
-    {
-        Reader reader(connection, "select id, due from t order by id");
-        EXPECT_EQ(reader.status, TRN_ERR_SERVER);
-        EXPECT_EQ(reader.rows, 1);
-        EXPECT_EQ(error_text(connection.handle), "column due: 'soon' cannot be converted to DATE");
-        ASSERT_TRUE(reader.next());
-        EXPECT_EQ(reader.text(2), "2024-02-29");
-        EXPECT_FALSE(reader.next());
-    }
-    EXPECT_EQ(connection.transcript("select count(*) as n from t"), "n: 3\n");
-}

@@ -190,24 +190,6 @@ TEST(batch, sends_blocks_of_whole_rows) {
         }
 }
 
-/* A request counts its rows in 16 bits. */
-TEST(batch, goes_on_in_a_further_request_where_one_cannot_count_the_rows) {
-    std::vector<std::int32_t> values(65538);
-    for (std::size_t row = 0; row < values.size(); ++row)
-        values[row] = std::int32_t(row * 40503);
-    const auto block = [&](std::size_t first, std::size_t end) {
-        std::string rows;
-        for (; first < end; ++first)
-            rows += integer(values[first]);
-        return wire_text(rows);
-    };
-    Session session(asked(
-        {{batch(65535, 1, integer_entry(values[0])) + block(1, 56002) + block(56002, 65535), U(65535) + K},
-         {batch(3, 1, integer_entry(values[65535])) + block(65536, 65538), U(3) + K}}));
-    EXPECT_EQ(integers(values).bind(session.handle(), 1, 1), 0);
-    EXPECT_EQ(TRN_ExecBatch(session.handle(), "q", 65538), 0);
-}
-
 TEST(batch, needs_a_set_with_as_many_rows_and_leaves_it_attached_and_empty) {
     OutputCapture output;
     const std::string sent = batch(1, 1, integer_entry(1)), rows = row({integer(1)}) + row({integer(2)});

@@ -245,64 +245,6 @@ TEST(buffer_ends, of_the_applications_areas_for_values) {
     }
 }
 
-/* A message area has 255 bytes and a code's 6; other texts are as long as the library says. */
-TEST(buffer_ends, of_the_applications_areas_for_error_texts) {
-    Received received;
-    received.read(query({{"c", 5}}, {}), "");
-    Guarded codes(6), messages(255), texts(300);
-    for (const std::string& start : {""s, "[EC011]"s, "[EC0195]"s})
-        for (std::size_t length = 225; length < 270; ++length) {
-            const std::string message = std::string(length - 1, 'm') + '.';
-            const std::string text = start + message;
-            tarn::set_error_text(received.result->head, tarn::copy_text(text.data(), text.size()));
-            char *code = codes.area(6), *area = messages.area(255), *whole = texts.area(text.size());
-            std::fill_n(area, 255, '.');
-            const bool fits = length < (start.empty() ? 243u : 255u);
-            const std::string common = start.empty() ? "common error\n" : "";
-            EXPECT_EQ(TRN_GetErrorInfo(&received.handle, code, area), fits ? TRN_OK : TRN_ERROR_TEXT_LONG);
-            EXPECT_EQ(std::string(area, 255).substr(0, common.size() + length),
-                      (fits ? common + message : common + std::string(255 - common.size(), '.'))
-                          .substr(0, common.size() + length))
-                << start << length;
-            EXPECT_EQ(std::string(code, 6), start.empty()        ? "EC0100"
-                                            : start == "[EC011]" ? "EC011\0"s
-                                                                 : "EC0195");
-            std::int32_t told = 0;
-            EXPECT_EQ(TRN_GetErrorLen(&received.handle), std::int32_t(text.size()));
-            EXPECT_EQ(TRN_GetError(&received.handle, whole, &told), TRN_OK);
-            EXPECT_EQ(std::string(whole, std::size_t(told)), text);
-        }
-}
-
-/* Texts without their terminators, behind what the call clears: 128 bytes for each of three, 25 for an identifier. */
-TEST(buffer_ends, of_the_applications_areas_for_names) {
-    Received received;
-    Guarded tables(1024), names(1024), labels(1024);
-    const std::size_t longest = tarn::column_name_limit;
-    for (const std::size_t size :
-         {std::size_t{1}, std::size_t{127}, std::size_t{128}, std::size_t{129}, longest / 3 - 1}) {
-        const std::string table(size, 't'), name(size, 'n'), label(size, 'l'), whole(longest, 'x');
-        received.read(
-            query({{table + "." + name + "%" + label, TRN_WIRE_CHAR}, {whole, TRN_WIRE_INTEGER}}, {}), "");
-        const std::size_t room = std::max<std::size_t>(size, 128);
-        char *const t = tables.area(room), *const n = names.area(room), *const l = labels.area(room);
-        EXPECT_EQ(TRN_getResultColInfo(&received.handle, 1, t, n, l, nullptr, nullptr, nullptr), TRN_OK);
-        EXPECT_EQ(std::string(t, size) + std::string(n, size) + std::string(l, size), table + name + label);
-        EXPECT_EQ(TRN_getResultcolname(&received.handle, 1, labels.area(size)), TRN_OK);
-        EXPECT_EQ(std::string(labels.area(size), size), label);
-        EXPECT_EQ(TRN_getResultcolname(&received.handle, 2, names.area(longest)), TRN_OK);
-        EXPECT_EQ(std::string(names.area(longest), longest), whole);
-    }
-    received.result->kind = TRN_ITEM_INSERT;
-    for (std::size_t size = 0; size < 32; ++size) {
-        const std::string identifier(size, 'i');
-        std::strcpy(received.result->insert_id, identifier.c_str());
-        char* const area = names.area(std::max<std::size_t>(size, 25));
-        EXPECT_EQ(TRN_getResultRet(&received.handle, nullptr, nullptr, nullptr, nullptr, area), TRN_OK);
-        EXPECT_EQ(std::string(area, size), identifier);
-    }
-}
-
 /* Contents of a large object that end before, at and behind the end of a chunk, put in pieces that do. */
 TEST(buffer_ends, of_the_chunks_of_a_large_object) {
     constexpr std::size_t chunk = 1024 * 1024;

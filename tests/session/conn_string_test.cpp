@@ -80,7 +80,7 @@ TEST(connection_string, every_name_and_word_of_the_cipher_setting_asks_for_it) {
 }
 
 TEST(connection_string, more_than_a_hundred_addresses_are_reported_and_leave_99) {
-    for (const int count : {1, 99, 100, 101, 150}) {
+    for (const int count : {1, 19, 20, 21, 99, 100, 101, 150}) {
         SCOPED_TRACE(count);
         std::string list = "10.0.0.1:1";
         for (int i = 1; i < count; ++i)

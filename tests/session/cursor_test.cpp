@@ -1,6 +1,5 @@
 /*
- * Server cursors: the texts that are sent, what declaring, fetching and closing give for every kind of reply, and
- * links that break in between.
+ * Server cursors: the texts that are sent, and what declaring, fetching and closing give for every kind of reply.
  */
 #include "parameter_wire.h"
 
@@ -163,44 +162,6 @@ TEST(close_cursor, reports_a_refusal_with_text_and_name) {
         EXPECT_EQ(session.connection.run("next"), 7);
     }
     EXPECT_EQ(output.text(), "");
-}
-
-/* Each reply is broken off at every byte; the following calls fail at once. */
-TEST(cursors, replies_that_break_off_fail_their_call) {
-    const std::string reply = rows(1, 2) + W("w") + ";" + E("e"), part = E("text");
-    const auto declare = [](TRN_HANDLE* h, Reader& r) {
-        return TRN_ExecwithServerCursorReader(h, "q", "c", &r.result, &r.columns);
-    };
-    std::int32_t five = 5;
-    // clang-format off
-    const struct { Script before; std::string sent, reply; std::int32_t status; std::function<std::int32_t(TRN_HANDLE*, Reader&)> call; } cases[] = {
-        {{expect_command("DECLARE c CURSOR FOR q "), send(columns + K)}, "OPEN c ;", part, TRN_ERR_NETWORK, declare},
-        {{}, "DECLARE c CURSOR FOR q ", columns + part, TRN_ERR_NETWORK, declare},
-        {{}, "FETCH  20000  FROM  c ", reply, TRN_ERR_NETWORK, [](TRN_HANDLE* h, Reader& r) { return TRN_FetchServerCursorRowset(h, "c", &r.result); }},
-        {{expect_command("q"), send(rows(1, 2) + K)}, "f", reply, TRN_ERR_NETWORK, [](TRN_HANDLE* h, Reader&) {
-             Reader old;
-             EXPECT_EQ(TRN_ExecwithDataReader(h, "q", &old.result, nullptr, nullptr, nullptr), 2);
-             const std::int32_t status = TRN_FetchServerCursorRowset_V2(h, "f", &old.result);
-             EXPECT_EQ(old.transcript(), "\n");
-             return status;
-         }},
-        {{}, "FETCH 5  FROM c ", reply, 0, [&](TRN_HANDLE* h, Reader& r) { return TRN_FetchRefCursorHead(h, "c", &r.result, &r.columns, &r.rows, &five); }},
-        {{}, "CLOSE c ", part, TRN_ERR_NETWORK, [](TRN_HANDLE* h, Reader&) { return TRN_CloseCursor(h, "c"); }},
-    };
-    // clang-format on
-    OutputCapture output;
-    for (const auto& [before, sent, whole, status, call] : cases)
-        for (std::size_t cut = 0; cut < whole.size(); ++cut) {
-            SCOPED_TRACE(sent + " cut at byte " + std::to_string(cut));
-            Script script = before;
-            script.insert(script.end(),
-                          {expect_command(sent), send(whole.substr(0, cut)), close_connection()});
-            Session session(logged_in(script));
-            Reader reader;
-            ASSERT_EQ(call(session.handle(), reader), status);
-            EXPECT_TRUE(reader.columns == -7 && reader.result == nullptr);
-            EXPECT_EQ(session.connection.run("next"), TRN_ERR_NETWORK);
-        }
 }
 
 /* Nobody takes what comes; the bound parameters stay for the statement. */

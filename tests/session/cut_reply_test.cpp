@@ -1,244 +1,202 @@
 /*
- * Replies that arrive in pieces: the answer cut in two at every byte, and byte by byte, each piece
- * received before the next is sent. What the calls hand over is what they hand over when the reply comes
- * in one piece.
+ * Replies that arrive in pieces, late, or not to their end: the reply to each request of every call, cut at every
+ * byte. In pieces a call gives what it gives when the reply comes at once. When the rest comes too late or never,
+ * the call fails, whatever the server does next the calls behind it fail at once, and a reconnect begins anew.
  */
 #include "client_socket.h"
-#include "parameter_wire.h"
+#include "exchanges.h"
 
-#include <array>
+#include <semaphore>
 
 namespace {
 
+enum class Rest {
+    at_once,  /* when what came before it has been received */
+    bytewise, /* the same for every byte */
+    late,     /* when the client has given up */
+    never_close,
+    never_reset /* the server closes, by an end or by a reset */
+};
+
+/* The reply that is cut, and where. */
 struct Cut {
-    std::string name;
-    std::vector<std::pair<std::string, std::string>> exchanges;
-    /* Makes the calls and tells all that came of them. */
-    std::function<std::string(Connection&)> calls;
+    Rest rest = Rest::at_once;
+    std::size_t exchange = 0, at = SIZE_MAX;
 };
 
-std::string told(Connection& connection, std::int32_t status) {
-    return std::to_string(status) + " " + error_text(connection.handle) + " " + last_insert_id(connection) +
-           "\n";
+std::string name_of(const Case& tried, const Cut& cut) {
+    constexpr const char* rests[] = {"in two", "byte by byte", "late", "closed", "reset"};
+    return tried.name + ", " + rests[int(cut.rest)] + ", reply " + std::to_string(cut.exchange) +
+           " at byte " + std::to_string(std::ptrdiff_t(cut.at));
 }
 
-/* Everything a chain has, the identifiers of its inserts and the texts between its rows too. */
-std::string told(Reader& reader) {
-    std::string all = std::to_string(reader.columns) + " " + std::to_string(reader.rows) + " " +
-                      std::to_string(reader.affected) + "\n";
-    if (reader.result != nullptr) all += error_text(reader.result) + "\n";
-    return all + reader.transcript();
-}
+/* A server that answers a case with one cut after another on the same connection, or, where a cut ends it, once,
+ * and then answers the client that comes again. */
+class Server {
+  public:
+    Server(const Case& tried, const std::vector<Cut>& cuts) : scripted(script(tried, cuts)) {}
 
-/* One row of values, one of nulls and one with an identifier, in columns of all types. */
-std::string every_type() {
-    // clang-format off
-    std::vector<std::pair<std::int32_t, std::string>> cells{
-        {TRN_WIRE_BOOLEAN, "T"}, {TRN_WIRE_TINYINT, "\5"}, {TRN_WIRE_SMALLINT, be16(-6)}, {TRN_WIRE_INTEGER, be32(7)},
-        {TRN_WIRE_BIGINT, be64(-8)}, {TRN_WIRE_NUMERIC, "12.50"}, {TRN_WIRE_FLOAT, be_float(1.5)},
-        {TRN_WIRE_DOUBLE, be_double(-2.25)}, {TRN_WIRE_DATE, be32(11016)}, {TRN_WIRE_TIME, be32(37230005)},
-        {TRN_WIRE_TIME_TZ, be32(37230005) + be16(60)}, {TRN_WIRE_DATETIME, be64(951827400999)},
-        {TRN_WIRE_DATETIME_TZ, be64(951827400999) + be16(-60)}, {TRN_WIRE_OPAQUE, "o"}, {TRN_WIRE_CHAR, "KRAU*"},
-        {TRN_WIRE_CLOB, "clob"}, {TRN_WIRE_BINARY, "\0R\xff"s}, {TRN_WIRE_BLOB, "blob"}, {45, "x"}, {999, "?"}};
-    // clang-format on
-    for (std::int32_t type = TRN_WIRE_INTERVAL_YEAR; type <= TRN_WIRE_INTERVAL_SECOND; ++type)
-        cells.emplace_back(type, type < TRN_WIRE_INTERVAL_DAY_TO_SECOND ? be32(-100) : be64(93784000000));
-    std::vector<Column> columns;
-    std::vector<std::string> values, nulls, mixed;
-    for (const auto& [type, value] : cells) {
-        columns.push_back({"t.c" + std::to_string(type) + "%l", type});
-        values.push_back(wire_text(value));
-        nulls.push_back(be32(-std::int64_t(nulls.size())));
-        mixed.push_back(mixed.size() % 3 ? values.back() : nulls.back());
+    /* In the test's thread, before the first call. */
+    ClientSocket& client_of(TRN_HANDLE handle) {
+        client_.set(handle);
+        return client_;
     }
-    return query(columns, {row(values), M("in between"), row(nulls), row_with_identifier("row 3", mixed),
-                           W("joined"), row(values), E("behind")});
-}
-
-Cut reading(const std::string& name, const std::string& reply) {
-    return {name, {{command("q"), reply + K}}, [](Connection& connection) {
-                Reader reader(connection, "q");
-                return told(connection, reader.status) + told(reader);
-            }};
-}
-
-Cut one_value(const std::string& name, const std::string& reply) {
-    return {name, {{command("q"), reply + K}}, [](Connection& connection) {
-                SingleValue value(connection, "q");
-                const std::uint32_t word = value.word;
-                return told(connection, value.status) + value.take() + " " + std::to_string(word);
-            }};
-}
-
-Cut counting(const std::string& name, const std::vector<std::string>& replies) {
-    Cut cut{name, {}, [count = replies.size()](Connection& connection) {
-                std::string all;
-                for (std::size_t i = 0; i < count; ++i)
-                    all += told(connection, connection.run("q"));
-                return all;
-            }};
-    for (const std::string& reply : replies)
-        cut.exchanges.emplace_back(command("q"), reply + K);
-    return cut;
-}
-
-std::string output(std::int32_t slot, std::int32_t type, std::string_view value) {
-    return "P" + be32(slot) + be32(type) + wire_text(value);
-}
-
-std::string procedure(Connection& connection) {
-    std::array<Bytes, 3> buffers{exact("......"), exact("............"), exact("........")};
-    std::array<std::int32_t, 3> lengths{};
-    const std::int32_t directions[] = {TRN_DIRECTION_OUT, TRN_DIRECTION_OUT, TRN_DIRECTION_RETURN};
-    const std::int32_t types[] = {TRN_TYPE_TEXT, TRN_TYPE_DATE, TRN_TYPE_DOUBLE};
-    for (std::size_t i = 0; i < 3; ++i)
-        TRN_BindParamByPos(&connection.handle, std::int32_t(i) + 1, directions[i], types[i],
-                           buffers[i].data(), std::int32_t(buffers[i].size()), &lengths[i]);
-    std::string all = told(connection, TRN_Execute_procesure(&connection.handle, "call", nullptr));
-    for (std::size_t i = 0; i < 3; ++i)
-        all += std::to_string(lengths[i]) + ":" + std::string(buffers[i].begin(), buffers[i].end()) + " ";
-    return all;
-}
-
-std::string prepared(Connection& connection) {
-    char name[20] = {};
-    std::string all = told(connection, TRN_Prepare2(&connection.handle, "q", name)) + name;
-    for (const char* parameter : {"first", "second"}) {
-        std::int32_t value = 5, length = 4;
-        all += std::to_string(TRN_BindParamByName(&connection.handle, parameter, TRN_DIRECTION_IN,
-                                                  TRN_TYPE_INTEGER, &value, 4, nullptr, &length));
+    void late_call_has_returned() {
+        returned_.release();
+        EXPECT_TRUE(sent_.try_acquire_for(idle_limit));
     }
-    Reader reader;
-    const std::int32_t executed = TRN_Execute2(&connection.handle, name, nullptr, &reader.result);
-    all += told(connection, executed) + told(reader);
-    return all + told(connection, TRN_UnPrepare(&connection.handle, name));
-}
 
-std::string cursor(Connection& connection) {
-    Reader columns, rows;
-    std::string all = told(connection, TRN_ExecwithServerCursorReader(&connection.handle, "q", "c",
-                                                                      &columns.result, &columns.columns));
-    all += told(columns);
-    all += told(connection, TRN_FetchServerCursorRowset(&connection.handle, "c", &rows.result));
-    all += told(rows);
-    return all + told(connection, TRN_CloseCursor(&connection.handle, "c"));
-}
+  private:
+    Script script(const Case& tried, const std::vector<Cut>& cuts) {
+        Script all{expect_login_of_cases(), send("NabcdK")};
+        const std::string own = query({{"n", TRN_WIRE_CHAR}}, {row({wire_text("own")})}) + K;
+        for (const Cut& cut : cuts) {
+            const bool ends = cut.rest > Rest::bytewise;
+            for (const auto& [request, reply] : tried.earlier)
+                all.insert(all.end(), {expect(request), send(reply)});
+            for (std::size_t i = 0; i < (ends ? cut.exchange + 1 : tried.own.size()); ++i) {
+                const Cut whole, &how = i == cut.exchange ? cut : whole;
+                all.push_back(expect(tried.own[i].first));
+                all.push_back({"reply", [this, how, &reply = tried.own[i].second](ScriptedServer& server) {
+                                   deliver(server, reply, how);
+                               }});
+            }
+            if (ends) all.insert(all.end(), {expect_login_of_cases(), send(K)});
+            /* The end of a reply that nobody waits for comes with the next one. */
+            const std::string end = ends || tried.own.front().second.ends_with(K) ? "" : K;
+            all.insert(all.end(), {expect_command("next"), send(end + I("next") + W("next") + U(7) + K),
+                                   expect_command("next"), send(own)});
+        }
+        all.push_back(close_connection());
+        return all;
+    }
+    void deliver(ScriptedServer& server, std::string_view reply, const Cut& cut) {
+        if (cut.rest == Rest::at_once) return client_.send_cut(server, reply, {cut.at});
+        if (cut.rest == Rest::bytewise) {
+            for (std::size_t sent = 0; sent < reply.size(); ++sent) {
+                if (sent) client_.wait_until_empty();
+                server.send_bytes(reply.substr(sent, 1), 1);
+            }
+            return;
+        }
+        if (cut.rest == Rest::late && cut.at)
+            client_.shorten_wait(); /* the client waits, or has yet to begin */
+        server.send_bytes(reply.substr(0, cut.at), std::max<std::size_t>(cut.at, 1));
+        if (cut.rest != Rest::late) return server.drop(cut.rest == Rest::never_reset);
+        if (!returned_.try_acquire_for(idle_limit)) throw std::runtime_error("the call does not return");
+        try {
+            server.send_bytes(reply.substr(cut.at), reply.size());
+        } catch (const std::runtime_error&) { /* the link is gone already */
+        }
+        sent_.release();
+        server.receive_end();
+    }
 
-/* The value is a descriptor, because the connection asked for them. */
-std::string large_object(Connection& connection) {
-    Reader reader(connection, "q");
-    TRN_HANDLE lob = nullptr;
-    TRN_Create_Lob(&lob);
-    std::string all = std::to_string(reader.next()), content(100, '\0');
-    all += std::to_string(TRN_GetData(&reader.result, 1, TRN_TYPE_CLOB, &lob, 0, nullptr));
-    content.resize(std::size_t(TRN_Get_Lob_data(&lob, content.data(), 100)));
-    TRN_Distroy_Lob(&lob);
-    return all + content + told(connection, 0);
-}
+    ClientSocket client_;
+    std::binary_semaphore returned_{0}, sent_{0};
 
-std::vector<Cut> cuts() {
-    const std::string described = "$" + be32(2) + wire_text("first") + be32(1) + be32(5) + be32(4) +
-                                  wire_text("second") + be32(2) + be32(5) + be32(4);
-    const std::string columns = query({{"t.n%label", TRN_WIRE_INTEGER}}, {});
-    const std::string rows =
-        columns + row({integer(1)}) + W("text") + row_with_identifier("id", {null_value()});
-    const std::string five = entry_head("first", 1) + be16(TRN_WIRE_INTEGER) + integer(5) +
-                             entry_head("second", 1) + be16(TRN_WIRE_INTEGER) + integer(5);
-    const std::string slots = entry("", TRN_DIRECTION_OUT, TRN_WIRE_CHAR, 0, "") +
-                              entry("", TRN_DIRECTION_OUT, TRN_WIRE_CHAR, 0, "");
-    const std::string outputs = M("note") + output(0, 30, "text") + rows + output(1, 10, be32(11016)) + "O" +
-                                be32(9) + wire_text(be_double(0.25)) + W("last") + K;
-    const std::string lob = query({{"l", TRN_WIRE_CLOB}}, {row({wire_text("C23456789012,1234")})}) + K;
-    const std::string pieces = query({{"l", TRN_WIRE_CLOB}}, {}) + "R" + be32(1) + wire_text("first, ") +
-                               be32(1) + wire_text("") + be32(9) + wire_text("last") + be32(0) + K;
-    // clang-format off
-    return {
-        reading("every type", every_type()), reading("chain", rows + ";" + U(5) + "," + D(6) + I("identifier") + E("between") + rows + M("end")),
-        reading("no columns", "A" + be32(0) + "RRR" + W("w") + "R"), reading("refused name", "A" + be32(1) + be32(1025)),
-        counting("counts", {W("warning") + M("notice") + I("row 1") + I("row 2"), U(0x4b4b4b4b), E("error") + D(3), O("out") + P("put") + U(1)}),
-        counting("rows left unread", {U(1) + rows + U(2) + I("K") + O("o") + P("p"), U(3)}),
-        one_value("short value", query({{"c", 30}, {"n", 5}}, {row({wire_text("short"), integer(1)}), row({null_value(), integer(2)}), W("w")})),
-        one_value("long value", query({{"c", 32}}, {row_with_identifier("id", {wire_text(std::string(80, 'v'))})})), one_value("insert", I("id") + I("id")),
-        {"procedure", {{request("call", 2, slots), outputs}}, procedure},
-        {"prepared statement", {{command("PREPARE STC0 AS q"), columns + described + M("m") + K}, {request("? STC0 ", 2, five), rows + K}, {command("DEALLOCATE STC0 "), E("kept") + K}}, prepared},
-        {"cursor", {{command("DECLARE c CURSOR FOR q "), columns + K}, {command("OPEN c ;"), K}, {command("FETCH  20000  FROM  c "), rows + K}, {command("CLOSE c "), E("kept") + K}}, cursor},
-        {"large object", {{command("q"), lob}, {command("get lob 'C23456789012,' offset 0 limit 234 "), pieces}}, large_object},
-    };
-    // clang-format on
-}
-
-/* Where the server cuts its replies. */
-enum : std::size_t {
-    nowhere = SIZE_MAX,
-    everywhere = SIZE_MAX - 1
+  public:
+    ScriptedServer scripted; /* begins when all else is there */
 };
 
-void send_reply(ScriptedServer& server, const ClientSocket& client, const std::string& reply,
-                std::size_t cut) {
-    if (cut != everywhere) return client.send_cut(server, reply, {cut});
-    for (std::size_t sent = 0; sent < reply.size(); ++sent) {
-        if (sent) client.wait_until_empty();
-        server.send_bytes(std::string_view(reply).substr(sent, 1), 1);
-    }
+void expect_failures(Connection& connection) {
+    EXPECT_FALSE(is_open(static_cast<tarn::Conn*>(connection.handle)->channel));
+    const std::string text = error_text(connection.handle), id = last_insert_id(connection);
+    SingleValue value(connection, "next");
+    EXPECT_EQ(value.status, TRN_ERR_NETWORK);
+    EXPECT_EQ(value.take() + std::to_string(value.word), "7777");
+    const Reader reader(connection, "next");
+    EXPECT_EQ(reader.status, TRN_ERR_NETWORK);
+    EXPECT_TRUE(reader.result == nullptr && reader.columns == -7 && reader.rows == -7 &&
+                reader.affected == -7);
+    EXPECT_EQ(connection.run("next"), TRN_ERR_NETWORK);
+    EXPECT_EQ(TRN_CloseCursor(&connection.handle, "next"), TRN_ERR_NETWORK);
+    EXPECT_EQ(error_text(connection.handle) + last_insert_id(connection), text + id);
 }
 
-std::size_t longest_reply(const Cut& cut) {
-    std::size_t longest = 0;
-    for (const auto& [request, reply] : cut.exchanges)
-        longest = std::max(longest, reply.size());
-    return longest;
-}
-
-/* All cuts in turn, on one connection. */
-std::vector<std::size_t> all_cuts(const Cut& cut) {
-    std::vector<std::size_t> all{nowhere, everywhere};
-    for (std::size_t at = 1; at < longest_reply(cut); ++at)
-        all.push_back(at);
-    return all;
-}
-
-/* Before each and behind the last one another request, which leaves another text and another identifier. */
-Script script_of(const Cut& cut, const ClientSocket& client) {
-    const Script next{expect_command("next"), send(I("next") + W("next") + U(7) + K)};
-    Script script{expect_login(login_on_channel("D", "U", "P", default_settings + " lob_ret  =descriptor")),
-                  send("K")};
-    for (const std::size_t at : all_cuts(cut)) {
-        script.insert(script.end(), next.begin(), next.end());
-        for (const auto& [request, reply] : cut.exchanges)
-            script.insert(script.end(), {expect(request), {"send cut", [&, at](ScriptedServer& server) {
-                                                               send_reply(server, client, reply, at);
-                                                           }}});
-    }
-    script.insert(script.end(), next.begin(), next.end());
-    return script;
-}
-
-std::string transcript(const Cut& cut, Connection& connection) {
-    static_cast<tarn::Conn*>(connection.handle)->statement_counter = 0; /* the same name every time */
-    OutputCapture output;
+/* They leave another text and another identifier. */
+void expect_answers_of_its_own(Connection& connection) {
+    TRN_ResetParams(&connection.handle);
     EXPECT_EQ(connection.run("next"), 7);
-    const std::string all = cut.calls(connection);
-    return all + output.text();
+    SingleValue value(connection, "next");
+    EXPECT_EQ(value.status, TRN_OK);
+    EXPECT_EQ(value.take(), "own");
+}
+
+/* Everything that can be seen of a call: what it gave, the texts, the identifier, the lines. */
+std::string seen(const Case& tried, Hands& hands, Given& given) {
+    auto* const conn = static_cast<tarn::Conn*>(*hands.handle);
+    conn->statement_counter = conn->default_prepared = 0; /* the same names every time */
+    OutputCapture output;
+    given = tried.call(hands);
+    return given.text() + "\n" + error_text(*hands.handle) + "\n" + last_insert_id(hands.connection) + "\n" +
+           output.text();
 }
 
 TEST(cut_reply, gives_what_the_whole_one_gives) {
-    for (const Cut& cut : cuts()) {
-        ClientSocket client;
-        ScriptedServer server(script_of(cut, client));
-        Connection connection(connection_string(server.port(), account + ";lob_ret=descriptor"));
-        ASSERT_EQ(connection.opened, TRN_OPENED);
-        client.set(connection.handle);
-        std::string whole;
-        for (const std::size_t at : all_cuts(cut)) {
-            const std::string told = transcript(cut, connection);
-            if (at == nowhere) whole = told;
-            ASSERT_EQ(told, whole) << cut.name
-                                   << (at == everywhere ? ", byte by byte"
-                                                        : ", cut at byte " + std::to_string(at));
+    for (const Case& tried : cases()) {
+        std::vector<Cut> cuts(2); /* the first leaves the text and the identifier that all others meet */
+        for (std::size_t exchange = 0; exchange < tried.own.size(); ++exchange) {
+            cuts.push_back({Rest::bytewise, exchange});
+            for (std::size_t at = 1; at < tried.own[exchange].second.size(); ++at)
+                cuts.push_back({Rest::at_once, exchange, at});
         }
-        const OutputCapture output;
-        EXPECT_EQ(connection.run("next"), 7);
+        Server server(tried, cuts);
+        Connection connection(connection_string(server.scripted.port(), settings_of_cases()));
+        ASSERT_EQ(connection.opened, TRN_OPENED);
+        server.client_of(connection.handle);
+        Hands hands(connection);
+        std::string whole;
+        for (const Cut& cut : cuts) {
+            Given given;
+            const std::string all = seen(tried, hands, given);
+            EXPECT_EQ(given.status, tried.status) << tried.name;
+            if (&cut - cuts.data() < 2) whole = all;
+            ASSERT_EQ(all, whole) << name_of(tried, cut);
+            const OutputCapture output;
+            ASSERT_NO_FATAL_FAILURE(expect_answers_of_its_own(connection));
+        }
     }
+}
+
+void try_end(const Case& tried, const Cut& cut) {
+    Server server(tried, {cut});
+    Connection connection(connection_string(server.scripted.port(), settings_of_cases()));
+    ASSERT_EQ(connection.opened, TRN_OPENED);
+    const ClientSocket& client = server.client_of(connection.handle);
+    Hands hands(connection);
+    if (cut.rest == Rest::late && cut.at == 0) hands.before = [&] { client.shorten_wait(); };
+    Given given;
+    seen(tried, hands, given);
+    const OutputCapture output_of_others;
+    if (cut.rest == Rest::late) server.late_call_has_returned();
+    /* A reset may take away what came before it. */
+    const bool last = cut.exchange + 1 == tried.own.size() && cut.at + 1 == tried.own.back().second.size();
+    EXPECT_TRUE(given.status == (last ? tried.without_last : tried.broken_off) ||
+                (cut.rest == Rest::never_reset && given.status == TRN_ERR_NETWORK))
+        << given.status;
+    EXPECT_EQ(given.handed, "");
+    expect_failures(connection);
+    EXPECT_EQ(TRN_ReconnectConn(&connection.handle), TRN_RECONNECTED);
+    expect_answers_of_its_own(connection);
+    EXPECT_EQ(TRN_CloseConn(&connection.handle), TRN_OK);
+}
+
+/* A wait that has begun keeps its length: a reply to the second request is late from its second byte on. */
+TEST(cut_reply, that_ends_late_or_never_ends_its_call_and_reaches_no_other) {
+    for (const Rest rest : {Rest::late, Rest::never_close, Rest::never_reset})
+        for (const Case& tried : cases())
+            for (std::size_t exchange = 0; exchange < tried.own.size(); ++exchange) {
+                const std::size_t size = tried.own[exchange].second.size();
+                if (size > (rest == Rest::late ? 120 : 1000)) continue; /* more of the same */
+                for (std::size_t at = rest == Rest::late ? exchange : 0; at < size; ++at) {
+                    /* Encrypted logins take their time: each byte meets one of the three. */
+                    if (channel == Channel::encrypted && at % 3 != std::size_t(rest) % 3) continue;
+                    SCOPED_TRACE(name_of(tried, {rest, exchange, at}));
+                    try_end(tried, {rest, exchange, at});
+                    ASSERT_FALSE(testing::Test::HasFailure());
+                }
+            }
 }
 
 } // namespace

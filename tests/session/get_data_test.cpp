@@ -231,24 +231,6 @@ TEST(get_data, what_does_not_fit_is_cut_and_pieces_walk_through_the_value) {
     EXPECT_STREQ(piece, "012.");
 }
 
-/* Every size has its own way to copy and to clear. */
-TEST(get_data, texts_of_every_size_arrive_whole_and_the_rest_of_the_buffer_is_cleared) {
-    constexpr std::int32_t longest = 70;
-    std::vector<Source> texts;
-    for (std::int32_t length = 1; length <= longest; ++length) {
-        texts.push_back({TRN_WIRE_CHAR, "", ""});
-        for (std::int32_t i = 0; i < length; ++i)
-            texts.back().wire += static_cast<char>('0' + i);
-    }
-    OneRow row(texts);
-    for (std::int32_t length = 1; length <= longest; ++length)
-        for (std::int32_t size = length; size <= 2 * longest; ++size) {
-            std::string area = texts[static_cast<std::size_t>(length) - 1].wire;
-            area.resize(static_cast<std::size_t>(size));
-            row.expect(length, TRN_TYPE_TEXT, size, 0, 0, length, area);
-        }
-}
-
 TEST(get_data, refusals_come_in_a_fixed_order) {
     Session session({{"q", query({{"null", TRN_WIRE_CHAR}, {"value", TRN_WIRE_CHAR}},
                                  {row({null_value(), wire_text("v")})}) +

@@ -1,6 +1,5 @@
 /*
- * Rows of megabytes and results of many: received in any pieces, broken off at any place, read and
- * released.
+ * Rows of megabytes and results of many: received in any pieces, read and released.
  */
 #include "parameter_wire.h"
 
@@ -64,26 +63,6 @@ TEST(large_row, comes_whole_with_nulls_and_lengths_that_lie) {
         EXPECT_EQ(error_text(reader.result), "text");
         EXPECT_EQ(session.connection.run("next"), 7);
     }
-}
-
-/* The server closes inside a row, or behind the length of a value that it does not have. */
-TEST(large_row, that_breaks_off_is_a_network_failure) {
-    const std::string whole = query(WideRow::columns(), {row(WideRow::values())});
-    const std::string claim = query({{"c", TRN_WIRE_CHAR}}, {"R" + be32(INT32_MAX)});
-    std::vector<std::string> replies;
-    for (const std::size_t cut : {whole.size() - 1, whole.size() - 12, whole.size() / 2, whole.size() / 4})
-        replies.push_back(whole.substr(0, cut));
-    for (const std::size_t arrived : {0, 1, 65000, 65532, 65536, 70000, 3000000})
-        replies.push_back(claim + std::string(arrived, 'x'));
-    OutputCapture output;
-    for (const std::string& reply : replies)
-        for (const Call call : {data_reader, single_value}) {
-            SCOPED_TRACE(reply.size());
-            Session session(
-                {expect_login(), send("K"), expect_command("q"), send(reply), close_connection()});
-            EXPECT_EQ(run(call, session.connection, "q"), TRN_ERR_NETWORK);
-            EXPECT_EQ(run(call, session.connection, "q"), TRN_ERR_NETWORK);
-        }
 }
 
 /* More where every block of memory is watched. */

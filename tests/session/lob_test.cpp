@@ -231,13 +231,11 @@ TEST(lob_fetch, leaves_nothing_of_its_reply_to_the_next_request) {
         }
 }
 
-TEST(lob_fetch, fails_when_its_reply_breaks_or_breaks_off) {
-    const std::string whole = columns + pieces({"abc", "", "d"}), first = columns + "R" + be32(1);
-    std::vector<std::string> broken{first + be32(-1) + K + be32(0) + K, first + be32(INT32_MIN) + K,
-                                    first + be32(INT32_MAX) + "abc",
-                                    first + wire_text(std::string(chunk + 1, 'x')) + be32(0) + K};
-    for (std::size_t cut = 0; cut < whole.size(); ++cut)
-        broken.push_back(whole.substr(0, cut));
+TEST(lob_fetch, fails_when_the_length_of_a_piece_cannot_be) {
+    const std::string first = columns + "R" + be32(1);
+    const std::string broken[] = {first + be32(-1) + K + be32(0) + K, first + be32(INT32_MIN) + K,
+                                  first + be32(INT32_MAX) + "abc",
+                                  first + wire_text(std::string(chunk + 1, 'x')) + be32(0) + K};
     for (const std::string& reply : broken) {
         const Step refused{"send as much as the client takes", [&](ScriptedServer& server) {
                                try {

@@ -52,14 +52,19 @@ TEST(mixed_bind, a_refused_array_leaves_the_set_as_it_was) {
 
 // The second request begins with entries again. It follows a warning, but not an error.
 TEST(mixed_bind, more_rows_than_travel_in_16_bits_are_several_requests) {
-    std::string block;
-    for (int i = 0; i < 65534; ++i)
-        block += be32(4) + be32(0);
+    std::vector<std::int32_t> values(65536);
+    for (std::size_t row = 0; row < values.size(); ++row)
+        values[row] = std::int32_t(row * 40503);
+    const auto block = [&](std::size_t first, std::size_t end) {
+        std::string rows;
+        for (; first < end; ++first)
+            rows += integer(values[first]);
+        return wire_text(rows);
+    };
     // Blocks end when they reach 448,001 bytes: 56,001 values of 8 bytes.
-    const std::string first_request = request("q", 0xFFFF0001,
-                                              integer_entry(0) + wire_text(block.substr(0, 56001 * 8)) +
-                                                  wire_text(block.substr(56001 * 8)));
-    const std::string second_request = request("q", 0x00010001, integer_entry(0));
+    const std::string first_request =
+        request("q", 0xFFFF0001, integer_entry(values[0]) + block(1, 56002) + block(56002, 65535));
+    const std::string second_request = request("q", 0x00010001, integer_entry(values[65535]));
     const struct {
         std::string first, second; // replies; no second when the first ends the batch
         std::int32_t status;
@@ -86,7 +91,7 @@ TEST(mixed_bind, more_rows_than_travel_in_16_bits_are_several_requests) {
         if (!complete) script.push_back(close_connection());
         Session session(logged_in(script));
         OutputCapture output;
-        EXPECT_EQ(bind_zeros(session.handle(), 1, 1, 65536), TRN_OK);
+        EXPECT_EQ(integers(values).bind(session.handle(), 1, 1), TRN_OK);
         EXPECT_EQ(TRN_ExecBatch(session.handle(), "q", 65536), status);
         EXPECT_EQ(error_text(session.connection.handle), text);
         EXPECT_EQ(session.connection.run("next"), complete ? 7 : TRN_ERR_NETWORK);

@@ -1,6 +1,6 @@
 /*
  * Prepared statements: names and the default statement, the texts sent, descriptions of parameters and what is
- * bound to them, the three ways of executing, and replies that refuse or break off.
+ * bound to them, the three ways of executing, and replies that refuse.
  */
 #include "parameter_wire.h"
 
@@ -228,44 +228,13 @@ TEST(execute2, sends_name_and_parameters_and_hands_over_the_items) {
             }
 }
 
-/* Each reply is broken off at every byte. */
-TEST(prepared, replies_that_break_off_fail_their_call) {
-    const auto execution = [](char* cursor) {
-        return [cursor](Session& session, TRN_HANDLE* result) {
-            return TRN_Execute2(session.handle(), "S", cursor, result);
-        };
-    };
-    char cursor[20];
-    const std::string declare = "DECLARE  S_CUR CURSOR FOR S ", text = E("text"), part = text.substr(0, 8);
-    // clang-format off
-    const struct { Script before; std::string sent, reply; std::function<std::int32_t(Session&, TRN_HANDLE*)> call; } cases[] = {
-        {{}, "PREPARE STC0 AS sql", columns + description({{"a", 5}, {"bc", 2}}) + text + W("warned"),
-         [&](Session& session, TRN_HANDLE*) { return TRN_Prepare2(session.handle(), "sql", cursor); }},
-        {{}, "DEALLOCATE S ", part, [](Session& session, TRN_HANDLE*) { return TRN_UnPrepare(session.handle(), "S"); }},
-        {{}, "? S ", columns + ";" + text + U(1) + I("id"), execution(nullptr)},
-        {{}, declare, columns + ";" + text, execution(cursor)},
-        {{expect_command(declare), send(columns + K)}, "OPEN S_CUR ;", part, execution(cursor)},
-    };
-    // clang-format on
-    OutputCapture output;
-    for (const auto& [before, sent, reply, call] : cases)
-        for (std::size_t cut = 0; cut <= reply.size(); ++cut) {
-            SCOPED_TRACE(sent + " cut at byte " + std::to_string(cut));
-            Script script = before;
-            script.insert(script.end(),
-                          {expect_command(sent), send(reply.substr(0, cut)), close_connection()});
-            Session session(logged_in(script));
-            TRN_HANDLE result = &session;
-            ASSERT_EQ(call(session, &result), TRN_ERR_NETWORK);
-            EXPECT_EQ(result, &session);
-            EXPECT_EQ(TRN_CloseConn(session.handle()), 0);
-        }
+TEST(prepared, descriptions_that_cannot_be_fail_the_call) {
     const std::string rest = be32(1) + be32(2) + be32(3);
     for (const std::string& broken :
          {be32(-1) + K, be32(INT32_MAX) + wire_text("a") + rest, be32(1) + be32(-1) + rest}) {
         Session session(
             logged_in({expect_command("PREPARE STC0 AS sql"), send("$" + broken), close_connection()}));
-        EXPECT_LT(TRN_Prepare2(session.handle(), "sql", cursor), -3);
+        EXPECT_LT(TRN_Prepare2(session.handle(), "sql", Bytes(20).data()), -3);
     }
 }
 

@@ -1,6 +1,6 @@
 /*
- * A channel over a real socket: when writes leave and what waits, reads of every size however the bytes arrive, and the end of the
- * channel with the first read that fails.
+ * A channel over a real socket: when writes leave and what waits, and reads of every size however the bytes
+ * arrive.
  */
 #include "encrypted_channel.h"
 #include "sockets.h"
@@ -12,12 +12,6 @@
 #include <algorithm>
 #include <iterator>
 #include <thread>
-
-#ifndef _WIN32
-#include <csignal>
-#include <fcntl.h>
-#include <unistd.h>
-#endif
 
 using namespace test_support;
 
@@ -117,67 +111,6 @@ TEST_P(transfer, reads_give_the_stream_in_order_whatever_their_sizes) {
     ASSERT_TRUE(tarn::skip_bytes(channel_, sent.size() - read - 100));
     sender.join();
 }
-
-TEST_P(transfer, a_read_that_fails_closes_the_channel_for_what_comes_late_too) {
-    deliver("abc");
-    std::uint32_t number = 7;
-    tarn::platform::set_receive_timeout(channel_.sock, 30);
-    EXPECT_FALSE(tarn::read_u32(channel_, number));
-    EXPECT_EQ(number, 7u);
-    EXPECT_FALSE(tarn::is_open(channel_));
-    send_all(peer_, to_client_("defgh"));
-    tarn::MessageType type;
-    EXPECT_FALSE(tarn::read_type(channel_, type));
-    EXPECT_EQ(tarn::put_bytes(channel_, "x", 1), 0);
-    EXPECT_EQ(tarn::flush_send(channel_), -1);
-}
-
-#ifndef _WIN32
-/* A process may run without its standard descriptors: the stream must not take their place. */
-TEST(stream, is_none_of_the_standard_descriptors) {
-    std::uint16_t port = 0;
-    const socket_handle listener = listen_on_loopback(port);
-    int saved[3];
-    for (int fd = 0; fd < 3; ++fd)
-        saved[fd] = fcntl(fd, F_DUPFD_CLOEXEC, 10);
-    tarn::Channel channels[3]{};
-    for (int fd = 0; fd < 3; ++fd)
-        close(fd);
-    for (tarn::Channel& channel : channels)
-        tarn::open_channel(channel, tarn::platform::parse_address("127.0.0.1"), port, {0, 1000, false, {}});
-    for (int fd = 0; fd < 3; ++fd) {
-        dup2(saved[fd], fd);
-        close(saved[fd]);
-    }
-    for (tarn::Channel& channel : channels) {
-        EXPECT_GT(channel.sock, 2u);
-        tarn::close_channel(channel);
-    }
-    close_socket(listener);
-}
-#endif
-
-#ifndef _WIN32
-TEST_P(transfer, a_send_that_signals_interrupt_goes_out_whole) {
-    const std::string bytes(32 * 1024 * 1024, 's'); /* far more than the sockets take at once */
-    struct sigaction interrupt {};
-    struct sigaction before {};
-    interrupt.sa_handler = [](int) {}; /* without SA_RESTART */
-    sigaction(SIGUSR1, &interrupt, &before);
-    std::ptrdiff_t sent = 0;
-    std::thread sender([&] { sent = tarn::platform::send_some(channel_.sock, bytes.data(), bytes.size()); });
-    std::string part(1024 * 1024, '\0');
-    std::size_t received = 0;
-    while (received < bytes.size() && wait_readable(peer_, std::chrono::seconds(10))) {
-        pthread_kill(sender.native_handle(), SIGUSR1);
-        received += static_cast<std::size_t>(receive_some(peer_, part.data(), part.size()));
-    }
-    EXPECT_EQ(received, bytes.size());
-    sender.join();
-    EXPECT_EQ(sent, static_cast<std::ptrdiff_t>(bytes.size()));
-    sigaction(SIGUSR1, &before, nullptr);
-}
-#endif
 
 INSTANTIATE_TEST_SUITE_P(channels, transfer, testing::Bool());
 

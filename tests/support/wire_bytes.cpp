@@ -3,6 +3,8 @@
  */
 #include "wire_bytes.h"
 
+#include "tarnsql.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <numeric>
@@ -52,6 +54,31 @@ std::string query(const std::vector<Column>& columns, const std::vector<std::str
     for (const Column& column : columns)
         bytes += wire_text(column.name) + be32(column.type) + be32(column.modifier) + be32(column.flags);
     return bytes + joined(rows);
+}
+
+std::string rows_of_every_type() {
+    using namespace std::string_literals;
+    // clang-format off
+    std::vector<std::pair<std::int32_t, std::string>> cells{
+        {TRN_WIRE_BOOLEAN, "T"}, {TRN_WIRE_TINYINT, "\5"}, {TRN_WIRE_SMALLINT, be16(-6)}, {TRN_WIRE_INTEGER, be32(7)},
+        {TRN_WIRE_BIGINT, be64(-8)}, {TRN_WIRE_NUMERIC, "12.50"}, {TRN_WIRE_FLOAT, be_float(1.5)},
+        {TRN_WIRE_DOUBLE, be_double(-2.25)}, {TRN_WIRE_DATE, be32(11016)}, {TRN_WIRE_TIME, be32(37230005)},
+        {TRN_WIRE_TIME_TZ, be32(37230005) + be16(60)}, {TRN_WIRE_DATETIME, be64(951827400999)},
+        {TRN_WIRE_DATETIME_TZ, be64(951827400999) + be16(-60)}, {TRN_WIRE_OPAQUE, "o"}, {TRN_WIRE_CHAR, "KRAU*"},
+        {TRN_WIRE_CLOB, "clob"}, {TRN_WIRE_BINARY, "\0R\xff"s}, {TRN_WIRE_BLOB, "blob"}, {45, "x"}, {999, "?"}};
+    // clang-format on
+    for (std::int32_t type = TRN_WIRE_INTERVAL_YEAR; type <= TRN_WIRE_INTERVAL_SECOND; ++type)
+        cells.emplace_back(type, type < TRN_WIRE_INTERVAL_DAY_TO_SECOND ? be32(-100) : be64(93784000000));
+    std::vector<Column> columns;
+    std::vector<std::string> values, nulls, mixed;
+    for (const auto& [type, value] : cells) {
+        columns.push_back({"t.c" + std::to_string(type) + "%l", type});
+        values.push_back(wire_text(value));
+        nulls.push_back(be32(-std::int64_t(nulls.size())));
+        mixed.push_back(mixed.size() % 3 ? values.back() : nulls.back());
+    }
+    return query(columns, {row(values), notice("in between"), row(nulls), row_with_identifier("row 3", mixed),
+                           warning("joined")});
 }
 
 std::string command(std::string_view text) {

@@ -27,7 +27,7 @@ constexpr const char* deaf = "select instr(cast(printf('%.*c', 40000000, 'a') as
 } // namespace
 
 TEST(tarnlite_program, tells_its_version) {
-    Program program({"--version"});
+    Program program({TARNLITE_PROGRAM, "--version"});
     EXPECT_EQ(program.line(), TARNLITE_VERSION "\n");
     EXPECT_EQ(program.wait(), 0);
     ServerProcess server;
@@ -102,6 +102,7 @@ TEST(tarnlite_program, a_stop_signal_ends_it_whatever_runs) {
         RawClient idle(server.port());
         idle.log_in();
         idle.run("create table t(a); insert into t values(1)");
+        RawClient silent(server.port());
         RawClient endlessly(server.port());
         endlessly.log_in();
         endlessly.send(command(endless));
@@ -109,12 +110,17 @@ TEST(tarnlite_program, a_stop_signal_ends_it_whatever_runs) {
         deafly.log_in();
         deafly.run("begin; insert into t values(2)");
         deafly.send(command(deaf));
+        RawClient waiting(server.port());
+        waiting.log_in(" lock_timeout = 300");
+        waiting.send(command("insert into t values(3)"));
         server.await_work(milliseconds(600));
         const auto start = Clock::now();
         server.signal(SIGTERM);
         EXPECT_EQ(server.wait(), 0);
         EXPECT_LT(Clock::now() - start, std::chrono::seconds(2));
         EXPECT_NE(server.errors().find("could not be interrupted"), std::string::npos) << server.errors();
+        for (RawClient* client : {&idle, &silent, &waiting})
+            EXPECT_TRUE(client->ended_by_server());
     }
     const ServerProcess server(options);
     RawClient client(server.port());

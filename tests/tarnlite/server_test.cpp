@@ -122,17 +122,6 @@ TEST_F(tarnlite_server, expressions_take_their_type_from_the_first_rows) {
     EXPECT_EQ(client.run("select 1\0, 2"s).at(0).letter, 'E');
 }
 
-TEST_F(tarnlite_server, a_client_that_leaves_amid_its_result_disturbs_nobody) {
-    auto leaving = std::make_unique<RawClient>(server_.port());
-    leaving->log_in();
-    leaving->send(command("with recursive n(i) as (select 1 union all select 2 from n) select i from n"));
-    leaving->receive(1000);
-    leaving.reset();
-    RawClient client(server_.port());
-    client.log_in();
-    EXPECT_EQ(client.value("select 'here'"), "here");
-}
-
 TEST_F(tarnlite_server, bytes_that_are_no_command_end_the_connection) {
     for (const std::string& bytes : {"\xFF\0\x01garbage"s, "select 1"s}) {
         RawClient client(server_.port());
@@ -216,28 +205,4 @@ TEST_F(tarnlite_server, a_part_of_a_large_object_is_fetched) {
     client.send(command("get lob 'C000000000001' offset 70000 limit 3 "));
     client.receive(25); // the column's description
     EXPECT_EQ(client.receive(17), "R\0\0\0\1"s + block("123") + "\0\0\0\0K"s);
-}
-
-TEST(tarnlite_stop, running_waiting_and_silent_sessions_end_with_the_server) {
-    tarnlite::Settings settings = on_any_port();
-    settings.database_file = "file:/stopping?vfs=memdb";
-    const auto holder = tarnlite::open_database(settings.database_file);
-    tarnlite::execute(holder.get(), "create table t(a int); begin immediate");
-    auto server = std::make_unique<tarnlite::Server>(settings);
-    RawClient silent(server->port());
-    RawClient idle(server->port());
-    idle.log_in();
-    RawClient waiting(server->port());
-    waiting.log_in(" lock_timeout = 300");
-    waiting.send(command("select printf('%.*c', 100000, 'x'); insert into t values(1)"));
-    RawClient running(server->port());
-    running.log_in();
-    running.send(command("select printf('%.*c', 100000, 'x');"
-                         "with recursive n(i) as (select 1 union all select 2 from n) select max(i) from n"));
-    // What arrives here is sent before the endless statements begin.
-    waiting.receive(1000);
-    running.receive(1000);
-    server.reset();
-    EXPECT_TRUE(idle.ended_by_server());
-    EXPECT_TRUE(silent.ended_by_server());
 }

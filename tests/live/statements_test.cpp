@@ -1,7 +1,11 @@
-// Names of result columns, and texts of several statements.
+// Names of result columns, texts of several statements, transactions.
 #include "live_server.h"
 
-using live_statements = LiveTest;
+class live_statements : public testing::Test {
+  protected:
+    LiveServer server_;
+    Connection connection_{server_};
+};
 
 TEST_F(live_statements, columns_tell_their_table_name_label_and_flags) {
     connection_.run("create table shop(id integer primary key, name varchar(20) not null, \"per%cent\" int);"
@@ -61,25 +65,31 @@ TEST_F(live_statements, an_error_keeps_the_items_before_it_and_nothing_after_it_
     EXPECT_EQ(connection_.transcript("select * from t"), "a: 8\n");
 }
 
-TEST_F(live_statements, the_no_query_call_counts_and_passes_over_rows) {
-    const std::string numbers =
-        "with recursive n(i) as (values(1) union all select i + 1 from n where i < 50000) select i from n;";
+TEST(live_transactions, work_without_auto_commit_is_seen_by_others_once_committed) {
+    const Folder folder;
+    LiveServer server({"--database", folder / "data"});
+    Connection reader(server, "lock_timeout=1");
+    reader.run("create table t(a int)");
+    Connection writer(server, "auto_commit=off");
     // clang-format off
-    const struct { std::string sql; std::int32_t status; const char* last_id; } cases[] = {
-        {"create table t(a integer primary key)", 0, ""},
-        {"insert into t values(1); insert into t values(2), (-9223372036854775808)", 2, "-9223372036854775808"},
-        {"update t set a = a + 10 where a > 0", 2, "-9223372036854775808"},
-        {"insert into t values(41), (42)", 1, "42"},
-        {"delete from t where a > 100; insert into t select 1 where 0", 0, "42"},
-        {"insert into t values(42)", TRN_ERR_SERVER, "42"},
-        {numbers + "insert into t values(9223372036854775807)", 0, "42"},
-        {"select abs(-9223372036854775808)", TRN_ERR_SERVER, "42"}, {"drop table missing", TRN_ERR_SERVER, "42"},
-        {"delete from t", 6, "42"},
+    const struct { const char* sql; const char* seen_by_reader; const char* seen_by_writer; } cases[] = {
+        {"commit; rollback", "0", "0"}, {"insert into t values(1)", "0", "1"},
+        {"rollback", "0", "0"},         {"insert into t values(2); insert into t values(3)", "0", "2"},
+        {"commit", "2", "2"},           {"delete from t", "2", "0"},
     };
     // clang-format on
-    for (const auto& each : cases) {
-        EXPECT_EQ(connection_.run(each.sql), each.status) << each.sql;
-        EXPECT_EQ(last_insert_id(connection_), each.last_id) << each.sql;
+    for (const auto& c : cases) {
+        EXPECT_GE(writer.run(c.sql), 0) << error_text(writer.handle);
+        EXPECT_EQ(reader.transcript("select count(*) as n from t"), "n: "s + c.seen_by_reader + "\n")
+            << c.sql;
+        EXPECT_EQ(writer.transcript("select count(*) as n from t"), "n: "s + c.seen_by_writer + "\n")
+            << c.sql;
     }
-    EXPECT_EQ(error_text(connection_.handle), "no such table: missing");
+    EXPECT_EQ(reader.run("insert into t values(4)"), TRN_ERR_SERVER);
+    EXPECT_EQ(error_text(reader.handle), "database is locked");
+
+    TRN_CloseConn(&writer.handle);
+    Connection patient(server, "lock_timeout=60");
+    EXPECT_EQ(patient.run("insert into t values(5)"), 1);
+    EXPECT_EQ(patient.transcript("select group_concat(a) as a from t"), "a: 2,3,5\n");
 }

@@ -15,7 +15,7 @@
 using std::chrono::milliseconds;
 
 Folder::Folder() {
-    std::string name = std::filesystem::temp_directory_path() / "tarnlite_test.XXXXXX";
+    std::string name = std::filesystem::temp_directory_path() / "tarnsql_test.XXXXXX";
     if (!::mkdtemp(name.data())) throw std::runtime_error("cannot make a folder");
     path_ = name;
 }
@@ -25,11 +25,11 @@ Folder::~Folder() {
     std::filesystem::remove_all(path_, ignored);
 }
 
-Program::Program(const std::vector<std::string>& options, unsigned long descriptors)
+Program::Program(const std::vector<std::string>& command, unsigned long descriptors)
     : errors_(std::tmpfile()) {
-    std::vector<char*> arguments{const_cast<char*>(TARNLITE_PROGRAM)};
-    for (const std::string& option : options)
-        arguments.push_back(const_cast<char*>(option.c_str()));
+    std::vector<char*> arguments;
+    for (const std::string& word : command)
+        arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
     int pipe[2];
     if (!errors_ || ::pipe2(pipe, O_CLOEXEC) != 0) throw std::runtime_error("cannot make a pipe");
@@ -46,7 +46,7 @@ Program::Program(const std::vector<std::string>& options, unsigned long descript
     ::close(pipe[1]);
     output_ = pipe[0];
     descriptor_ = id_ < 0 ? -1 : static_cast<int>(::syscall(SYS_pidfd_open, id_, 0));
-    if (descriptor_ < 0) throw std::runtime_error("cannot start tarnlite");
+    if (descriptor_ < 0) throw std::runtime_error("cannot start a program");
 }
 
 Program::~Program() {
@@ -62,11 +62,18 @@ std::string Program::line() {
     std::string line;
     for (char byte = 0; byte != '\n';) {
         pollfd entry{output_, POLLIN, 0};
-        if (::poll(&entry, 1, 20'000) != 1) throw std::runtime_error("tarnlite does not speak");
+        if (::poll(&entry, 1, 60'000) != 1) throw std::runtime_error("a program does not speak");
         if (::read(output_, &byte, 1) != 1) break;
         line.push_back(byte);
     }
     return line;
+}
+
+std::string Program::rest() {
+    std::string all;
+    for (std::string next = line(); !next.empty(); next = line())
+        all += next;
+    return all;
 }
 
 std::string Program::errors() const {
@@ -93,14 +100,14 @@ milliseconds Program::processor_time() const {
     clockid_t clock{};
     timespec time{};
     if (::clock_getcpuclockid(id_, &clock) != 0 || ::clock_gettime(clock, &time) != 0)
-        throw std::runtime_error("tarnlite has ended");
+        throw std::runtime_error("a program has ended");
     return milliseconds(time.tv_sec * 1000 + time.tv_nsec / 1'000'000);
 }
 
 ServerProcess::ServerProcess(std::vector<std::string> options, unsigned long descriptors)
     : Program(
           [&] {
-              options.insert(options.begin(), {"--port", "0"});
+              options.insert(options.begin(), {TARNLITE_PROGRAM, "--port", "0"});
               return options;
           }(),
           descriptors) {

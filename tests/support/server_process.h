@@ -1,4 +1,4 @@
-// The program tarnlite as a process of its own, which is killed when the test is done with it.
+// Programs, above all tarnlite, as processes of their own, which are killed when the test is done with them.
 #pragma once
 
 #include <chrono>
@@ -27,18 +27,20 @@ class Folder {
 class Program {
   public:
     // With a limit of its open files and sockets; 0 leaves it as it is.
-    explicit Program(const std::vector<std::string>& options, unsigned long descriptors = 0);
+    explicit Program(const std::vector<std::string>& command, unsigned long descriptors = 0);
     ~Program();
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
 
-    // The next line of its standard output; empty at the output's end. Throws std::runtime_error after 20 s.
+    // The next line of its standard output, empty at the output's end, and all the lines that are left. Throws
+    // std::runtime_error when none comes for 60 s.
     std::string line();
+    std::string rest();
     // What it wrote to standard error so far.
     std::string errors() const;
     void signal(int number) const;
     // Its exit status, 128 more than the number of a signal that killed it; nothing when it does not end in time.
-    std::optional<int> wait(std::chrono::milliseconds time = std::chrono::seconds(20));
+    std::optional<int> wait(std::chrono::milliseconds time = std::chrono::seconds(60));
     std::chrono::milliseconds processor_time() const;
 
   private:
@@ -53,7 +55,7 @@ class Program {
     bool ended_ = false;
 };
 
-// It listens when the constructor returns.
+// A tarnlite, which listens when the constructor returns.
 class ServerProcess : public Program {
   public:
     explicit ServerProcess(std::vector<std::string> options = {}, unsigned long descriptors = 0);
