@@ -17,8 +17,8 @@
 
 static void check(bool good, const char* what, TRN_HANDLE* conn = nullptr) {
     if (good) return;
-    char code[7] = "";
-    char message[256] = "";
+    char code[TRN_ERROR_CODE_SIZE] = "";
+    char message[TRN_ERROR_MESSAGE_SIZE] = "";
     if (conn) TRN_GetErrorInfo(conn, code, message);
     std::fprintf(stderr, "cursor_report: %s %s %s\n", what, code, message);
     std::exit(1);

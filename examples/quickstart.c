@@ -45,8 +45,8 @@ static void fail(const char* what) {
 
 /* Prints the error text of a handle: the code and the message apart. */
 static void print_error(TRN_HANDLE* handle, const char* what) {
-    char code[7] = "";
-    char message[256] = "";
+    char code[TRN_ERROR_CODE_SIZE] = "";
+    char message[TRN_ERROR_MESSAGE_SIZE] = "";
     TRN_GetErrorInfo(handle, code, message);
     printf("%s: code %s, message: %s\n", what, code, message);
 }

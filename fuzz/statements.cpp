@@ -63,7 +63,7 @@ static void call(TRN_HANDLE* conn, int choice) {
     case 3: TRN_Execute_procesure(conn, "x", nullptr); break;
     case 4: prepare(conn, false); break;
     case 5: prepare(conn, true); break;
-    default: TRN_GetAttr(conn, 1, version, sizeof version, &type, &length);
+    default: TRN_GetAttr(conn, TRN_ATTR_CONN_VERSION, version, sizeof version, &type, &length);
     }
     TRN_GetLastInsertId(conn, id);
     read_error(conn);

@@ -268,7 +268,7 @@ TRN_API int32_t TRN_GetErrorInfo(TRN_HANDLE* handle, char* out_code, char* out_m
  * out_type   receives 1 for a text, 2 for an int32_t, 3 for an int64_t; may be null.
  * out_len    receives the value's length in bytes; may be null.
  *
- *   connection                                               result
+ *   connection (TRN_ATTR_CONN_*)                             result (TRN_ATTR_RESULT_*)
  *    1  text     the server's version, asked of the server    61  int32_t  columns
  *    2  text     database, at most 127 bytes                  62  int64_t  rows
  *    3  int32_t  2                                            63  int32_t  rows affected
@@ -901,10 +901,31 @@ TRN_API int32_t fun_sql_type(const char* sql);
 #define TRN_ERR_UNBOUND (-59) /* described parameters without values, or outputs without bound parameters */
 #define TRN_ERR_OUTPUTS (-56) /* output values arrived, but no parameters were bound for them */
 
+/* Room for what TRN_GetErrorInfo writes, with a terminator after it. */
+#define TRN_ERROR_CODE_SIZE 7
+#define TRN_ERROR_MESSAGE_SIZE 256
+
 /* Types of an attribute's value (TRN_GetAttr). */
 #define TRN_ATTR_TEXT 1
 #define TRN_ATTR_INT32 2
 #define TRN_ATTR_INT64 3
+
+/* Attributes of a connection and of a result (TRN_GetAttr). */
+#define TRN_ATTR_CONN_VERSION 1
+#define TRN_ATTR_CONN_DATABASE 2
+#define TRN_ATTR_CONN_ENCODING 4
+#define TRN_ATTR_CONN_CHARSET 5
+#define TRN_ATTR_CONN_ENCRYPTED 6
+#define TRN_ATTR_CONN_ADDRESSES 7
+#define TRN_ATTR_CONN_TIME_ZONE 8
+#define TRN_ATTR_CONN_LOB_DESCRIPTORS 9
+#define TRN_ATTR_CONN_AUTO_COMMIT_OFF 11
+#define TRN_ATTR_CONN_CURSORS_OFF 12
+#define TRN_ATTR_RESULT_COLUMNS 61
+#define TRN_ATTR_RESULT_ROWS 62
+#define TRN_ATTR_RESULT_AFFECTED 63
+#define TRN_ATTR_RESULT_KIND 65
+#define TRN_ATTR_RESULT_FOLLOWED 66
 
 /* Kinds of a result item (TRN_getResultRet). */
 #define TRN_ITEM_INSERT 1

@@ -63,8 +63,8 @@ class connection {
             throw usage_error(status, detail::text_of(&session_->handle));
         if (status == TRN_ERR_ARGUMENT) detail::misuse("the options are out of range");
         detail::check(*session_, status);
-        session_->lobs_marked = number(9) != 0;
-        session_->begins_by_itself = number(11) != 0;
+        session_->lobs_marked = number(TRN_ATTR_CONN_LOB_DESCRIPTORS) != 0;
+        session_->begins_by_itself = number(TRN_ATTR_CONN_AUTO_COMMIT_OFF) != 0;
     }
     /// Opens a connection with settings. Throws as above, and as connection_settings::to_string does.
     explicit connection(const connection_settings& settings, const connect_options& options = {})
@@ -183,11 +183,12 @@ class connection {
         detail::session& of = live();
         char text[128] = "";
         int32_t length = 0;
-        detail::check(of, TRN_GetAttr(&of.handle, 1, text, sizeof text, nullptr, &length));
+        detail::check(of,
+                      TRN_GetAttr(&of.handle, TRN_ATTR_CONN_VERSION, text, sizeof text, nullptr, &length));
         return {text, static_cast<size_t>(length)};
     }
     /// Whether the channel is encrypted. Throws usage_error when the connection is closed.
-    bool is_encrypted() const { return live(), number(6) != 0; }
+    bool is_encrypted() const { return live(), number(TRN_ATTR_CONN_ENCRYPTED) != 0; }
     /// The identifier of the row inserted last, as the server writes it; empty when there is none.
     std::string last_inserted_id() const {
         char text[64] = "";

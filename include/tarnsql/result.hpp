@@ -167,9 +167,9 @@ class result {
     /// A column, counted from 0. Throws usage_error when there is no such column.
     column_info column(size_t index) const;
     /// The number of rows of a query, read or not.
-    int64_t row_count() const { return attribute<int64_t>(62); }
+    int64_t row_count() const { return attribute<int64_t>(TRN_ATTR_RESULT_ROWS); }
     /// The rows affected by an update or delete, as the server counts them.
-    int64_t affected() const { return attribute<int32_t>(63); }
+    int64_t affected() const { return attribute<int32_t>(TRN_ATTR_RESULT_AFFECTED); }
     /// The identifier of the row that an insert made, as the server writes it.
     std::string inserted_id() const {
         char identifier[32] = "";

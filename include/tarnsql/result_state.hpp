@@ -205,7 +205,7 @@ class result_state {
         }
         if (!error_behind_) return;
         int32_t further = 0;
-        TRN_GetAttr(&handle, 66, &further, sizeof further, nullptr, nullptr);
+        TRN_GetAttr(&handle, TRN_ATTR_RESULT_FOLLOWED, &further, sizeof further, nullptr, nullptr);
         if (!further) throw_error_behind();
     }
 

@@ -81,29 +81,29 @@ static int32_t ask_version(Conn& conn, const Answer& answer, int32_t capacity) n
 
 static int32_t connection_attribute(Conn& conn, int32_t id, int32_t capacity, const Answer& answer) noexcept {
     switch (id) {
-    case 1: return ask_version(*RunningCall::without_lock(&conn), answer, capacity);
-    case 2: return give_text(answer, conn.settings.database);
+    case TRN_ATTR_CONN_VERSION: return ask_version(*RunningCall::without_lock(&conn), answer, capacity);
+    case TRN_ATTR_CONN_DATABASE: return give_text(answer, conn.settings.database);
     case 3: return give_number(answer, 2);
-    case 4: return give_text(answer, "UTF-8");
-    case 5: return give_text(answer, conn.settings.char_set);
-    case 6: return give_number(answer, conn.settings.use_ssl);
-    case 7: return give_addresses(conn, answer);
-    case 8: return give_text(answer, "GTM+8");
-    case 9: return give_number(answer, conn.settings.lob_descriptor);
-    case 11: return give_number(answer, conn.settings.auto_commit_off);
-    case 12: return give_number(answer, conn.settings.srv_cursor_off);
+    case TRN_ATTR_CONN_ENCODING: return give_text(answer, "UTF-8");
+    case TRN_ATTR_CONN_CHARSET: return give_text(answer, conn.settings.char_set);
+    case TRN_ATTR_CONN_ENCRYPTED: return give_number(answer, conn.settings.use_ssl);
+    case TRN_ATTR_CONN_ADDRESSES: return give_addresses(conn, answer);
+    case TRN_ATTR_CONN_TIME_ZONE: return give_text(answer, "GTM+8");
+    case TRN_ATTR_CONN_LOB_DESCRIPTORS: return give_number(answer, conn.settings.lob_descriptor);
+    case TRN_ATTR_CONN_AUTO_COMMIT_OFF: return give_number(answer, conn.settings.auto_commit_off);
+    case TRN_ATTR_CONN_CURSORS_OFF: return give_number(answer, conn.settings.srv_cursor_off);
     default: return refuse(conn.head, message::connection_attribute_unknown, TRN_ERR_ARGUMENT);
     }
 }
 
 static int32_t result_attribute(ResultSet& result, int32_t id, const Answer& answer) noexcept {
     switch (id) {
-    case 61: return give_number(answer, result.column_count);
-    case 62: return give_number(answer, result.row_count);
-    case 63: return give_number(answer, result.affected);
+    case TRN_ATTR_RESULT_COLUMNS: return give_number(answer, result.column_count);
+    case TRN_ATTR_RESULT_ROWS: return give_number(answer, result.row_count);
+    case TRN_ATTR_RESULT_AFFECTED: return give_number(answer, result.affected);
     case 64: return give_number(answer, 4);
-    case 65: return give_number(answer, result.kind);
-    case 66: return give_number(answer, result.next ? 1 : 0);
+    case TRN_ATTR_RESULT_KIND: return give_number(answer, result.kind);
+    case TRN_ATTR_RESULT_FOLLOWED: return give_number(answer, result.next ? 1 : 0);
     default: return refuse(result.head, message::result_attribute_unknown, TRN_ERR_ARGUMENT);
     }
 }
@@ -129,14 +129,14 @@ int32_t TRN_SetAttr(TRN_HANDLE* handle, int32_t id, void* value) {
     Conn* conn = unlocked_conn_of(handle);
     if (!conn) return TRN_OK;
     switch (id) {
-    case 11: {
+    case TRN_ATTR_CONN_AUTO_COMMIT_OFF: {
         if (!value) return TRN_ERR_ARGUMENT;
         const char* text = static_cast<const char*>(value);
         // "ON" turns auto-commit off, the opposite of the connection string's key; applications rely on it.
         conn->settings.auto_commit_off = equal_ignoring_case(text, "ON") || equal_ignoring_case(text, "TRUE");
         return TRN_OK;
     }
-    case 12:
+    case TRN_ATTR_CONN_CURSORS_OFF:
         conn->settings.srv_cursor_off = static_cast<int32_t>(reinterpret_cast<intptr_t>(value));
         return TRN_OK;
     default: return refuse(conn->head, message::connection_attribute_unsettable, -1);

@@ -15,7 +15,6 @@ namespace tarnsh {
 namespace {
 
 constexpr double longest_wait = 86400;
-constexpr std::int32_t attribute_version = 1, attribute_encrypted = 6;
 
 // A number above 0 that is all of the text; otherwise 0.
 double positive_number(const std::string& text) {
@@ -47,7 +46,7 @@ bool connect(Shell& shell, const Call& call) {
 bool connection_info(Shell& shell, const Call&) {
     Session& session = shell.session;
     const auto part = [&session](Part what) { return value_of(session.connection, what).value_or("-"); };
-    const bool encrypted = number_attribute(session, attribute_encrypted) == 1;
+    const bool encrypted = number_attribute(session, TRN_ATTR_CONN_ENCRYPTED) == 1;
     shell.rows().write(
         fmt::format("server       {}, port {}\ndatabase     {}\nuser         {}\nchannel      {}\n"
                     "transaction  {}\nserver is    {}\nlibrary is   tarnsql {}\n",
@@ -56,7 +55,7 @@ bool connection_info(Shell& shell, const Call&) {
                     session.in_transaction ? "open"
                     : session.auto_commit  ? "none"
                                            : "none, auto-commit off",
-                    trim(text_attribute(session, attribute_version)), TRNX_Version()));
+                    trim(text_attribute(session, TRN_ATTR_CONN_VERSION)), TRNX_Version()));
     shell.rows().flush();
     return true;
 }

@@ -13,11 +13,7 @@
 
 namespace tarnsh {
 
-namespace {
-
-constexpr std::int32_t attribute_descriptors = 9, attribute_no_auto_commit = 11, attribute_no_cursors = 12;
-
-} // namespace
+namespace {} // namespace
 
 Session::~Session() {
     for (TRN_HANDLE& handle : handles)
@@ -75,9 +71,9 @@ void open_session(Session& session, const std::string& connection, int timeout_s
     session.connected = true;
     session.in_transaction = false;
     session.connection = connection;
-    session.auto_commit = number_attribute(session, attribute_no_auto_commit) == 0;
-    session.cursors = number_attribute(session, attribute_no_cursors) == 0;
-    session.descriptors = number_attribute(session, attribute_descriptors) == 1;
+    session.auto_commit = number_attribute(session, TRN_ATTR_CONN_AUTO_COMMIT_OFF) == 0;
+    session.cursors = number_attribute(session, TRN_ATTR_CONN_CURSORS_OFF) == 0;
+    session.descriptors = number_attribute(session, TRN_ATTR_CONN_LOB_DESCRIPTORS) == 1;
 }
 
 bool reconnect(Session& session) {

@@ -115,8 +115,8 @@ inline std::int32_t RowReader::get(const Value& value, std::int32_t type, Number
     return TRN_GetData(result_.handle(), value.column, type, &number, sizeof number, nullptr);
 }
 
-// Reads a value of short_area bytes at most; TRN_TRUNCATED for others, which read_any() reads. Called for every
-// value: worth inlining into the loop of read().
+// Reads a value of short_area bytes at most; TRN_TRUNCATED for others, which read_any() reads. Called for
+// every value: worth inlining into the loop of read().
 [[gnu::always_inline]] inline std::int32_t RowReader::read_short(const Value& value, char* to,
                                                                  std::size_t& size) {
     std::int32_t status = TRN_TRUNCATED;

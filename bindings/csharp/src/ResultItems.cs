@@ -5,7 +5,6 @@ namespace Tarnsql
 {
     internal sealed class ResultItems : IDisposable
     {
-        private const int attributeRows = 62;
 
         internal readonly ResultHandle Result;
         private readonly Session session;
@@ -45,7 +44,8 @@ namespace Tarnsql
             {
                 byte[] rows = new byte[sizeof(long)];
                 int type, length;
-                Native.TRN_GetAttr(Result, attributeRows, rows, rows.Length, out type, out length);
+                Native.TRN_GetAttr(Result, Native.TRN_ATTR_RESULT_ROWS, rows, rows.Length, out type,
+                    out length);
                 return BitConverter.ToInt64(rows, 0);
             }
         }

@@ -37,8 +37,8 @@ namespace Tarnsql
             int status = Native.TRNX_OpenConn(text, ref options, Handle);
             if (status == Native.TRN_OK)
             {
-                Descriptors = Number(9) != 0;
-                BeginsTransactions = Number(11) != 0;
+                Descriptors = Number(Native.TRN_ATTR_CONN_LOB_DESCRIPTORS) != 0;
+                BeginsTransactions = Number(Native.TRN_ATTR_CONN_AUTO_COMMIT_OFF) != 0;
                 return;
             }
             string reason = ErrorText(Handle);
@@ -204,7 +204,8 @@ namespace Tarnsql
             lock (Gate)
             {
                 Begin(timeoutSeconds);
-                Check(Call(this, () => Native.TRN_GetAttr(Handle, 1, value, 64, out type, out length)));
+                Check(Call(this, () => Native.TRN_GetAttr(Handle, Native.TRN_ATTR_CONN_VERSION, value, 64,
+                    out type, out length)));
             }
             return Charset.Readable(Encoding, value, length);
         }
