@@ -1,6 +1,6 @@
 /*
- * The shared library used from C: the calls that need no server, and an open that a closed port refuses. Built
- * once as C99 and once as C11.
+ * The shared library used from C: the calls that need no server, and an open that a closed port refuses.
+ * Built once as C99 and once as C11.
  */
 #include "sockets.h"
 #include "tarnsql.h"

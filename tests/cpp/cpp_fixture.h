@@ -1,4 +1,5 @@
-// What the tests of tarnsql.hpp share: a tarnlite and a connection to it, and short ways to expect exceptions.
+// What the tests of tarnsql.hpp share: a tarnlite and a connection to it, and short ways to expect
+// exceptions.
 #pragma once
 
 #include "live_server.h"

@@ -1,6 +1,6 @@
 /*
- * Memory that runs out, and servers that ask for too much of it: any allocation of the library can be made to fail, none may
- * be left over, and none may be larger than what has arrived allows.
+ * Memory that runs out, and servers that ask for too much of it: any allocation of the library can be made to
+ * fail, none may be left over, and none may be larger than what has arrived allows.
  */
 #include "conversations.h"
 #include "encrypted_channel.h"

@@ -1,6 +1,7 @@
 /*
- * Recorded conversations: the bytes of a server, from its answer to the login on, and the calls that they answer.
- * Between them they hold every kind of message. Each can be had again with other bytes: cut off, damaged or in pieces.
+ * Recorded conversations: the bytes of a server, from its answer to the login on, and the calls that they
+ * answer. Between them they hold every kind of message. Each can be had again with other bytes: cut off,
+ * damaged or in pieces.
  */
 #ifndef CONVERSATIONS_H
 #define CONVERSATIONS_H
@@ -55,8 +56,8 @@ inline test_support::Recording whole(const Conversation& conversation) {
     return {conversation.bytes, test_support::Ending::orderly, SIZE_MAX, conversation.encrypted};
 }
 
-/* The bytes damaged: one of them changed in three ways; the four from there on, a length or a count if any is there, changed
- * into numbers that cannot be. */
+/* The bytes damaged: one of them changed in three ways; the four from there on, a length or a count if any is
+ * there, changed into numbers that cannot be. */
 std::vector<std::string> flipped(const std::string& bytes, std::size_t offset);
 std::vector<std::string> recounted(const std::string& bytes, std::size_t offset);
 

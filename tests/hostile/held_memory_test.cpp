@@ -1,6 +1,6 @@
 /*
- * How much memory a reply can make the library hold: the formula of docs/reliability.md, for replies of every shape and most of
- * all for those that cost more than they are.
+ * How much memory a reply can make the library hold: the formula of docs/reliability.md, for replies of every
+ * shape and most of all for those that cost more than they are.
  */
 #include "output_capture.h"
 #include "replay_peer.h"

@@ -1,5 +1,6 @@
 /*
- * Nothing a server does breaks the process: conversations that are damaged at any byte. Every call gives a status of the interface, and the connection closes.
+ * Nothing a server does breaks the process: conversations that are damaged at any byte. Every call gives a
+ * status of the interface, and the connection closes.
  */
 #include "conversations.h"
 #include "output_capture.h"

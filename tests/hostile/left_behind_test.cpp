@@ -1,7 +1,7 @@
 /*
- * What stays behind: earlier address lists, objects that are destroyed while something refers to them, sets that several
- * connections share. Nothing is left over at the end, and what was released is filled with other bytes at once, so that
- * who still reads it shows.
+ * What stays behind: earlier address lists, objects that are destroyed while something refers to them, sets
+ * that several connections share. Nothing is left over at the end, and what was released is filled with other
+ * bytes at once, so that who still reads it shows.
  */
 #include "output_capture.h"
 #include "session/parameter_wire.h"

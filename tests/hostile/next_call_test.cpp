@@ -1,7 +1,7 @@
 /*
- * What becomes of a connection when memory runs out inside a call: the call gives what it gives otherwise, or fails
- * and hands out nothing; the next call on the same connection gets its own answer, or fails because the link was
- * given up. Never does it meet the rest of the answer before.
+ * What becomes of a connection when memory runs out inside a call: the call gives what it gives otherwise, or
+ * fails and hands out nothing; the next call on the same connection gets its own answer, or fails because the
+ * link was given up. Never does it meet the rest of the answer before.
  */
 #include "output_capture.h"
 #include "session/exchanges.h"

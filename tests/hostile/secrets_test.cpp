@@ -1,10 +1,12 @@
 /*
- * What is left of secrets in the memory of the process: after a login, whatever became of it, the password stands in the
- * connection's record and nowhere else, and after the close nowhere at all. The test looks through all memory that can be
- * written but its own stack. The library's calls run on another one, on which their abandoned frames stay as they are.
+ * What is left of secrets in the memory of the process: after a login, whatever became of it, the password
+ * stands in the connection's record and nowhere else, and after the close nowhere at all. The test looks
+ * through all memory that can be written but its own stack. The library's calls run on another one, on which
+ * their abandoned frames stay as they are.
  *
- * The test must not hold the secrets itself. The server is a child process, what to look for is computed by another one,
- * and here it exists only masked; connection strings are wiped behind the call. Linux only; an unoptimised library is not asked.
+ * The test must not hold the secrets itself. The server is a child process, what to look for is computed by
+ * another one, and here it exists only masked; connection strings are wiped behind the call. Linux only; an
+ * unoptimised library is not asked.
  */
 #include "client.h"
 #include "conn/conn_string.h"
@@ -38,7 +40,8 @@ using namespace test_support;
 
 static std::size_t words_drawn;
 
-/* What the library releases stays as it is, to be looked through: names that the linker gives, __real_free is free. */
+/* What the library releases stays as it is, to be looked through: names that the linker gives, __real_free is
+ * free. */
 static bool in_library;
 static std::vector<void*> released;
 extern "C" void __real_free(void* block);
@@ -196,7 +199,8 @@ std::vector<Secret> secrets_of_block() {
     return all;
 }
 
-/* Runs a function in a child process and gives what it writes; the child ends when it has done that, or with this record. */
+/* Runs a function in a child process and gives what it writes; the child ends when it has done that, or with
+ * this record. */
 class Child {
   public:
     explicit Child(const std::function<void(int output, int input)>& run) {
@@ -536,7 +540,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 } // namespace
 
-/* A name that is bound at its first call saves the registers, with what they hold, on the stack: all are bound before. */
+/* A name that is bound at its first call saves the registers, with what they hold, on the stack: all are
+ * bound before. */
 int main(int argc, char** argv) {
     if (!std::getenv("LD_BIND_NOW")) {
         setenv("LD_BIND_NOW", "1", 1);

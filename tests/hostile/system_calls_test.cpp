@@ -1,7 +1,8 @@
 /*
- * What the library asks of the system, and what it makes of the answers: options of its sockets, descriptors, calls that
- * signals interrupt, sends and receives of a few bytes, silence. The library is linked statically and its calls come through
- * here; only those of the test's own thread are looked at or changed. Linux only: the system is the subject.
+ * What the library asks of the system, and what it makes of the answers: options of its sockets, descriptors,
+ * calls that signals interrupt, sends and receives of a few bytes, silence. The library is linked statically
+ * and its calls come through here; only those of the test's own thread are looked at or changed. Linux only:
+ * the system is the subject.
  */
 #include "client.h"
 #include "conn/conn.h"
@@ -343,7 +344,8 @@ TEST_F(system_calls, may_be_interrupted_or_move_a_byte_at_a_time) {
         }
 }
 
-/* A wait that ended without a byte is repeated twice on a plain channel and not at all on an encrypted one. */
+/* A wait that ended without a byte is repeated twice on a plain channel and not at all on an encrypted one.
+ */
 TEST_F(system_calls, are_repeated_after_silence_as_the_protocol_says) {
     for (const bool encrypted : {false, true})
         for (std::size_t silent = 0; silent <= 4; ++silent) {

@@ -1,6 +1,6 @@
 /*
- * The wrapped allocations; see the header. Names that the linker gives: a call of malloc comes to __wrap_malloc, and
- * __real_malloc is malloc.
+ * The wrapped allocations; see the header. Names that the linker gives: a call of malloc comes to
+ * __wrap_malloc, and __real_malloc is malloc.
  */
 #include "watched_memory.h"
 

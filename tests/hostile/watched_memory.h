@@ -1,6 +1,7 @@
 /*
- * The library's allocations, taken over by the test: programs that link this wrap malloc, calloc, realloc and free. Only the
- * thread that sets watch is looked at; what the C++ library allocates for the test itself does not come here.
+ * The library's allocations, taken over by the test: programs that link this wrap malloc, calloc, realloc and
+ * free. Only the thread that sets watch is looked at; what the C++ library allocates for the test itself does
+ * not come here.
  */
 #ifndef WATCHED_MEMORY_H
 #define WATCHED_MEMORY_H

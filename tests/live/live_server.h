@@ -1,5 +1,5 @@
-// What the live tests share: a tarnlite of their own on a port of the system's choosing, and connections to it. Uses the
-// public header only.
+// What the live tests share: a tarnlite of their own on a port of the system's choosing, and connections to
+// it. Uses the public header only.
 #pragma once
 
 #include "client.h"

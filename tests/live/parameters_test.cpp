@@ -88,8 +88,8 @@ TEST_P(live_parameters, a_batch_stores_every_row) {
     bind_array(3, TRN_TYPE_DOUBLE, numbers.data(), numbers.size() * 8, number_lengths.data());
     ASSERT_EQ(TRN_ExecBatch(&connection_.handle, "insert into t values(?, ?, ?)", rows), 0)
         << error_text(connection_.handle);
-    EXPECT_EQ(
-        connection_.transcript("select count(*) as n, sum(k) as k, sum(length(v)) as v, sum(w) as w, "
-                               "sum(k % 30 = ifnull(length(v), 0) and w = k / 4.0) as same from t"),
-        "n,k,v,w,same: 70000,2449965000,1014900,612491250.000000,70000\n"); // an empty text is stored as a null
+    // An empty text is stored as a null.
+    EXPECT_EQ(connection_.transcript("select count(*) as n, sum(k) as k, sum(length(v)) as v, sum(w) as w, "
+                                     "sum(k % 30 = ifnull(length(v), 0) and w = k / 4.0) as same from t"),
+              "n,k,v,w,same: 70000,2449965000,1014900,612491250.000000,70000\n");
 }

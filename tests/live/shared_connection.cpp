@@ -46,7 +46,8 @@ class Worker::Beside {
     std::shared_lock<std::shared_mutex> executing_;
 };
 
-// From the first bind to the end of the execution. Procedures and cursors keep the set, emptied: it goes here.
+// From the first bind to the end of the execution. Procedures and cursors keep the set, emptied: it goes
+// here.
 class Worker::Alone {
   public:
     explicit Alone(Worker& worker) : conn_(worker.conn_), binding_(worker.shared_.bound_set) {}

@@ -1,9 +1,9 @@
-// One connection and several threads on it, each of which runs every call that talks to the server and checks that the answers are
-// its own.
+// One connection and several threads on it, each of which runs every call that talks to the server and checks
+// that the answers are its own.
 //
-// A bound set belongs to the connection, and the next execution takes it: calls that execute run side by side without parameters,
-// and those that bind first keep the other executions out until they have executed. Calls that look at no set (fetch, close,
-// prepare, end of a statement, large objects) run beside all of them.
+// A bound set belongs to the connection, and the next execution takes it: calls that execute run side by side
+// without parameters, and those that bind first keep the other executions out until they have executed. Calls
+// that look at no set (fetch, close, prepare, end of a statement, large objects) run beside all of them.
 #pragma once
 
 #include "live_server.h"

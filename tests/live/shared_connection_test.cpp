@@ -1,5 +1,5 @@
-// Every call that talks to the server, from several threads on one connection, and threads that take each other's bound set.
-// SOAK_SECONDS makes the first run that long instead of a few rounds (scripts/soak.sh).
+// Every call that talks to the server, from several threads on one connection, and threads that take each
+// other's bound set. SOAK_SECONDS makes the first run that long instead of a few rounds (scripts/soak.sh).
 #include "output_capture.h"
 #include "shared_connection.h"
 

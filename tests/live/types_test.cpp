@@ -1,5 +1,5 @@
-// Every type that a column can be declared with: written as SQL, read back as text, as the type that is natural for it and as
-// null. The expected texts and counts are worked out by hand.
+// Every type that a column can be declared with: written as SQL, read back as text, as the type that is
+// natural for it and as null. The expected texts and counts are worked out by hand.
 #include "live_server.h"
 
 #include <algorithm>
@@ -106,7 +106,8 @@ std::string create_table() {
     return sql + ")";
 }
 
-// Row k holds the sample k of every column and null where there is none; the row behind the last sample is all null.
+// Row k holds the sample k of every column and null where there is none; the row behind the last sample is
+// all null.
 std::string insert_rows() {
     std::string sql = "insert into every values";
     for (std::size_t row = 0; row <= sample_rows; ++row)

@@ -1,6 +1,6 @@
 /*
- * Numbered attributes of connections and results, in the exact bytes that are written; the version, for which the
- * server is asked; and what TRN_SetAttr changes.
+ * Numbered attributes of connections and results, in the exact bytes that are written; the version, for which
+ * the server is asked; and what TRN_SetAttr changes.
  */
 #include "parameter_wire.h"
 
@@ -12,7 +12,8 @@ const std::string unknown_of_result = "[EC0105]result attribute type get error,u
 const std::string unknown_to_set = "[EC0104]connection attribute type set error,un-supported attribute type\n";
 // clang-format on
 
-/* Status, type and bytes of the value; -7 is a type that was not written. Behind the value nothing may change. */
+/* Status, type and bytes of the value; -7 is a type that was not written. Behind the value nothing may
+ * change. */
 std::string attribute(TRN_HANDLE& handle, std::int32_t id, std::int32_t capacity = 0) {
     std::string buffer(3000, '#');
     std::int32_t type = -7, length = -7;

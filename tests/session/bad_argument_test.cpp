@@ -1,6 +1,6 @@
 /*
- * Null handles, null variables, handles of another kind and null pointers, for every exported call: the stated
- * status, no crash, and nothing sent to the server.
+ * Null handles, null variables, handles of another kind and null pointers, for every exported call: the
+ * stated status, no crash, and nothing sent to the server.
  */
 #include "session_fixture.h"
 

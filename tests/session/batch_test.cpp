@@ -1,6 +1,6 @@
 /*
- * Arrays and batches: the checks of the array binding calls, the first row's entries and the blocks of the rows
- * behind it, byte for byte, for both forms that servers understand.
+ * Arrays and batches: the checks of the array binding calls, the first row's entries and the blocks of the
+ * rows behind it, byte for byte, for both forms that servers understand.
  */
 #include "parameter_wire.h"
 
@@ -94,7 +94,8 @@ TEST(array_binding, of_another_direction_looks_at_nothing_else) {
         }
 }
 
-/* Two rows of a type in memory, and how they travel: as an entry behind its direction, and staged behind a type. */
+/* Two rows of a type in memory, and how they travel: as an entry behind its direction, and staged behind a
+ * type. */
 constexpr int by_position = 1, by_name = 2, both = 3;
 // clang-format off
 std::string t(const std::string& text) { return be16(TRN_WIRE_CHAR) + wire_text(text); }
@@ -144,7 +145,8 @@ TEST(batch, sends_every_type_of_row_exactly) {
             }
 }
 
-/* Blocks hold whole rows, of 512,000 bytes at most unless one value needs more; a type is a byte of each value. */
+/* Blocks hold whole rows, of 512,000 bytes at most unless one value needs more; a type is a byte of each
+ * value. */
 TEST(batch, sends_blocks_of_whole_rows) {
     using Sizes = std::vector<std::size_t>;
     const std::size_t sizes[] = {1, 200000, 17, 65000, 3000, 199999, 2049, 90000, 447990, 5, 130000};
@@ -152,7 +154,8 @@ TEST(batch, sends_blocks_of_whole_rows) {
     for (std::size_t r = 0; r < 30; ++r)
         mixed.push_back({sizes[r % 11], sizes[r * 5 % 7], sizes[r * 3 % 11] / 2});
     // clang-format off
-    /* The sizes of the values, row for row, and how many of the rows behind the first travel in each block. */
+    /* The sizes of the values, row for row, and how many of the rows behind the first travel in each block.
+     */
     const struct { std::vector<Sizes> rows; Sizes typed_blocks, untyped_blocks; } cases[] = {
         {{{1}}, {}, {}}, {mixed, {2, 2, 3, 1, 1, 1, 5, 2, 2, 3, 3, 4}, {2, 2, 3, 1, 1, 1, 5, 2, 2, 3, 3, 4}},
         {{{1}, {447995}, {1}, {447996}, {511995}, {511996}, {1}, {447990}, {63990}, {447990}, {64000}, {1}},

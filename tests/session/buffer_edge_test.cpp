@@ -43,7 +43,8 @@ struct Reply {
         bytes += row.bytes();
         rows.push_back(row);
     }
-    /* Rows of 14 bytes, and then one that begins at the front of the buffer, with offset bytes left behind it. */
+    /* Rows of 14 bytes, and then one that begins at the front of the buffer, with offset bytes left behind
+     * it. */
     static Reply up_to_edge(std::size_t offset, int rows_before = 0) {
         Reply reply{columns, {}, 0};
         for (int i = 0; i < rows_before; ++i)
@@ -67,7 +68,8 @@ class buffer_edge : public testing::Test {
   protected:
     using Make = std::function<Reply(std::size_t round)>;
 
-    /* Asks for one reply after another; each is read by the call given and followed by one that must be in step. */
+    /* Asks for one reply after another; each is read by the call given and followed by one that must be in
+     * step. */
     void serve(std::size_t rounds, const Make& make, bool chunks,
                const std::function<void(const Reply&, std::size_t)>& ask) {
         ClientSocket client;

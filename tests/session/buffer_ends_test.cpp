@@ -1,6 +1,6 @@
 /*
- * The ends of buffers, the library's and the application's: what is read or written one byte too far meets a page that nobody may
- * touch. In builds without a sanitizer the library's heap blocks end at such pages too.
+ * The ends of buffers, the library's and the application's: what is read or written one byte too far meets a
+ * page that nobody may touch. In builds without a sanitizer the library's heap blocks end at such pages too.
  */
 #include "guarded.h"
 #include "parameter_wire.h"
@@ -17,7 +17,8 @@ using namespace test_support;
 
 #ifdef GUARD_HEAP
 constexpr bool exact_ends = true;
-/* What the library allocates without zeroing it: rows, texts, chunks of large objects. Names that the linker gives. */
+/* What the library allocates without zeroing it: rows, texts, chunks of large objects. Names that the linker
+ * gives. */
 static std::map<void*, std::pair<std::unique_ptr<Guarded>, std::size_t>> guarded_blocks;
 extern "C" {
 void __real_free(void* block);
@@ -155,7 +156,8 @@ TEST(buffer_ends, of_the_blocks_that_rows_are_kept_in) {
         }
 }
 
-/* Around the sizes of machine words: the columns that are null in one row are those that are not in the other. */
+/* Around the sizes of machine words: the columns that are null in one row are those that are not in the
+ * other. */
 TEST(buffer_ends, of_rows_with_many_columns_and_nulls_among_them) {
     std::mt19937 random(7);
     Received received;

@@ -1,7 +1,7 @@
 /*
- * Cancelling beside everything that a connection goes through: a thread cancels without pause while another opens the
- * connection, runs calls on it, reconnects and closes it. Whatever the cancel meets, each call ends as a call or as a
- * cancelled one, and the next connection works.
+ * Cancelling beside everything that a connection goes through: a thread cancels without pause while another
+ * opens the connection, runs calls on it, reconnects and closes it. Whatever the cancel meets, each call ends
+ * as a call or as a cancelled one, and the next connection works.
  */
 #include "client.h"
 #include "sockets.h"

@@ -1,6 +1,6 @@
 /*
- * tarnsql.hpp and what only an odd server sends: texts between rows, errors and warnings behind them, values of types that are not
- * known, numbers longer than the library's own texts.
+ * tarnsql.hpp and what only an odd server sends: texts between rows, errors and warnings behind them, values
+ * of types that are not known, numbers longer than the library's own texts.
  */
 #include "session_fixture.h"
 

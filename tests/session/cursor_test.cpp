@@ -1,5 +1,6 @@
 /*
- * Server cursors: the texts that are sent, and what declaring, fetching and closing give for every kind of reply.
+ * Server cursors: the texts that are sent, and what declaring, fetching and closing give for every kind of
+ * reply.
  */
 #include "parameter_wire.h"
 

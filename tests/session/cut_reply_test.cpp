@@ -1,7 +1,8 @@
 /*
- * Replies that arrive in pieces, late, or not to their end: the reply to each request of every call, cut at every
- * byte. In pieces a call gives what it gives when the reply comes at once. When the rest comes too late or never,
- * the call fails, whatever the server does next the calls behind it fail at once, and a reconnect begins anew.
+ * Replies that arrive in pieces, late, or not to their end: the reply to each request of every call, cut at
+ * every byte. In pieces a call gives what it gives when the reply comes at once. When the rest comes too late
+ * or never, the call fails, whatever the server does next the calls behind it fail at once, and a reconnect
+ * begins anew.
  */
 #include "client_socket.h"
 #include "exchanges.h"
@@ -30,8 +31,8 @@ std::string name_of(const Case& tried, const Cut& cut) {
            " at byte " + std::to_string(std::ptrdiff_t(cut.at));
 }
 
-/* A server that answers a case with one cut after another on the same connection, or, where a cut ends it, once,
- * and then answers the client that comes again. */
+/* A server that answers a case with one cut after another on the same connection, or, where a cut ends it,
+ * once, and then answers the client that comes again. */
 class Server {
   public:
     Server(const Case& tried, const std::vector<Cut>& cuts) : scripted(script(tried, cuts)) {}

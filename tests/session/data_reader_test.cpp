@@ -1,5 +1,6 @@
 /*
- * TRN_ExecwithDataReader: what a reply becomes - items, outcomes, rows, values - and how odd replies are taken.
+ * TRN_ExecwithDataReader: what a reply becomes - items, outcomes, rows, values - and how odd replies are
+ * taken.
  */
 #include "session_fixture.h"
 

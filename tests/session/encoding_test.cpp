@@ -1,6 +1,6 @@
 /*
- * Parameter entries as they travel: every data type, named and by position, in every direction, with every kind
- * of length; how entries meet the send buffer; and which slots do not travel.
+ * Parameter entries as they travel: every data type, named and by position, in every direction, with every
+ * kind of length; how entries meet the send buffer; and which slots do not travel.
  */
 #include "parameter_wire.h"
 
@@ -32,8 +32,8 @@ Form form_of(std::int32_t type) {
     }
 }
 
-/* Left out is a null length variable: the buffer's length for a copied input, none for the others. Halved is the
- * buffer, behind which nothing may be read. */
+/* Left out is a null length variable: the buffer's length for a copied input, none for the others. Halved is
+ * the buffer, behind which nothing may be read. */
 enum Length { whole, left_out, one, zero, negative, huge, halved, length_kinds };
 // clang-format on
 
@@ -41,8 +41,8 @@ std::string halved_or_whole(const std::string& memory, Length length) {
     return length == halved ? memory.substr(0, (memory.size() + 1) / 2) : memory;
 }
 
-/* Wire type, length field and value: bytes are cut to what there is of them, numbers filled up with zeros. The
- * length of a number travels as the set holds it: cut for a copied input, as it stands for the others. */
+/* Wire type, length field and value: bytes are cut to what there is of them, numbers filled up with zeros.
+ * The length of a number travels as the set holds it: cut for a copied input, as it stands for the others. */
 std::string sent_value(std::int32_t type, Length length, std::int32_t direction) {
     const auto [wire_type, memory, value] = form_of(type);
     const bool input = direction == TRN_DIRECTION_IN;
@@ -102,7 +102,8 @@ TEST(entries, of_every_type_by_name_and_position_are_exact) {
     EXPECT_EQ(TRN_Distroy_Lob(&lob), 0);
 }
 
-/* Slots of return values are neither sent nor counted, wherever they stand; arrays are announced and not sent. */
+/* Slots of return values are neither sent nor counted, wherever they stand; arrays are announced and not
+ * sent. */
 TEST(entries, leave_out_return_values_and_arrays) {
     const std::string name(1000, 'n');
     std::int32_t numbers[] = {9, 9}, lengths[] = {4, 4};

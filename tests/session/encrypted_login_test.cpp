@@ -1,6 +1,6 @@
 /*
- * What only an encrypted login has: its bytes, and servers that break the key agreement off or spoil it. (That
- * the text, the filler and the key keep to their form is checked at every login of an encrypted run.)
+ * What only an encrypted login has: its bytes, and servers that break the key agreement off or spoil it.
+ * (That the text, the filler and the key keep to their form is checked at every login of an encrypted run.)
  */
 #include "session_fixture.h"
 

@@ -1,6 +1,6 @@
 /*
- * The three error calls over texts that a server sent: split into code and message, length limits, and texts of
- * result handles.
+ * The three error calls over texts that a server sent: split into code and message, length limits, and texts
+ * of result handles.
  */
 #include "session_fixture.h"
 

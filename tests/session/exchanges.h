@@ -1,6 +1,7 @@
 /*
- * Every call that waits for a reply, with the requests and replies of its conversation and what it gives: the one
- * table behind the tests of replies that are cut, late or broken off, and of memory that runs out inside a call.
+ * Every call that waits for a reply, with the requests and replies of its conversation and what it gives: the
+ * one table behind the tests of replies that are cut, late or broken off, and of memory that runs out inside
+ * a call.
  */
 #ifndef EXCHANGES_H
 #define EXCHANGES_H

@@ -1,6 +1,6 @@
 /*
- * Large objects: their content in chunks of 1 MiB, the way into a request as parameters, and the ways out of a
- * result: copied whole, behind a marker, or fetched from the server by a descriptor.
+ * Large objects: their content in chunks of 1 MiB, the way into a request as parameters, and the ways out of
+ * a result: copied whole, behind a marker, or fetched from the server by a descriptor.
  */
 #include "parameter_wire.h"
 

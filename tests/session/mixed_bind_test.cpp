@@ -1,6 +1,6 @@
 /*
- * Binds that do not fit together: single values beside arrays, arrays of other sizes, refused binds. Nothing is read
- * beside the application's buffers, and a refused bind leaves no trace.
+ * Binds that do not fit together: single values beside arrays, arrays of other sizes, refused binds. Nothing
+ * is read beside the application's buffers, and a refused bind leaves no trace.
  */
 #include "parameter_wire.h"
 

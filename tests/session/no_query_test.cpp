@@ -1,6 +1,6 @@
 /*
- * TRN_Execute_no_query: what each reply gives as status, error text and printed lines. The ways in which a reply
- * ends early, for every execution.
+ * TRN_Execute_no_query: what each reply gives as status, error text and printed lines. The ways in which a
+ * reply ends early, for every execution.
  */
 #include "session_fixture.h"
 

@@ -1,6 +1,6 @@
 /*
- * Parameter sets: the checks of the binding calls, how sets grow and keep values, and whose they are. What a set
- * holds is seen in the request that sends it.
+ * Parameter sets: the checks of the binding calls, how sets grow and keep values, and whose they are. What a
+ * set holds is seen in the request that sends it.
  */
 #include "parameter_wire.h"
 
@@ -99,7 +99,8 @@ TEST(arguments, that_are_null_or_of_another_kind_are_refused) {
               Statuses(3));
 }
 
-/* The value is the object's handle variable or the object itself; a variable of an output may still be null. */
+/* The value is the object's handle variable or the object itself; a variable of an output may still be null.
+ */
 TEST(arguments, that_are_no_large_object_are_refused_where_one_is_needed) {
     Session session(asked(
         {{command("q"), query({{"n", TRN_WIRE_INTEGER}}, {}) + K},
@@ -177,7 +178,8 @@ TEST(binding, again_replaces_the_value_and_all_but_inputs_are_read_at_the_execut
     }
 }
 
-/* Without a buffer length a fixed-size type has its own size, and any other its length; the values lie in buffers of that. */
+/* Without a buffer length a fixed-size type has its own size, and any other its length; the values lie in
+ * buffers of that. */
 TEST(binding, without_a_buffer_length_takes_inputs_and_in_outs_alike) {
     const struct {
         std::int32_t type, length;

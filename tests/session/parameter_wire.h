@@ -1,6 +1,7 @@
 /*
- * What the tests of parameters share: commands with entries as they travel, and the handles that parameters are
- * made of. Values lie in heap buffers of their exact size, so that a sanitizer sees every byte read beside them.
+ * What the tests of parameters share: commands with entries as they travel, and the handles that parameters
+ * are made of. Values lie in heap buffers of their exact size, so that a sanitizer sees every byte read
+ * beside them.
  */
 #ifndef PARAMETER_WIRE_H
 #define PARAMETER_WIRE_H

@@ -1,6 +1,6 @@
 /*
- * Prepared statements: names and the default statement, the texts sent, descriptions of parameters and what is
- * bound to them, the three ways of executing, and replies that refuse.
+ * Prepared statements: names and the default statement, the texts sent, descriptions of parameters and what
+ * is bound to them, the three ways of executing, and replies that refuse.
  */
 #include "parameter_wire.h"
 

@@ -1,6 +1,6 @@
 /*
- * TRN_Execute_procesure: output values of every type in all their forms, the statuses of its replies, rows that come
- * along, and what becomes of the parameter set.
+ * TRN_Execute_procesure: output values of every type in all their forms, the statuses of its replies, rows
+ * that come along, and what becomes of the parameter set.
  */
 #include "parameter_wire.h"
 
@@ -9,7 +9,8 @@
 
 namespace {
 
-/* A slot that the server fills. The buffer has its exact size, one byte at least, and dots where nothing came. */
+/* A slot that the server fills. The buffer has its exact size, one byte at least, and dots where nothing
+ * came. */
 struct Output {
     explicit Output(std::int32_t slot_size, std::int32_t first_length = 0, std::string_view content = "")
         : size(slot_size), length(first_length), buffer(std::size_t(std::max(size, 1)), '.') {
@@ -280,8 +281,8 @@ TEST(procedure, without_slots_for_them_refuses_outputs) {
     }
 }
 
-/* Inputs are released once they were sent, unless the application made the set: an output then finds no slots. Whatever else
- * a set holds keeps its slots, also those of inputs. */
+/* Inputs are released once they were sent, unless the application made the set: an output then finds no
+ * slots. Whatever else a set holds keeps its slots, also those of inputs. */
 TEST(procedure, refuses_outputs_for_a_set_of_inputs) {
     const std::string one = request("call", 1, text_entry("in")), to_input = output(0, 30, "x");
     const std::string two = request("call", 2, text_entry("in") + entry("", 2, 30, 0, ""));
@@ -323,7 +324,8 @@ TEST(procedure, refuses_outputs_for_a_set_of_inputs) {
     EXPECT_EQ(call(session), -59);
 }
 
-/* A set of the application's serves again and again: what came in goes out the next time, as far as it fits. */
+/* A set of the application's serves again and again: what came in goes out the next time, as far as it fits.
+ */
 TEST(procedure, keeps_a_set_of_the_application_attached) {
     Session session(asked({{call_at_first, new_out + output(2, 5, be32(6)) + K},
                            {call_with("new", 6), long_out + output(2, 5, be32(7)) + new_back + K},
@@ -351,8 +353,8 @@ TEST(procedure, leaves_the_connection_an_empty_set) {
     EXPECT_EQ(slots.taken(), "3:new..... 4:" + host_bytes(5) + " 77:........");
 }
 
-/* Outputs name slots in the order of the set, one without buffer or length is passed over, and only a last slot takes
- * the return value. */
+/* Outputs name slots in the order of the set, one without buffer or length is passed over, and only a last
+ * slot takes the return value. */
 TEST(procedure, finds_the_slots_of_outputs_by_their_order) {
     const std::string empty = entry("", 2, 30, 0, "");
     Session session(asked({{request("call", 2, integer_entry(1, "a") + entry("b", 2, 30, 0, "")),

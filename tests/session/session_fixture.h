@@ -1,6 +1,6 @@
 /*
- * What the session tests share: the channel that a run goes over, the login on it, and an open connection to a
- * scripted server. The whole suite runs once a channel, from the same scripts; where a case exists on one
+ * What the session tests share: the channel that a run goes over, the login on it, and an open connection to
+ * a scripted server. The whole suite runs once a channel, from the same scripts; where a case exists on one
  * channel only, an OnlyOver stands at its beginning.
  */
 #ifndef SESSION_FIXTURE_H

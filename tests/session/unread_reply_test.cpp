@@ -1,6 +1,6 @@
 /*
- * Calls that return before the end of their reply: the next call, whichever it is, must pass over what is left
- * and answer from its own reply. And replies that come before their call.
+ * Calls that return before the end of their reply: the next call, whichever it is, must pass over what is
+ * left and answer from its own reply. And replies that come before their call.
  */
 #include "session_fixture.h"
 

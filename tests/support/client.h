@@ -23,8 +23,8 @@ struct Connection {
     std::int32_t opened;
 };
 
-/* A statement run by TRN_ExecwithDataReader, with its result; or, without one, a place for the result of another
- * call. Untouched out-variables keep -7. */
+/* A statement run by TRN_ExecwithDataReader, with its result; or, without one, a place for the result of
+ * another call. Untouched out-variables keep -7. */
 struct Reader {
     Reader() : status(-7) {}
     Reader(Connection& connection, const std::string& sql)
@@ -36,7 +36,8 @@ struct Reader {
     bool next() { return TRN_ReadNext(&result) == TRN_OK; }
     /* A value of the current row: "NULL", or "status N" when it cannot be had. */
     std::string text(std::int32_t column, std::int32_t target = TRN_TYPE_TEXT);
-    /* Every item from the present one on, a line each: "insert 3", "update 2", "delete 1", "a,b: 1,x; 2,y". */
+    /* Every item from the present one on, a line each: "insert 3", "update 2", "delete 1", "a,b: 1,x; 2,y".
+     */
     std::string transcript();
 
     TRN_HANDLE result = nullptr;

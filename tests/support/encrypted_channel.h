@@ -1,7 +1,8 @@
 /*
  * The server's end of the encrypted channel: a key pair that belongs to the tests, the blocks of a login in
- * plain and decrypted, and the keystream, applied here byte by byte at a position that is counted in the open.
- * The arithmetic and the generator are the library's own; other tests hold them against other implementations.
+ * plain and decrypted, and the keystream, applied here byte by byte at a position that is counted in the
+ * open. The arithmetic and the generator are the library's own; other tests hold them against other
+ * implementations.
  */
 #ifndef TEST_SUPPORT_ENCRYPTED_CHANNEL_H
 #define TEST_SUPPORT_ENCRYPTED_CHANNEL_H

@@ -1,6 +1,7 @@
 /*
- * Memory between two pages that nobody may touch: an area that ends at the one or begins at the other shows the first byte
- * that is read or written beside it, in every build. Without such pages on Windows, where it is plain memory.
+ * Memory between two pages that nobody may touch: an area that ends at the one or begins at the other shows
+ * the first byte that is read or written beside it, in every build. Without such pages on Windows, where it
+ * is plain memory.
  */
 #ifndef TEST_SUPPORT_GUARDED_H
 #define TEST_SUPPORT_GUARDED_H

@@ -1,7 +1,7 @@
 /*
- * Captures what the process writes to its standard output between construction and text(), at the level of the
- * file descriptor, so that lines printed by a shared library are seen as well. One capture at a time; a failed
- * test gets its captured output back, since reports of failures are in it too.
+ * Captures what the process writes to its standard output between construction and text(), at the level of
+ * the file descriptor, so that lines printed by a shared library are seen as well. One capture at a time; a
+ * failed test gets its captured output back, since reports of failures are in it too.
  */
 #ifndef TEST_SUPPORT_OUTPUT_CAPTURE_H
 #define TEST_SUPPORT_OUTPUT_CAPTURE_H

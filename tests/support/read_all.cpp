@@ -21,7 +21,8 @@ bool is_known_status(std::int32_t status) {
 
 namespace {
 
-/* A value is written into a room that has place for the longest one; what the library left alone keeps its filler. */
+/* A value is written into a room that has place for the longest one; what the library left alone keeps its
+ * filler. */
 class Walk {
   public:
     Walk(std::size_t longest_value, std::string* log) : room_(longest_value + 64), log_(log) {}

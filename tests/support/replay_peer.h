@@ -1,6 +1,6 @@
 /*
- * A peer for thousands of connections: one thread on a port of the system's choosing that plays recorded bytes to
- * each client and takes no notice of what the client sends. No wait is without limit.
+ * A peer for thousands of connections: one thread on a port of the system's choosing that plays recorded
+ * bytes to each client and takes no notice of what the client sends. No wait is without limit.
  */
 #ifndef TEST_SUPPORT_REPLAY_PEER_H
 #define TEST_SUPPORT_REPLAY_PEER_H
@@ -24,7 +24,8 @@ struct Recording {
     std::string bytes;
     Ending ending = Ending::orderly;
     std::size_t piece = SIZE_MAX; /* the most that one send hands over */
-    /* The bytes begin with the public numbers of a key agreement; what follows them is encrypted on its way. */
+    /* The bytes begin with the public numbers of a key agreement; what follows them is encrypted on its way.
+     */
     bool key_agreement = false;
 };
 

@@ -1,10 +1,10 @@
 /*
  * A server that plays a list of steps to the client under test: one thread on 127.0.0.1 and a port of the
- * system's choosing, or on another loopback host and port. A step that needs a client and has none, or has it no
- * more, accepts one. A step that does not come true, steps left over and bytes that the script does not know fail
- * the test when the server is destroyed or finish() is called; the connection is reset at the first failure, so
- * that the client fails quickly too. No wait is without limit. The client must have closed its connection before
- * finish() or the destructor runs.
+ * system's choosing, or on another loopback host and port. A step that needs a client and has none, or has it
+ * no more, accepts one. A step that does not come true, steps left over and bytes that the script does not
+ * know fail the test when the server is destroyed or finish() is called; the connection is reset at the first
+ * failure, so that the client fails quickly too. No wait is without limit. The client must have closed its
+ * connection before finish() or the destructor runs.
  */
 #ifndef TEST_SUPPORT_SCRIPTED_SERVER_H
 #define TEST_SUPPORT_SCRIPTED_SERVER_H

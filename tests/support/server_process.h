@@ -32,14 +32,15 @@ class Program {
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
 
-    // The next line of its standard output, empty at the output's end, and all the lines that are left. Throws
-    // std::runtime_error when none comes for 60 s.
+    // The next line of its standard output, empty at the output's end, and all the lines that are left.
+    // Throws std::runtime_error when none comes for 60 s.
     std::string line();
     std::string rest();
     // What it wrote to standard error so far.
     std::string errors() const;
     void signal(int number) const;
-    // Its exit status, 128 more than the number of a signal that killed it; nothing when it does not end in time.
+    // Its exit status, 128 more than the number of a signal that killed it; nothing when it does not end in
+    // time.
     std::optional<int> wait(std::chrono::milliseconds time = std::chrono::seconds(60));
     std::chrono::milliseconds processor_time() const;
 

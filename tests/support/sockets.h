@@ -1,7 +1,7 @@
 /*
- * The socket calls of the tests, the same on both platforms. Every socket lives on a loopback address, 127.0.0.1
- * unless another is asked for, and on a port of the system's choosing. The only place of the tests that knows a
- * system's socket interface is sockets.cpp.
+ * The socket calls of the tests, the same on both platforms. Every socket lives on a loopback address,
+ * 127.0.0.1 unless another is asked for, and on a port of the system's choosing. The only place of the tests
+ * that knows a system's socket interface is sockets.cpp.
  */
 #ifndef TEST_SUPPORT_SOCKETS_H
 #define TEST_SUPPORT_SOCKETS_H
@@ -27,11 +27,12 @@ namespace test_support {
 using socket_handle = std::intptr_t;
 constexpr socket_handle no_socket = -1;
 
-/* A listening socket and its port; on 127.0.0.host and the port given when that is not 0. On test_refusing_port()
- * the hosts from 2 on are this process's own. Fails by throwing std::runtime_error. */
+/* A listening socket and its port; on 127.0.0.host and the port given when that is not 0. On
+ * test_refusing_port() the hosts from 2 on are this process's own. Fails by throwing std::runtime_error. */
 socket_handle listen_on_loopback(std::uint16_t& port, int host = 1);
 
-/* A listening port whose queue is full: a connect to it neither succeeds nor is refused while the record lives. */
+/* A listening port whose queue is full: a connect to it neither succeeds nor is refused while the record
+ * lives. */
 class FullBacklog {
   public:
     FullBacklog();
@@ -48,8 +49,8 @@ class FullBacklog {
 /* Accepts a waiting client with Nagle's algorithm off; no_socket when there is none. */
 socket_handle accept_client(socket_handle listener);
 
-/* How long a peer waits for a client that does nothing, so that no test hangs. An emulated client on a busy machine
- * may be slow to come, and to work through a large reply. */
+/* How long a peer waits for a client that does nothing, so that no test hangs. An emulated client on a busy
+ * machine may be slow to come, and to work through a large reply. */
 inline constexpr std::chrono::seconds idle_limit{120};
 
 /* True when the socket has bytes, an end or a client to accept within the time given. */
@@ -69,8 +70,8 @@ void close_socket(socket_handle socket);
 /* Closes so that the peer sees a reset instead of an end. */
 void reset_socket(socket_handle socket);
 
-/* Whether a reset can be told from an end. The Windows programs run under Wine, which closes every connection in
- * order, whatever its linger time. */
+/* Whether a reset can be told from an end. The Windows programs run under Wine, which closes every connection
+ * in order, whatever its linger time. */
 #ifdef _WIN32
 constexpr bool resets_arrive = false;
 #else

@@ -1,7 +1,7 @@
 /*
  * Builders for the bytes that travel between a client and the server: integers, texts, column descriptions,
- * rows, reply messages, command frames and the login text. Written down here a second time on purpose: nothing
- * of the library's own sources is used, so that a mistake there does not repeat itself in its tests.
+ * rows, reply messages, command frames and the login text. Written down here a second time on purpose:
+ * nothing of the library's own sources is used, so that a mistake there does not repeat itself in its tests.
  */
 #ifndef TEST_SUPPORT_WIRE_BYTES_H
 #define TEST_SUPPORT_WIRE_BYTES_H
@@ -57,7 +57,8 @@ std::string row_with_identifier(std::string_view identifier, const std::vector<s
 /* The whole result set message: letter, descriptions and the rows given. */
 std::string query(const std::vector<Column>& columns, const std::vector<std::string>& rows);
 
-/* Columns of all types: a row of values, one of nulls, one of both with an identifier, and texts among them. */
+/* Columns of all types: a row of values, one of nulls, one of both with an identifier, and texts among them.
+ */
 std::string rows_of_every_type();
 
 /* A command without parameters. */

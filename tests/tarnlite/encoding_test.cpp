@@ -1,5 +1,5 @@
-// Declared types and the wire form of values, against counts computed elsewhere: what the types are called besides their
-// usual names, what is rounded, and what is refused.
+// Declared types and the wire form of values, against counts computed elsewhere: what the types are called
+// besides their usual names, what is rounded, and what is refused.
 
 #include "calendar.h"
 #include "types.h"

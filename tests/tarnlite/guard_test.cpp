@@ -19,7 +19,8 @@ class tarnlite_guard : public testing::Test {
         tarnlite::execute(made.get(), "create table t(a); insert into t values('secret')");
         settings_.port = 0;
     }
-    // The statement with the place of the secret file for each "@", and of one that is not there for each "#".
+    // The statement with the place of the secret file for each "@", and of one that is not there for each
+    // "#".
     std::string with_files(std::string sql) const {
         for (std::size_t at = 0; (at = sql.find_first_of("@#", at)) != std::string::npos;)
             sql.replace(at, 1, sql[at] == '@' ? secret_ : new_);

@@ -1,5 +1,5 @@
-// The server's process is killed in the middle of transactions, again and again: what was committed stays, and nothing
-// else. TARNLITE_KILL_ROUNDS sets how often.
+// The server's process is killed in the middle of transactions, again and again: what was committed stays,
+// and nothing else. TARNLITE_KILL_ROUNDS sets how often.
 
 #include "raw_client.h"
 #include "server_process.h"
@@ -115,8 +115,8 @@ void spill(Life& life, std::string& failure) {
 
 class tarnlite_kill : public testing::Test {
   protected:
-    // One life of the server: it is killed some time after so many transactions have been confirmed, or when another
-    // one lies half done in the file.
+    // One life of the server: it is killed some time after so many transactions have been confirmed, or when
+    // another one lies half done in the file.
     void run_and_kill(std::size_t transactions, std::optional<std::chrono::microseconds> pause) {
         ServerProcess server({"--database", database_});
         Life life{server.port()};

@@ -1,5 +1,5 @@
-// The bounds of the server's patience: for logins, for the rest of a request, for a command's run, and of how many may
-// be there at a time.
+// The bounds of the server's patience: for logins, for the rest of a request, for a command's run, and of how
+// many may be there at a time.
 
 #include "raw_client.h"
 #include "server.h"

@@ -1,6 +1,6 @@
-// A client that knows only bytes: it sends what it is told to and takes replies apart by itself, with nothing of the
-// server's code but the keystream. Every wait is bounded; a reply that does not come or has no sense throws
-// std::runtime_error.
+// A client that knows only bytes: it sends what it is told to and takes replies apart by itself, with nothing
+// of the server's code but the keystream. Every wait is bounded; a reply that does not come or has no sense
+// throws std::runtime_error.
 #pragma once
 
 #include "crypto/turing.h"
@@ -26,8 +26,8 @@ class RawClient {
     RawClient& operator=(const RawClient&) = delete;
     ~RawClient();
 
-    // Offers a login text in encrypted blocks; what is behind it goes out with them. From then on all bytes are
-    // encrypted.
+    // Offers a login text in encrypted blocks; what is behind it goes out with them. From then on all bytes
+    // are encrypted.
     void open_encrypted(std::string_view login, std::string_view behind = "");
     void send(std::string_view bytes);
     std::string receive(std::size_t count);

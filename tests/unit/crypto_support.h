@@ -1,4 +1,5 @@
-// What the tests of the cipher and its arithmetic share: hexadecimal constants and numbers made of awkward digits.
+// What the tests of the cipher and its arithmetic share: hexadecimal constants and numbers made of awkward
+// digits.
 #pragma once
 
 #include <cstddef>
@@ -42,7 +43,8 @@ inline Bytes keystream(std::string_view key_hex, std::string_view iv_hex, size_t
     return stream;
 }
 
-// Half of the digits lie on the edges where carries, borrows and estimates go wrong. The sequence is the same in every run.
+// Half of the digits lie on the edges where carries, borrows and estimates go wrong. The sequence is the same
+// in every run.
 class NumberSource {
   public:
     Digit digit() {

@@ -1,4 +1,5 @@
-// The keystream as the channel consumes it, in pieces of any length, against one text that is taken byte by byte.
+// The keystream as the channel consumes it, in pieces of any length, against one text that is taken byte by
+// byte.
 #include <cstring>
 
 #include <gtest/gtest.h>
@@ -7,8 +8,8 @@
 
 using namespace tarn;
 
-// Pieces of every length begin anywhere, each in memory of its own with bytes around it that must not change. Every block of
-// 340 bytes serves ten times in a row.
+// Pieces of every length begin anywhere, each in memory of its own with bytes around it that must not change.
+// Every block of 340 bytes serves ten times in a row.
 TEST(keystream, encrypts_pieces_of_every_length_up_to_7000) {
     constexpr size_t margin = 16;
     const char* const key_hex = "030a11181f262d343b424950575e656c737a81888f969da4abb2b9c0c7ced5dc";

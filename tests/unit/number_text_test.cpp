@@ -1,5 +1,5 @@
-// The library writes and reads numbers without the process's locale. What it writes has to be what printf writes in the "C"
-// locale, which this program is in, and what it reads what atoi and atof read.
+// The library writes and reads numbers without the process's locale. What it writes has to be what printf
+// writes in the "C" locale, which this program is in, and what it reads what atoi and atof read.
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>

@@ -97,7 +97,8 @@ TEST_F(row_store, gives_rows_of_every_size_back_in_order) {
 }
 
 TEST_F(row_store, knows_the_ends_of_its_forms) {
-    // The longest row with a head of one byte, the shortest with a long one, nothing, and blocks that are filled to the last byte.
+    // The longest row with a head of one byte, the shortest with a long one, nothing, and blocks that are
+    // filled to the last byte.
     for (const size_t size : {longest_short_row - 1, longest_short_row, size_t{0}, size_t{1}})
         add_row(row_of(size));
     add_short_rows({row_of(longest_short_row - 1), "", row_of(longest_short_row - 1)});
