@@ -32,8 +32,8 @@ Form form_of(std::int32_t type) {
     }
 }
 
-/* Left out is a null length variable: the buffer's length for a copied input, none for the others. Halved is the
- * buffer, behind which nothing may be read. */
+/* Left out is a null length variable: the buffer's length for a copied input, none for the others. Halved is
+ * the buffer, behind which nothing may be read. */
 enum Length { whole, left_out, one, zero, negative, huge, halved, length_kinds };
 // clang-format on
 
