@@ -2,8 +2,6 @@
 execute_process(COMMAND ${OBJDUMP} -T ${LIBRARY} OUTPUT_VARIABLE dump COMMAND_ERROR_IS_FATAL ANY)
 string(REGEX MATCHALL "[^\n]+\\*UND\\*[^\n]+" lines "${dump}")
 set(ending)
-set(by_c "_?_?exit|_Exit|quick_exit|abort|raise|kill|pthread_exit|pthread_kill|__assert_fail|err|errx")
-set(by_cpp "_ZSt9terminatev|_ZSt10unexpectedv|__cxa_(throw|rethrow|call_unexpected|pure_virtual)")
 foreach(line IN LISTS lines)
   string(REGEX REPLACE ".*[ )]" "" name "${line}")
   if(name MATCHES "^(_?_?exit|_Exit|quick_exit|abort|raise|kill|pthread_exit|pthread_kill|__assert_fail|err|errx)$" OR

@@ -344,8 +344,7 @@ TEST_F(system_calls, may_be_interrupted_or_move_a_byte_at_a_time) {
         }
 }
 
-/* A wait that ended without a byte is repeated twice on a plain channel and not at all on an encrypted one.
- */
+/* A wait that ends without a byte is repeated twice on a plain channel, never on an encrypted one. */
 TEST_F(system_calls, are_repeated_after_silence_as_the_protocol_says) {
     for (const bool encrypted : {false, true})
         for (std::size_t silent = 0; silent <= 4; ++silent) {

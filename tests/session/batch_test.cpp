@@ -158,8 +158,7 @@ TEST(batch, sends_blocks_of_whole_rows) {
     for (std::size_t r = 0; r < 100; ++r)
         shorts.push_back({short_sizes[r % 9], short_sizes[r * 5 % 7], short_sizes[r / 9 % 9], r % 2});
     // clang-format off
-    /* The sizes of the values, row for row, and how many of the rows behind the first travel in each block.
-     */
+    /* The sizes of the values by row, and how many of the rows after the first are sent in each block. */
     const struct { std::vector<Sizes> rows; Sizes typed_blocks, untyped_blocks; } cases[] = {
         {{{1}}, {}, {}}, {shorts, {99}, {99}}, {mixed, {2, 2, 3, 1, 1, 1, 5, 2, 2, 3, 3, 4}, {2, 2, 3, 1, 1, 1, 5, 2, 2, 3, 3, 4}},
         {{{1}, {447995}, {1}, {447996}, {511995}, {511996}, {1}, {447990}, {63990}, {447990}, {64000}, {1}},

@@ -5,8 +5,7 @@
 
 namespace {
 
-/* A row of 4,000 columns: long texts, integers and numbers whose stated length is another than theirs, nulls.
- */
+/* A row of 4,000 columns: long texts, integers, numbers whose stated length is wrong, nulls. */
 struct WideRow {
     static constexpr int width = 4000;
     static constexpr std::int32_t types[] = {TRN_WIRE_CHAR, TRN_WIRE_INTEGER, TRN_WIRE_BLOB, TRN_WIRE_DOUBLE};

@@ -99,8 +99,7 @@ TEST(arguments, that_are_null_or_of_another_kind_are_refused) {
               Statuses(3));
 }
 
-/* The value is the object's handle variable or the object itself; a variable of an output may still be null.
- */
+/* The value is the object's handle variable or the object itself; an output's variable may still be null. */
 TEST(arguments, that_are_no_large_object_are_refused_where_one_is_needed) {
     Session session(asked(
         {{command("q"), query({{"n", TRN_WIRE_INTEGER}}, {}) + K},

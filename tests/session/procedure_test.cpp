@@ -324,8 +324,7 @@ TEST(procedure, refuses_outputs_for_a_set_of_inputs) {
     EXPECT_EQ(call(session), -59);
 }
 
-/* A set of the application's serves again and again: what came in goes out the next time, as far as it fits.
- */
+/* An application's set can be used many times: what came in goes out the next time, as far as it fits. */
 TEST(procedure, keeps_a_set_of_the_application_attached) {
     Session session(asked({{call_at_first, new_out + output(2, 5, be32(6)) + K},
                            {call_with("new", 6), long_out + output(2, 5, be32(7)) + new_back + K},

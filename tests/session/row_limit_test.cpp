@@ -11,8 +11,7 @@ namespace {
 
 const std::string too_large = "[EC080]select result-set is too large please connect to db-server";
 
-/* A connection whose server has sent a query that nobody asked for, and a result that can take two rows more.
- */
+/* A connection whose server has sent an unasked query, and a result that can take two more rows. */
 struct NearlyFull {
     explicit NearlyFull(const std::vector<std::string>& rows)
         : session({expect_login(), send("K" + query({{"n", TRN_WIRE_INTEGER}}, rows) + K)}),

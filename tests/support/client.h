@@ -36,8 +36,7 @@ struct Reader {
     bool next() { return TRN_ReadNext(&result) == TRN_OK; }
     /* A value of the current row: "NULL", or "status N" when it cannot be had. */
     std::string text(std::int32_t column, std::int32_t target = TRN_TYPE_TEXT);
-    /* Every item from the present one on, a line each: "insert 3", "update 2", "delete 1", "a,b: 1,x; 2,y".
-     */
+    /* Every item from the current one on, a line each: "insert 3", "update 2", "a,b: 1,x; 2,y". */
     std::string transcript();
 
     TRN_HANDLE result = nullptr;

@@ -24,8 +24,7 @@ struct Recording {
     std::string bytes;
     Ending ending = Ending::orderly;
     std::size_t piece = SIZE_MAX; /* the most that one send hands over */
-    /* The bytes begin with the public numbers of a key agreement; what follows them is encrypted on its way.
-     */
+    /* The bytes begin with the public numbers of a key agreement; what follows is sent encrypted. */
     bool key_agreement = false;
 };
 

@@ -57,8 +57,7 @@ std::string row_with_identifier(std::string_view identifier, const std::vector<s
 /* The whole result set message: letter, descriptions and the rows given. */
 std::string query(const std::vector<Column>& columns, const std::vector<std::string>& rows);
 
-/* Columns of all types: a row of values, one of nulls, one of both with an identifier, and texts among them.
- */
+/* Columns of all types: a row of values, one of nulls, one of both with an identifier; with texts. */
 std::string rows_of_every_type();
 
 /* A command without parameters. */
