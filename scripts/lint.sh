@@ -52,6 +52,7 @@ if [ "${1:-}" != --fast ]; then
     cmake --preset release >/dev/null
     mkdir -p build/lint # without the flags that only g++ has
     sed -E 's/ -f(no-if-conversion2?|vect-cost-model=[a-z]+)//g' build/release/compile_commands.json >build/lint/compile_commands.json
+    # shellcheck disable=SC2317 # "check" calls it
     tidy() {
         run-clang-tidy-16 -quiet -clang-tidy-binary clang-tidy-16 -p build/lint -j "$(nproc)" \
             -extra-arg=-Wno-unknown-warning-option -extra-arg=-Wno-sign-conversion "$PWD/(src|tools|bindings)/" 2>&1 |
