@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
-#include <regex>
 
 class live_examples : public testing::Test {
   protected:
@@ -32,9 +31,11 @@ TEST_F(live_examples, quickstart_loads_the_character_table_and_reads_all_of_it_b
           "the table holds " + lines + " characters\n",
           "as the application sees it: code EC0100, message: common error\nno such table: no_such_table\n"s})
         EXPECT_NE(output.find(expected), std::string::npos) << expected << "is not in:\n" << output;
-    const std::regex closing_line(
-        "\n" + lines + " rows and [0-9.]+ MB of [a-z]+ sent in [^\n]* read back in [^\n]*rows/s\\)\n$");
-    EXPECT_TRUE(std::regex_search(output, closing_line)) << output;
+    const std::string last = output.substr(output.rfind('\n', output.size() - 2) + 1);
+    const size_t sent = last.find(" sent in "), read = last.find(" read back in ");
+    EXPECT_TRUE(last.starts_with(lines + " rows and ") && sent < read && read < last.size() &&
+                last.ends_with("rows/s)\n"))
+        << last;
 }
 
 TEST_F(live_examples, cursor_report_tells_the_same_from_a_cursor_and_from_the_whole_result) {
