@@ -137,4 +137,39 @@ TEST_F(next_call, is_right_or_fails_whatever_memory_was_short_before) {
         }
 }
 
+/* A batch whose first row has been announced when the room for the next one cannot be had. Rows that never
+ * come would keep the server waiting, and what was not sent yet must not come before the next login. */
+TEST(next_call_of_a_batch, that_finds_no_room_for_its_values_needs_a_reconnect) {
+    const Step batch{"take what comes of the batch", [](ScriptedServer& server) {
+                         try {
+                             server.receive(600000);
+                             while (server.has_pending_bytes())
+                                 server.receive(1);
+                             server.send_bytes(U(2) + K, 100);
+                             server.receive(1);
+                         } catch (const std::runtime_error& error) {
+                             if (!std::string_view(error.what()).starts_with("the client went away")) throw;
+                         }
+                         server.drop(false);
+                     }};
+    std::int32_t status = TRN_ERR_NETWORK;
+    for (std::size_t n = 1; status != TRN_OK; ++n) {
+        ScriptedServer server({expect_login_of_cases(), send("NabcdK"), batch, expect_login_of_cases(),
+                               send(K), expect(command("count")), send(U(7) + K)});
+        Connection connection(connection_string(server.port(), settings_of_cases()));
+        EXPECT_EQ(texts({"a", std::string(600000, 'b')}).bind(&connection.handle, 1, 1), 0);
+        Watch memory;
+        {
+            const Watched watched(memory);
+            memory.fail(n, n);
+            status = TRN_ExecBatch(&connection.handle, "q", 2);
+            memory.fail(0, 0);
+            EXPECT_TRUE(status == TRN_OK || may_fail_with({}, status)) << status;
+            EXPECT_EQ(TRN_ReconnectConn(&connection.handle), TRN_RECONNECTED);
+        }
+        EXPECT_EQ(connection.run("count"), 7);
+        ASSERT_FALSE(testing::Test::HasFailure()) << "allocation " << n;
+    }
+}
+
 } // namespace

@@ -231,11 +231,15 @@ TEST(lob_fetch, leaves_nothing_of_its_reply_to_the_next_request) {
         }
 }
 
+/* What has arrived by then is no content: the object is sent empty. */
 TEST(lob_fetch, fails_when_the_length_of_a_piece_cannot_be) {
     const std::string first = columns + "R" + be32(1);
+    const Step login = expect_login_again("201", default_settings + " lob_ret  =descriptor");
+    const Step empty = expect(request("q", 1, entry_head("", 1) + be16(TRN_WIRE_CLOB) + wire_text("")));
     const std::string broken[] = {first + be32(-1) + K + be32(0) + K, first + be32(INT32_MIN) + K,
                                   first + be32(INT32_MAX) + "abc",
-                                  first + wire_text(std::string(chunk + 1, 'x')) + be32(0) + K};
+                                  first + wire_text(std::string(chunk + 1, 'x')) + be32(0) + K,
+                                  first + wire_text("part") + be32(1) + be32(-1)};
     for (const std::string& reply : broken) {
         const Step refused{"send as much as the client takes", [&](ScriptedServer& server) {
                                try {
@@ -244,9 +248,12 @@ TEST(lob_fetch, fails_when_the_length_of_a_piece_cannot_be) {
                                }
                            }};
         OneValue one(true, TRN_WIRE_CLOB, wire_text(clob_descriptor),
-                     {fetch_clob, refused, close_connection()});
+                     {fetch_clob, refused, close_connection(), login, send(K), empty, send(U(7) + K)});
         Lob lob("old");
         ASSERT_EQ(TRN_GetData(&one.reader.result, 1, 41, &lob.handle, 0, nullptr), -4) << reply.size();
+        EXPECT_EQ(TRN_ReconnectConn(&one.connection.handle), TRN_RECONNECTED);
+        EXPECT_EQ(TRN_BindParamByPos(&one.connection.handle, 1, 1, 41, &lob.handle, 0, nullptr), 0);
+        EXPECT_EQ(one.connection.run("q"), 7);
         EXPECT_EQ(TRN_CloseConn(&one.connection.handle), 0);
     }
 }

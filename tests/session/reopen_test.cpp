@@ -24,12 +24,6 @@ struct Server : ScriptedServer {
 };
 // clang-format on
 
-/* The login of a reconnect: with the version that the last answer left, "201" after "K". */
-Step expect_login_again(std::string version = "201", const std::string& clauses = default_settings) {
-    std::string text = login_on_channel("D", "U", "P", clauses);
-    return expect_login(text.replace(text.size() - 4, 3, version));
-}
-
 struct Listed {
     Listed(const std::string& list, std::int32_t number, void** state)
         : status(TRN_OpenConn_Ips(list.c_str(), number, state, &handle)) {}

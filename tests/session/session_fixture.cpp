@@ -42,6 +42,11 @@ Step expect_login(const std::string& login) {
     return channel == Channel::plain ? expect(login) : expect_encrypted_login(login);
 }
 
+Step expect_login_again(const std::string& version, const std::string& clauses) {
+    std::string text = login_on_channel("D", "U", "P", clauses);
+    return expect_login(text.replace(text.size() - 4, 3, version));
+}
+
 Script logged_in(Script rest) {
     rest.insert(rest.begin(), {expect_login(), send("K")});
     return rest;

@@ -45,6 +45,8 @@ std::string connection_string(std::uint16_t port, const std::string& settings = 
 std::string login_on_channel(const std::string& database, const std::string& user,
                              const std::string& password, const std::string& clauses = default_settings);
 Step expect_login(const std::string& login = login_on_channel("D", "U", "P"));
+/* The login of a reconnect: with the version that the last answer left, "201" after "K". */
+Step expect_login_again(const std::string& version = "201", const std::string& clauses = default_settings);
 
 struct Exchange {
     std::string sql, reply;
