@@ -15,7 +15,8 @@ import tarnsql
 from support import ServerCase
 
 WAITING = """
-import sys, tarnsql
+import signal, sys, tarnsql
+signal.signal(signal.SIGINT, signal.default_int_handler)  # which a shell's background jobs ignore
 connection = tarnsql.connect(server="127.0.0.1", port=int(sys.argv[1]), user="u")
 try:
     connection.cursor().execute("select 1")
