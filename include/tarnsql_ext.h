@@ -1,6 +1,6 @@
 /*
  * tarnsql_ext.h - what this library adds to the interface of tarnsql.h: opening with time-outs and checks,
- * cancelling a running call, redirecting the printed lines, a protocol trace, the version.
+ * cancelling a running call, batches of rows, redirecting the printed lines, a protocol trace, the version.
  *
  * The header compiles alone as C99, C11 and C++11. The conventions of tarnsql.h hold here too. Every name
  * begins with TRNX_; no name in tarnsql.h does.
@@ -105,6 +105,41 @@ TRN_API int32_t TRNX_SetReceiveTimeout(TRN_HANDLE* handle, int32_t timeout_ms);
  * connection, the call that holds the lock is cancelled. On POSIX systems a signal handler may call it.
  */
 TRN_API int32_t TRNX_Cancel(TRN_HANDLE* handle);
+
+/* ---------------------------------------------------------------------------------- batches of rows */
+
+/*
+ * A value of TRNX_ExecRows: where it begins in the data, and how many bytes it has, up to 2,147,483,647; 0: a
+ * null.
+ */
+typedef struct TRNX_VALUE {
+    uint32_t offset;
+    uint32_t length;
+} TRNX_VALUE;
+
+/*
+ * Runs a statement once for each row of values, like TRN_ExecBatch, for data that comes in rows, such as the
+ * text of a CSV file: nothing is bound or copied to arrays first, since values may be anywhere in one block
+ * of memory, with other bytes between them. A bound parameter set is neither used nor changed.
+ *
+ * sql         as in TRN_ExecBatch; "? NAME" runs a prepared statement, as "? STC0" in the guide.
+ * parameters  the number of the statement's parameters, 1 to 65,535.
+ * types       their API type codes (TRN_TYPE_*): 1 to 11, 13, 15, 23, 62 or 63, as in all batches. Texts and
+ *             bytes may have any length; a number is in host byte order and has its type's size (1 byte for
+ *             codes 1, 3 and 63).
+ * rows        at least 1. As in TRN_ExecBatch, a request takes up to 65,535 rows; the call ends at the first
+ *             request that the server refuses.
+ * values      the rows behind each other, each of one value per parameter. A null is sent without bytes;
+ *             its offset must still be inside the data.
+ * data, size  the memory with the values. Nothing outside it is read. Null if size is 0.
+ *
+ * Returns what TRN_ExecBatch returns. Also -3, with nothing sent, for a null argument, a count out of range,
+ * another type code, a value that is not inside the data or not of its type's size, a row of almost 4 GiB.
+ *
+ * Wire: the messages of TRN_ExecBatch, with blocks of about 64 KiB.
+ */
+TRN_API int32_t TRNX_ExecRows(TRN_HANDLE* handle, const char* sql, int32_t parameters, const int32_t* types,
+                              int32_t rows, const TRNX_VALUE* values, const void* data, uint32_t size);
 
 /* ------------------------------------------------------------------------------- lines and the trace */
 

@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "base/bytes.h"
-#include "base/short_copy.h"
 #include "stmt/encode.h"
 #include "stmt/param_array.h"
 #include "stmt/put_value.h"
@@ -14,7 +13,6 @@ namespace tarn {
 
 static constexpr size_t staging_size = 512000;
 static constexpr size_t staging_reserve = 64000; // a row that reaches it ends its block
-static constexpr size_t value_head_size = 5;     // wire type and length
 static constexpr int32_t most_short_columns = staging_reserve / (value_head_size + short_run);
 
 // Whether every row has an element that ends with a value of the row's length. The bind has checked that all
@@ -27,17 +25,16 @@ static bool is_whole(const ArrayColumn& column, int32_t rows) noexcept {
 }
 
 BatchEncoder::BatchEncoder(Conn& conn, const ParamSet& set) noexcept
-    : conn_(conn), set_(set), type_size_(std::strcmp(conn.protocol_version, "201") != 0),
+    : channel_(conn.channel), set_(set),
       columns_(allocate_array<ArrayColumn>(static_cast<size_t>(set.count) + 1)),
-      staged_(static_cast<uint8_t*>(allocate_raw(staging_size + short_run))),
-      room_end_(staged_ ? staged_.get() + staging_size : nullptr) {
+      blocks_(conn, staging_size, staging_reserve) {
     for (int32_t i = 0; columns_ && i < set.count; ++i) {
         ArrayColumn& column = columns_[static_cast<size_t>(i)];
         column = array_column(set.slots[i]);
         column.whole = is_whole(column, set.array_size);
         if (column.end - column.element >= static_cast<ptrdiff_t>(short_run))
             column.last_run = column.end - short_run;
-        if (type_size_ == 1 && column.whole && i == short_columns_ && i < most_short_columns)
+        if (blocks_.type_size() == 1 && column.whole && i == short_columns_ && i < most_short_columns)
             ++short_columns_;
     }
 }
@@ -57,65 +54,19 @@ void BatchEncoder::put_row() noexcept {
         BoundValue value{};
         if (row_ < column.rows) value = take_element(column, column.lengths[row_]);
         if (slot.direction == TRN_DIRECTION_RETURN) continue;
-        put_entry_head(conn_.channel, slot);
+        put_entry_head(channel_, slot);
         if (column.form == ValueForm::unknown) continue;
         if (column.form == ValueForm::bytes) value.length = std::min(value.length, value.readable);
-        put_u16(conn_.channel, column.wire_type);
-        put_u32(conn_.channel, static_cast<uint32_t>(value.length));
-        put_value(conn_.channel, column.form, value);
+        put_u16(channel_, column.wire_type);
+        put_u32(channel_, static_cast<uint32_t>(value.length));
+        put_value(channel_, column.form, value);
     }
     ++row_;
 }
 
-void BatchEncoder::send_complete_rows() noexcept {
-    if (complete_ == 0) return;
-    put_u32(conn_.channel, static_cast<uint32_t>(complete_));
-    put_bytes(conn_.channel, staged_.get(), complete_);
-    complete_ = 0;
-}
-
-// Sends the complete rows, and grows the buffer if the row in progress still does not fit. Returns where that
-// row continues; null when memory is short.
-uint8_t* BatchEncoder::make_room(const uint8_t* to, size_t size) noexcept {
-    const uint8_t* row = staged_.get() + complete_;
-    const size_t begun = static_cast<size_t>(to - row);
-    send_complete_rows();
-    std::memmove(staged_.get(), row, begun);
-    if (begun + size > room()) {
-        const size_t grown_room = room() + size;
-        void* grown = resize_zeroed(staged_.get(), room() + short_run, grown_room + short_run);
-        if (!grown) return nullptr;
-        (void)staged_.release();
-        staged_.reset(static_cast<uint8_t*>(grown));
-        room_end_ = staged_.get() + grown_room;
-    }
-    return staged_.get() + begun;
-}
-
-// Makes room for a value of that size and its head. False when memory is short, like all functions that
-// stage.
-inline bool BatchEncoder::reserve(Staging& at, size_t size) noexcept {
-    if (value_head_size + size <= static_cast<size_t>(at.end - at.to)) [[likely]]
-        return true;
-    at.to = make_room(at.to, value_head_size + size);
-    at.end = room_end_;
-    return at.to != nullptr;
-}
-
-// The head of a value; there is room for it.
-inline void Staging::put_type(const ArrayColumn& column) noexcept {
-    *to = static_cast<uint8_t>(column.wire_type);
-    to += type_size;
-}
-
-inline void Staging::put_length(uint32_t length) noexcept {
-    store_wire(to, length);
-    to += sizeof length;
-}
-
 inline bool BatchEncoder::stage_empty(Staging& at, const ArrayColumn& column) noexcept {
-    if (!reserve(at, 0)) return false;
-    at.put_type(column);
+    if (!blocks_.reserve(at, 0)) return false;
+    at.put_type(column.wire_type);
     if (column.form != ValueForm::unknown) at.put_length(0);
     return true;
 }
@@ -126,27 +77,19 @@ inline bool BatchEncoder::stage_number(Staging& at, ArrayColumn& column, int32_t
     const uint8_t* element = column.element;
     column.element += sizeof(T);
     if (length <= 0) return stage_empty(at, column);
-    if (!reserve(at, sizeof(T))) return false;
-    at.put_type(column);
+    if (!blocks_.reserve(at, sizeof(T))) return false;
+    at.put_type(column.wire_type);
     at.put_length(sizeof(T) == 4 ? uint32_t{4} : static_cast<uint32_t>(length));
-    store_wire(at.to, load<T>(element));
-    at.to += sizeof(T);
+    at.put_number<T>(element);
     return true;
 }
 
-// Short runs are copied together with the bytes after them.
 inline bool BatchEncoder::stage_run(Staging& at, const ArrayColumn& column, const uint8_t* bytes,
                                     size_t size) noexcept {
-    if (!reserve(at, size)) return false;
-    at.put_type(column);
+    if (!blocks_.reserve(at, size)) return false;
+    at.put_type(column.wire_type);
     at.put_length(static_cast<uint32_t>(size));
-    if (size > short_run || bytes > column.last_run)
-        std::memcpy(at.to, bytes, size);
-    else if (size > sizeof(Bytes16))
-        copy_short_run(at.to, bytes);
-    else
-        store(at.to, load<Bytes16>(bytes));
-    at.to += size;
+    at.put_run(bytes, size, column.last_run);
     return true;
 }
 
@@ -187,32 +130,23 @@ inline ArrayColumn* BatchEncoder::stage_short_runs(Staging& at, int32_t row) noe
         const uint8_t* bytes = column->element + column->skip;
         if (size > short_run || bytes > column->last_run) break;
         column->element = bytes + size;
-        typed.put_type(*column);
+        typed.put_type(column->wire_type);
         typed.put_length(static_cast<uint32_t>(size));
-        if (size > sizeof(Bytes16))
-            copy_short_run(typed.to, bytes);
-        else
-            store(typed.to, load<Bytes16>(bytes));
-        typed.to += size;
+        typed.put_short_run(bytes, size);
     }
     at.to = typed.to;
     return column;
 }
 
-// The staging position is a local variable, which stays in registers if all staging functions are inlined:
-// the compiler must assume that staged bytes alias the members.
 bool BatchEncoder::stage_rows(int32_t end) noexcept {
-    Staging at{staged_.get(), room_end_, type_size_};
+    Staging at = blocks_.begin();
     ArrayColumn* const columns_end = columns_.get() + set_.count;
     for (int32_t row = row_; row < end; ++row) {
         for (ArrayColumn* column = stage_short_runs(at, row); column != columns_end; ++column)
             if (!stage_value(at, *column, row)) return false;
-        complete_ = static_cast<size_t>(at.to - staged_.get());
-        if (complete_ + staging_reserve <= room() && complete_ <= staging_size) continue;
-        send_complete_rows();
-        at.to = staged_.get();
+        blocks_.end_row(at);
     }
-    send_complete_rows();
+    blocks_.send();
     row_ = end;
     return true;
 }
@@ -220,7 +154,7 @@ bool BatchEncoder::stage_rows(int32_t end) noexcept {
 void BatchEncoder::encode(int32_t rows) noexcept {
     const int32_t end = row_ + rows;
     put_row();
-    if (!stage_rows(end)) close_channel(conn_.channel);
+    if (!stage_rows(end)) close_channel(channel_);
 }
 
 } // namespace tarn

@@ -7,6 +7,7 @@
 #include "conn/conn.h"
 #include "stmt/param_array.h"
 #include "stmt/param_set.h"
+#include "stmt/row_blocks.h"
 
 namespace tarn {
 
@@ -25,21 +26,12 @@ int32_t check_rows(const ParamSet& set) noexcept;
 // -1 when a binary large object could not be sent: the entries after it were not written.
 int32_t encode_params(Channel& channel, const ParamSet& set) noexcept;
 
-// Where the rows of a batch are staged.
-struct Staging {
-    uint8_t *to, *end;
-    size_t type_size;
-
-    void put_type(const ArrayColumn& column) noexcept;
-    void put_length(uint32_t length) noexcept;
-};
-
 // Encodes the rows of an array-bound set. Made before the command is written, so that a lack of memory is
 // noticed before anything is sent.
 class BatchEncoder {
   public:
     BatchEncoder(Conn& conn, const ParamSet& set) noexcept;
-    bool ready() const noexcept { return columns_ && staged_; }
+    bool ready() const noexcept { return columns_ && blocks_.ready(); }
 
     // Writes the next rows, the first as entries and the others in blocks. If memory runs out on the way the
     // link is closed.
@@ -55,19 +47,12 @@ class BatchEncoder {
     bool stage_bytes(Staging& at, ArrayColumn& column, int32_t length) noexcept;
     bool stage_run(Staging& at, const ArrayColumn& column, const uint8_t* bytes, size_t size) noexcept;
     bool stage_empty(Staging& at, const ArrayColumn& column) noexcept;
-    bool reserve(Staging& at, size_t size) noexcept;
-    uint8_t* make_room(const uint8_t* to, size_t size) noexcept;
-    void send_complete_rows() noexcept;
-    size_t room() const noexcept { return static_cast<size_t>(room_end_ - staged_.get()); }
 
-    Conn& conn_;
+    Channel& channel_;
     const ParamSet& set_;
-    size_t type_size_;             // of the wire type before a staged value: 1, or 0 for older servers
     Owned<ArrayColumn[]> columns_; // positioned at the row's elements, one per slot
-    Owned<uint8_t> staged_;        // short_run bytes larger than its room
-    uint8_t* room_end_;
+    RowBlocks blocks_;
     int32_t short_columns_ = 0; // those that stage_short_runs handles
-    size_t complete_ = 0;       // the part that holds whole rows
     int32_t row_ = 0;           // the next one
 };
 

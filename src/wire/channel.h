@@ -16,7 +16,8 @@
 
 namespace tarn {
 
-inline constexpr size_t recv_buffer_size = 65536;
+inline constexpr size_t recv_buffer_size = 65536; // the most that is unread
+inline constexpr size_t cache_line = 64;
 inline constexpr size_t send_buffer_size = 8192;
 
 // How a channel is opened and how long it waits.
@@ -49,7 +50,7 @@ struct Channel {
     uint32_t recv_fill;
     uint32_t send_fill;
     uint8_t send_buf[send_buffer_size]; // encrypted as it is filled
-    uint8_t recv_buf[recv_buffer_size];
+    uint8_t recv_buf[recv_buffer_size + cache_line];
 };
 
 // Connects, with empty buffers; an open channel is closed first. False leaves it closed. Until the login is

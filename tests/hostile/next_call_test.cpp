@@ -5,6 +5,7 @@
  */
 #include "output_capture.h"
 #include "session/exchanges.h"
+#include "tarnsql_ext.h"
 #include "watched_memory.h"
 
 namespace {
@@ -152,23 +153,34 @@ TEST(next_call_of_a_batch, that_finds_no_room_for_its_values_needs_a_reconnect) 
                          }
                          server.drop(false);
                      }};
-    std::int32_t status = TRN_ERR_NETWORK;
-    for (std::size_t n = 1; status != TRN_OK; ++n) {
-        ScriptedServer server({expect_login_of_cases(), send("NabcdK"), batch, expect_login_of_cases(),
-                               send(K), expect(command("count")), send(U(7) + K)});
-        Connection connection(connection_string(server.port(), settings_of_cases()));
-        EXPECT_EQ(texts({"a", std::string(600000, 'b')}).bind(&connection.handle, 1, 1), 0);
-        Watch memory;
-        {
-            const Watched watched(memory);
-            memory.fail(n, n);
-            status = TRN_ExecBatch(&connection.handle, "q", 2);
-            memory.fail(0, 0);
-            EXPECT_TRUE(status == TRN_OK || may_fail_with({}, status)) << status;
-            EXPECT_EQ(TRN_ReconnectConn(&connection.handle), TRN_RECONNECTED);
+    const std::string data = "a" + std::string(600000, 'b');
+    const auto exec_rows = [&](TRN_HANDLE* handle) {
+        const std::int32_t type = TRN_TYPE_TEXT;
+        const TRNX_VALUE values[] = {{0, 1}, {1, 600000}};
+        return TRNX_ExecRows(handle, "q", 1, &type, 2, values, data.data(), std::uint32_t(data.size()));
+    };
+    const auto exec_batch = [](TRN_HANDLE* handle) { return TRN_ExecBatch(handle, "q", 2); };
+    for (const bool bound : {true, false}) {
+        std::int32_t status = TRN_ERR_NETWORK;
+        for (std::size_t n = 1; status != TRN_OK; ++n) {
+            ScriptedServer server({expect_login_of_cases(), send("NabcdK"), batch, expect_login_of_cases(),
+                                   send(K), expect(command("count")), send(U(7) + K)});
+            Connection connection(connection_string(server.port(), settings_of_cases()));
+            if (bound) {
+                EXPECT_EQ(texts({"a", data.substr(1)}).bind(&connection.handle, 1, 1), 0);
+            }
+            Watch memory;
+            {
+                const Watched watched(memory);
+                memory.fail(n, n);
+                status = bound ? exec_batch(&connection.handle) : exec_rows(&connection.handle);
+                memory.fail(0, 0);
+                EXPECT_TRUE(status == TRN_OK || may_fail_with({}, status)) << status;
+                EXPECT_EQ(TRN_ReconnectConn(&connection.handle), TRN_RECONNECTED);
+            }
+            EXPECT_EQ(connection.run("count"), 7);
+            ASSERT_FALSE(testing::Test::HasFailure()) << "allocation " << n;
         }
-        EXPECT_EQ(connection.run("count"), 7);
-        ASSERT_FALSE(testing::Test::HasFailure()) << "allocation " << n;
     }
 }
 

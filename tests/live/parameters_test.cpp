@@ -1,5 +1,6 @@
 // Parameters and batches, over both channels and both protocol versions.
 #include "live_server.h"
+#include "tarnsql_ext.h"
 
 #include <ostream>
 #include <vector>
@@ -93,4 +94,29 @@ TEST_P(live_parameters, a_batch_stores_every_row) {
                   "sum(k % 30 = ifnull(length(v), 0) and w = k / 4.0) as same from t"),
               "n,k,v,w,same: 70000,2449965000,1014900,612491250,70000\n"); // an empty text is stored
                                                                            // as a null
+}
+
+// Values of every length around short runs and blocks, in any order and more than once.
+TEST_P(live_parameters, rows_anywhere_in_memory_are_stored) {
+    std::string data;
+    for (std::size_t i = 0; i < 400000; ++i)
+        data += static_cast<char>('!' + (i * 7 + i / 251) % 90);
+    const std::uint32_t lengths[] = {1, 64, 15, 65, 16, 2000, 63, 130000, 17, 0, 131072, 5, 399999, 3};
+    constexpr std::uint32_t rows = 1500, columns = 3;
+    std::vector<TRNX_VALUE> values;
+    std::string expected = "v,w,x";
+    for (std::uint32_t i = 0; i < rows * columns; ++i) {
+        const std::uint32_t length = i % 400 < 14 ? lengths[i % 14] : lengths[i * 5 % 3 + i % 2 * 2],
+                            offset = i * 7919 % (400001 - length);
+        values.push_back({i % 14 == 1 ? 400000 - length : offset, length});
+        expected += i == 0 ? ": " : i % columns == 0 ? "; " : ",";
+        expected += length ? data.substr(values.back().offset, length) : "NULL";
+    }
+    connection_.run("create table t(v varchar, w varchar, x varchar)");
+    const std::int32_t types[] = {TRN_TYPE_TEXT, TRN_TYPE_DATE, TRN_TYPE_NUMERIC};
+    ASSERT_EQ(TRNX_ExecRows(&connection_.handle, "insert into t values(?, ?, ?)", columns, types, rows,
+                            values.data(), data.data(), static_cast<std::uint32_t>(data.size())),
+              0)
+        << error_text(connection_.handle);
+    EXPECT_EQ(connection_.transcript("select * from t order by rowid"), expected + "\n");
 }

@@ -1,4 +1,5 @@
 #include "shared_connection.h"
+#include "tarnsql_ext.h"
 
 #include <array>
 #include <random>
@@ -347,21 +348,25 @@ void Worker::batch() {
     for (std::int32_t i = 0; i < rows; ++i)
         numbers[static_cast<std::size_t>(i)] = i;
     lengths.fill(4);
-    const std::string name = mine_ + " batch", is_mine = " where worker = '" + name + "'";
+    const std::string name = mine_ + " batch", is_mine = " where worker = '" + name + "'",
+                      insertion = "insert into " + shared_.table + " values('" + name + "', ?, null)";
     {
         const Alone binding(*this);
         CHECKED(TRN_BindParamArrayByPos(conn_, 1, 1, TRN_DIRECTION_IN, TRN_TYPE_INTEGER, rows, numbers.data(),
                                         rows * 4, lengths.data()),
                 0);
-        CHECKED(TRN_ExecBatch(conn_,
-                              ("insert into " + shared_.table + " values('" + name + "', ?, null)").c_str(),
-                              rows),
-                0);
+        CHECKED(TRN_ExecBatch(conn_, insertion.c_str(), rows), 0);
         CHECKED(TRN_ExecBatch(conn_, "select 1", rows), -1); // the set is empty
     }
     const Beside others(*this);
-    shows("select cast(sum(n) as varchar) from " + shared_.table + is_mine, "19900");
-    runs("delete from " + shared_.table + is_mine, rows);
+    const std::int32_t type = TRN_TYPE_INTEGER;
+    std::array<TRNX_VALUE, rows> values;
+    for (std::uint32_t i = 0; i < rows; ++i)
+        values[i] = {4 * i, 4};
+    CHECKED(TRNX_ExecRows(conn_, insertion.c_str(), 1, &type, rows, values.data(), numbers.data(), rows * 4),
+            0);
+    shows("select cast(sum(n) as varchar) from " + shared_.table + is_mine, "39800");
+    runs("delete from " + shared_.table + is_mine, 2 * rows);
 }
 
 void Worker::large_objects() {

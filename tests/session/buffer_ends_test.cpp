@@ -77,8 +77,8 @@ class Received {
     }
     void put(const std::string& received) {
         channel->pushed_back = tarn::MessageType::none;
-        channel->recv_fill = tarn::recv_buffer_size;
-        channel->recv_pos = static_cast<std::uint32_t>(tarn::recv_buffer_size - received.size());
+        channel->recv_fill = sizeof channel->recv_buf;
+        channel->recv_pos = static_cast<std::uint32_t>(sizeof channel->recv_buf - received.size());
         std::memcpy(channel->recv_buf + channel->recv_pos, received.data(), received.size());
     }
     /* Reads a query behind its letter: columns, then so many rows as there are. */
@@ -98,7 +98,8 @@ class Received {
     TRN_HANDLE handle = nullptr;
 
   private:
-    static constexpr std::size_t recv_buf_end = offsetof(tarn::Channel, recv_buf) + tarn::recv_buffer_size;
+    static constexpr std::size_t recv_buf_end =
+        offsetof(tarn::Channel, recv_buf) + sizeof(tarn::Channel::recv_buf);
     static_assert(sizeof(tarn::Channel) - recv_buf_end < alignof(tarn::Channel), "the buffer is its last");
     Guarded memory_; /* zeroed */
     tarn::Conn conn_{};

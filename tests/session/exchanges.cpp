@@ -2,6 +2,7 @@
  * The table; see the header.
  */
 #include "exchanges.h"
+#include "tarnsql_ext.h"
 
 #include <cstring>
 
@@ -134,6 +135,17 @@ Given batch(Hands& h) {
             ""};
 }
 
+Given batch_of_rows(Hands& h) {
+    const std::int32_t types[] = {TRN_TYPE_INTEGER, TRN_TYPE_TEXT};
+    const Bytes data = exact(host_bytes(1) + host_bytes(2) + host_bytes(3) + "ab");
+    const TRNX_VALUE values[] = {{0, 4}, {12, 1}, {4, 4}, {13, 1}, {8, 4}, {14, 0}};
+    return {h.made([&] {
+                return TRNX_ExecRows(h.handle, "q", 2, types, 3, values, data.data(),
+                                     std::uint32_t(data.size()));
+            }),
+            ""};
+}
+
 Given version(Hands& h) {
     Bytes text(100, '.');
     std::int32_t type = -7, length = -7;
@@ -205,6 +217,10 @@ const std::vector<Case>& cases() {
     const std::string q = command("q"), no_columns = "A" + be32(0);
     const std::string get_lob = command("get lob 'C23456789012,' offset 0 limit 234 ");
     const Case::Exchanges prepared{{command("PREPARE STC0 AS q"), K}};
+    const std::string batch_of_three = request("q", 3 << 16 | 2,
+                                               integer_entry(1) + text_entry("a") +
+                                                   wire_text("\5" + integer(2) + "\x1e" + wire_text("b") +
+                                                             "\5" + integer(3) + "\x1e" + wire_text("")));
     // clang-format off
     static const std::vector<Case> all{
         {"counts", {}, {{q, W("warning") + M("notice") + I("row 1") + I("row 2") + U(0x4b4b4b4b) + K}}, no_query_of, 0x4b4b4b4b},
@@ -238,7 +254,8 @@ const std::vector<Case>& cases() {
         {"procedure without slots", {}, {{q, O("o") + M("m") + P("p") + U(5) + K}}, call, 5},
         {"large object", {{command("held"), descriptor}}, {{get_lob, pieces}}, large_object, 0},
         {"parameters", {}, {{request("q", 2, text_entry(pattern(5000)) + integer_entry(9, "n")), U(2) + K}}, bound_statement, 2},
-        {"batch", {}, {{request("q", 3 << 16 | 2, integer_entry(1) + text_entry("a") + wire_text("\5" + integer(2) + "\x1e" + wire_text("b") + "\5" + integer(3) + "\x1e" + wire_text(""))), U(3) + K}}, batch, 0},
+        {"batch", {}, {{batch_of_three, U(3) + K}}, batch, 0},
+        {"batch of rows", {}, {{batch_of_three, U(3) + K}}, batch_of_rows, 0},
         {"version", {}, {{command("show version"), query({{"v", 30}}, {row({wire_text("1.0")})}) + K}}, version, 0},
     };
     // clang-format on

@@ -7,14 +7,13 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <optional>
 
 namespace tarnsh {
 
 namespace {
 
-constexpr std::size_t most_rows_of_any = 10'000, most_values = 400'000; // in a batch
+constexpr std::size_t most_rows_of_any = 10'000;
 constexpr std::size_t longest_shown = 40;
 
 std::string insert_statement(const Target& target) {
@@ -49,85 +48,46 @@ bool reads_as_number(const std::string& text) {
 
 } // namespace
 
-ColumnValues::ColumnValues(bool binary, std::size_t most_rows) : lengths_(most_rows), gap_(binary ? 4 : 0) {
-    grow(0);
-}
-
-void ColumnValues::grow(std::size_t size) {
-    const std::size_t used = end_ ? this->size() : 0;
-    bytes_.resize(std::max(2 * bytes_.size(), used + size + step));
-    end_ = bytes_.data() + used;
-    limit_ = bytes_.data() + bytes_.size() - step;
-}
-
-void ColumnValues::add(std::size_t row, std::string_view value) {
-    if (static_cast<std::size_t>(limit_ - end_) < gap_ + value.size()) grow(gap_ + value.size());
-    end_ = std::copy_n(value.data(), value.size(), end_ + gap_);
-    lengths_[row] = static_cast<std::int32_t>(value.size());
-}
-
-std::size_t ColumnValues::begin_of(std::size_t row) const {
-    std::size_t begin = gap_ * row;
-    for (std::size_t i = 0; i < row; ++i)
-        begin += static_cast<std::size_t>(lengths_[i]);
-    return begin;
-}
-
-Batch::Batch(const Target& target)
-    : lines_(std::clamp<std::size_t>(most_values / std::max<std::size_t>(target.columns.size(), 1), 1,
-                                     most_rows_of_any)) {
-    for (const Column& column : target.columns)
-        columns.emplace_back(is_binary(column.type), most_rows());
-}
-
-void Batch::clear() {
-    for (ColumnValues& values : columns)
-        values.clear();
-    rows_ = 0;
-}
+// Each value takes at least one byte of the file, its delimiter.
+Batch::Batch(std::size_t columns)
+    : columns_(columns),
+      values_(columns * std::clamp<std::size_t>(most_bytes / columns, 1, most_rows_of_any)),
+      lines_(values_.size() / columns) {}
 
 Insert::Insert(Session& session, const Target& target) : session_(session), target_(target) {
+    for (const Column& column : target.columns)
+        types_.push_back(is_binary(column.type) ? TRN_TYPE_BYTES : TRN_TYPE_TEXT);
     check_call(session, TRN_Prepare2(session.handle(), insert_statement(target).c_str(), name_.data()));
+    TRN_ResetParams(session.handle()); // a set that the server described would be sent with the next statement
 }
 
 Insert::~Insert() {
-    TRN_ResetParams(session_.handle());
     if (session_.connected) TRN_UnPrepare(session_.handle(), name_.data());
     drop_library_lines(); // the copy has ended, whatever they say
 }
 
 void Insert::send(Batch& batch, std::size_t first, std::size_t count) {
-    const auto rows = static_cast<std::int32_t>(count),
-               columns = static_cast<std::int32_t>(batch.columns.size());
-    TRN_ResetParams(session_.handle());
-    for (std::int32_t i = 0; i < columns; ++i) {
-        ColumnValues& values = batch.columns[static_cast<std::size_t>(i)];
-        const std::size_t begin = values.begin_of(first);
-        // Bound as dates, texts travel unchanged, and unlike those bound as text they are not copied at the
-        // bind.
-        const std::int32_t type =
-            is_binary(target_.columns[static_cast<std::size_t>(i)].type) ? TRN_TYPE_BYTES : TRN_TYPE_DATE;
-        check_call(session_, TRN_BindParamArrayByPos(session_.handle(), i + 1, columns, TRN_DIRECTION_IN,
-                                                     type, rows, values.bytes() + begin,
-                                                     static_cast<std::int32_t>(values.size() - begin),
-                                                     values.lengths() + first));
-    }
     const std::string call = std::string("? ") + name_.data();
-    check_call(session_, TRN_ExecBatch(session_.handle(), call.c_str(), rows));
+    const auto rows = static_cast<std::int32_t>(count);
+    // No row of a batch begins beyond 4 GiB, and what is after the last one is not read.
+    const auto size = static_cast<std::uint32_t>(std::min<std::size_t>(batch.text.size(), UINT32_MAX));
+    check_call(session_,
+               TRNX_ExecRows(session_.handle(), call.c_str(), static_cast<std::int32_t>(batch.columns()),
+                             types_.data(), rows, batch.row(first), batch.text.data(), size));
     stored_ += rows;
 }
 
 // The column that the server's text names, otherwise the first numeric column whose value is not a number.
-std::string Insert::blame(Batch& batch, std::size_t row, const std::string& reason) const {
+std::string Insert::blame(const Batch& batch, std::size_t row, const std::string& reason) const {
     std::optional<std::size_t> found;
     for (std::size_t i = 0; i < target_.columns.size() && !found; ++i)
         if (mentions(reason, target_.columns[i].name)) found = i;
     for (std::size_t i = 0; i < target_.columns.size() && !found; ++i)
-        if (is_number(target_.columns[i].type) && !batch.columns[i].text(row).empty() &&
-            !reads_as_number(std::string(batch.columns[i].text(row))))
+        if (is_number(target_.columns[i].type) && !batch.value(row, i).empty() &&
+            !reads_as_number(std::string(batch.value(row, i))))
             found = i;
     if (!found) return "";
-    std::string value(batch.columns[*found].text(row));
+    std::string value(batch.value(row, *found));
     if (value.size() > longest_shown)
         value = value.substr(0, whole_characters({value.data(), longest_shown})) + "...";
     return fmt::format(", column {} ({})", target_.columns[*found].name,

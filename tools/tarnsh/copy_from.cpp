@@ -9,12 +9,14 @@
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
+#include <optional>
 
 namespace tarnsh {
 
 namespace {
 
-constexpr std::size_t longest_value = 1 << 30; // arrays are counted in 31 bits
+// A value begins inside the longest record: its offset and length fit in 32 and 31 bits.
+constexpr std::size_t longest_value = 1U << 30, longest_record = 1U << 31;
 
 std::vector<std::string> names_of_list(std::string_view list) {
     std::vector<std::string> names;
@@ -56,7 +58,7 @@ Target find_target(Session& session, const CopyPlan& plan, CsvReader& reader) {
     return target;
 }
 
-// Reads a file into batches.
+// Reads a file into batches, whose values stay where the reader has them.
 class Records {
   public:
     Records(CsvReader& reader, const Target& target, std::string null_text)
@@ -70,12 +72,18 @@ class Records {
 
     // False when there are no more records.
     bool fill(Batch& batch) {
+        reader_.keep();
         const std::size_t begin = reader_.bytes();
+        const auto has_room = [&] {
+            return batch.rows() == 0 ||
+                   (batch.rows() < batch.most_rows() && reader_.bytes() - begin < Batch::most_bytes &&
+                    !reader_.is_low(batch.columns())); // what is read next would have to be moved
+        };
         std::size_t i = 0; // the next field
-        while (i > 0 || (batch.rows() < batch.most_rows() && reader_.bytes() - begin < Batch::most_bytes)) {
+        while (i > 0 || has_room()) {
             if (i == 0 && !reader_.begin_record()) return false;
             const std::size_t rows = batch.rows();
-            if (!any_binary_ && i < batch.columns.size())
+            if (!any_binary_ && i < batch.columns())
                 i = null_text_.empty() ? take_bare<false>(batch, i) : take_bare<true>(batch, i);
             if (i > 0 || batch.rows() == rows) i = take_field(batch, i);
         }
@@ -88,47 +96,44 @@ class Records {
     // copy's time is spent here: the loop has a function of its own so that its variables stay in registers,
     // and an empty null text is not compared.
     template <bool has_null> [[gnu::noinline]] std::size_t take_bare(Batch& batch, std::size_t i) {
-        const std::size_t count = batch.columns.size();
-        ColumnValues *const columns = batch.columns.data(), *const last = columns + count - 1,
-                            *column = columns + i;
-        const char delimiter = reader_.marks().delimiter;
         CsvReader::Marked at = reader_.marked();
-        const std::size_t most_rows = batch.most_rows();
+        const char* const text = reader_.kept_text().data();
+        if (static_cast<std::size_t>(at.window - text) > longest_record) return i;
+        const char delimiter = reader_.marks().delimiter;
+        const std::size_t count = batch.columns(), most_rows = batch.most_rows();
         std::size_t row = batch.rows();
         std::size_t left = count - i; // fields up to the end of the row
+        TRNX_VALUE* value = batch.row(row) + i;
         const auto take = [&](const char* end, std::size_t size) {
             if (has_null && std::string_view(at.from, size) == null_text_) size = 0;
-            if (!column->fits(size)) [[unlikely]]
-                return false;
-            column->add_padded(row, at.from, size);
+            *value++ = {static_cast<std::uint32_t>(at.from - text), static_cast<std::uint32_t>(size)};
             at.from = end + 1;
             ++at.next;
-            return true;
         };
         while (row < most_rows && static_cast<std::size_t>(at.end - at.next) >= left) {
-            for (; column != last; ++column) {
+            for (; left > 1; --left) {
                 const char* const end = at.window + *at.next;
-                if (*end != delimiter || !take(end, static_cast<std::size_t>(end - at.from))) break;
+                if (*end != delimiter) break;
+                take(end, static_cast<std::size_t>(end - at.from));
             }
             const char* const end = at.window + *at.next;
-            if (column != last || *end != '\n') break;
+            if (left > 1 || *end != '\n') break;
             const bool returns = end != at.from && end[-1] == '\r';
-            if (!take(end, static_cast<std::size_t>(end - at.from) - (returns ? 1 : 0))) break;
-            column = columns;
+            take(end, static_cast<std::size_t>(end - at.from) - (returns ? 1 : 0));
             left = count;
             ++row;
         }
         reader_.pass(at, row - batch.rows(), [&](std::size_t line) { batch.end_row(line); });
-        return static_cast<std::size_t>(column - columns);
+        return count - left;
     }
 
     // Takes any field of the row. Returns the index of the next one.
     std::size_t take_field(Batch& batch, std::size_t i) {
-        const std::size_t count = batch.columns.size();
+        const std::size_t count = batch.columns();
         const CsvField field = reader_.next_field();
         if (i == 0 && count > 1 && field.last && field.text.empty() && !field.quoted)
             return 0; // a blank line
-        if (i < count) add(batch.columns[i], batch.rows(), field, i);
+        if (i < count) batch.row(batch.rows())[i] = value_of(field, i);
         ++i;
         if (!field.last) return i;
         if (i != count)
@@ -138,13 +143,20 @@ class Records {
         return 0;
     }
 
-    void add(ColumnValues& values, std::size_t row, const CsvField& field, std::size_t column) {
-        if (field.text.size() > longest_value) reader_.refuse("a value of over 1 GiB");
-        if (!field.quoted && field.text == null_text_) return values.add(row, {});
-        if (!binary_[column]) return values.add(row, field.text);
-        if (!bytes_of_hex(field.text, bytes_))
-            reader_.refuse(names_[column] + " holds binary values, written as 0x and hexadecimal digits");
-        values.add(row, bytes_);
+    TRNX_VALUE value_of(const CsvField& field, std::size_t column) {
+        const auto offset = static_cast<std::size_t>(field.text.data() - reader_.kept_text().data());
+        std::size_t size = field.text.size();
+        if (size > longest_value) reader_.refuse("a value of over 1 GiB");
+        if (offset > longest_record) reader_.refuse("a record of over 2 GiB");
+        if (!field.quoted && field.text == null_text_)
+            size = 0;
+        else if (binary_[column]) {
+            const std::optional<std::size_t> bytes = decode_hex(reader_.place_of(field), size);
+            if (!bytes)
+                reader_.refuse(names_[column] + " holds binary values, written as 0x and hexadecimal digits");
+            size = *bytes;
+        }
+        return {static_cast<std::uint32_t>(offset), static_cast<std::uint32_t>(size)};
     }
 
     CsvReader& reader_;
@@ -152,22 +164,25 @@ class Records {
     std::vector<char> binary_;
     bool any_binary_ = false;
     std::vector<std::string> names_;
-    std::string bytes_;
 };
 
 // When a record cannot be read, those before it are still stored.
 void store_all(Session& session, Records& records, Insert& insert, CsvReader& reader, Progress& progress,
                const Target& target) {
-    Batch batch(target);
+    Batch batch(target.columns.size());
+    const auto store = [&] {
+        batch.text = reader.kept_text();
+        insert.store(batch, reader.name());
+    };
     for (bool more = true; more;) {
         try {
             more = records.fill(batch);
         } catch (const Failure&) {
-            insert.store(batch, reader.name());
+            store();
             throw;
         }
         if (session.is_stopped && session.is_stopped()) fail(exit_statement, "stopped");
-        if (batch.rows() > 0) insert.store(batch, reader.name());
+        store();
         progress.show(reader.bytes(), insert.stored());
     }
 }

@@ -19,7 +19,7 @@ namespace tarnsh {
 
 namespace {
 
-constexpr std::size_t read_size = 1 << 17, window_size = 1 << 14, block_size = 64;
+constexpr std::size_t read_size = 1 << 19, window_size = 1 << 14, block_size = 64, cache_line = 64;
 
 // One bit for each byte of a block that is a mark.
 [[gnu::always_inline]] inline std::uint64_t mask_of(const char* block, CsvMarks marks) {
@@ -127,25 +127,28 @@ void add_csv_field(std::string_view text, std::string_view null_text, CsvMarks m
 }
 
 CsvReader::CsvReader(std::unique_ptr<CsvSource> source, CsvMarks marks)
-    : source_(std::move(source)), marks_(marks), buffer_(read_size + block_size),
+    : source_(std::move(source)), marks_(marks), buffer_(cache_line + read_size + block_size),
       places_(window_size + block_size), next_mark_(places_.data()), marks_end_(next_mark_) {}
 
 void CsvReader::refuse(std::string_view reason) const {
     fail(exit_shell, fmt::format("{}, line {}: {}", name(), record_line_, reason));
 }
 
-// Called when everything read is scanned and no mark is left: moves the field to the front of the buffer and
-// reads on. False at the end.
+// Called when everything read is scanned and no mark is left: moves the kept text to the front of the buffer
+// and reads on. False at the end. Reads go to the beginning of a cache line: many processors copy several
+// times slower to other places.
 bool CsvReader::more() {
-    std::memmove(buffer_.data(), buffer_.data() + at_, size_ - at_);
-    passed_ += at_;
-    size_ -= std::exchange(at_, 0);
-    if (size_ + block_size == buffer_.size()) buffer_.resize(2 * buffer_.size());
+    const std::size_t kept = size_ - kept_;
+    if (kept + cache_line + block_size >= buffer_.size()) buffer_.resize(2 * buffer_.size());
+    const std::size_t front = -(reinterpret_cast<std::uintptr_t>(buffer_.data()) + kept) % cache_line;
+    std::memmove(buffer_.data() + front, buffer_.data() + kept_, kept);
+    at_ += front - kept_;
+    kept_ = front;
+    scanned_ = size_ = front + kept;
     const std::size_t got = source_->read(buffer_.data() + size_, buffer_.size() - block_size - size_);
-    scanned_ = size_;
     size_ += got;
-    if (passed_ + scanned_ == 0 && std::string_view(buffer_.data(), size_).starts_with("\xEF\xBB\xBF"))
-        at_ = 3; // a byte order mark
+    if (std::exchange(read_, read_ + got) == 0 && kept_text().starts_with("\xEF\xBB\xBF"))
+        kept_ = at_ += 3; // a byte order mark
     return got > 0;
 }
 

@@ -35,7 +35,7 @@ class SpecialFinder {
 };
 
 struct CsvField {
-    std::string_view text; // valid until the next field; 32 more bytes can be read after it
+    std::string_view text; // valid until the next field
     bool quoted = false;
     bool last = false; // of its record
 };
@@ -65,9 +65,20 @@ class CsvReader {
         record_line_ = line_;
         return at_ < size_ || more();
     }
+    // Call between records: from here on the text stays in memory, all in one piece, until the next call.
+    void keep() { kept_ = at_; }
+    // The text kept, with what is read beyond it. The next field may move it.
+    std::string_view kept_text() const { return {buffer_.data() + kept_, size_ - kept_}; }
+    // The place of a field in the kept text. Shorter text may replace it.
+    char* place_of(const CsvField& field) { return buffer_.data() + (field.text.data() - buffer_.data()); }
+    // Whether what is read has too few marks for a record of that many fields, so that the next field may
+    // have to read on.
+    bool is_low(std::size_t fields) const {
+        return scanned_ == size_ && static_cast<std::size_t>(marks_end_ - next_mark_) < fields;
+    }
     // The fast path for unquoted fields: where the next field begins, and the marks after it that are known,
-    // as offsets in a window. 32 bytes after a mark can be read. pass() takes how far the caller came and
-    // over how many records, and tells the lines where they began.
+    // as offsets in a window. pass() takes how far the caller came and over how many records, and tells the
+    // lines where they began.
     struct Marked {
         const char *window, *from;
         const std::uint16_t *next, *end;
@@ -84,8 +95,8 @@ class CsvReader {
     // Fails with exit_shell, naming the source and the line where the record began.
     [[noreturn]] void refuse(std::string_view reason) const;
     std::string name() const { return source_->name(); }
-    std::size_t line() const { return record_line_; }   // where the record began, from 1
-    std::size_t bytes() const { return passed_ + at_; } // read so far
+    std::size_t line() const { return record_line_; }           // where the record began, from 1
+    std::size_t bytes() const { return read_ - (size_ - at_); } // consumed so far
 
   private:
     bool more();
@@ -98,10 +109,10 @@ class CsvReader {
     std::unique_ptr<CsvSource> source_;
     CsvMarks marks_;
     std::size_t line_ = 1, record_line_ = 1;
-    // Bytes read and not yet consumed: from at_, where the next field begins, to size_. A block fits after
-    // size_.
+    // Bytes read: those kept, from at_ on those not yet consumed, up to size_. A block fits after them.
     std::vector<char> buffer_;
-    std::size_t at_ = 0, size_ = 0, passed_ = 0;
+    std::size_t kept_ = 0, at_ = 0, size_ = 0;
+    std::size_t read_ = 0; // bytes of the source
     // The marks between window_ and scanned_, as offsets from window_; those before at_ are consumed.
     std::vector<std::uint16_t> places_;
     const std::uint16_t *next_mark_, *marks_end_;

@@ -135,15 +135,14 @@ std::size_t whole_characters(std::string_view text) {
     return text.size();
 }
 
-bool bytes_of_hex(std::string_view text, std::string& bytes) {
-    bytes.clear();
-    if (!text.starts_with("0x") || text.size() % 2 != 0) return false;
-    for (std::size_t i = 2; i < text.size(); i += 2) {
+std::optional<std::size_t> decode_hex(char* text, std::size_t size) {
+    if (!std::string_view(text, size).starts_with("0x") || size % 2 != 0) return std::nullopt;
+    for (std::size_t i = 2; i < size; i += 2) {
         const int high = digit_value(text[i]), low = digit_value(text[i + 1]);
-        if (high < 0 || low < 0) return false;
-        bytes += static_cast<char>(high << 4 | low);
+        if (high < 0 || low < 0) return std::nullopt;
+        text[i / 2 - 1] = static_cast<char>(high << 4 | low);
     }
-    return true;
+    return size / 2 - 1;
 }
 
 bool is_blank(char c) {

@@ -33,8 +33,9 @@ void add_printable(std::string_view text, std::string& out, bool keep_line_feeds
 // The size without an incomplete last character.
 std::size_t whole_characters(std::string_view text);
 
-// Decodes "0x" and two digits for every byte; false for other texts.
-bool bytes_of_hex(std::string_view text, std::string& bytes);
+// Decodes "0x" and two digits for every byte in place. Returns how many bytes there are; nothing for other
+// texts.
+std::optional<std::size_t> decode_hex(char* text, std::size_t size);
 
 bool is_blank(char c);
 std::string upper(std::string_view text); // ASCII only
