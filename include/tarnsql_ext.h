@@ -119,24 +119,24 @@ typedef struct TRNX_VALUE {
 
 /*
  * Runs a statement once for each row of values, like TRN_ExecBatch, for data that comes in rows, such as the
- * text of a CSV file: nothing is bound or copied to arrays first, since values may be anywhere in one block
- * of memory, with other bytes between them. A bound parameter set is neither used nor changed.
+ * text of a CSV file. Nothing is bound or copied into arrays first: the values may be anywhere in one block of
+ * memory, with other bytes between them. A bound parameter set is neither used nor changed.
  *
- * sql         as in TRN_ExecBatch; "? NAME" runs a prepared statement, as "? STC0" in the guide.
- * parameters  the number of the statement's parameters, 1 to 65,535.
+ * sql         the statement; "? NAME" runs a prepared statement.
+ * parameters  the number of its parameters, 1 to 65,535.
  * types       their API type codes (TRN_TYPE_*): 1 to 11, 13, 15, 23, 62 or 63, as in all batches. Texts and
- *             bytes may have any length; a number is in host byte order and has its type's size (1 byte for
- *             codes 1, 3 and 63).
- * rows        at least 1. As in TRN_ExecBatch, a request takes up to 65,535 rows; the call ends at the first
- *             request that the server refuses.
- * values      the rows behind each other, each of one value per parameter. A null is sent without bytes;
- *             its offset must still be inside the data.
- * data, size  the memory with the values. Nothing outside it is read. Null if size is 0.
+ *             bytes have any length; a number is in host byte order and has its type's size (1 byte for codes
+ *             1, 3 and 63).
+ * rows        at least 1. A request takes up to 65,535 rows; the call ends at the first request that the
+ *             server refuses, as in TRN_ExecBatch.
+ * values      parameters * rows values, row after row. A null has no bytes, but its offset must be inside the
+ *             data all the same, or at its end.
+ * data, size  the memory with the values, which is read only during the call. Null if size is 0.
  *
- * Returns what TRN_ExecBatch returns. Also -3, with nothing sent, for a null argument, a count out of range,
- * another type code, a value that is not inside the data or not of its type's size, a row of almost 4 GiB.
+ * Returns what TRN_ExecBatch returns. -3, with nothing sent, for a null argument, a count out of range,
+ * another type code, a value that is not inside the data or not of its type's size, or a row of almost 4 GiB.
  *
- * Wire: the messages of TRN_ExecBatch, with blocks of about 64 KiB.
+ * Wire: the messages of TRN_ExecBatch, with blocks of about 128 KiB.
  */
 TRN_API int32_t TRNX_ExecRows(TRN_HANDLE* handle, const char* sql, int32_t parameters, const int32_t* types,
                               int32_t rows, const TRNX_VALUE* values, const void* data, uint32_t size);

@@ -34,6 +34,14 @@ namespace Tarnsql
         }
     }
 
+    /// <summary>TRNX_VALUE: a value's place in the data of TRNX_ExecRows, and its length.</summary>
+    [StructLayout(LayoutKind.Sequential)]
+    public struct RowValue
+    {
+        public uint Offset;
+        public uint Length;
+    }
+
     /// <summary>The exported calls and the constants of the headers, under their own names.</summary>
     public static partial class Native
     {
@@ -299,6 +307,11 @@ namespace Tarnsql
 
         [DllImport(Library, CallingConvention = Convention)]
         public static extern int TRNX_SetReceiveTimeout(ConnectionHandle handle, int timeoutMs);
+
+        [DllImport(Library, CallingConvention = Convention)]
+        public static extern int TRNX_ExecRows(ConnectionHandle handle, byte[] sql, int parameters,
+                                               int[] types, int rows, RowValue[] values, byte[] data,
+                                               uint size);
 
         [DllImport(Library, CallingConvention = Convention)]
         public static extern int TRNX_Cancel(ConnectionHandle handle);

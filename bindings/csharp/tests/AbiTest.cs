@@ -75,7 +75,7 @@ internal sealed class AbiTest
 
     private static string Width(Type type)
     {
-        if (type == typeof(int)) return "4";
+        if (type == typeof(int) || type == typeof(uint)) return "4";
         return type == typeof(long) ? "8" : type == typeof(void) ? "v" : "p";
     }
 
