@@ -119,8 +119,8 @@ typedef struct TRNX_VALUE {
 
 /*
  * Runs a statement once for each row of values, like TRN_ExecBatch, for data that comes in rows, such as the
- * text of a CSV file. Nothing is bound or copied into arrays first: the values may be anywhere in one block of
- * memory, with other bytes between them. A bound parameter set is neither used nor changed.
+ * text of a CSV file. Nothing is bound or copied into arrays first: the values may be anywhere in one block
+ * of memory, with other bytes between them. A bound parameter set is neither used nor changed.
  *
  * sql         the statement; "? NAME" runs a prepared statement.
  * parameters  the number of its parameters, 1 to 65,535.

@@ -144,8 +144,7 @@ inline bool RowEncoder::stage_value(Staging& at, Parameter parameter, TRNX_VALUE
     const size_t size = value.length;
     const uint8_t* bytes = rows_.data + value.offset;
     if (!blocks_.reserve(at, size)) return false;
-    at.put_type(parameter.wire_type);
-    at.put_length(static_cast<uint32_t>(size));
+    at.put_head(parameter.wire_type, static_cast<uint32_t>(size));
     if (parameter.form == ValueForm::bytes)
         at.put_run(bytes, size, last_run_);
     else if (size == 8)
@@ -169,8 +168,7 @@ inline int32_t RowEncoder::stage_short_runs(Staging& at, const TRNX_VALUE* row) 
         const size_t size = row[i].length;
         const uint8_t* bytes = data + row[i].offset;
         if (size > short_run || bytes > last_run) break;
-        typed.put_type(parameters[i].wire_type);
-        typed.put_length(static_cast<uint32_t>(size));
+        typed.put_head(parameters[i].wire_type, static_cast<uint32_t>(size));
         typed.put_short_run(bytes, size);
     }
     at.to = typed.to;

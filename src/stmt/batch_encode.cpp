@@ -66,8 +66,10 @@ void BatchEncoder::put_row() noexcept {
 
 inline bool BatchEncoder::stage_empty(Staging& at, const ArrayColumn& column) noexcept {
     if (!blocks_.reserve(at, 0)) return false;
-    at.put_type(column.wire_type);
-    if (column.form != ValueForm::unknown) at.put_length(0);
+    if (column.form == ValueForm::unknown)
+        at.put_type_alone(column.wire_type);
+    else
+        at.put_head(column.wire_type, 0);
     return true;
 }
 
@@ -78,8 +80,7 @@ inline bool BatchEncoder::stage_number(Staging& at, ArrayColumn& column, int32_t
     column.element += sizeof(T);
     if (length <= 0) return stage_empty(at, column);
     if (!blocks_.reserve(at, sizeof(T))) return false;
-    at.put_type(column.wire_type);
-    at.put_length(sizeof(T) == 4 ? uint32_t{4} : static_cast<uint32_t>(length));
+    at.put_head(column.wire_type, sizeof(T) == 4 ? uint32_t{4} : static_cast<uint32_t>(length));
     at.put_number<T>(element);
     return true;
 }
@@ -87,8 +88,7 @@ inline bool BatchEncoder::stage_number(Staging& at, ArrayColumn& column, int32_t
 inline bool BatchEncoder::stage_run(Staging& at, const ArrayColumn& column, const uint8_t* bytes,
                                     size_t size) noexcept {
     if (!blocks_.reserve(at, size)) return false;
-    at.put_type(column.wire_type);
-    at.put_length(static_cast<uint32_t>(size));
+    at.put_head(column.wire_type, static_cast<uint32_t>(size));
     at.put_run(bytes, size, column.last_run);
     return true;
 }
@@ -130,8 +130,7 @@ inline ArrayColumn* BatchEncoder::stage_short_runs(Staging& at, int32_t row) noe
         const uint8_t* bytes = column->element + column->skip;
         if (size > short_run || bytes > column->last_run) break;
         column->element = bytes + size;
-        typed.put_type(column->wire_type);
-        typed.put_length(static_cast<uint32_t>(size));
+        typed.put_head(column->wire_type, static_cast<uint32_t>(size));
         typed.put_short_run(bytes, size);
     }
     at.to = typed.to;

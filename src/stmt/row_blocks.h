@@ -19,21 +19,22 @@ struct Staging {
     uint8_t *to, *end;
     size_t type_size; // of the wire type before a value: 1, or 0 for older servers
 
-    // The head of a value; there is room for it.
-    void put_type(uint16_t wire_type) noexcept {
+    // There is room for short_run bytes more. The head is stored as one number of eight bytes.
+    void put_head(uint16_t wire_type, uint32_t length) noexcept {
+        const uint64_t head = uint64_t{wire_type} << 56 | uint64_t{length} << 24;
+        store_wire(to, type_size == 1 ? head : head << 8);
+        to += type_size + sizeof length;
+    }
+    void put_type_alone(uint16_t wire_type) noexcept {
         *to = static_cast<uint8_t>(wire_type);
         to += type_size;
-    }
-    void put_length(uint32_t length) noexcept {
-        store_wire(to, length);
-        to += sizeof length;
     }
     template <class T> void put_number(const uint8_t* bytes) noexcept {
         store_wire(to, load<T>(bytes));
         to += sizeof(T);
     }
-    // There is room for short_run bytes more. A short run is copied together with the bytes after it, where
-    // those can be read: up to last_run, from which on fewer than short_run bytes can be.
+    // A short run is copied together with the bytes after it, where those can be read: up to last_run, from
+    // which on fewer than short_run bytes can be.
     void put_run(const uint8_t* bytes, size_t size, const uint8_t* last_run) noexcept {
         if (size <= short_run && bytes <= last_run) return put_short_run(bytes, size);
         std::memcpy(to, bytes, size);

@@ -12,9 +12,10 @@ A list is a file ROOM.txt of records like this one; lines that begin with "#" ar
     + what stands there instead; no such line leaves the lines out
     first: asan session            a preset and the tests of it that judge first; may be given again
 
-Every fault is judged by what "first" names, by the tests nearest to its room, and by the whole suite of the release preset but for
-the documentation's tests, until one of them kills it: a test fails, or does not end in time. A fault whose lines are not there exactly once is stale, and one that does
-not build is broken: both fail the run, as do more than 5 % of survivors. Results go to WORK_DIRECTORY/results.
+Every fault is judged by what "first" names, by the tests nearest to its room, and by the whole suite of the release preset but
+for the documentation's tests, until one of them kills it: a test fails, or does not end in time. A fault whose lines are not there
+exactly once is stale, and one that does not build is broken: both fail the run, as do more than 5 % of survivors. Results go to
+WORK_DIRECTORY/results.
 """
 import collections
 import os

@@ -120,8 +120,8 @@ class Terminal(TerminalTest):
 
     def test_a_copy_shows_its_progress_on_a_terminal_alone(self):
         file = self.folder / "people.csv"
-        file.write_text("id,surname\n" + "1,x\n" * 30000)
-        self.type(f"\\copy people FROM {file}\r", "%  10,000 rows", "rows/s", "left", "30,000 rows stored")
+        file.write_text("id,surname\n" + "1,x\n" * 120000)
+        self.type(f"\\copy people FROM {file}\r", "%  50,000 rows", "rows/s", "left", "120,000 rows stored")
         self.assertNotIn("%", self.run_shell("-c", f"\\copy people FROM {file}").stderr)
 
 

@@ -13,7 +13,7 @@ namespace tarnsh {
 
 namespace {
 
-constexpr std::size_t most_rows_of_any = 10'000;
+constexpr std::size_t most_values = 1 << 18, most_rows_of_any = 50'000;
 constexpr std::size_t longest_shown = 40;
 
 std::string insert_statement(const Target& target) {
@@ -48,17 +48,17 @@ bool reads_as_number(const std::string& text) {
 
 } // namespace
 
-// Each value takes at least one byte of the file, its delimiter.
 Batch::Batch(std::size_t columns)
-    : columns_(columns),
-      values_(columns * std::clamp<std::size_t>(most_bytes / columns, 1, most_rows_of_any)),
-      lines_(values_.size() / columns) {}
+    : columns_(columns), most_rows_(std::clamp<std::size_t>(most_values / columns, 1, most_rows_of_any)),
+      lines_(std::make_unique_for_overwrite<std::size_t[]>(most_rows_)),
+      values_(std::make_unique_for_overwrite<TRNX_VALUE[]>(columns * most_rows_ + spare_values)) {}
 
 Insert::Insert(Session& session, const Target& target) : session_(session), target_(target) {
     for (const Column& column : target.columns)
         types_.push_back(is_binary(column.type) ? TRN_TYPE_BYTES : TRN_TYPE_TEXT);
     check_call(session, TRN_Prepare2(session.handle(), insert_statement(target).c_str(), name_.data()));
-    TRN_ResetParams(session.handle()); // a set that the server described would be sent with the next statement
+    // A set that the server described would be sent with the next statement.
+    TRN_ResetParams(session.handle());
 }
 
 Insert::~Insert() {

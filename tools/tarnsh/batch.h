@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,16 +22,22 @@ struct Target {
 // Rows of values, which are in one text.
 class Batch {
   public:
-    static constexpr std::size_t most_bytes = 1 << 19; // of the file; its rows may fill it before
+    static constexpr std::size_t most_bytes = 1 << 21; // of the file; its rows may fill it before
+    static constexpr std::size_t spare_values = 8;     // that may be written after those of a row
 
     explicit Batch(std::size_t columns);
     std::size_t columns() const { return columns_; }
     std::size_t rows() const { return rows_; }
-    std::size_t most_rows() const { return lines_.size(); }
+    std::size_t most_rows() const { return most_rows_; }
     // The values of a row. Those of the row after the last may be written.
-    TRNX_VALUE* row(std::size_t row) { return values_.data() + row * columns_; }
-    // Call when the row after the last has all its values; line is where it begins in the file.
-    void end_row(std::size_t line) { lines_[rows_++] = line; }
+    TRNX_VALUE* row(std::size_t row) { return values_.get() + row * columns_; }
+    // Call when count rows after the last have all their values: the first begins in line first of the file,
+    // the others in the lines from next on.
+    void end_rows(std::size_t count, std::size_t first, std::size_t next) {
+        for (std::size_t i = 0; i < count; ++i)
+            lines_[rows_ + i] = i == 0 ? first : next + i - 1;
+        rows_ += count;
+    }
     std::size_t line(std::size_t row) const { return lines_[row]; }
     std::string_view value(std::size_t row, std::size_t column) const {
         const TRNX_VALUE& value = values_[row * columns_ + column];
@@ -41,9 +48,9 @@ class Batch {
     std::string_view text; // the values' offsets are in it
 
   private:
-    std::size_t columns_, rows_ = 0;
-    std::vector<TRNX_VALUE> values_;
-    std::vector<std::size_t> lines_;
+    std::size_t columns_, most_rows_, rows_ = 0;
+    std::unique_ptr<std::size_t[]> lines_;
+    std::unique_ptr<TRNX_VALUE[]> values_;
 };
 
 // The prepared statement; its destructor releases it.

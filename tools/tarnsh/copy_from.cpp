@@ -83,8 +83,7 @@ class Records {
         while (i > 0 || has_room()) {
             if (i == 0 && !reader_.begin_record()) return false;
             const std::size_t rows = batch.rows();
-            if (!any_binary_ && i < batch.columns())
-                i = null_text_.empty() ? take_bare<false>(batch, i) : take_bare<true>(batch, i);
+            if (!any_binary_ && i < batch.columns()) i = take_bare(batch, i);
             if (i > 0 || batch.rows() == rows) i = take_field(batch, i);
         }
         return true;
@@ -92,39 +91,63 @@ class Records {
 
   private:
     // Takes fields from i on, of this record and the following ones, as long as they are unquoted, read
-    // already, and as many as there are columns. Returns the index of the first field not taken. Most of a
-    // copy's time is spent here: the loop has a function of its own so that its variables stay in registers,
-    // and an empty null text is not compared.
-    template <bool has_null> [[gnu::noinline]] std::size_t take_bare(Batch& batch, std::size_t i) {
-        CsvReader::Marked at = reader_.marked();
+    // already, and as many as there are columns. Returns the index of the first field not taken.
+    std::size_t take_bare(Batch& batch, std::size_t i) {
+        const std::size_t count = batch.columns();
+        const CsvReader::Marked at = reader_.marked();
         const char* const text = reader_.kept_text().data();
         if (static_cast<std::size_t>(at.window - text) > longest_record) return i;
+        bool returns = false;
+        const std::size_t fields =
+            count_bare(at, count, count - i, batch.most_rows() - batch.rows(), returns);
+        if (fields == 0) return i;
+        TRNX_VALUE *const row = batch.row(batch.rows()), *const values = row + i,
+                          *const end = values + fields;
+        write_values(at, static_cast<std::uint32_t>(at.window - text), fields, values);
+        values->offset = static_cast<std::uint32_t>(at.from - text);
+        values->length = static_cast<std::uint32_t>(at.window + *at.next - at.from);
+        if (returns)
+            for (TRNX_VALUE* last = row + count - 1; last < end; last += count)
+                if (last->length > 0 && text[last->offset + last->length - 1] == '\r') --last->length;
+        if (!null_text_.empty())
+            for (TRNX_VALUE* value = values; value < end; ++value)
+                if (std::string_view(text + value->offset, value->length) == null_text_) value->length = 0;
+        const std::size_t rows = (i + fields) / count;
+        batch.end_rows(rows, reader_.line(), reader_.next_line());
+        reader_.pass(fields, rows);
+        return (i + fields) % count;
+    }
+
+    // Counts the fields that end in the marks expected of rows of count fields, the first of which has left
+    // fields more. Tells whether a row may end in a carriage return.
+    std::size_t count_bare(const CsvReader::Marked& at, std::size_t count, std::size_t left, std::size_t rows,
+                           bool& returns) const {
         const char delimiter = reader_.marks().delimiter;
-        const std::size_t count = batch.columns(), most_rows = batch.most_rows();
-        std::size_t row = batch.rows();
-        std::size_t left = count - i; // fields up to the end of the row
-        TRNX_VALUE* value = batch.row(row) + i;
-        const auto take = [&](const char* end, std::size_t size) {
-            if (has_null && std::string_view(at.from, size) == null_text_) size = 0;
-            *value++ = {static_cast<std::uint32_t>(at.from - text), static_cast<std::uint32_t>(size)};
-            at.from = end + 1;
-            ++at.next;
-        };
-        while (row < most_rows && static_cast<std::size_t>(at.end - at.next) >= left) {
-            for (; left > 1; --left) {
-                const char* const end = at.window + *at.next;
-                if (*end != delimiter) break;
-                take(end, static_cast<std::size_t>(end - at.from));
-            }
-            const char* const end = at.window + *at.next;
-            if (left > 1 || *end != '\n') break;
-            const bool returns = end != at.from && end[-1] == '\r';
-            take(end, static_cast<std::size_t>(end - at.from) - (returns ? 1 : 0));
-            left = count;
-            ++row;
+        const std::uint16_t* next = at.next;
+        for (; rows > 0 && static_cast<std::size_t>(at.end - next) >= left; left = count, --rows) {
+            const std::uint16_t* const last = next + left - 1;
+            while (next < last && at.window[*next] == delimiter)
+                ++next;
+            const char* const end = at.window + *next;
+            if (next < last || *end != '\n') break;
+            returns |= end > at.from && end[-1] == '\r';
+            ++next;
         }
-        reader_.pass(at, row - batch.rows(), [&](std::size_t line) { batch.end_row(line); });
-        return count - left;
+        return static_cast<std::size_t>(next - at.next);
+    }
+
+    // The values between the marks; the first is only right if the mark before it ends its predecessor. As
+    // many are written at once as the compiler takes together.
+    static void write_values(const CsvReader::Marked& at, std::uint32_t window, std::size_t fields,
+                             TRNX_VALUE* values) {
+        constexpr std::size_t step = Batch::spare_values;
+        for (std::size_t begin = 0; begin < fields; begin += step) {
+            const std::uint16_t* const ends = at.next + begin;
+            for (std::size_t i = 0; i < step; ++i) {
+                const std::uint16_t previous = ends[i - 1], end = ends[i];
+                values[begin + i] = {window + previous + 1U, static_cast<std::uint16_t>(end - previous - 1)};
+            }
+        }
     }
 
     // Takes any field of the row. Returns the index of the next one.
@@ -139,7 +162,7 @@ class Records {
         if (i != count)
             reader_.refuse(fmt::format("{} for {}", counted(static_cast<std::int64_t>(i), "field"),
                                        counted(static_cast<std::int64_t>(count), "column")));
-        batch.end_row(reader_.line());
+        batch.end_rows(1, reader_.line(), 0);
         return 0;
     }
 

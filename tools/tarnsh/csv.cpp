@@ -19,7 +19,7 @@ namespace tarnsh {
 
 namespace {
 
-constexpr std::size_t read_size = 1 << 19, window_size = 1 << 14, block_size = 64, cache_line = 64;
+constexpr std::size_t read_size = 1 << 21, window_size = 1 << 14, block_size = 64, cache_line = 64;
 
 // One bit for each byte of a block that is a mark.
 [[gnu::always_inline]] inline std::uint64_t mask_of(const char* block, CsvMarks marks) {
@@ -128,7 +128,7 @@ void add_csv_field(std::string_view text, std::string_view null_text, CsvMarks m
 
 CsvReader::CsvReader(std::unique_ptr<CsvSource> source, CsvMarks marks)
     : source_(std::move(source)), marks_(marks), buffer_(cache_line + read_size + block_size),
-      places_(window_size + block_size), next_mark_(places_.data()), marks_end_(next_mark_) {}
+      places_(1 + window_size + block_size), next_mark_(places_.data() + 1), marks_end_(next_mark_) {}
 
 void CsvReader::refuse(std::string_view reason) const {
     fail(exit_shell, fmt::format("{}, line {}: {}", name(), record_line_, reason));
@@ -157,8 +157,8 @@ bool CsvReader::find_mark() {
     while (next_mark_ == marks_end_) {
         if (scanned_ == size_ && !more()) return false;
         const std::size_t size = std::min(window_size, size_ - scanned_);
-        marks_end_ = write_marks(buffer_.data() + scanned_, size, marks_, places_.data());
-        next_mark_ = places_.data();
+        marks_end_ = write_marks(buffer_.data() + scanned_, size, marks_, places_.data() + 1);
+        next_mark_ = places_.data() + 1;
         window_ = std::exchange(scanned_, scanned_ + size);
     }
     return true;

@@ -77,18 +77,18 @@ class CsvReader {
         return scanned_ == size_ && static_cast<std::size_t>(marks_end_ - next_mark_) < fields;
     }
     // The fast path for unquoted fields: where the next field begins, and the marks after it that are known,
-    // as offsets in a window. pass() takes how far the caller came and over how many records, and tells the
-    // lines where they began.
+    // as offsets in a window. The offset before them and those behind them can be read, but may mean nothing.
+    // pass() skips the fields and records that the caller took.
     struct Marked {
         const char *window, *from;
         const std::uint16_t *next, *end;
     };
     Marked marked() const { return {buffer_.data() + window_, buffer_.data() + at_, next_mark_, marks_end_}; }
-    template <typename Tell> void pass(const Marked& marked, std::size_t records, Tell tell) {
-        at_ = static_cast<std::size_t>(marked.from - buffer_.data());
-        next_mark_ = marked.next;
-        for (; records > 0; --records, record_line_ = ++line_)
-            tell(record_line_);
+    void pass(std::size_t fields, std::size_t records) {
+        next_mark_ += fields;
+        at_ = window_ + next_mark_[-1] + 1U;
+        line_ += records;
+        if (records > 0) record_line_ = line_;
     }
     CsvMarks marks() const { return marks_; }
     CsvField next_field();
@@ -96,6 +96,7 @@ class CsvReader {
     [[noreturn]] void refuse(std::string_view reason) const;
     std::string name() const { return source_->name(); }
     std::size_t line() const { return record_line_; }           // where the record began, from 1
+    std::size_t next_line() const { return line_ + 1; }         // after the one that is read
     std::size_t bytes() const { return read_ - (size_ - at_); } // consumed so far
 
   private:
