@@ -50,8 +50,8 @@ check "indentation of CMake" cmake-lint --suppress-decorations --line-width 140 
     --disabled-codes C0102 C0103 C0111 C0112 C0113 C0301 C0305 E1120 E1122 E1126 R0912 R0915 W0105 W0106 -- "${cmake[@]}"
 if [ "${1:-}" != --fast ]; then
     cmake --preset release >/dev/null
-    mkdir -p build/lint # without the flags that only g++ has
-    sed -E 's/ -f(no-if-conversion2?|vect-cost-model=[a-z]+)//g' build/release/compile_commands.json >build/lint/compile_commands.json
+    mkdir -p build/lint # without the flags that only g++ has, and its precompiled headers
+    sed -E 's/ -f(no-if-conversion2?|vect-cost-model=[a-z]+)| -Winvalid-pch| -include [^ ]*cmake_pch.hxx//g' build/release/compile_commands.json >build/lint/compile_commands.json
     # shellcheck disable=SC2317 # "check" calls it
     tidy() {
         run-clang-tidy-16 -quiet -clang-tidy-binary clang-tidy-16 -p build/lint -j "$(nproc)" \
