@@ -20,7 +20,7 @@ struct Scratch {
 enum Kinds {
     connection,
     result,
-    both
+    either
 };
 
 struct ExportedCall {
@@ -35,16 +35,16 @@ const ExportedCall calls[] = {
     {"CloseConn", connection, -1, -3, [](auto h, auto&) { return TRN_CloseConn(h); }},
     {"GetLastInsertId", connection, -3, -3, [](auto h, auto& s) { return TRN_GetLastInsertId(h, s.text); }},
     {"GetFunReturnType", connection, -3, -3, [](auto h, auto& s) { return TRN_GetFunReturnType(h, &s.a); }},
-    {"GetError", both, 0, 0, [](auto h, auto& s) { return TRN_GetError(h, s.text, &s.a); }},
-    {"GetErrorLen", both, 0, 0, [](auto h, auto&) { return TRN_GetErrorLen(h); }},
-    {"GetErrorInfo", both, 0, 0, [](auto h, auto& s) { return TRN_GetErrorInfo(h, s.text, s.other); }},
+    {"GetError", either, 0, 0, [](auto h, auto& s) { return TRN_GetError(h, s.text, &s.a); }},
+    {"GetErrorLen", either, 0, 0, [](auto h, auto&) { return TRN_GetErrorLen(h); }},
+    {"GetErrorInfo", either, 0, 0, [](auto h, auto& s) { return TRN_GetErrorInfo(h, s.text, s.other); }},
     {"Execute_no_query", connection, -3, -3, [](auto h, auto&) { return TRN_Execute_no_query(h, "x"); }},
     {"Execute_query_with_one", connection, -3, -3,
      [](auto h, auto& s) { return TRN_Execute_query_with_one(h, "x", s.text, &s.word); }},
     {"ExecwithDataReader", connection, -3, -3,
      [](auto h, auto& s) { return TRN_ExecwithDataReader(h, "x", &s.out, &s.a, &s.wide, &s.b); }},
     {"ReconnectConn", connection, -3, -3, [](auto h, auto&) { return TRN_ReconnectConn(h); }},
-    {"GetAttr", both, -3, -3, [](auto h, auto& s) { return TRN_GetAttr(h, 3, s.text, 64, &s.a, &s.b); }},
+    {"GetAttr", either, -3, -3, [](auto h, auto& s) { return TRN_GetAttr(h, 3, s.text, 64, &s.a, &s.b); }},
     {"SetAttr", connection, -3, 0, [](auto h, auto& s) { return TRN_SetAttr(h, 11, s.text); }},
     {"Execute_procesure", connection, -3, -3, [](auto h, auto& s) { return TRN_Execute_procesure(h, "x", s.text); }},
     {"ExecwithServerCursorReader", connection, -3, -3,

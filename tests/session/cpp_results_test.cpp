@@ -8,7 +8,6 @@
 
 namespace {
 
-const std::vector<Column> one_integer{{"n", TRN_WIRE_INTEGER}};
 
 struct CppSession {
     explicit CppSession(const std::string& reply)

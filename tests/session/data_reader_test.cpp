@@ -6,7 +6,6 @@
 
 namespace {
 
-const std::vector<Column> one_integer{{"n", TRN_WIRE_INTEGER}};
 
 std::string numbers(int count) {
     std::vector<std::string> rows;

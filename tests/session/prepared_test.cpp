@@ -11,7 +11,7 @@ const std::string two_rows = columns + row({integer(4)}) + row({integer(5)});
 const std::string no_default =
     "[EC023]Error Execute without a default prepare ,or you can TRN_Execute2 with a "
     "prepare_name value\n";
-const std::string unbound = "[EC059]Error params need values-bind, here params without bindparams-byname or "
+const std::string without_values = "[EC059]Error params need values-bind, here params without bindparams-byname or "
                             "bindparams-bypos  \n";
 
 /* What a prepare tells of a statement's parameters: name, position, type and size of each. */
@@ -144,7 +144,7 @@ TEST(described_set, without_values_is_refused_by_name_and_sent_by_default) {
     for (char* name : {static_cast<char*>(nullptr), cursor}) {
         TRN_HANDLE result = cursor;
         EXPECT_EQ(TRN_Execute2(session.handle(), "STC1", name, &result), -59);
-        EXPECT_EQ(error_text(session.connection.handle), unbound);
+        EXPECT_EQ(error_text(session.connection.handle), without_values);
         EXPECT_EQ(result, cursor);
     }
     EXPECT_STREQ(cursor, "untouched");

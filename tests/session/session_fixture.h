@@ -33,6 +33,7 @@ class OnlyOver {
     Channel before_;
 };
 
+inline const std::vector<Column> one_integer{{"n", TRN_WIRE_INTEGER}};
 inline const std::string account = "db=D;user=U;pwd=P", K = end_of_reply;
 constexpr auto U = update_count, D = delete_count;
 constexpr auto I = inserted, E = server_error, F = fatal_error, W = warning, M = notice;

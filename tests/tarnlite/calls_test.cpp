@@ -13,7 +13,7 @@ using namespace std::string_literals;
 
 namespace {
 
-constexpr const char* endless =
+constexpr const char* rows_without_end =
     "with recursive n(i) as (select 1 union all select i + 1 from n) select i from n";
 
 std::string shown_value(std::uint32_t wire_type, const std::string& value) {
@@ -93,7 +93,7 @@ TEST_F(tarnlite_calls, a_cursor_gives_its_rows_in_parts_while_its_session_writes
     EXPECT_EQ(run("DECLARE d CURSOR FOR select a from t where a > ? ", 1, entry(30, "2")), "A 5");
     EXPECT_EQ(run("OPEN d ;"), "");
     EXPECT_EQ(run("FETCH 1 FROM d "), "A 5 [3]");
-    EXPECT_EQ(run("DECLARE e CURSOR FOR "s + endless), "A 30");
+    EXPECT_EQ(run("DECLARE e CURSOR FOR "s + rows_without_end), "A 30");
     EXPECT_EQ(run("OPEN e ;"), "");
     EXPECT_EQ(run("FETCH 2 FROM e "), "A 6 [1] [2]");
 }

@@ -17,9 +17,6 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-constexpr const char* endless =
-    "with recursive n(i) as (select 1 union all select 2 from n) select max(i) from n";
-
 class tarnlite_limits : public testing::Test {
   protected:
     tarnlite_limits() { settings_.port = 0; }

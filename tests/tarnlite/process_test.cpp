@@ -18,8 +18,6 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-constexpr const char* endless =
-    "with recursive n(i) as (select 1 union all select 2 from n) select max(i) from n";
 // One call of a function, which SQLite cannot interrupt.
 constexpr const char* deaf = "select instr(cast(printf('%.*c', 40000000, 'a') as blob), "
                              "cast(printf('%.*c', 20000000, 'a') || 'b' as blob))";

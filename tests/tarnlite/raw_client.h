@@ -11,6 +11,9 @@
 #include <string_view>
 #include <vector>
 
+inline constexpr const char* endless =
+    "with recursive n(i) as (select 1 union all select 2 from n) select max(i) from n";
+
 struct Item {
     char letter = 0;
     std::string text;                           // of I, E, W and M; the value of P and O
