@@ -355,7 +355,7 @@ std::vector<std::string> recounted(const std::string& bytes, std::size_t offset)
     for (std::size_t i = offset; i < offset + 4; ++i)
         number = number << 8 | static_cast<unsigned char>(bytes[i]);
     for (const std::uint32_t other : {0u, number + 1, 0xFFFFFFFFu, 0xFFFFFFFEu, 0x7FFFFFFFu, 0x80000000u})
-        all.push_back(std::string(bytes).replace(offset, 4, be32(other)));
+        if (other != number) all.push_back(std::string(bytes).replace(offset, 4, be32(other)));
     return all;
 }
 
