@@ -19,10 +19,23 @@ internal static class Check
 
     internal static void Equal(object expected, object actual, string what = "")
     {
-        bool same = expected is IEnumerable && !(expected is string) && actual is IEnumerable
-            ? StructuralComparisons.StructuralEqualityComparer.Equals(expected, actual)
-            : Equals(expected, actual);
+        bool same;
+        if (expected is byte[] && actual is byte[])
+            same = Same((byte[])expected, (byte[])actual);
+        else if (expected is IEnumerable && !(expected is string) && actual is IEnumerable)
+            same = StructuralComparisons.StructuralEqualityComparer.Equals(expected, actual);
+        else
+            same = Equals(expected, actual);
         if (!same) throw new Failure(what + " expected " + Shown(expected) + ", was " + Shown(actual));
+    }
+
+    // Millions of bytes are not compared as objects.
+    private static bool Same(byte[] expected, byte[] actual)
+    {
+        if (expected.Length != actual.Length) return false;
+        for (int i = 0; i < expected.Length; ++i)
+            if (expected[i] != actual[i]) return false;
+        return true;
     }
 
     internal static void True(bool holds, string what)
