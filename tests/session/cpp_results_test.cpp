@@ -8,7 +8,6 @@
 
 namespace {
 
-
 struct CppSession {
     explicit CppSession(const std::string& reply)
         : server(logged_in(std::vector<Exchange>{{"q", reply}})), db(connection_string(server.port())) {}
