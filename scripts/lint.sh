@@ -51,7 +51,8 @@ check "indentation of CMake" cmake-lint --suppress-decorations --line-width 140 
 if [ "${1:-}" != --fast ]; then
     cmake --preset release >/dev/null
     mkdir -p build/lint # without the flags that only g++ has, and its precompiled headers
-    sed -E 's/ -f(no-if-conversion2?|vect-cost-model=[a-z]+)| -Winvalid-pch| -include [^ ]*cmake_pch.hxx//g' build/release/compile_commands.json >build/lint/compile_commands.json
+    sed -E 's/ -f(no-if-conversion2?|vect-cost-model=[a-z]+)| -Winvalid-pch| -include [^ ]*cmake_pch.hxx//g' \
+        build/release/compile_commands.json >build/lint/compile_commands.json
     # shellcheck disable=SC2317 # "check" calls it
     tidy() {
         run-clang-tidy-16 -quiet -clang-tidy-binary clang-tidy-16 -p build/lint -j "$(nproc)" \

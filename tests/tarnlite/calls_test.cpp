@@ -49,28 +49,29 @@ class tarnlite_calls : public testing::Test {
   protected:
     tarnlite_calls() { client_.log_in(); }
 
-    static tarnlite::Settings on_any_port() {
-        tarnlite::Settings settings;
-        settings.port = 0;
-        return settings;
-    }
     std::string run(const std::string& text) { return shown(client_.run(text)); }
     std::string run(std::string_view text, std::size_t parameters, const std::string& entries) {
         client_.send(command(text, parameters) + entries);
         return shown(client_.receive_reply());
     }
 
-    tarnlite::Server server_{on_any_port()};
+    struct Answered {
+        const char* text;
+        std::string reply;
+    };
+    void expect(std::initializer_list<Answered> all) {
+        for (const Answered& each : all)
+            EXPECT_EQ(run(each.text), each.reply) << each.text;
+    }
+
+    tarnlite::Server server_{{.port = 0}};
     RawClient client_{server_.port()};
 };
 
 } // namespace
 
 TEST_F(tarnlite_calls, a_cursor_gives_its_rows_in_parts_while_its_session_writes) {
-    const struct {
-        const char* text;
-        const char* reply;
-    } cases[] = {
+    expect({
         {"create table t(a int, b varchar(5)); insert into t values(1, 'x'), (2, 'y'), (3, null)", "I 3"},
         {"DECLARE c CURSOR FOR select a, b, a + 1 from t order by a ", "A 5,30,30"},
         {"OPEN c ;", ""},
@@ -87,9 +88,7 @@ TEST_F(tarnlite_calls, a_cursor_gives_its_rows_in_parts_while_its_session_writes
         {"FETCH 9  FROM stc0_CUR ", "A 5 [4]"},
         {"CLOSE c ", ""},
         {"DECLARE c CURSOR FOR select 1", "A 30"},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(run(c.text), c.reply) << c.text;
+    });
     EXPECT_EQ(run("DECLARE d CURSOR FOR select a from t where a > ? ", 1, entry(30, "2")), "A 5");
     EXPECT_EQ(run("OPEN d ;"), "");
     EXPECT_EQ(run("FETCH 1 FROM d "), "A 5 [3]");
@@ -100,10 +99,7 @@ TEST_F(tarnlite_calls, a_cursor_gives_its_rows_in_parts_while_its_session_writes
 
 TEST_F(tarnlite_calls, cursors_in_the_wrong_state_are_refused) {
     run("create table t(a tinyint); insert into t values(1), (300)");
-    const struct {
-        const char* text;
-        const char* reply;
-    } cases[] = {
+    expect({
         {"OPEN c ;", "E there is no cursor 'C'"},
         {"FETCH 1  FROM c ", "E there is no cursor 'C'"},
         {"CLOSE c ", "E there is no cursor 'C'"},
@@ -120,9 +116,7 @@ TEST_F(tarnlite_calls, cursors_in_the_wrong_state_are_refused) {
         {"FETCH 9  FROM c ", "A 3 [1]; E column a: 300 cannot be converted to TINYINT"},
         {"FETCH 9  FROM c ", "E the cursor 'C' is not open"},
         {"CLOSE c ", ""},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(run(c.text), c.reply) << c.text;
+    });
     for (std::size_t i = 0; i < tarnlite::Cursors::most_cursors; ++i)
         ASSERT_EQ(run(fmt::format("DECLARE c{} CURSOR FOR select 1", i)), "A 30");
     EXPECT_EQ(run("DECLARE c CURSOR FOR select 1"), "E there are already 256 cursors");
@@ -160,10 +154,7 @@ TEST_F(tarnlite_calls, outputs_go_to_the_entries_that_ask_for_them) {
 }
 
 TEST_F(tarnlite_calls, calls_without_parameters_get_every_output) {
-    const struct {
-        const char* text;
-        std::string reply;
-    } cases[] = {
+    expect({
         {"exec divide(-(-42), '7', null)", "P 0:6:6; P 2:6:0; O 2:T"},
         {"exec divide(42, 0, null)", "P 0:6:; P 2:6:; O 2:"},
         {"exec greet('you, (there)')", "P 0:30:Hello, you, (there)"},
@@ -182,9 +173,7 @@ TEST_F(tarnlite_calls, calls_without_parameters_get_every_output) {
         {"exec add(1, ? + 1, 0)", "E '? + 1': a parameter must be an argument of its own"},
         {"exec add(1, ?, 0)", "E parameter 1 has no value"},
         {"exec nobody(1)", "E there is no procedure 'NOBODY'"},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(run(c.text), c.reply) << c.text;
+    });
     const auto items = client_.run("exec every_type(0,0,0,0,0,0,0,0,0,0,0,0,0,0,0)");
     std::string types;
     std::string values;

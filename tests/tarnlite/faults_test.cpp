@@ -15,8 +15,7 @@ namespace {
 class tarnlite_faults : public testing::TestWithParam<bool> {
   protected:
     static tarnlite::Settings with(std::initializer_list<const char*> faults) {
-        tarnlite::Settings settings;
-        settings.port = 0;
+        tarnlite::Settings settings{.port = 0};
         for (const char* fault : faults)
             add_fault(settings.faults, fault);
         return settings;

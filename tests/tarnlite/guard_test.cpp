@@ -17,7 +17,6 @@ class tarnlite_guard : public testing::Test {
     tarnlite_guard() {
         const tarnlite::Database made = tarnlite::open_database(secret_);
         tarnlite::execute(made.get(), "create table t(a); insert into t values('secret')");
-        settings_.port = 0;
     }
     // The statement with the place of the secret file for each "@", and of one that is not there for each
     // "#".
@@ -33,7 +32,7 @@ class tarnlite_guard : public testing::Test {
     Folder folder_;
     const std::string secret_ = folder_ / "secret.db";
     const std::string new_ = folder_ / "new.db";
-    tarnlite::Settings settings_;
+    tarnlite::Settings settings_{.port = 0};
 };
 
 struct Refused {

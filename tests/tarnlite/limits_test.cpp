@@ -19,7 +19,6 @@ namespace {
 
 class tarnlite_limits : public testing::Test {
   protected:
-    tarnlite_limits() { settings_.port = 0; }
     std::uint16_t port() {
         if (!server_) server_.emplace(settings_);
         return server_->port();
@@ -35,7 +34,7 @@ class tarnlite_limits : public testing::Test {
         EXPECT_EQ(items.back().text, text);
     }
 
-    tarnlite::Settings settings_;
+    tarnlite::Settings settings_{.port = 0};
     std::optional<tarnlite::Server> server_;
 };
 

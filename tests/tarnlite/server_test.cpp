@@ -13,15 +13,9 @@ using namespace std::string_literals;
 
 namespace {
 
-tarnlite::Settings on_any_port() {
-    tarnlite::Settings settings;
-    settings.port = 0;
-    return settings;
-}
-
 class tarnlite_server : public testing::Test {
   protected:
-    tarnlite::Server server_{on_any_port()};
+    tarnlite::Server server_{{.port = 0}};
 };
 
 } // namespace
@@ -67,7 +61,7 @@ TEST(tarnlite_login_answer, logins_that_are_not_admitted_are_refused_with_a_reas
         {false, true, false, "~ssl~", false},
     };
     for (const auto& c : cases) {
-        tarnlite::Settings settings = on_any_port();
+        tarnlite::Settings settings{.port = 0};
         settings.credentials = tarnlite::Credentials{"ada", "right"};
         settings.require_ssl = c.require_ssl;
         settings.refuse_ssl = c.refuse_ssl;

@@ -102,19 +102,14 @@ TEST(number_text, leading_numbers_are_read_as_the_runtime_reads_them) {
 }
 
 TEST(number_text, whole_numbers_outside_32_bits_give_the_nearest_end) {
+    // clang-format off
     const std::pair<std::string, int32_t> cases[] = {
-        {"3000000000", INT32_MAX},
-        {"2147483647", INT32_MAX},
-        {"2147483648.9", INT32_MAX},
-        {"-2147483648", INT32_MIN},
-        {"-2147483649", INT32_MIN},
-        {" +9999999999999999999999x", INT32_MAX},
-        {"-1" + std::string(400, '0'), INT32_MIN},
-        {"4294967296", INT32_MAX},
-        {"-42.75", -42},
-        {"1e9", 1},
+        {"3000000000", INT32_MAX}, {"2147483647", INT32_MAX}, {"2147483648.9", INT32_MAX},
+        {"-2147483648", INT32_MIN}, {"-2147483649", INT32_MIN}, {" +9999999999999999999999x", INT32_MAX},
+        {"-1" + std::string(400, '0'), INT32_MIN}, {"4294967296", INT32_MAX}, {"-42.75", -42}, {"1e9", 1},
         {"x", 0},
     };
+    // clang-format on
     for (const auto& [text, value] : cases)
         EXPECT_EQ(nearest_int32(text), value) << text;
 }
@@ -122,41 +117,18 @@ TEST(number_text, whole_numbers_outside_32_bits_give_the_nearest_end) {
 // What is too large and what too small shows only when the exponent is added to the place of the first digit.
 TEST(number_text, doubles_out_of_range_are_infinite_or_zero_as_the_runtime_has_it) {
     const std::string ones(400, '1'), zeros(400, '0'), huge = "9999999999999999999999";
+    // clang-format off
     const std::string texts[] = {
-        ones,
-        ones + "e-5",
-        ones + "e-92",
-        ones + "e-91",
-        ones.substr(0, 320) + "e-300",
-        ones + "e-724",
-        ones + "e-800",
-        ones + "." + ones + "e-90",
-        ones + "E+5",
-        zeros + "1",
-        zeros + "1e309",
-        zeros + "." + zeros + "1",
-        "0." + zeros + "1e400",
-        "0." + zeros + "1e720",
-        "0." + zeros + "1e710",
-        "." + zeros + ones + "e+709",
-        "0." + zeros + "1e-1",
-        "1" + zeros + "e-" + huge,
-        "0." + zeros + "1e" + huge,
-        "1e-" + huge,
-        "1e+" + huge,
-        "0e" + huge,
-        zeros + "." + zeros + "e" + huge,
-        "1" + zeros + "e-400",
-        "0." + zeros + "1e401",
-        "1e308",
-        "9.9e308",
-        "1e-323",
-        "1e-324",
-        "2.4703282292062327e-324",
-        "2.4703282292062328e-324",
-        "1.7976931348623158e308",
+        ones, ones + "e-5", ones + "e-92", ones + "e-91", ones.substr(0, 320) + "e-300", ones + "e-724",
+        ones + "e-800", ones + "." + ones + "e-90", ones + "E+5", zeros + "1", zeros + "1e309",
+        zeros + "." + zeros + "1", "0." + zeros + "1e400", "0." + zeros + "1e720", "0." + zeros + "1e710",
+        "." + zeros + ones + "e+709", "0." + zeros + "1e-1", "1" + zeros + "e-" + huge,
+        "0." + zeros + "1e" + huge, "1e-" + huge, "1e+" + huge, "0e" + huge,
+        zeros + "." + zeros + "e" + huge, "1" + zeros + "e-400", "0." + zeros + "1e401", "1e308", "9.9e308",
+        "1e-323", "1e-324", "2.4703282292062327e-324", "2.4703282292062328e-324", "1.7976931348623158e308",
         "2.2250738585072011e-308",
     };
+    // clang-format on
     for (const std::string& text : texts)
         for (const std::string& signed_text : {text, "-" + text, " +" + text + "x"}) {
             const double expected = std::strtod(signed_text.c_str(), nullptr);

@@ -56,18 +56,11 @@ class row_store : public testing::Test {
         EXPECT_FALSE(next_row(cursor));
         EXPECT_FALSE(next_row(cursor));
     }
-    size_t bytes_in_blocks() const {
-        size_t size = 0;
-        for (const RowBlock* block = rows_.first; block; block = block->next)
+    std::pair<size_t, size_t> blocks_and_bytes() const {
+        size_t count = 0, size = 0;
+        for (const RowBlock* block = rows_.first; block; block = block->next, ++count)
             size += block->size;
-        return size;
-    }
-
-    size_t blocks() const {
-        size_t count = 0;
-        for (const RowBlock* block = rows_.first; block; block = block->next)
-            ++count;
-        return count;
+        return {count, size};
     }
 
     RowStore rows_{};
@@ -116,23 +109,24 @@ TEST_F(row_store, takes_one_block_for_a_small_result_and_few_for_a_large_one) {
     const std::vector<std::string> run(600, row_of(99));
     for (int i = 0; i < 200; ++i)
         add_short_rows(run);
-    EXPECT_EQ(bytes_in_blocks(), 13u + 200 * 600 * 100);
-    EXPECT_LT(blocks(), 25u);
+    const auto [blocks, bytes] = blocks_and_bytes();
+    EXPECT_EQ(bytes, 13u + 200 * 600 * 100);
+    EXPECT_LT(blocks, 25u);
     expect_all();
 }
 
 TEST_F(row_store, releases_what_lies_in_front_of_the_rows_being_read) {
     for (int i = 0; i < 40000; ++i)
         add_row(std::string(100, 'x'));
-    const size_t whole = bytes_in_blocks();
+    const size_t whole = blocks_and_bytes().second;
     RowCursor cursor = first_row(rows_);
     for (int i = 0; i < 30000; ++i) {
         if (cursor.next == cursor.end) release_rows_before(rows_, cursor.block);
         ASSERT_TRUE(next_row(cursor));
     }
-    EXPECT_LT(bytes_in_blocks(), whole / 2);
+    EXPECT_LT(blocks_and_bytes().second, whole / 2);
     release_rows_before(rows_, nullptr);
-    EXPECT_EQ(bytes_in_blocks(), 0u);
+    EXPECT_EQ(blocks_and_bytes().second, 0u);
 }
 
 TEST_F(row_store, takes_memory_for_a_large_row_as_its_bytes_arrive) {
