@@ -6,7 +6,6 @@
 
 namespace {
 
-
 std::string numbers(int count) {
     std::vector<std::string> rows;
     for (int i = 0; i < count; ++i)

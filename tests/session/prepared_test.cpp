@@ -11,8 +11,9 @@ const std::string two_rows = columns + row({integer(4)}) + row({integer(5)});
 const std::string no_default =
     "[EC023]Error Execute without a default prepare ,or you can TRN_Execute2 with a "
     "prepare_name value\n";
-const std::string without_values = "[EC059]Error params need values-bind, here params without bindparams-byname or "
-                            "bindparams-bypos  \n";
+const std::string without_values =
+    "[EC059]Error params need values-bind, here params without bindparams-byname or "
+    "bindparams-bypos  \n";
 
 /* What a prepare tells of a statement's parameters: name, position, type and size of each. */
 std::string description(const std::vector<std::pair<std::string, std::int32_t>>& parameters) {
