@@ -9,5 +9,5 @@ cd "$(dirname "$0")/.."
 need_packages $build_packages libgtest-dev libssl-dev unicode-data python3 python3-pexpect ccache
 
 export CMAKE_CXX_COMPILER_LAUNCHER=ccache CMAKE_C_COMPILER_LAUNCHER=ccache
-export CCACHE_NOHASHDIR=1 CCACHE_BASEDIR=$PWD/build/mutants/tree
+export CCACHE_NOHASHDIR=1 CCACHE_BASEDIR=$PWD/build/mutants/tree CCACHE_SLOPPINESS=pch_defines,time_macros
 exec nice -n 10 python3 tests/mutants/mutate.py . build/mutants "$@"
