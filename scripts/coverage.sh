@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Measures how much of the driver's code the suites run; fails below 95 % of lines or 85 % of branches, or when a branch of the
-# receive buffer, the row pool or the row directory is not run. The report by file and line is in build/coverage/report.
+# receive buffer or the row store is not run. The report by file and line is in build/coverage/report.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -17,4 +17,4 @@ measure() {
         --print-summary "$@"
 }
 measure --filter src/ --html-details build/coverage/report/index.html --fail-under-line 95 --fail-under-branch 85
-measure --filter 'src/wire/receive' --filter 'src/result/row_(pool|directory)' --fail-under-branch 100
+measure --filter 'src/wire/receive' --filter 'src/reply/row_store' --fail-under-branch 100
