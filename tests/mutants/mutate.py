@@ -43,6 +43,7 @@ QUICK_PROGRAM = "tests/session/session_test"
 # The programs to build for tests whose names hold such a word.
 PROGRAMS = {
     "session": ["session_test", "inner_session_test", "transfer_test", "buffer_ends_test"],
+    "buffer_ends": ["buffer_ends_test"],
     "unit": ["unit_test"],
     "bignum": ["crypto_bignum_test"],
     "secrets": ["secrets_test"],

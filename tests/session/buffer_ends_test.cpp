@@ -4,6 +4,7 @@
  */
 #include "guarded.h"
 #include "parameter_wire.h"
+#include "tarnsql_ext.h"
 
 #include "base/short_copy.h"
 #include "reply/rows.h"
@@ -275,6 +276,71 @@ TEST(buffer_ends, of_the_chunks_of_a_large_object) {
                 }
             TRN_Distroy_Lob(&lob);
         }
+}
+
+/* The second row of a batch: the first one travels as entries. */
+std::string batch_of_nulls_and(const std::string& entries, std::int32_t parameters, const std::string& row) {
+    return request("q", 2 << 16 | parameters, entries) + wire_text(row);
+}
+
+/* Short values at the very end of an array and of the rows' memory, for servers of both kinds. */
+TEST(buffer_ends, of_the_applications_values_in_a_batch) {
+    constexpr std::size_t most = 70;
+    Guarded memory(most + 100);
+    const std::int32_t text = TRN_TYPE_TEXT;
+    for (const bool typed : {false, true}) {
+        std::vector<std::pair<std::string, std::string>> exchanges;
+        for (std::size_t size = 1; size <= most; ++size) {
+            const std::string row = (typed ? "\x1e" : "") + wire_text(pattern(size));
+            exchanges.insert(exchanges.end(), 2, {batch_of_nulls_and(text_entry(""), 1, row), U(2) + K});
+        }
+        Script script = asked(exchanges);
+        if (typed) script[1] = send("N\1\2\3\4K");
+        Session session(script);
+        for (std::size_t size = 1; size <= most; ++size) {
+            const auto length = static_cast<std::int32_t>(size);
+            const auto before = static_cast<std::uint32_t>(most + 100 - size);
+            char* element = memory.area(size);
+            pattern(size).copy(element, size);
+            const TRNX_VALUE values[] = {{0, 0}, {before, std::uint32_t(size)}};
+            ASSERT_EQ(TRNX_ExecRows(session.handle(), "q", 1, &text, 2, values, element - before,
+                                    before + std::uint32_t(size)),
+                      0);
+            const std::int32_t heads[] = {0, length}; /* of two elements, which hold their lengths */
+            std::int32_t lengths[] = {0, length};
+            std::memcpy(element - sizeof heads, heads, sizeof heads);
+            ASSERT_EQ(TRN_BindParamArrayByPos(session.handle(), 1, 2, TRN_DIRECTION_IN, text, 2,
+                                              element - sizeof heads, length + 8, lengths),
+                      0);
+            ASSERT_EQ(TRN_ExecBatch(session.handle(), "q", 2), 0);
+        }
+    }
+}
+
+/* A row that fills a block nearly or wholly, and goes on. */
+TEST(buffer_ends, of_the_blocks_of_a_batch) {
+    constexpr std::size_t room = 131072 + 100 * 69, most_left = 80;
+    const std::vector<std::int32_t> texts(3, TRN_TYPE_TEXT);
+    const std::string data = pattern(room);
+    std::vector<std::pair<std::string, std::string>> exchanges;
+    const auto sizes = [](std::size_t left) {
+        return std::array{room - 4 - left, std::size_t{10}, std::size_t{1000}};
+    };
+    for (std::size_t left = 0; left <= most_left; ++left) {
+        std::string row;
+        for (const std::size_t size : sizes(left))
+            row += wire_text(data.substr(0, size));
+        exchanges.push_back(
+            {batch_of_nulls_and(text_entry("") + text_entry("") + text_entry(""), 3, row), U(2) + K});
+    }
+    Session session(asked(exchanges));
+    for (std::size_t left = 0; left <= most_left; ++left) {
+        std::vector<TRNX_VALUE> values(3);
+        for (const std::size_t size : sizes(left))
+            values.push_back({0, std::uint32_t(size)});
+        ASSERT_EQ(TRNX_ExecRows(session.handle(), "q", 3, texts.data(), 2, values.data(), data.data(), room),
+                  0);
+    }
 }
 
 } // namespace
