@@ -331,8 +331,12 @@ class OwnStack {
     ~OwnStack() { munmap(memory_, size); }
     OwnStack(const OwnStack&) = delete;
     OwnStack& operator=(const OwnStack&) = delete;
-    void run(std::function<void()> call) {
-        call_ = std::move(call);
+    void run(const std::function<void()>& call) {
+        call_ = [&call] {
+            in_library = true;
+            call();
+            in_library = false;
+        };
         getcontext(&theirs_);
         theirs_.uc_stack.ss_sp = memory_;
         theirs_.uc_stack.ss_size = size;
