@@ -284,7 +284,8 @@ TEST(set, that_does_not_fit_a_request_is_refused_before_it_is_sent) {
     std::string entries;
     for (int i = 0; i < 65535; ++i)
         entries += entry("n", TRN_DIRECTION_OUT, 1, 0, "");
-    Session session(asked({{request("q", 1, integer_entry(1, longest)), K},
+    Session session(asked({{command("q"), E("earlier") + K},
+                           {request("q", 1, integer_entry(1, longest)), K},
                            {request("q", 65535, entries), U(7) + K},
                            {command("q"), U(8) + K}}));
     TRN_HANDLE* handle = session.handle();
@@ -302,10 +303,11 @@ TEST(set, that_does_not_fit_a_request_is_refused_before_it_is_sent) {
         [&] { return TRN_Execute_procesure(handle, "q", nullptr); },
         [&] { return TRN_ExecwithServerCursorReader(handle, "q", "c", nullptr, nullptr); },
     };
+    EXPECT_EQ(run(no_query, session.connection, "q"), TRN_ERR_SERVER);
     for (const auto& call : calls) {
         bind(1, longest + "n");
         EXPECT_EQ(call(), TRN_ERR_ARGUMENT);
-        EXPECT_EQ(error_text(*handle), "");
+        EXPECT_EQ(error_text(*handle), "earlier");
     }
     EXPECT_EQ(bind_integer(handle, longest, 1), 0);
     EXPECT_EQ(run(no_query, session.connection, "q"), 0);
