@@ -34,7 +34,8 @@ const Left lefts[] = {
     {no_query, U(5) + "A", behind(rows_reply(2)) + D(0x4b4b4b4b) + K, 5}, {no_query, W("w") + "A", behind(rows_reply(2)) + K, 1},
     {single_value, "P", behind(P("KK")) + K, 0}, {single_value, rows_reply(2) + "P", behind(P("KK")) + O("K") + U(1) + K, 0},
     {single_value, "O", behind(O("KK")) + P("") + K, 0}, {data_reader, "P", behind(P("KK")) + O("K") + M("K") + K, 0},
-    {data_reader, "O", behind(O("KK")) + rows_reply(2) + K, 0}, {no_query, "W" + be32(-1), U(5) + K, TRN_ERR_MEMORY},
+    {data_reader, "O", behind(O("KK")) + rows_reply(2) + K, 0}, {data_reader, rows_reply(2) + "P", behind(P("KK")) + O("K") + K, 2},
+    {data_reader, rows_reply(2) + "O", behind(O("KK")) + K, 2}, {no_query, "W" + be32(-1), U(5) + K, TRN_ERR_MEMORY},
 };
 // clang-format on
 
