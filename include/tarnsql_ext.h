@@ -108,13 +108,10 @@ TRN_API int32_t TRNX_Cancel(TRN_HANDLE* handle);
 
 /* ---------------------------------------------------------------------------------- batches of rows */
 
-/*
- * A value of TRNX_ExecRows: where it begins in the data, and how many bytes it has, up to 2,147,483,647; 0: a
- * null.
- */
+/* A value of TRNX_ExecRows. It has up to 2,147,483,647 bytes. */
 typedef struct TRNX_VALUE {
-    uint32_t offset;
-    uint32_t length;
+    uint32_t offset; /* where it begins in the data */
+    uint32_t length; /* its bytes; 0: a null */
 } TRNX_VALUE;
 
 /*
