@@ -224,7 +224,7 @@ const std::vector<Case>& cases() {
     // clang-format off
     static const std::vector<Case> all{
         {"counts", {}, {{q, W("warning") + M("notice") + I("row 1") + I("row 2") + U(0x4b4b4b4b) + K}}, no_query_of, 0x4b4b4b4b},
-        {"errors", {}, {{q, I("row") + E("error") + D(3) + F("fatal") + K}}, no_query_of, -1},
+        {"errors", {}, {{q, I("row") + E("K is not the end") + D(3) + F("fatal") + K}}, no_query_of, -1},
         {"unwanted outputs", {}, {{q, O("out") + P("put") + U(1) + K}}, no_query_of, 1},
         {"behind unread rows", {{command("left"), U(1) + "A"}}, {{q, rows.substr(1) + U(2) + I("K") + O("o") + P("p") + K + U(3) + K}}, behind_unread_rows, 3},
         {"rows and texts", {}, {{q, rows + K}}, read, 3},

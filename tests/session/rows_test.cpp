@@ -97,9 +97,13 @@ TEST(rows, that_cannot_be_read_or_sent_are_refused_before_anything_is_sent) {
 TEST(rows, of_almost_4_gib_are_refused) {
     const Bytes data(std::size_t{64} << 20);
     const std::vector<std::int32_t> types(64, 2);
-    Session session(asked({{command("q"), K}}));
-    EXPECT_EQ(exec_rows(session, types, 1, Values(64, TRNX_VALUE{0, 64 << 20}), data), TRN_ERR_ARGUMENT);
-    EXPECT_EQ(session.connection.run("q"), 0);
+    for (const std::string_view login : {"K", "N\1\2\3\4K"}) {
+        Script script = asked({{command("q"), K}});
+        script[1] = send(std::string(login));
+        Session session(script);
+        EXPECT_EQ(exec_rows(session, types, 1, Values(64, TRNX_VALUE{0, 64 << 20}), data), TRN_ERR_ARGUMENT);
+        EXPECT_EQ(session.connection.run("q"), 0);
+    }
 }
 
 /* The first request that is refused ends the call, and a set that is bound meanwhile stays so. */
