@@ -4,13 +4,7 @@
  */
 #include "conversations.h"
 #include "encrypted_channel.h"
-#include "output_capture.h"
 #include "watched_memory.h"
-#include "wire_bytes.h"
-
-#include <gtest/gtest.h>
-
-using namespace test_support;
 
 namespace {
 
@@ -24,18 +18,17 @@ class allocation : public testing::Test {
         watched_.last_to_fail = last;
         watch = &watched_;
         {
-            Client client(conversation.bytes.size(), false), second(0, false);
+            Client client, second;
             Recording recording = whole(conversation);
             if (cut_short) recording.bytes.resize(recording.bytes.size() / 3); // inside a large one
             converse(peer_, conversation, recording, client);
             EXPECT_TRUE(client.known) << client.statuses;
             watched_.first_to_fail = watched_.last_to_fail = 0;
             needed_ = watched_.taken;
-            if (client.handle != nullptr) {
+            if (client.connection.handle != nullptr) {
                 EXPECT_EQ(fault_after(peer_, conversation, client), "");
             }
-            second.open("server=127.0.0.1;port=" + std::to_string(peer_.port()) + ";" +
-                        conversation.settings);
+            second.open(peer_.port(), conversation.settings);
             EXPECT_EQ(fault_after(peer_, conversation, second), "");
         }
         watch = nullptr;
@@ -80,7 +73,7 @@ TEST_F(allocation, is_never_larger_than_what_has_arrived_allows) {
                 {
                     Recording recording = whole(conversation);
                     recording.bytes = damaged;
-                    Client client(damaged.size(), false);
+                    Client client;
                     converse(peer_, conversation, recording, client);
                 }
                 watch = nullptr;
@@ -92,41 +85,22 @@ TEST_F(allocation, is_never_larger_than_what_has_arrived_allows) {
 
 /* A reply that ends behind a length of two gigabytes and what has arrived of them. */
 struct Claim {
-    std::string before;
-    std::int32_t (*call)(TRN_HANDLE* handle);
+    std::string before, call;
 };
-
-std::int32_t execute(TRN_HANDLE* handle) {
-    return TRN_Execute_no_query(handle, "q");
-}
-std::int32_t prepare(TRN_HANDLE* handle) {
-    return TRN_Prepare2(handle, "q", nullptr);
-}
-std::int32_t read(TRN_HANDLE* handle) {
-    return TRN_ExecwithDataReader(handle, "q", nullptr, nullptr, nullptr, nullptr);
-}
-std::int32_t fetch(TRN_HANDLE* handle) {
-    return TRN_FetchServerCursorRowset(handle, "c", nullptr);
-}
-std::int32_t call(TRN_HANDLE* handle) {
-    char text[4];
-    std::int32_t length = 0;
-    TRN_BindParamByPos(handle, 1, TRN_DIRECTION_OUT, TRN_TYPE_TEXT, text, sizeof text, &length);
-    return TRN_Execute_procesure(handle, "q", nullptr);
-}
 
 TEST_F(allocation, follows_what_arrives_and_not_what_is_claimed) {
     constexpr std::size_t trusted = 1024 * 1024;
     const std::string columns =
         query({{"c", TRN_WIRE_CHAR}, {"n", TRN_WIRE_INTEGER}, {"d", TRN_WIRE_BLOB}}, {});
     const std::string half_row = columns + "R" + wire_text(std::string(70000, 'x')) + null_value();
-    const Claim claims[] = {{columns + "R", read},    {columns + "R", fetch},
-                            {half_row, read},         {columns + "*", read},
-                            {columns + "W", read},    {"E", read},
-                            {"W", execute},           {"I", execute},
-                            {"O" + be32(1), execute}, {"P" + be32(0) + be32(30), call},
-                            {"O" + be32(30), call},   {"$" + be32(1), prepare},
-                            {columns + "R", execute}, {"E", prepare}};
+    const std::string read = "rows and texts", count = "counts", call = "procedure";
+    const Claim claims[] = {{columns + "R", read},  {columns + "R", "fetch"},
+                            {half_row, read},       {columns + "*", read},
+                            {columns + "W", read},  {"E", read},
+                            {"W", count},           {"I", count},
+                            {"O" + be32(1), count}, {"P" + be32(0) + be32(30), call},
+                            {"O" + be32(30), call}, {"$" + be32(1), "prepare"},
+                            {columns + "R", count}, {"E", "prepare"}};
     for (const bool encrypted : {false, true})
         for (const Claim& claim : claims)
             for (const std::size_t arrived : {0, 1, 60000, 65536, 200000, 3000000}) {
@@ -137,12 +111,13 @@ TEST_F(allocation, follows_what_arrives_and_not_what_is_claimed) {
                 watched_ = {};
                 watch = &watched_;
                 {
-                    Client client(0, false);
+                    Client client;
                     converse(peer_, conversation, whole(conversation), client);
-                    const std::int32_t status = claim.call(&client.handle);
-                    const bool rows_left = claim.call == execute && claim.before == columns + "R";
-                    EXPECT_EQ(status, rows_left ? TRN_OK : TRN_ERR_NETWORK);
-                    EXPECT_EQ(execute(&client.handle), TRN_ERR_NETWORK);
+                    Hands hands(client.connection);
+                    const bool rows_left = claim.call == count && claim.before == columns + "R";
+                    EXPECT_EQ(case_named(claim.call).call(hands).status,
+                              rows_left ? TRN_OK : TRN_ERR_NETWORK);
+                    EXPECT_EQ(client.connection.run("q"), TRN_ERR_NETWORK);
                 }
                 watch = nullptr;
                 EXPECT_LE(watched_.largest, 2 * conversation.bytes.size() + trusted);

@@ -1,46 +1,31 @@
 /*
  * Recorded conversations: the bytes of a server, from its answer to the login on, and the calls that they
- * answer. Between them they hold every kind of message. Each can be had again with other bytes: cut off,
- * damaged or in pieces.
+ * answer. Between them they hold every call that waits for a reply, and every kind of message. Each can be
+ * had again with other bytes: cut off, damaged or in pieces.
  */
 #ifndef CONVERSATIONS_H
 #define CONVERSATIONS_H
 
-#include "read_all.h"
 #include "replay_peer.h"
-
-#include <string>
-#include <vector>
+#include "session/exchanges.h"
 
 /* One client. Every call's status is noted; when logging, everything that it handed over is too. */
-class Client {
-  public:
-    Client(std::size_t longest_value, bool logging) : longest_value_(longest_value), logging_(logging) {}
+struct Client {
     ~Client();
-    Client(const Client&) = delete;
-    Client& operator=(const Client&) = delete;
+    void open(std::uint16_t port, const std::string& settings);
+    void note(std::int32_t status);
 
-    void open(const std::string& connection_string);
-    void status(std::int32_t status);
-    void bytes(const void* data, std::size_t size);
-    void results(TRN_HANDLE* result);
-    void errors();
-
-    TRN_HANDLE handle = nullptr;
-    std::string statuses; /* "2 0 -1": of the open and of each call that talks to the server */
+    Connection connection;
+    std::string statuses; /* "2 0 -1": of the open and of each call */
     std::string log;
+    bool logging = false;
     bool known = true; /* every status was one of the interface's */
-
-  private:
-    std::string* log_or_none() { return logging_ ? &log : nullptr; }
-    std::size_t longest_value_;
-    bool logging_;
-    void* addresses_ = nullptr;
+    void* addresses = nullptr;
 };
 
 struct Conversation {
     std::string name, settings, bytes;
-    std::vector<void (*)(Client&)> calls;
+    std::vector<std::function<Given(Hands&)>> calls;
     std::string statuses; /* when all bytes arrive */
     bool encrypted = false;
 };
@@ -50,10 +35,9 @@ const std::vector<Conversation>& conversations();
 const std::vector<Conversation>& large_conversations();
 
 /* Opens, and makes the calls whatever came of it. */
-void converse(test_support::ReplayPeer& peer, const Conversation& conversation,
-              test_support::Recording recording, Client& client);
-inline test_support::Recording whole(const Conversation& conversation) {
-    return {conversation.bytes, test_support::Ending::orderly, SIZE_MAX, conversation.encrypted};
+void converse(ReplayPeer& peer, const Conversation& conversation, Recording recording, Client& client);
+inline Recording whole(const Conversation& conversation) {
+    return {conversation.bytes, Ending::orderly, SIZE_MAX, conversation.encrypted};
 }
 
 /* The bytes damaged: one of them changed in three ways; the four from there on, a length or a count if any is
@@ -62,6 +46,6 @@ std::vector<std::string> flipped(const std::string& bytes, std::size_t offset);
 std::vector<std::string> recounted(const std::string& bytes, std::size_t offset);
 
 /* Connects a connection in any state to a sound server, asks it and closes; "" or what went wrong. */
-std::string fault_after(test_support::ReplayPeer& peer, const Conversation& conversation, Client& client);
+std::string fault_after(ReplayPeer& peer, const Conversation& conversation, Client& client);
 
 #endif

@@ -5,10 +5,6 @@
 #include "conversations.h"
 #include "output_capture.h"
 
-#include <gtest/gtest.h>
-
-using namespace test_support;
-
 namespace {
 
 /* The emulator that the Windows programs run in is slow where connections are many. */
@@ -31,7 +27,7 @@ std::string at(const Conversation& conversation, std::size_t offset, const std::
 TEST_F(hostile, conversations_are_what_they_should_be) {
     for (const auto* list : {&conversations(), &large_conversations()})
         for (const Conversation& conversation : *list) {
-            Client client(conversation.bytes.size(), false);
+            Client client;
             converse(peer_, conversation, whole(conversation), client);
             EXPECT_EQ(client.statuses, conversation.statuses) << conversation.name;
             EXPECT_EQ(fault_after(peer_, conversation, client), "") << conversation.name;
@@ -45,10 +41,10 @@ TEST_F(hostile, any_byte_may_be_wrong) {
                 for (const std::string& bytes : damage(conversation.bytes, offset)) {
                     Recording recording = whole(conversation);
                     recording.bytes = bytes;
-                    Client client(bytes.size(), false);
+                    Client client;
                     converse(peer_, conversation, recording, client);
                     ASSERT_TRUE(client.known) << at(conversation, offset, client.statuses);
-                    ASSERT_EQ(TRN_CloseConn(&client.handle), TRN_OK);
+                    ASSERT_EQ(TRN_CloseConn(&client.connection.handle), TRN_OK);
                 }
 }
 

@@ -317,10 +317,11 @@ TEST_F(system_calls, that_fail_while_connecting_lose_no_descriptor) {
 
 /* What the server got and the application was handed, of one conversation. */
 std::string transcript(ReplayPeer& peer, const Conversation& conversation, System& system) {
-    Client client(conversation.bytes.size(), true);
+    Client client;
+    client.logging = true;
     const Watched watched(system);
     converse(peer, conversation, whole(conversation), client);
-    TRN_CloseConn(&client.handle);
+    TRN_CloseConn(&client.connection.handle);
     return client.statuses + "\n" + client.log + "\n" + system.sent;
 }
 
@@ -373,11 +374,11 @@ TEST_F(system_calls, wait_for_a_silent_server_three_times_or_once_and_never_agai
         for (std::size_t cut = 0; cut < conversation.bytes.size(); ++cut) {
             System system;
             system.silent_after = cut;
-            Client client(cut, false);
+            Client client;
             const Watched watched(system);
             converse(peer_, conversation, whole(conversation), client);
             ASSERT_TRUE(client.known) << conversation.name << ", byte " << cut;
-            TRN_CloseConn(&client.handle);
+            TRN_CloseConn(&client.connection.handle);
             /* What follows the last byte that a call asks for is not waited for. */
             const std::size_t most = conversation.encrypted ? 1 : 3;
             ASSERT_TRUE(system.silences == most || (system.silences == 0 && system.received == cut))

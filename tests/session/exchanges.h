@@ -1,7 +1,7 @@
 /*
  * Every call that waits for a reply, with the requests and replies of its conversation and what it gives: the
- * one table behind the tests of replies that are cut, late or broken off, and of memory that runs out inside
- * a call.
+ * one table behind the tests of replies that are cut, late, broken off or damaged, and of memory that runs
+ * out inside a call.
  */
 #ifndef EXCHANGES_H
 #define EXCHANGES_H
@@ -12,10 +12,12 @@
 struct Given {
     std::int32_t status = 0;
     std::string handed;
+    bool counts = false; /* the status may be any number that the server sent */
     std::string text() const { return std::to_string(status) + " " + handed; }
 };
 
-/* A connection, and what is to happen right before and right behind the call in question. */
+/* A connection, how results are read, and what is to happen right before and right behind the call in
+ * question. */
 struct Hands {
     explicit Hands(Connection& used) : connection(used), handle(&used.handle) {}
     template <class Call> std::int32_t made(Call call) {
@@ -27,6 +29,7 @@ struct Hands {
     Connection& connection;
     TRN_HANDLE* const handle;
     std::function<void()> before, behind;
+    std::function<std::string(Reader&)> read = [](Reader& reader) { return reader.transcript(); };
 };
 
 struct Case {
@@ -42,6 +45,7 @@ struct Case {
 
 /* On connections that ask for descriptors of large objects. */
 const std::vector<Case>& cases();
+const Case& case_named(const std::string& name);
 /* The same with megabytes. */
 const std::vector<Case>& large_cases();
 

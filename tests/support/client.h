@@ -13,6 +13,7 @@
 namespace test_support {
 
 struct Connection {
+    Connection() : opened(-7) {}
     explicit Connection(const std::string& text) : opened(TRN_OpenConn(text.c_str(), &handle)) {}
     ~Connection() { TRN_CloseConn(&handle); }
     Connection(const Connection&) = delete;
