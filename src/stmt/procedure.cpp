@@ -22,6 +22,11 @@ struct Output {
 
 } // namespace
 
+static void end_without_memory(Reply& reply) noexcept {
+    leave_reply(reply.conn, MessageType::none);
+    end(reply, TRN_ERR_MEMORY);
+}
+
 // False when the reply ended inside the value.
 static bool read_output(Reply& reply, Output& output) noexcept {
     if (!read_i32(reply.conn.channel, output.type) || !read_count(reply.conn, output.length)) {
@@ -30,16 +35,14 @@ static bool read_output(Reply& reply, Output& output) noexcept {
     }
     const int32_t status = read_block(reply.conn.channel, output.length, output.bytes);
     if (status == TRN_ERR_NETWORK) end_broken(reply);
-    if (status == TRN_ERR_MEMORY) {
-        leave_reply(reply.conn, MessageType::none);
-        end(reply, status);
-    }
+    if (status == TRN_ERR_MEMORY) end_without_memory(reply);
     return status == TRN_OK;
 }
 
 static void deliver(Reply& reply, const ParamSlot& slot, Output& output) noexcept {
     const int32_t status =
         deliver_output(slot, output.type, reinterpret_cast<uint8_t*>(output.bytes.get()), output.length);
+    if (status == TRN_ERR_MEMORY) return end_without_memory(reply);
     if (status != TRN_OK) reply.status = status;
 }
 

@@ -220,9 +220,9 @@ const std::vector<Case>& cases() {
     const auto output = [](std::int32_t slot, std::int32_t type, const std::string& value) {
         return "P" + be32(slot) + be32(type) + wire_text(value);
     };
-    const std::string outputs = M("note") + output(0, 30, "text") + output(3, 5, be32(9)) +
-                                output(4, 10, be32(11016)) + "O" + be32(9) + wire_text(be_double(0.25)) +
-                                rows + output(1, 32, "content") + output(0, 13, be64(1)) + K;
+    const std::string outputs = M("note") + output(0, 30, "text") + output(1, 32, "content") +
+                                output(3, 5, be32(9)) + output(4, 10, be32(11016)) + "O" + be32(9) +
+                                wire_text(be_double(0.25)) + rows + output(0, 13, be64(1)) + K;
     const std::string descriptor = query({{"l", TRN_WIRE_CLOB}}, {row({wire_text("C23456789012,1234")})}) + K;
     const std::string pieces = query({{"l", TRN_WIRE_CLOB}}, {}) + "R" + be32(1) + wire_text("first, ") +
                                be32(1) + wire_text("") + be32(9) + wire_text("last") + be32(0);
